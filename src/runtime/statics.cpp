@@ -1,0 +1,26 @@
+// The library's objects that are made at load and destroyed at unload, in one unit, because only within
+// one unit does the language fix their order. dlopen and dlclose may load and unload the library any
+// number of times; each load runs this file from top to bottom, each unload from bottom to top.
+//
+// The order, by what each step makes:
+//    1  RAM_LOCK
+//    2  MDS_PERTHREAD_LOCK
+//    3  the sorter's statics
+//    4  VM_LOCK
+//    5  the lock of the security tokens
+//    6  MemoryError, DummyError
+//    7  the statics of the data sources
+//    8  ExchangeThreadLock, ExchangeTaskLock
+//    9  the statics of the counted libraries
+//   10  BOS_ZUSEMAPHORE_INFO, BOS_RUNTIME_DEBUG
+//   11  the statics of the region locks
+//   12  the statics of the install directory
+//   13  thisDLL, CursorLibrarySingleThreadLock
+// Locks and error records stand in front, so that whatever comes later may take locks and report errors
+// in its constructor and destructor. A step whose part of the library is not built yet is missing below.
+
+#include "runtime/zucritse.h"
+
+ZuCriticalSection RAM_LOCK(0);
+ZuCriticalSection ExchangeThreadLock(0);
+ZuCriticalSection CursorLibrarySingleThreadLock(0);

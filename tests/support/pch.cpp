@@ -1,0 +1,1 @@
+// Compiled once, so that every test program can share its precompiled header.
