@@ -19,8 +19,20 @@
 // Locks and error records stand in front, so that whatever comes later may take locks and report errors
 // in its constructor and destructor. A step whose part of the library is not built yet is missing below.
 
+#include "runtime/internal/threadlist.h"
+#include "runtime/mds.h"
 #include "runtime/zucritse.h"
+#include "runtime/zudebug.h"
+#include "runtime/zusemaph.h"
 
 ZuCriticalSection RAM_LOCK(0);
+
+ZuCriticalSection MDS_PERTHREAD_LOCK(0);
+static ThreadListOwner threadListOwner;
+
 ZuCriticalSection ExchangeThreadLock(0);
+ZuSemaphore ExchangeTaskLock(nullptr, nullptr);
+
+ZuRunTimeDebug BOS_RUNTIME_DEBUG;
+
 ZuCriticalSection CursorLibrarySingleThreadLock(0);

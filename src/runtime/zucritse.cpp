@@ -1,6 +1,8 @@
 #include "runtime/zucritse.h"
 
-ZuCriticalSection::ZuCriticalSection(unsigned disabled) : disabled(disabled) { pthread_mutex_init(&mutex, nullptr); }
+ZuCriticalSection::ZuCriticalSection(unsigned disabled) : disabled(disabled) {
+  pthread_mutex_init(&mutex, nullptr);
+}
 
 ZuCriticalSection::~ZuCriticalSection() {
   // Unlocking a mutex that is not held is undefined; a failed try shows that it is held.

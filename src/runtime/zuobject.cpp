@@ -2,4 +2,6 @@
 
 ZuObject::~ZuObject() = default;
 
-int ZuObject::compare(const ZuObject*) const { return 0; }
+int ZuObject::compare(const ZuObject*) const {
+  return 0;
+}
