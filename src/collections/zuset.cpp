@@ -1,0 +1,100 @@
+#include "collections/zuset.h"
+
+namespace {
+
+// What growth can reach: the capacity that a table grows to is worked out in 16 bits.
+constexpr unsigned long MOST_GROWN_VALUES = 0xFFFF;
+
+// More values than this have no table size in the arithmetic of `setCapacity`.
+constexpr unsigned long MOST_VALUES = ~0UL / 100;
+
+}  // namespace
+
+ZuSet::~ZuSet() = default;
+
+void ZuSet::reset() {
+  ZuArrayPVoid nothing;
+  table.swapVector(nothing);
+  tableSize = 0;
+  count = 0;
+  highWater = 0;
+  loadPercent = defaultLoadPercent;
+  growPercent = defaultGrowPercent;
+}
+
+unsigned long ZuSet::findIndexOf(const void* value) const {
+  unsigned long index = startIndex(doHash(value));
+  while (const void* stored = table.at(index)) {
+    if (areEqual(stored, value)) break;
+    index = below(index);
+  }
+  return index;
+}
+
+int ZuSet::add(void* value) {
+  if (tableSize == 0 || !value) return 1;
+  const unsigned long index = findIndexOf(value);
+  void* const overwritten = table.at(index);
+  table[index] = value;
+  ++count;
+  if (count > getCapacity() && resize(grownFrom(getCapacity()))) {
+    table[index] = overwritten;
+    --count;
+    return 1;
+  }
+  if (count > highWater) highWater = count;
+  return 0;
+}
+
+// The step from one capacity to the next. It is cut to 16 bits, which is meant: from 52428 on a growth
+// starts over from a low number, and only a set that was initialised with more holds more than 65535.
+unsigned long ZuSet::grownFrom(unsigned long capacity) const {
+  return (growPercent * capacity / 100 + capacity + 1) & 0xFFFF;
+}
+
+// Changes `n` to the first capacity that holds `values`, growing from `n` on. 1 when none does.
+int ZuSet::growUntil(unsigned long values, unsigned long& n) const {
+  for (unsigned long steps = 0; capacityOf(tableSizeFor(n)) < values; ++steps) {
+    if (values > MOST_GROWN_VALUES || steps > MOST_GROWN_VALUES) {
+      ramAddMemoryError();
+      return 1;
+    }
+    n = grownFrom(capacityOf(tableSizeFor(n)));
+  }
+  return 0;
+}
+
+// Puts an empty table for `n` values in place, and the old one into `old`.
+int ZuSet::replaceTable(unsigned long n, ZuArrayPVoid& old) {
+  if (n > MOST_VALUES) {
+    ramAddMemoryError();
+    return 1;
+  }
+  if (old.setInitialSize(tableSizeFor(n))) return 1;
+  table.swapVector(old);
+  setCapacity(n);
+  count = 0;
+  return 0;
+}
+
+int ZuSet::initialize(unsigned long n) {
+  ZuArrayPVoid old;
+  return replaceTable(n, old);
+}
+
+int ZuSet::resize(unsigned long n) {
+  unsigned long values = 0;
+  for (unsigned long i = 0; count && i < table.getSizeOfArray(); ++i) values += table.at(i) != nullptr;
+  ZuArrayPVoid old;
+  if (growUntil(values, n) || replaceTable(n, old)) return 1;
+  // The values are distinct, so that each goes to the first empty cell.
+  for (unsigned long i = 0; i < old.getSizeOfArray(); ++i) {
+    void* const value = old.at(i);
+    if (!value) continue;
+    unsigned long index = startIndex(doHash(value));
+    while (table.at(index)) index = below(index);
+    table[index] = value;
+    ++count;
+  }
+  return 0;
+}
