@@ -2,6 +2,8 @@
 
 #include "tests/support/odbc_fixture.h"
 
+#include <nl_types.h>
+
 #include <cstdlib>
 #include <filesystem>
 
@@ -158,7 +160,14 @@ EnvironmentSetting::~EnvironmentSetting() {
   }
 }
 
-std::string SqliteFixture::connectionString() const {
-  return "Driver=/usr/lib/x86_64-linux-gnu/odbc/libsqlite3odbc.so;SyncPragma=OFF;Database=" + scratch.path() +
-         "/test.db";
+std::string SqliteFixture::connectionString(const ScratchDirectory& directory) {
+  return "Driver=/usr/lib/x86_64-linux-gnu/odbc/libsqlite3odbc.so;SyncPragma=OFF;Database=" +
+         directory.path() + "/test.db";
+}
+
+std::string catalogText(int number) {
+  const FaultPause pause;
+  static const nl_catd catalog =
+      catopen(ZULIB_BUILD_DIRECTORY "/share/zulib/locale/en_US/LC_MESSAGES/odbc.m", 0);
+  return catgets(catalog, 1, number, "no such message");
 }

@@ -106,20 +106,29 @@ class EnvironmentSetting {
 
 // A new SQLite database for each test.
 class SqliteFixture : public testing::Test {
+ public:
+  static std::string connectionString(const ScratchDirectory& directory);
+
  protected:
-  std::string connectionString() const;
+  std::string connectionString() const { return connectionString(scratch); }
   ScratchDirectory scratch;
 };
 
 // A PostgreSQL server of the test program's own, on a loopback port. It starts with the first test that
 // asks for it, and ends with the program, however that ends.
 class PostgresFixture : public testing::Test {
- protected:
-  void SetUp() override;
+ public:
+  static bool isRunning(std::string& why);
   static std::string connectionString(const std::string& options = "");
 
   // A result then comes in portions of `rows`, as a true forward-only stream.
   static std::string streaming(int rows = 100);
+
+ protected:
+  void SetUp() override;
 };
+
+// The cursor library's text for a message number, from the catalog of the build.
+std::string catalogText(int number);
 
 #endif

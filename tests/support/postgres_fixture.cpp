@@ -130,8 +130,14 @@ class PostgresServer {
 
 }  // namespace
 
+bool PostgresFixture::isRunning(std::string& why) {
+  why = PostgresServer::instance().failure;
+  return PostgresServer::instance().port != 0;
+}
+
 void PostgresFixture::SetUp() {
-  ASSERT_NE(0, PostgresServer::instance().port) << PostgresServer::instance().failure;
+  std::string why;
+  ASSERT_TRUE(isRunning(why)) << why;
 }
 
 std::string PostgresFixture::connectionString(const std::string& options) {

@@ -1,0 +1,273 @@
+// Scrolling, bookmarks, positioned statements and long values over real data sources: SQLite, PostgreSQL,
+// and PostgreSQL as a forward-only stream, whose result comes in portions.
+
+#include <sys/stat.h>
+
+#include <cstring>
+#include <random>
+
+#include "tests/support/odbc_fixture.h"
+#include "tests/support/rowset.h"
+
+namespace {
+
+enum class Source { Sqlite, Postgres, PostgresStream };
+
+class DataSource : public testing::TestWithParam<Source> {
+ protected:
+  void SetUp() override {
+    std::string why;
+    ASSERT_TRUE(GetParam() == Source::Sqlite || PostgresFixture::isRunning(why)) << why;
+    connection = std::make_unique<OdbcConnection>(connectionString());
+    connection->run("create table t (id integer, name varchar(40), note text)");
+  }
+
+  void TearDown() override {
+    if (connection) connection->run("drop table t");
+  }
+
+  std::string connectionString() const {
+    switch (GetParam()) {
+      case Source::Sqlite: return SqliteFixture::connectionString(scratch);
+      case Source::Postgres: return PostgresFixture::connectionString();
+      case Source::PostgresStream: return PostgresFixture::streaming(2);
+    }
+    return "";
+  }
+
+  // Rows 1 to `count`: (i, 'row i', null).
+  void fill(int count) {
+    connection->run("with recursive g(i) as (select 1 union all select i + 1 from g where i < " +
+                    std::to_string(count) + ") insert into t select i, 'row ' || i, null from g");
+  }
+
+  OdbcConnection& conn() { return *connection; }
+
+ private:
+  ScratchDirectory scratch;
+  std::unique_ptr<OdbcConnection> connection;
+};
+
+std::string nameOf(const testing::TestParamInfo<Source>& info) {
+  const char* names[] = {"Sqlite", "Postgres", "PostgresStream"};
+  return names[static_cast<int>(info.param)];
+}
+
+INSTANTIATE_TEST_SUITE_P(Real, DataSource,
+                         testing::Values(Source::Sqlite, Source::Postgres, Source::PostgresStream), nameOf);
+
+TEST_P(DataSource, ScrollsInEveryDirection) {
+  fill(7);
+  OdbcStatement stmt(conn());
+  stmt.makeScrollable();
+  Rowset rows(stmt, 3);
+  ASSERT_SQL(SQL_SUCCESS, stmt, stmt.execute("select id, name from t order by id"));
+
+  const struct {
+    const char* what;
+    SQLSMALLINT orientation;
+    SQLLEN offset;
+    SQLRETURN rc;
+    std::string rows;
+  } steps[] = {
+      {"next", SQL_FETCH_NEXT, 0, SQL_SUCCESS, rowTexts(1, 3)},
+      {"next", SQL_FETCH_NEXT, 0, SQL_SUCCESS, rowTexts(4, 6)},
+      {"next, a part", SQL_FETCH_NEXT, 0, SQL_SUCCESS, rowTexts(7, 7)},
+      {"next, past the end", SQL_FETCH_NEXT, 0, SQL_NO_DATA, ""},
+      {"prior from past the end", SQL_FETCH_PRIOR, 0, SQL_SUCCESS, rowTexts(5, 7)},
+      {"first", SQL_FETCH_FIRST, 0, SQL_SUCCESS, rowTexts(1, 3)},
+      {"prior, before the start", SQL_FETCH_PRIOR, 0, SQL_NO_DATA, ""},
+      {"last", SQL_FETCH_LAST, 0, SQL_SUCCESS, rowTexts(5, 7)},
+      {"absolute", SQL_FETCH_ABSOLUTE, 2, SQL_SUCCESS, rowTexts(2, 4)},
+      {"prior, cut at the start", SQL_FETCH_PRIOR, 0, SQL_SUCCESS_WITH_INFO, rowTexts(1, 3)},
+      {"relative on", SQL_FETCH_RELATIVE, 4, SQL_SUCCESS, rowTexts(5, 7)},
+      {"relative back", SQL_FETCH_RELATIVE, -1, SQL_SUCCESS, rowTexts(4, 6)},
+      {"absolute from the end", SQL_FETCH_ABSOLUTE, -2, SQL_SUCCESS, rowTexts(6, 7)},
+      {"absolute from the end to the start", SQL_FETCH_ABSOLUTE, -7, SQL_SUCCESS, rowTexts(1, 3)},
+      {"absolute past the end", SQL_FETCH_ABSOLUTE, 8, SQL_NO_DATA, ""},
+      {"absolute 0", SQL_FETCH_ABSOLUTE, 0, SQL_NO_DATA, ""},
+      {"next from before the start", SQL_FETCH_NEXT, 0, SQL_SUCCESS, rowTexts(1, 3)},
+  };
+  for (const auto& step : steps) {
+    SCOPED_TRACE(step.what);
+    EXPECT_SQL(step.rc, stmt, rows.fetch(step.orientation, step.offset));
+    if (SQL_SUCCEEDED(step.rc)) EXPECT_EQ(step.rows, rows.text());
+    if (step.rc == SQL_SUCCESS_WITH_INFO) EXPECT_EQ("01S06", stmt.states());
+  }
+}
+
+TEST_P(DataSource, ServesAResultLargerThanItsMemory) {
+  constexpr int COUNT = 3000;
+  constexpr int SIZE = 10;
+  ScratchDirectory temporary;
+  const EnvironmentSetting directory("ODBCTMPDIR", temporary.path().c_str());
+  fill(COUNT);
+  OdbcStatement stmt(conn());
+  stmt.makeScrollable();
+  EXPECT_SQL(SQL_SUCCESS, stmt, stmt.setName("BIG"));
+  Rowset rows(stmt, SIZE, 200);
+  ASSERT_SQL(SQL_SUCCESS, stmt, stmt.execute("select id, name from t order by id"));
+  ASSERT_SQL(SQL_SUCCESS, stmt, rows.fetch(SQL_FETCH_LAST));
+  EXPECT_EQ(rowTexts(COUNT - SIZE + 1, COUNT), rows.text());
+
+  const auto files = temporary.files();
+  ASSERT_EQ(1u, files.size());
+  EXPECT_EQ("CTT", files[0].substr(0, 3));
+  struct stat facts {};
+  ASSERT_EQ(0, stat((temporary.path() + "/" + files[0]).c_str(), &facts));
+  EXPECT_EQ(0600u, facts.st_mode & 0777);
+  EXPECT_GT(facts.st_size, 4 * 65536);
+
+  // A row of a block that has long left the memory is changed, and keeps its change in the file.
+  ASSERT_SQL(SQL_SUCCESS, stmt, rows.fetch(SQL_FETCH_ABSOLUTE, 101));
+  rows.setName(0, "changed");
+  OdbcStatement writer(conn());
+  EXPECT_SQL(SQL_SUCCESS, writer, writer.execute("update t set name = 'changed' where current of BIG"));
+
+  std::mt19937 random(1);
+  for (int i = 0; i < 150; ++i) {
+    const int first = 102 + static_cast<int>(random() % (COUNT - SIZE - 101));
+    ASSERT_SQL(SQL_SUCCESS, stmt, rows.fetch(SQL_FETCH_ABSOLUTE, first));
+    ASSERT_EQ(rowTexts(first, first + SIZE - 1), rows.text());
+  }
+  ASSERT_SQL(SQL_SUCCESS, stmt, rows.fetch(SQL_FETCH_ABSOLUTE, 101));
+  EXPECT_EQ("101:changed+ " + rowTexts(102, 110), rows.text());
+
+  EXPECT_SQL(SQL_SUCCESS, stmt, SQLCloseCursor(stmt));
+  EXPECT_TRUE(temporary.files().empty());
+}
+
+TEST_P(DataSource, ReturnsToBookmarks) {
+  fill(6);
+  OdbcStatement stmt(conn());
+  stmt.makeScrollable();
+  SQLLEN bookmarks[2] = {};
+  SQLLEN lengths[2] = {};
+  SQLLEN wanted = 0;
+  EXPECT_SQL(SQL_SUCCESS, stmt, stmt.set(SQL_ATTR_USE_BOOKMARKS, SQL_UB_VARIABLE));
+  EXPECT_SQL(SQL_SUCCESS, stmt, stmt.set(SQL_ATTR_FETCH_BOOKMARK_PTR, &wanted));
+  EXPECT_SQL(SQL_SUCCESS, stmt, SQLBindCol(stmt, 0, SQL_C_VARBOOKMARK, bookmarks, sizeof(SQLLEN), lengths));
+  Rowset rows(stmt, 2);
+  ASSERT_SQL(SQL_SUCCESS, stmt, stmt.execute("select id, name from t order by id"));
+  ASSERT_SQL(SQL_SUCCESS, stmt, rows.fetch(SQL_FETCH_ABSOLUTE, 3));
+  EXPECT_EQ(rowTexts(3, 4), rows.text());
+  EXPECT_EQ(3, bookmarks[0]);
+  EXPECT_EQ(4, bookmarks[1]);
+
+  const SQLLEN fourth = bookmarks[1];
+  ASSERT_SQL(SQL_SUCCESS, stmt, rows.fetch(SQL_FETCH_LAST));
+  wanted = fourth;
+  ASSERT_SQL(SQL_SUCCESS, stmt, rows.fetch(SQL_FETCH_BOOKMARK));
+  EXPECT_EQ(rowTexts(4, 5), rows.text());
+  EXPECT_EQ(fourth, bookmarks[0]);
+  ASSERT_SQL(SQL_SUCCESS, stmt, rows.fetch(SQL_FETCH_BOOKMARK, -2));
+  EXPECT_EQ(rowTexts(2, 3), rows.text());
+}
+
+TEST_P(DataSource, UpdatesAndDeletesAtTheCursor) {
+  fill(4);
+  conn().run("update t set name = null where id = 3");
+  OdbcStatement stmt(conn());
+  stmt.makeScrollable();
+  EXPECT_SQL(SQL_SUCCESS, stmt, stmt.setName("C1"));
+  Rowset rows(stmt, 4);
+  ASSERT_SQL(SQL_SUCCESS, stmt, stmt.execute("select id, name from t order by id for update"));
+  ASSERT_SQL(SQL_SUCCESS, stmt, rows.fetch(SQL_FETCH_FIRST));
+  ASSERT_EQ("1:row 1 2:row 2 3:null 4:row 4", rows.text());
+
+  OdbcStatement writer(conn());
+  char name[16] = "second";
+  SQLLEN length = SQL_NTS;
+  EXPECT_SQL(SQL_SUCCESS, writer,
+             SQLBindParameter(writer, 1, SQL_PARAM_INPUT, SQL_C_CHAR, SQL_VARCHAR, 40, 0, name, sizeof name,
+                              &length));
+  ASSERT_SQL(SQL_SUCCESS, writer, writer.prepare("update t set name = ? where current of C1"));
+  EXPECT_SQL(SQL_SUCCESS, stmt, SQLSetPos(stmt, 2, SQL_POSITION, SQL_LOCK_NO_CHANGE));
+  rows.setName(1, "second");
+  EXPECT_SQL(SQL_SUCCESS, writer, SQLExecute(writer));
+
+  // The same statement again, on another row, to a null value.
+  EXPECT_SQL(SQL_SUCCESS, stmt, SQLSetPos(stmt, 4, SQL_POSITION, SQL_LOCK_NO_CHANGE));
+  length = SQL_NULL_DATA;
+  rows.setName(3, nullptr);
+  EXPECT_SQL(SQL_SUCCESS, writer, SQLExecute(writer));
+
+  // A row with a null value is found by it.
+  EXPECT_SQL(SQL_SUCCESS, stmt, SQLSetPos(stmt, 3, SQL_POSITION, SQL_LOCK_NO_CHANGE));
+  OdbcStatement eraser(conn());
+  EXPECT_SQL(SQL_SUCCESS, eraser, eraser.execute("delete from t where current of C1"));
+
+  ASSERT_SQL(SQL_SUCCESS, stmt, rows.fetch(SQL_FETCH_RELATIVE, 0));
+  EXPECT_EQ("1:row 1 2:second+ 3:null- 4:null+", rows.text());
+  EXPECT_EQ("second", conn().value("select name from t where id = 2"));
+  EXPECT_EQ("NULL", conn().value("select name from t where id = 4"));
+  EXPECT_EQ("3", conn().value("select count(*) from t"));
+
+  // A deleted row is no place for another statement.
+  EXPECT_SQL(SQL_SUCCESS, stmt, SQLSetPos(stmt, 3, SQL_POSITION, SQL_LOCK_NO_CHANGE));
+  EXPECT_EQ(SQL_ERROR, eraser.execute("delete from t where current of C1"));
+  EXPECT_EQ(catalogText(253), eraser.states());
+  EXPECT_EQ("3", conn().value("select count(*) from t"));
+}
+
+TEST_P(DataSource, WarnsWhenAPositionedStatementMissesItsRow) {
+  fill(2);
+  conn().run("insert into t values (2, 'row 2', null)");
+  OdbcStatement stmt(conn());
+  stmt.makeScrollable();
+  EXPECT_SQL(SQL_SUCCESS, stmt, stmt.setName("C1"));
+  Rowset rows(stmt, 1, 4);
+  ASSERT_SQL(SQL_SUCCESS, stmt, stmt.execute("select id, name from t order by id"));
+
+  // A truncated value is compared as far as it was read, and equals nothing.
+  ASSERT_SQL(SQL_SUCCESS_WITH_INFO, stmt, rows.fetch(SQL_FETCH_FIRST));
+  EXPECT_EQ("01004", stmt.states());
+  OdbcStatement writer(conn());
+  EXPECT_EQ(SQL_SUCCESS_WITH_INFO, writer.execute("update t set note = 'x' where current of C1"));
+  EXPECT_EQ(catalogText(37), writer.states());
+  EXPECT_EQ("0", conn().value("select count(*) from t where note = 'x'"));
+
+  // Equal rows are all touched, which is told.
+  OdbcStatement whole(conn());
+  whole.makeScrollable();
+  EXPECT_SQL(SQL_SUCCESS, whole, whole.setName("C2"));
+  Rowset wholeRows(whole, 1);
+  ASSERT_SQL(SQL_SUCCESS, whole, whole.execute("select id, name from t order by id"));
+  ASSERT_SQL(SQL_SUCCESS, whole, wholeRows.fetch(SQL_FETCH_LAST));
+  EXPECT_EQ(SQL_SUCCESS_WITH_INFO, writer.execute("delete from t where current of C2"));
+  EXPECT_EQ(catalogText(41), writer.states());
+  EXPECT_EQ("1", conn().value("select count(*) from t"));
+}
+
+TEST_P(DataSource, ReadsLongValuesInPieces) {
+  fill(3);
+  conn().run("update t set note = '" + std::string(2500, 'a') + std::string(2500, 'b') + "' where id = 2");
+  OdbcStatement stmt(conn());
+  stmt.makeScrollable();
+  Rowset rows(stmt, 3);
+  ASSERT_SQL(SQL_SUCCESS, stmt, stmt.execute("select id, name, note from t order by id"));
+  ASSERT_SQL(SQL_SUCCESS, stmt, rows.fetch(SQL_FETCH_FIRST));
+
+  // Twice, with the cursor elsewhere between.
+  for (int round = 0; round < 2; ++round) {
+    EXPECT_SQL(SQL_SUCCESS, stmt, SQLSetPos(stmt, 2, SQL_POSITION, SQL_LOCK_NO_CHANGE));
+    std::string note;
+    char piece[601];
+    SQLLEN left = 0;
+    SQLRETURN rc = SQL_SUCCESS_WITH_INFO;
+    for (int pieces = 0; rc == SQL_SUCCESS_WITH_INFO && pieces < 100; ++pieces) {
+      rc = SQLGetData(stmt, 3, SQL_C_CHAR, piece, sizeof piece, &left);
+      ASSERT_TRUE(SQL_SUCCEEDED(rc)) << stmt.why();
+      if (rc == SQL_SUCCESS_WITH_INFO) EXPECT_EQ("01004", stmt.states());
+      note += piece;
+    }
+    EXPECT_EQ(std::string(2500, 'a') + std::string(2500, 'b'), note);
+    EXPECT_SQL(SQL_SUCCESS, stmt, SQLSetPos(stmt, 3, SQL_POSITION, SQL_LOCK_NO_CHANGE));
+    EXPECT_SQL(SQL_SUCCESS, stmt, SQLGetData(stmt, 3, SQL_C_CHAR, piece, sizeof piece, &left));
+    EXPECT_EQ(SQL_NULL_DATA, left);
+  }
+  ASSERT_SQL(SQL_SUCCESS, stmt, rows.fetch(SQL_FETCH_ABSOLUTE, 2));
+  EXPECT_EQ(rowTexts(2, 3), rows.text());
+}
+
+}  // namespace
