@@ -10,13 +10,9 @@ void* MDS_PER_TASK_GLOBALS[PerTaskDataCount];
 
 namespace {
 
-unsigned long thisThread() {
-  return static_cast<unsigned long>(pthread_self());
-}
+unsigned long thisThread() { return static_cast<unsigned long>(pthread_self()); }
 
-ZuThreadInfo* firstRecord() {
-  return static_cast<ZuThreadInfo*>(MDS_PER_TASK_GLOBALS[PerTaskThreadList]);
-}
+ZuThreadInfo* firstRecord() { return static_cast<ZuThreadInfo*>(MDS_PER_TASK_GLOBALS[PerTaskThreadList]); }
 
 // A deleted record of the list, or null with `last` on the last record. The last record is not looked at
 // unless it is the only one: a deleted one stays unused until others stand behind it.
@@ -76,19 +72,11 @@ void ZuThreadInfo::lockedDecrementCount() {
 
 void mdsPerTaskInit() {}
 void mdsPerTaskTerm() {}
-int mdsIsTaskInit() {
-  return 1;
-}
+int mdsIsTaskInit() { return 1; }
 
-void* mdsGetPerTaskData(PerTaskData index) {
-  return MDS_PER_TASK_GLOBALS[index];
-}
-void** mdsGetPerTaskDataAddress(PerTaskData index) {
-  return &MDS_PER_TASK_GLOBALS[index];
-}
-void mdsSetPerTaskData(PerTaskData index, void* value) {
-  MDS_PER_TASK_GLOBALS[index] = value;
-}
+void* mdsGetPerTaskData(PerTaskData index) { return MDS_PER_TASK_GLOBALS[index]; }
+void** mdsGetPerTaskDataAddress(PerTaskData index) { return &MDS_PER_TASK_GLOBALS[index]; }
+void mdsSetPerTaskData(PerTaskData index, void* value) { MDS_PER_TASK_GLOBALS[index] = value; }
 void mdsSetPerTaskData(PerTaskData index, const void* value) {
   MDS_PER_TASK_GLOBALS[index] = const_cast<void*>(value);
 }
@@ -129,9 +117,7 @@ ZuThreadInfo* getThreadInfo(unsigned long id) {
   return findThreadInfo(id);
 }
 
-ZuThreadInfo* getThreadInfo() {
-  return getThreadInfo(thisThread());
-}
+ZuThreadInfo* getThreadInfo() { return getThreadInfo(thisThread()); }
 
 void* mdsGetPerThreadData(PerThreadData index) {
   ZuThreadInfo* info = getThreadInfo();
@@ -142,8 +128,6 @@ void** mdsGetPerThreadDataAddress(PerThreadData index) {
   return getThreadInfo()->getThreadDataAddress(index);
 }
 
-void mdsSetPerThreadData(PerThreadData index, void* value) {
-  getThreadInfo()->setThreadData(index, value);
-}
+void mdsSetPerThreadData(PerThreadData index, void* value) { getThreadInfo()->setThreadData(index, value); }
 
 void BosLibMain() {}

@@ -91,51 +91,27 @@ void swapRanges(void* a, void* b, unsigned long n) {
 
 }  // namespace
 
-void BUTMEMCP(void* dest, const void* src, unsigned long n) {
-  copyForward(dest, src, n);
-}
-void BUTMMCPD(void* dest, const void* src, unsigned long n) {
-  copyBackward(dest, src, n);
-}
-void BUTU8FIL(void* dest, unsigned char value, unsigned long n) {
-  fill(dest, value, n);
-}
-short BUTMMCMP(const void* a, const void* b, unsigned long n) {
-  return compareBytes(a, b, n);
-}
-void BUTMMSWP(void* a, void* b, unsigned long n) {
-  swapRanges(a, b, n);
-}
+void BUTMEMCP(void* dest, const void* src, unsigned long n) { copyForward(dest, src, n); }
+void BUTMMCPD(void* dest, const void* src, unsigned long n) { copyBackward(dest, src, n); }
+void BUTU8FIL(void* dest, unsigned char value, unsigned long n) { fill(dest, value, n); }
+short BUTMMCMP(const void* a, const void* b, unsigned long n) { return compareBytes(a, b, n); }
+void BUTMMSWP(void* a, void* b, unsigned long n) { swapRanges(a, b, n); }
 
-void BUTSTCPY(unsigned char* dest, const unsigned char* src) {
-  copyForward(dest, src, BUTSTLEN(src) + 1);
-}
+void BUTSTCPY(unsigned char* dest, const unsigned char* src) { copyForward(dest, src, BUTSTLEN(src) + 1); }
 
-void BUTSTCAT(unsigned char* dest, const unsigned char* src) {
-  BUTSTCPY(dest + BUTSTLEN(dest), src);
-}
+void BUTSTCAT(unsigned char* dest, const unsigned char* src) { BUTSTCPY(dest + BUTSTLEN(dest), src); }
 
 long BUTSTCMP(const unsigned char* a, const unsigned char* b) {
   AFGlobalWorld world;
   return static_cast<short>(std::strcmp(reinterpret_cast<const char*>(a), reinterpret_cast<const char*>(b)));
 }
 
-unsigned long BUTSTLEN(const unsigned char* s) {
-  return std::strlen(reinterpret_cast<const char*>(s));
-}
+unsigned long BUTSTLEN(const unsigned char* s) { return std::strlen(reinterpret_cast<const char*>(s)); }
 
-void memCopy(void* dest, const void* src, unsigned long n) {
-  copyForward(dest, src, n);
-}
-void memCopyHuge(void* dest, const void* src, unsigned long n) {
-  copyForward(dest, src, n);
-}
-void memMove(void* dest, const void* src, unsigned long n) {
-  copyForward(dest, src, n);
-}
-void memCopyReverse(void* dest, const void* src, unsigned long n) {
-  copyBackward(dest, src, n);
-}
+void memCopy(void* dest, const void* src, unsigned long n) { copyForward(dest, src, n); }
+void memCopyHuge(void* dest, const void* src, unsigned long n) { copyForward(dest, src, n); }
+void memMove(void* dest, const void* src, unsigned long n) { copyForward(dest, src, n); }
+void memCopyReverse(void* dest, const void* src, unsigned long n) { copyBackward(dest, src, n); }
 
 void memCopyAligned(void* dest, const void* src, unsigned long n) {
   if (!overlap(dest, src, n)) {
@@ -164,32 +140,16 @@ void fastMemCopy(void* dest, const void* src, unsigned long n) {
   }
 }
 
-void memFill(void* dest, unsigned char value, unsigned long n) {
-  fill(dest, value, n);
-}
-void memFillHuge(void* dest, unsigned char value, unsigned long n) {
-  fill(dest, value, n);
-}
-void memZero(void* dest, unsigned long n) {
-  fill(dest, 0, n);
-}
-void memZero4Byte(void* dest, unsigned long count) {
-  fill(dest, 0, count * sizeof(uint32_t));
-}
+void memFill(void* dest, unsigned char value, unsigned long n) { fill(dest, value, n); }
+void memFillHuge(void* dest, unsigned char value, unsigned long n) { fill(dest, value, n); }
+void memZero(void* dest, unsigned long n) { fill(dest, 0, n); }
+void memZero4Byte(void* dest, unsigned long count) { fill(dest, 0, count * sizeof(uint32_t)); }
 
-short memCompare(const void* a, const void* b, unsigned long n) {
-  return compareBytes(a, b, n);
-}
-short memCompareHuge(const void* a, const void* b, unsigned long n) {
-  return compareBytes(a, b, n);
-}
-int memEqual(const void* a, const void* b, unsigned long n) {
-  return n == 0 || std::memcmp(a, b, n) == 0;
-}
+short memCompare(const void* a, const void* b, unsigned long n) { return compareBytes(a, b, n); }
+short memCompareHuge(const void* a, const void* b, unsigned long n) { return compareBytes(a, b, n); }
+int memEqual(const void* a, const void* b, unsigned long n) { return n == 0 || std::memcmp(a, b, n) == 0; }
 
-void memSwap(void* a, void* b, unsigned long n) {
-  swapRanges(a, b, n);
-}
+void memSwap(void* a, void* b, unsigned long n) { swapRanges(a, b, n); }
 
 void butswap(void* base, unsigned short i, unsigned short j, unsigned short width) {
   auto* elements = static_cast<Byte*>(base);
@@ -197,9 +157,7 @@ void butswap(void* base, unsigned short i, unsigned short j, unsigned short widt
              elements + static_cast<unsigned long>(j) * width, width);
 }
 
-int verifyByteBoundary(unsigned short) {
-  return 0;
-}
+int verifyByteBoundary(unsigned short) { return 0; }
 
 void alignOnByteBoundary(unsigned long& value, unsigned short boundary) {
   value = (value + boundary - 1) & ~static_cast<unsigned long>(boundary);

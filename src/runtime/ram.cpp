@@ -22,19 +22,13 @@ Char* allocText(unsigned long n) {
   return static_cast<Char*>(ramAlloc((n + 1) * sizeof(Char)));
 }
 
-unsigned long atLeastZero(long n) {
-  return n < 0 ? 0 : static_cast<unsigned long>(n);
-}
+unsigned long atLeastZero(long n) { return n < 0 ? 0 : static_cast<unsigned long>(n); }
 
 }  // namespace
 
-void* ramAlloc(unsigned long size) {
-  return orMemoryError(std::malloc(size ? size : 1));
-}
+void* ramAlloc(unsigned long size) { return orMemoryError(std::malloc(size ? size : 1)); }
 
-void* ramAllocZ(unsigned long size) {
-  return orMemoryError(std::calloc(1, size ? size : 1));
-}
+void* ramAllocZ(unsigned long size) { return orMemoryError(std::calloc(1, size ? size : 1)); }
 
 int ramResize(void** block, unsigned long size) {
   // The C library would release the block on a size of 0 and answer null, and the caller, who takes null
@@ -55,13 +49,9 @@ int ramResizeZ(void** block, unsigned long size) {
   return 0;
 }
 
-unsigned long ramSize(const void*) {
-  return 0;
-}
+unsigned long ramSize(const void*) { return 0; }
 
-unsigned char* ramAllocStr(const unsigned char* s) {
-  return ramAllocStrNT(s, BUTSTLEN(s) + 1);
-}
+unsigned char* ramAllocStr(const unsigned char* s) { return ramAllocStrNT(s, BUTSTLEN(s) + 1); }
 
 unsigned char* ramAllocStrNT(const unsigned char* s, unsigned long n) {
   auto* text = static_cast<unsigned char*>(ramAlloc(n));
@@ -77,13 +67,9 @@ unsigned char* ramAllocStr(const unsigned char* s, unsigned long n) {
   return text;
 }
 
-unsigned char* ramAllocStr(const unsigned char* s, long n) {
-  return ramAllocStr(s, atLeastZero(n));
-}
+unsigned char* ramAllocStr(const unsigned char* s, long n) { return ramAllocStr(s, atLeastZero(n)); }
 
-unsigned char* ramAllocStr(const unsigned char* s, int n) {
-  return ramAllocStr(s, static_cast<long>(n));
-}
+unsigned char* ramAllocStr(const unsigned char* s, int n) { return ramAllocStr(s, static_cast<long>(n)); }
 
 unsigned short* ramAllocStrW(const unsigned char* s, unsigned long n) {
   auto* text = allocText<unsigned short>(n);
@@ -93,9 +79,7 @@ unsigned short* ramAllocStrW(const unsigned char* s, unsigned long n) {
   return text;
 }
 
-unsigned short* ramAllocStrW(const unsigned char* s, long n) {
-  return ramAllocStrW(s, atLeastZero(n));
-}
+unsigned short* ramAllocStrW(const unsigned char* s, long n) { return ramAllocStrW(s, atLeastZero(n)); }
 
 unsigned char* ramAllocStr(const unsigned short* s, unsigned long n) {
   auto* text = allocText<unsigned char>(n);
@@ -105,9 +89,7 @@ unsigned char* ramAllocStr(const unsigned short* s, unsigned long n) {
   return text;
 }
 
-unsigned char* ramAllocStr(const unsigned short* s, long n) {
-  return ramAllocStr(s, atLeastZero(n));
-}
+unsigned char* ramAllocStr(const unsigned short* s, long n) { return ramAllocStr(s, atLeastZero(n)); }
 
 unsigned char* ramAllocStr(const unsigned short* s) {
   unsigned long n = 0;

@@ -24,6 +24,7 @@
 #include "runtime/zucritse.h"
 #include "runtime/zudebug.h"
 #include "runtime/zusemaph.h"
+#include "runtime/zusemaphoreinfo.h"
 
 ZuCriticalSection RAM_LOCK(0);
 
@@ -33,6 +34,7 @@ static ThreadListOwner threadListOwner;
 ZuCriticalSection ExchangeThreadLock(0);
 ZuSemaphore ExchangeTaskLock(nullptr, nullptr);
 
+ZuSemaphoreInfo BOS_ZUSEMAPHORE_INFO;
 ZuRunTimeDebug BOS_RUNTIME_DEBUG;
 
 ZuCriticalSection CursorLibrarySingleThreadLock(0);

@@ -2,6 +2,4 @@
 
 ZuObject::~ZuObject() = default;
 
-int ZuObject::compare(const ZuObject*) const {
-  return 0;
-}
+int ZuObject::compare(const ZuObject*) const { return 0; }

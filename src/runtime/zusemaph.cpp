@@ -12,12 +12,8 @@ namespace {
 constexpr uintptr_t BEING_MADE = 1;
 constexpr uintptr_t DESTROYED = 2;
 
-uintptr_t mark(const ZuSemaphore* value) {
-  return reinterpret_cast<uintptr_t>(value);
-}
-bool isSemaphore(const ZuSemaphore* value) {
-  return mark(value) > DESTROYED;
-}
+uintptr_t mark(const ZuSemaphore* value) { return reinterpret_cast<uintptr_t>(value); }
+bool isSemaphore(const ZuSemaphore* value) { return mark(value) > DESTROYED; }
 
 // Fills an empty cell. The semaphore is made first and published when it is ready, so that a second thread
 // neither passes while the first one makes it nor makes another: whoever comes second takes the first's.
@@ -33,15 +29,9 @@ ZuSemaphore* makeInCell(ZuSemaphore** cell, ZuSemaphore* previous) {
 
 }  // namespace
 
-int ZuPosixSemaphore::init() {
-  return sem_init(&semaphore, 0, 1) != 0;
-}
-int ZuPosixSemaphore::destroy() {
-  return sem_destroy(&semaphore) != 0;
-}
-int ZuPosixSemaphore::post() {
-  return sem_post(&semaphore) != 0;
-}
+int ZuPosixSemaphore::init() { return sem_init(&semaphore, 0, 1) != 0; }
+int ZuPosixSemaphore::destroy() { return sem_destroy(&semaphore) != 0; }
+int ZuPosixSemaphore::post() { return sem_post(&semaphore) != 0; }
 
 int ZuPosixSemaphore::wait() {
   int failed;
@@ -61,12 +51,8 @@ ZuSemaphore::~ZuSemaphore() {
   if (slot) *slot = reinterpret_cast<ZuSemaphore*>(DESTROYED);
 }
 
-void zuSemaphoreEnter(ZuSemaphore* semaphore) {
-  semaphore->SemaphoreEnter();
-}
-void zuSemaphoreExit(ZuSemaphore* semaphore) {
-  semaphore->SemaphoreExit();
-}
+void zuSemaphoreEnter(ZuSemaphore* semaphore) { semaphore->SemaphoreEnter(); }
+void zuSemaphoreExit(ZuSemaphore* semaphore) { semaphore->SemaphoreExit(); }
 
 void zuSemaphoreEnter(ZuSemaphore** cell) {
   ZuSemaphore* held = std::atomic_ref(*cell).load();
