@@ -45,6 +45,8 @@ enum Number : unsigned short {
   Cancelled = 388,
   OperationNotSupported = 392,
   NoBookmarkPointer = 404,
+  NullArgument = 408,
+  NoStatementText = 412,
   NotExecuted = 460,
   FetchMixed = 464,
   TypeNotMappable = 504,
