@@ -11,12 +11,10 @@
 #include "cursor/internal/messages.h"
 
 // The literal behind a class's `className()`, and the two operations that tell classes apart by it.
-#define ZU_CURSOR_CLASS(Class, Base)                                        \
-  static const char* className() { return s_className; }                    \
-  const char* classOf() const override { return s_className; }              \
-  bool IsKindOf(const char* name) const override {                          \
-    return name == s_className || Base::IsKindOf(name);                     \
-  }                                                                         \
+#define ZU_CURSOR_CLASS(Class, Base)                                                                     \
+  static const char* className() { return s_className; }                                                 \
+  const char* classOf() const override { return s_className; }                                           \
+  bool IsKindOf(const char* name) const override { return name == s_className || Base::IsKindOf(name); } \
   static constexpr char s_className[] = #Class;
 
 class CException {

@@ -13,6 +13,9 @@
 // SQL_NEED_DATA and SQL_STILL_EXECUTING count as failed; who treats them apart says so.
 inline bool clFailed(SQLRETURN rc) { return (rc & ~1) != 0; }
 
+// The first `DMConn::driverVersion` with descriptors and the attributes of rows and parameters.
+constexpr unsigned short CL_VERSION_3 = 300;
+
 // The numbers of the API functions whose two forms share one road.
 enum ClApi : unsigned short {
   API_TRANSACT = 23,
@@ -24,17 +27,26 @@ enum ClApi : unsigned short {
 };
 
 // Marked on the statement.
-SQLRETURN CursorLibBindCol(DMStmt* stmt, SQLUSMALLINT column, SQLSMALLINT cType, SQLPOINTER data, SQLLEN length, SQLLEN* lengthPtr);
-SQLRETURN CursorLibBindParameter(DMStmt* stmt, SQLUSMALLINT number, SQLSMALLINT ioType, SQLSMALLINT cType, SQLSMALLINT sqlType, SQLULEN size, SQLSMALLINT scale, SQLPOINTER data, SQLLEN length, SQLLEN* lengthPtr);
+SQLRETURN CursorLibBindCol(DMStmt* stmt, SQLUSMALLINT column, SQLSMALLINT cType, SQLPOINTER data,
+                           SQLLEN length, SQLLEN* lengthPtr);
+SQLRETURN CursorLibBindParameter(DMStmt* stmt, SQLUSMALLINT number, SQLSMALLINT ioType, SQLSMALLINT cType,
+                                 SQLSMALLINT sqlType, SQLULEN size, SQLSMALLINT scale, SQLPOINTER data,
+                                 SQLLEN length, SQLLEN* lengthPtr);
 SQLRETURN CursorLibCancel(DMStmt* stmt);
 SQLRETURN CursorLibCloseCursor(DMStmt* stmt);
-SQLRETURN CursorLibColAttribute(DMStmt* stmt, SQLUSMALLINT column, SQLUSMALLINT field, SQLPOINTER text, SQLSMALLINT textSize, SQLSMALLINT* textLength, SQLLEN* number);
-SQLRETURN CursorLibColAttributes(DMStmt* stmt, SQLUSMALLINT column, SQLUSMALLINT field, SQLPOINTER text, SQLSMALLINT textSize, SQLSMALLINT* textLength, SQLLEN* number);
-SQLRETURN CursorLibDescribeCol(DMStmt* stmt, SQLUSMALLINT column, SQLCHAR* name, SQLSMALLINT nameSize, SQLSMALLINT* nameLength, SQLSMALLINT* type, SQLULEN* size, SQLSMALLINT* scale, SQLSMALLINT* nullable);
+SQLRETURN CursorLibColAttribute(DMStmt* stmt, SQLUSMALLINT column, SQLUSMALLINT field, SQLPOINTER text,
+                                SQLSMALLINT textSize, SQLSMALLINT* textLength, SQLLEN* number);
+SQLRETURN CursorLibColAttributes(DMStmt* stmt, SQLUSMALLINT column, SQLUSMALLINT field, SQLPOINTER text,
+                                 SQLSMALLINT textSize, SQLSMALLINT* textLength, SQLLEN* number);
+SQLRETURN CursorLibDescribeCol(DMStmt* stmt, SQLUSMALLINT column, SQLCHAR* name, SQLSMALLINT nameSize,
+                               SQLSMALLINT* nameLength, SQLSMALLINT* type, SQLULEN* size, SQLSMALLINT* scale,
+                               SQLSMALLINT* nullable);
 SQLRETURN CursorLibExecDirect(DMStmt* stmt, SQLCHAR* sql, SQLINTEGER length);
 SQLRETURN CursorLibExecute(DMStmt* stmt);
-SQLRETURN CursorLibGetData(DMStmt* stmt, SQLUSMALLINT column, SQLSMALLINT cType, SQLPOINTER value, SQLLEN length, SQLLEN* lengthPtr);
-SQLRETURN CursorLibGetStmtAttr(DMStmt* stmt, SQLINTEGER attribute, SQLPOINTER value, SQLINTEGER length, SQLINTEGER* lengthPtr);
+SQLRETURN CursorLibGetData(DMStmt* stmt, SQLUSMALLINT column, SQLSMALLINT cType, SQLPOINTER value,
+                           SQLLEN length, SQLLEN* lengthPtr);
+SQLRETURN CursorLibGetStmtAttr(DMStmt* stmt, SQLINTEGER attribute, SQLPOINTER value, SQLINTEGER length,
+                               SQLINTEGER* lengthPtr);
 SQLRETURN CursorLibGetStmtOption(DMStmt* stmt, SQLUSMALLINT option, SQLPOINTER value);
 SQLRETURN CursorLibMoreResults(DMStmt* stmt);
 SQLRETURN CursorLibNumParams(DMStmt* stmt, SQLSMALLINT* count);
@@ -55,7 +67,8 @@ SQLRETURN CursorLibFetch(DMStmt* stmt);
 // SQL_ATTR_ROW_ARRAY_SIZE, SQL_ATTR_ROWS_FETCHED_PTR, SQL_ATTR_ROW_BIND_OFFSET_PTR,
 // SQL_ATTR_ROW_STATUS_PTR. Stops at the first failure. Reaches the driver only: the application's view in
 // the descriptors stays. Nothing to do on a driver below version 3.
-SQLRETURN CursorLibSetStmtAttr(DMStmt* stmt, SQLULEN rowArraySize, SQLULEN* rowsFetchedPtr, SQLLEN* bindOffsetPtr, SQLUSMALLINT* rowStatusPtr, SQLULEN bindType);
+SQLRETURN CursorLibSetStmtAttr(DMStmt* stmt, SQLULEN rowArraySize, SQLULEN* rowsFetchedPtr,
+                               SQLLEN* bindOffsetPtr, SQLUSMALLINT* rowStatusPtr, SQLULEN bindType);
 
 // Any one statement attribute, as it stands.
 SQLRETURN CursorLibSetOneStmtAttr(DMStmt* stmt, SQLINTEGER attribute, SQLPOINTER value, SQLINTEGER length);
@@ -66,19 +79,29 @@ SQLRETURN CursorLibFreeStmt(DMStmt* stmt, SQLUSMALLINT option);
 // Marked on the connection. `CursorLibAllocHandle` knows descriptors only.
 SQLRETURN CursorLibAllocHandle(SQLSMALLINT type, DMConn* input, DMDesc** output);
 SQLRETURN CursorLibAllocStmt(DMConn* conn, DMStmt** stmt);
-SQLRETURN CursorLibGetInfo(DMConn* conn, SQLUSMALLINT type, SQLPOINTER value, SQLSMALLINT length, SQLSMALLINT* lengthPtr);
-SQLRETURN CursorLibNativeSql(DMConn* conn, SQLCHAR* sql, SQLINTEGER length, SQLCHAR* out, SQLINTEGER outMax, SQLINTEGER* outLength);
-SQLRETURN CursorLibSetConnectAttr(DMConn* conn, SQLINTEGER attribute, SQLPOINTER value, SQLINTEGER length, unsigned short api);
+SQLRETURN CursorLibGetInfo(DMConn* conn, SQLUSMALLINT type, SQLPOINTER value, SQLSMALLINT length,
+                           SQLSMALLINT* lengthPtr);
+SQLRETURN CursorLibNativeSql(DMConn* conn, SQLCHAR* sql, SQLINTEGER length, SQLCHAR* out, SQLINTEGER outMax,
+                             SQLINTEGER* outLength);
+SQLRETURN CursorLibSetConnectAttr(DMConn* conn, SQLINTEGER attribute, SQLPOINTER value, SQLINTEGER length,
+                                  unsigned short api);
 SQLRETURN CursorLibTransact(DMEnv* env, DMConn* conn, unsigned short completion);
 
 // Marked on the handle itself: connection, statement or descriptor.
 SQLRETURN CursorLibFreeHandle(SQLSMALLINT type, DMHandle* handle);
 
 // Marked on the descriptor.
-SQLRETURN CursorLibGetDescField(DMDesc* desc, SQLSMALLINT record, SQLSMALLINT field, SQLPOINTER value, SQLINTEGER length, SQLINTEGER* lengthPtr);
-SQLRETURN CursorLibGetDescRec(DMDesc* desc, SQLSMALLINT record, SQLCHAR* name, SQLSMALLINT nameSize, SQLSMALLINT* nameLengthPtr, SQLSMALLINT* typePtr, SQLSMALLINT* subTypePtr, SQLLEN* lengthPtr, SQLSMALLINT* precisionPtr, SQLSMALLINT* scalePtr, SQLSMALLINT* nullablePtr);
-SQLRETURN CursorLibSetDescField(DMDesc* desc, SQLSMALLINT record, SQLSMALLINT field, SQLPOINTER value, SQLINTEGER length);
-SQLRETURN CursorLibSetDescRec(DMDesc* desc, SQLSMALLINT record, SQLSMALLINT type, SQLSMALLINT subType, SQLLEN length, SQLSMALLINT precision, SQLSMALLINT scale, SQLPOINTER data, SQLLEN* lengthPtr, SQLLEN* indicatorPtr);
+SQLRETURN CursorLibGetDescField(DMDesc* desc, SQLSMALLINT record, SQLSMALLINT field, SQLPOINTER value,
+                                SQLINTEGER length, SQLINTEGER* lengthPtr);
+SQLRETURN CursorLibGetDescRec(DMDesc* desc, SQLSMALLINT record, SQLCHAR* name, SQLSMALLINT nameSize,
+                              SQLSMALLINT* nameLengthPtr, SQLSMALLINT* typePtr, SQLSMALLINT* subTypePtr,
+                              SQLLEN* lengthPtr, SQLSMALLINT* precisionPtr, SQLSMALLINT* scalePtr,
+                              SQLSMALLINT* nullablePtr);
+SQLRETURN CursorLibSetDescField(DMDesc* desc, SQLSMALLINT record, SQLSMALLINT field, SQLPOINTER value,
+                                SQLINTEGER length);
+SQLRETURN CursorLibSetDescRec(DMDesc* desc, SQLSMALLINT record, SQLSMALLINT type, SQLSMALLINT subType,
+                              SQLLEN length, SQLSMALLINT precision, SQLSMALLINT scale, SQLPOINTER data,
+                              SQLLEN* lengthPtr, SQLLEN* indicatorPtr);
 
 // Calls the driver's SQLCancel entry directly, without lock or mark, so that it works while another
 // thread is inside the driver. 0 when the driver has none.

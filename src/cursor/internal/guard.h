@@ -10,8 +10,9 @@
 // Posts what the exception says on its own handle, or on `handle`, and answers the return code.
 SQLRETURN HandleException(const CException& exception, void* handle);
 
-// Posts message `errorId` on `handle` and answers SQL_ERROR.
+// Posts message `errorId` on `handle` and answers SQL_ERROR, or SQL_SUCCESS_WITH_INFO.
 SQLRETURN clError(void* handle, unsigned short errorId);
+SQLRETURN clWarning(void* handle, unsigned short errorId);
 
 // `work()` answers a SQLRETURN.
 template <class Work>
