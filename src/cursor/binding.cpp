@@ -1,0 +1,96 @@
+// CLBindCol and CLBindParameter.
+
+#include "cursor/cursorlib.h"
+#include "cursor/internal/bindinfo.h"
+#include "cursor/internal/forward.h"
+#include "cursor/internal/guard.h"
+#include "cursor/internal/stmtresources.h"
+
+namespace {
+
+struct ColumnBinding {
+  SQLUSMALLINT column;
+  SQLSMALLINT typeGiven;
+  SQLSMALLINT cType;
+  SQLPOINTER data;
+  SQLLEN length;
+  SQLLEN* lengthPtr;
+};
+
+// The record's own type and size, as far as the application can state them: a default type has been
+// resolved by the cursor, and a fixed-size type has its own size whatever length was given.
+bool sameShape(const BindInfo* old, const ColumnBinding& binding) {
+  if (binding.typeGiven != old->cType && binding.typeGiven != old->typeGiven) return false;
+  return !binding.data || binding.length == old->length ||
+         static_cast<SQLLEN>(DefaultSize(old->cType, binding.length)) == old->length;
+}
+
+void fill(BindInfo* record, const ColumnBinding& binding) {
+  record->column = binding.column;
+  record->typeGiven = binding.typeGiven;
+  record->cType = binding.cType;
+  record->data = binding.data;
+  record->length = binding.length;
+  record->octetLengthPtr = record->indicatorPtr = binding.lengthPtr;
+  record->scale = 0;
+  record->typeForm = ET_BIND_CONCISE;
+}
+
+// Puts the binding on the driver and on the descriptor's list. A record that does not come back to the
+// list is freed: the column is unbound, also when the driver has refused the new binding.
+SQLRETURN bindOnDriver(DMStmt* stmt, const ColumnBinding& binding) {
+  BindInfo* record = GetBindInfo(stmt->ard, binding.column);
+  if (!record) throw CMemoryException();
+  SQLRETURN rc = SQL_SUCCESS;
+  if (binding.column != 0)
+    rc = CursorLibBindCol(stmt, binding.column, binding.cType, binding.data, binding.length,
+                          binding.lengthPtr);
+  if (clFailed(rc) || !binding.data) {
+    std::free(record);
+    if (clFailed(rc)) throw RCException(rc);
+    return rc;
+  }
+  InsertBindInfo(stmt->ard, record, binding.data);
+  fill(record, binding);
+  return rc;
+}
+
+// A new address for a column of an open cursor. The record keeps its place in the list, which is the
+// order of the cursor's columns, and the driver, which is bound to the cursor's buffers, hears nothing.
+void rebind(DMDesc* desc, ColumnBinding binding) {
+  BindInfo* record = FindBindInfo(desc, binding.column);
+  if (!record) return;
+  binding.cType = record->cType;
+  binding.length = record->length;
+  fill(record, binding);
+}
+
+}  // namespace
+
+SQLRETURN CLBindCol(SQLHSTMT handle, SQLUSMALLINT column, SQLSMALLINT cType, SQLPOINTER data, SQLLEN length,
+                    SQLLEN* lengthPtr) {
+  auto* stmt = static_cast<DMStmt*>(handle);
+  if (column == 0 && stmt->useBookmarks == SQL_UB_OFF) return clError(stmt, clmsg::BookmarksOff);
+  const ColumnBinding binding{column, cType, cType, data, length, lengthPtr};
+  if (!stmt->cursor && CheckModifyDesc(stmt->ard))
+    return guarded(stmt, [&] { return bindOnDriver(stmt, binding); });
+
+  // While a copy stands in for the application's descriptor, the cursor reads the application's records.
+  DMDesc* desc = stmt->savedArd ? stmt->savedArd : stmt->ard;
+  const BindInfo* old = FindBindInfo(desc, column);
+  if (!old || !sameShape(old, binding)) return clError(stmt, clmsg::BindingFixed);
+  return guarded(stmt, [&]() -> SQLRETURN {
+    rebind(desc, binding);
+    if (stmt->ard != desc) rebind(stmt->ard, binding);
+    return SQL_SUCCESS;
+  });
+}
+
+SQLRETURN CLBindParameter(SQLHSTMT handle, SQLUSMALLINT number, SQLSMALLINT ioType, SQLSMALLINT cType,
+                          SQLSMALLINT sqlType, SQLULEN size, SQLSMALLINT scale, SQLPOINTER data,
+                          SQLLEN length, SQLLEN* lengthPtr) {
+  auto* stmt = static_cast<DMStmt*>(handle);
+  return guarded(stmt, [&] {
+    return parserOf(stmt).bindParameter(number, ioType, cType, sqlType, size, scale, data, length, lengthPtr);
+  });
+}

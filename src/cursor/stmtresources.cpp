@@ -1,0 +1,74 @@
+// The analyser and the cursor of a statement: made on demand, ended by option.
+
+#include "cursor/internal/stmtresources.h"
+
+#include "cursor/internal/bindinfo.h"
+#include "cursor/internal/exception.h"
+#include "cursor/internal/forward.h"
+#include "drivermanager/internal/driverfunctions.h"
+
+namespace {
+
+// A cursor over an explicit descriptor has put a copy in its place, and undoes that itself.
+bool copyStandsIn(const DMStmt* stmt) {
+  const DMDriverFunctions* functions = stmt->conn->driverFunctions;
+  return stmt->ard->isExplicit() && functions && functions->hasDescriptorCalls();
+}
+
+}  // namespace
+
+void AllocCursor(DMStmt* stmt, unsigned short api) {
+  if (!stmt->ard->bindList) throw ODBCException(stmt, clmsg::NoBoundColumns);
+  if (stmt->cursorType != SQL_CURSOR_FORWARD_ONLY) {
+    stmt->cursor = new ScrollCursor(stmt, api);
+  } else {
+    stmt->cursor = new FwdCursor(stmt, api);
+  }
+}
+
+SqlParser& parserOf(DMStmt* stmt) {
+  if (!stmt->parser) stmt->parser = new SqlParser(stmt);
+  return *stmt->parser;
+}
+
+void deleteCursor(DMStmt* stmt) {
+  FwdCursor* cursor = stmt->cursor;
+  stmt->cursor = nullptr;
+  delete cursor;
+}
+
+void deleteParser(DMStmt* stmt) {
+  SqlParser* parser = stmt->parser;
+  stmt->parser = nullptr;
+  delete parser;
+}
+
+void endCursor(DMStmt* stmt) {
+  if (!stmt->cursor) return;
+  deleteCursor(stmt);
+  RestoreBindings(stmt);
+  stmt->fetchState &= ~CL_ANY_FETCH;
+}
+
+SQLRETURN ReleaseCLStmtResources(DMStmt* stmt, unsigned short option) {
+  const bool close = option == SQL_CLOSE;
+  const bool restore = close && !copyStandsIn(stmt);
+  const bool endsResult = close || option == SQL_DROP || option == CL_DROP_KEEPING_DRIVER;
+
+  if (option == CL_DROP_KEEPING_DRIVER && stmt->cursor) stmt->cursor->keepDriverDescriptor();
+  if (endsResult) {
+    // A driver that refuses the plain row array keeps its old one; the statement is released all the same.
+    if (!stmt->cursor && option != CL_DROP_KEEPING_DRIVER)
+      CursorLibSetStmtAttr(stmt, 1, nullptr, nullptr, nullptr, SQL_BIND_BY_COLUMN);
+    deleteCursor(stmt);
+  }
+  // The parameters go with the columns, for SQL_UNBIND too. This is meant.
+  if (option == SQL_UNBIND || (endsResult && !close)) FreeBindArray(stmt);
+
+  // A prepared statement keeps its analysed text when it is closed.
+  if (endsResult && !(close && (stmt->flags & DM_STMT_PREPARED))) deleteParser(stmt);
+  if (!close) return SQL_SUCCESS;
+  SQLRETURN rc = restore ? RestoreBindings(stmt) : SQL_SUCCESS;
+  stmt->fetchState &= ~CL_ANY_FETCH;
+  return rc;
+}
