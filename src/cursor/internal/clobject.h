@@ -7,6 +7,7 @@
 
 #include <cstddef>
 #include <cstdlib>
+#include <memory>
 
 #include "cursor/internal/exception.h"
 #include "runtime/ram.h"
@@ -22,7 +23,7 @@ class CLObject {
   virtual ~CLObject() = default;
 
   static void* operator new(std::size_t size);
-  static void operator delete(void* block) noexcept { std::free(block); }
+  static void operator delete(void* block) noexcept;
 };
 
 // `size` bytes, zero-filled; throws CMemoryException when memory is gone. Released with `free`.
@@ -30,5 +31,12 @@ void* clAllocZ(std::size_t size);
 
 // The same block with `size` bytes, or CMemoryException with the block as it was.
 void* clResize(void* block, std::size_t size);
+
+// Owns one such block for a scope.
+struct ClFree {
+  void operator()(void* block) const { std::free(block); }
+};
+template <class T>
+using ClBlock = std::unique_ptr<T, ClFree>;
 
 #endif
