@@ -1,0 +1,208 @@
+#include "text/strlike.h"
+
+#include <cstring>
+
+#include "text/internal/narrow.h"
+#include "text/internal/quote.h"
+#include "text/internal/wide.h"
+#include "text/strcompare.h"
+#include "text/strtrim.h"
+
+using namespace zutext;
+
+namespace {
+
+template <class Char>
+struct Wildcards {
+  Char many;
+  Char single;
+  Char escape;
+};
+
+// What the match needs to know of narrow text.
+class NarrowText {
+ public:
+  using Char = unsigned char;
+
+  NarrowText(zuCPType cp, bool caseSensitive) : walk(cp), caseSensitive(caseSensitive) {}
+
+  const Char* next(const Char* p, const Char* end) const { return walk.next(p, end); }
+
+  // The two characters are the same. One of several bytes is compared whole and never folded.
+  bool equal(const Char* a, const Char* aEnd, const Char* b, const Char* bEnd) const {
+    const unsigned long size = walk.step(b, static_cast<unsigned long>(bEnd - b));
+    if (walk.step(a, static_cast<unsigned long>(aEnd - a)) != size) return false;
+    if (size != 1) return std::memcmp(a, b, size) == 0;
+    return *a == *b || (!caseSensitive && walk.fold(*a) == walk.fold(*b));
+  }
+
+  // The first character of the value at or past `from` that equals the pattern's at `b`; null when none does.
+  const Char* seek(const Char* from, const Char* end, const Char* b, const Char* bEnd) const {
+    if (walk.plainFold() && *b < 0x80) return seekAscii(from, end, *b);
+    while (from < end && !equal(from, end, b, bEnd)) from = next(from, end);
+    return from < end ? from : nullptr;
+  }
+
+ private:
+  const Char* seekAscii(const Char* from, const Char* end, Char ch) const {
+    const Char folded = walk.fold(ch);
+    if (caseSensitive || folded < 'A' || folded > 'Z') {
+      return findByte(walk, from, static_cast<unsigned long>(end - from), ch);
+    }
+    while (from < end) {
+      const Char* hit = findEither(from, end, folded, folded | 0x20);
+      if (hit == nullptr) break;
+      from = walk.reach(from, hit, end);
+      if (from == hit) return hit;
+    }
+    return nullptr;
+  }
+
+  NarrowWalk walk;
+  bool caseSensitive;
+};
+
+// What the match needs to know of UTF-16.
+class WideText {
+ public:
+  using Char = unsigned short;
+
+  explicit WideText(bool caseSensitive) : caseSensitive(caseSensitive) {}
+
+  const Char* next(const Char* p, const Char* end) const { return WideWalk().next(p, end); }
+
+  bool equal(const Char* a, const Char* aEnd, const Char* b, const Char* bEnd) const {
+    const std::uint32_t x = codePointAt(a, static_cast<unsigned long>(aEnd - a));
+    const std::uint32_t y = codePointAt(b, static_cast<unsigned long>(bEnd - b));
+    return x == y || (!caseSensitive && foldPoint(x) == foldPoint(y));
+  }
+
+  const Char* seek(const Char* from, const Char* end, const Char* b, const Char* bEnd) const {
+    while (from < end && !equal(from, end, b, bEnd)) from = next(from, end);
+    return from < end ? from : nullptr;
+  }
+
+ private:
+  bool caseSensitive;
+};
+
+// The two positions to go back to after a mismatch: behind the last `many`, and where in the value it was.
+template <class Char>
+struct Restart {
+  const Char* pattern = nullptr;
+  const Char* value = nullptr;
+};
+
+template <class Text>
+class Matcher {
+ public:
+  using Char = typename Text::Char;
+
+  Matcher(const Text& text, const Wildcards<Char>& wild, const Char* valueEnd, const Char* patternEnd)
+      : text(text), wild(wild), valueEnd(valueEnd), patternEnd(patternEnd) {}
+
+  bool match(const Char* value, const Char* pattern) {
+    v = value;
+    p = pattern;
+    while (v < valueEnd) {
+      if (p < patternEnd && *p == wild.many) {
+        if (!passMany()) continue;
+        if (p == patternEnd) return true;
+        restart = {p, v};
+        if (!seekRestart()) return false;
+      } else if (p < patternEnd && *p == wild.single) {
+        stepBoth();
+      } else if (!matchLiteral()) {
+        if (restart.pattern == nullptr) return false;
+        p = restart.pattern;
+        v = text.next(restart.value, valueEnd);
+        if (!seekRestart()) return false;
+      }
+    }
+    while (p < patternEnd && *p == wild.many) ++p;
+    return p == patternEnd;
+  }
+
+ private:
+  void stepBoth() {
+    v = text.next(v, valueEnd);
+    p = text.next(p, patternEnd);
+  }
+
+  // Steps over a run of `many`, and each `single` behind it with a character of the value. False when the
+  // pattern then stands at `many` again.
+  bool passMany() {
+    while (p < patternEnd && *p == wild.many) ++p;
+    while (p < patternEnd && *p == wild.single && v < valueEnd) {
+      ++p;
+      v = text.next(v, valueEnd);
+    }
+    return p == patternEnd || *p != wild.many;
+  }
+
+  // The character of the pattern that is to be matched literally: behind the escape, if one stands at `at`.
+  const Char* literal(const Char* at) const { return *at == wild.escape ? at + 1 : at; }
+
+  bool matchLiteral() {
+    if (p == patternEnd) return false;
+    const Char* wanted = literal(p);
+    if (wanted == patternEnd || !text.equal(v, valueEnd, wanted, patternEnd)) return false;
+    p = wanted;
+    stepBoth();
+    return true;
+  }
+
+  // Behind `many` stands a literal (or a `single` that the value was too short for): goes on to the next
+  // place in the value where it matches, so that the places between need not be tried. False when there is
+  // none.
+  bool seekRestart() {
+    restart.value = v;
+    if (v == valueEnd || *p == wild.single) return true;
+    const Char* wanted = literal(p);
+    if (wanted == patternEnd) return false;
+    const Char* hit = text.seek(v, valueEnd, wanted, patternEnd);
+    if (hit == nullptr) return false;
+    restart.value = v = hit;
+    return true;
+  }
+
+  const Text& text;
+  const Wildcards<Char> wild;
+  const Char* const valueEnd;
+  const Char* const patternEnd;
+  const Char* v = nullptr;
+  const Char* p = nullptr;
+  Restart<Char> restart;
+};
+
+}  // namespace
+
+bool strLike(const unsigned char* value, unsigned long valueLen, const unsigned char* pattern,
+             unsigned long patternLen, unsigned char many, unsigned char single, unsigned char escape,
+             int caseSensitive, int keepBlanks, zuCPType cp) {
+  if (keepBlanks == 0) {
+    valueLen = strRightTrim(value, valueLen, cp);
+    patternLen = strRightTrim(pattern, patternLen, cp);
+  }
+  const NarrowText text(cp, caseSensitive != 0);
+  return Matcher<NarrowText>(text, {many, single, escape}, value + valueLen, pattern + patternLen)
+      .match(value, pattern);
+}
+
+bool strLike(const unsigned char* value, const unsigned char* pattern, unsigned char many,
+             unsigned char single, unsigned char escape, int caseSensitive, int keepBlanks, zuCPType cp) {
+  return strLike(value, narrowLength(value), pattern, narrowLength(pattern), many, single, escape,
+                 caseSensitive, keepBlanks, cp);
+}
+
+bool strLike(const unsigned short* value, unsigned long valueLen, const unsigned short* pattern,
+             unsigned long patternLen, unsigned short many, unsigned short single, unsigned short escape,
+             int caseSensitive, int keepBlanks) {
+  if (keepBlanks == 0) {
+    valueLen = strRightTrim(value, valueLen);
+    patternLen = strRightTrim(pattern, patternLen);
+  }
+  const WideText text(caseSensitive != 0);
+  return Matcher<WideText>(text, {many, single, escape}, value + valueLen, pattern + patternLen)
+      .match(value, pattern);
+}
