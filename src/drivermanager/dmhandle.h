@@ -75,22 +75,34 @@ class ZU_API DMHandle {
   // `handleType`, or SQLTransact on a driver without it. The code of the driver.
   int DoTransaction(short handleType, unsigned short completion, int endTran);
 
-  // Enters the handle in the register, with its lists under `owner` (null: none). 0 when memory is gone.
+  // Enters a statement or descriptor in the lists of the connection `owner` (null: in none; the register
+  // has it since its constructor). 0 when memory is gone, also when it was gone in the constructor.
   int SetupHandleList(void* owner);
 
   // The call lock, recursive for one thread.
   void lock();
   void unlock();
 
+  // The rest is the driver manager's own.
+  bool hasUnsettled() const { return __atomic_load_n(&unsettled, __ATOMIC_RELAXED) != 0; }
+  int unsettled = 0;           // records of the last driver call that nobody has taken over
+  pthread_t cancelThread{};    // sent a cancel whose diagnostics have not been fetched from the driver; or 0
+  short lastReturn = 0;        // SQL_DIAG_RETURNCODE
+  tagERRBUF* reserve = nullptr;      // owned; queued when there is no memory for another record
+  DMHandle* nextInRegister = nullptr;  // guarded by the register's lock
+
  protected:
-  explicit DMHandle(DMHandleType type) : handleType(type) {}
+  explicit DMHandle(DMHandleType type);  // enters the register
   DMHandle(const DMHandle&) = delete;
   DMHandle& operator=(const DMHandle&) = delete;
-  ~DMHandle();  // leaves the register, frees the queue and the converter
+
+  // Leaves the register, frees the queue and the converter. Virtual so that a handle has one address,
+  // whichever of its classes names it: that address is what the application holds.
+  virtual ~DMHandle();
 
  private:
   pthread_t lockOwner{};
-  long lockDepth = 0;  // read and written by the owner only
+  long lockDepth = 0;  // written by the owner only
 };
 
 class ZU_API DMEnv : public DMHandle {
@@ -99,7 +111,7 @@ class ZU_API DMEnv : public DMHandle {
   int utf8Mode = 1;      // 1: applications speak the locale's encoding
 
   DMEnv();
-  ~DMEnv();
+  ~DMEnv() override;
 
   DMEnvState* state;  // the driver manager's own part
 };
@@ -108,7 +120,7 @@ class ZU_API DMConn : public DMHandle {
  public:
   DMEnv* env;
   unsigned short driverVersion = 0;  // the driver's ODBC version times 100; 300 and above is version 3
-  DMDriverFunctions* driverFunctions = nullptr;  // owned; null until connected
+  DMDriverFunctions* driverFunctions = nullptr;  // the connection's own table; null until connected
   int hasOpenResult = 0;             // a statement of this connection has rows left in the driver
   int inCursorName = 0;              // the cursor library is asking for cursor names
   char identifierQuote[8] = "";      // SQL_IDENTIFIER_QUOTE_CHAR; empty when the driver quotes nothing
@@ -119,7 +131,7 @@ class ZU_API DMConn : public DMHandle {
   int caseSensitiveIdentifiers = 0;
 
   explicit DMConn(DMEnv* env);
-  ~DMConn();
+  ~DMConn() override;
 
   // The statements of this connection, in the order of their allocation; null at the end.
   DMStmt* GetFirstStmtFromDbcList();
@@ -157,7 +169,7 @@ class ZU_API DMDesc : public DMHandle {
   BindInfo* bindList = nullptr;  // owned; the cursor library's records, by rising buffer address
 
   DMDesc(DMConn* conn, DMStmt* ownerStmt, unsigned flags);
-  ~DMDesc();
+  ~DMDesc() override;
 
   // The re-entrance mark on the descriptor.
   void CursorLibLockDesc(int mark);
@@ -221,7 +233,7 @@ class ZU_API DMStmt : public DMHandle {
   DMDesc implicitIpdStorage;
 
   explicit DMStmt(DMConn* conn);
-  ~DMStmt();
+  ~DMStmt() override;
 
   // The re-entrance mark on the statement.
   void CursorLibLockStmt(int mark);

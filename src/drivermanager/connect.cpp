@@ -1,0 +1,225 @@
+// SQLConnect, SQLDriverConnect, SQLBrowseConnect.
+
+#include "drivermanager/internal/connecting.h"
+#include "drivermanager/internal/connectionstring.h"
+#include "drivermanager/internal/datasource.h"
+#include "drivermanager/internal/entry.h"
+#include "drivermanager/internal/text.h"
+
+using namespace dm;
+
+namespace {
+
+SQLCHAR* bytes(std::string& text) { return reinterpret_cast<SQLCHAR*>(text.data()); }
+SQLSMALLINT length16(const std::string& text) { return static_cast<SQLSMALLINT>(text.size()); }
+
+// The longest text that fits the 16-bit length of the connect functions.
+constexpr size_t longestText = 32767;
+
+// What a connect function shares with the others around its own driver call. `connect` answers the
+// driver's code, or driverLacksFunction.
+template <class Connect>
+SQLRETURN connectThrough(DMConn& conn, Api api, const std::string& library, const std::string& dataSource,
+                         Connect&& connect) {
+  SQLRETURN attached = attachDriver(conn, library);
+  if (!SQL_SUCCEEDED(attached)) return attached;
+  SQLRETURN rc = askDriver(conn, *conn.driverFunctions, api, connect);
+  settleErrors(conn);
+  if (SQL_SUCCEEDED(rc)) {
+    conn.state->dataSource = dataSource;
+    SQLRETURN completed = completeConnection(conn);
+    rc = SQL_SUCCEEDED(completed) ? joined(joined(attached, rc), completed) : completed;
+  } else if (rc == SQL_NEED_DATA && api == Api::BrowseConnect) {
+    conn.state->browsing = true;
+    return rc;
+  }
+  if (!SQL_SUCCEEDED(rc)) detachDriver(conn);
+  return rc;
+}
+
+// The data source to use for a name: the name itself or "Default". Empty: there is none (IM002 posted).
+std::string resolveDataSource(DMConn& conn, const std::string& name, std::string& driver) {
+  if (name.size() > maxDataSourceName) {
+    postError(conn, "IM010");
+    return {};
+  }
+  for (const std::string& candidate : {name, std::string("Default")}) {
+    driver = driverOfDataSource(candidate);
+    if (!driver.empty()) return candidate;
+  }
+  postError(conn, "IM002", "Data source name not found, and no default driver specified: '" + name + "'");
+  return {};
+}
+
+// A driver without SQLConnect is told the same as a connection string.
+SQLRETURN connectByName(DMConn& conn, const DMDriverFunctions& driver, std::string& name, std::string& user,
+                        std::string& password) {
+  if (driver.SQLConnect) {
+    return driver.SQLConnect(conn.driverHandle, bytes(name), length16(name), bytes(user), length16(user),
+                             bytes(password), length16(password));
+  }
+  std::string text = "DSN=" + quoteValue(name);
+  if (!user.empty()) text += ";UID=" + quoteValue(user);
+  if (!password.empty()) text += ";PWD=" + quoteValue(password);
+  SQLSMALLINT length = 0;
+  SQLCHAR out[1024];
+  return ask(driver.SQLDriverConnect, conn.driverHandle, SQLHWND(nullptr), bytes(text), length16(text),
+             &out[0], static_cast<SQLSMALLINT>(sizeof out), &length,
+             static_cast<SQLUSMALLINT>(SQL_DRIVER_NOPROMPT));
+}
+
+// What a connection string says about where to go.
+struct Destination {
+  std::string library;
+  std::string dataSource;  // empty when the string names a driver
+};
+
+// DSN or DRIVER, whichever comes first; without either, the default data source.
+bool findDestination(DMConn& conn, const ConnectionString& attributes, Destination& out) {
+  const std::string* dataSource = attributes.find("DSN");
+  const std::string* driver = attributes.find("DRIVER");
+  if (dataSource && driver && driver < dataSource) dataSource = nullptr;
+  if (!dataSource && driver) {
+    if (driver->empty()) {
+      postError(conn, "IM012", "DRIVER keyword syntax error: the value is empty");
+      return false;
+    }
+    out.library = libraryOfDriver(*driver);
+    return true;
+  }
+  if (!dataSource && attributes.find("FILEDSN")) {
+    postError(conn, "IM002", "File data sources are not supported");
+    return false;
+  }
+  std::string driverName;
+  out.dataSource = resolveDataSource(conn, dataSource ? *dataSource : "Default", driverName);
+  if (out.dataSource.empty()) return false;
+  out.library = libraryOfDriver(driverName);
+  return true;
+}
+
+bool readDestination(DMConn& conn, const SQLCHAR* in, SQLSMALLINT inLength, std::string& text,
+                     ConnectionString& attributes, Destination& destination) {
+  if (!readText(conn, in, inLength, text)) return false;
+  if (text.size() > longestText) {
+    postError(conn, "HY090");
+    return false;
+  }
+  std::string why;
+  if (!attributes.parse(text, why)) {
+    postError(conn, "HY000", why);
+    return false;
+  }
+  if (!findDestination(conn, attributes, destination)) return false;
+  if (!attributes.find("DSN") && !attributes.find("DRIVER")) {
+    text = "DSN=" + destination.dataSource + (text.empty() ? "" : ";") + text;
+  }
+  return true;
+}
+
+struct OutText {
+  SQLCHAR* text;
+  SQLSMALLINT size;
+  SQLSMALLINT* length;
+};
+
+SQLRETURN driverConnect(DMConn& conn, const DMDriverFunctions& driver, std::string& text,
+                        const ConnectionString& attributes, const OutText& out, SQLHWND window,
+                        SQLUSMALLINT completion) {
+  if (driver.SQLDriverConnect) {
+    return driver.SQLDriverConnect(conn.driverHandle, window, bytes(text), length16(text), out.text, out.size,
+                                   out.length, completion);
+  }
+  auto value = [&](const char* keyword) {
+    return attributes.find(keyword) ? *attributes.find(keyword) : std::string();
+  };
+  std::string name = value("DSN"), user = value("UID"), password = value("PWD");
+  if (name.empty()) return driverLacksFunction;
+  SQLRETURN rc = connectByName(conn, driver, name, user, password);
+  if (SQL_SUCCEEDED(rc) && !copyText(text, out.text, out.size, out.length)) rc = warn(conn, "01004");
+  return rc;
+}
+
+SQLRETURN browse(DMConn& conn, SQLCHAR* in, SQLSMALLINT inLength, const OutText& out) {
+  std::string text;
+  ConnectionString attributes;
+  Destination destination;
+  auto work = [&](DMConn& conn, const DMDriverFunctions& driver) {
+    return ask(driver.SQLBrowseConnect, conn.driverHandle, bytes(text), length16(text), out.text, out.size,
+               out.length);
+  };
+  if (!conn.state->browsing) {
+    if (!readDestination(conn, in, inLength, text, attributes, destination)) return SQL_ERROR;
+    return connectThrough(conn, Api::BrowseConnect, destination.library, destination.dataSource, work);
+  }
+  if (!readText(conn, in, inLength, text)) return SQL_ERROR;
+  SQLRETURN rc = askDriver(conn, *conn.driverFunctions, Api::BrowseConnect, work);
+  settleErrors(conn);
+  if (rc == SQL_NEED_DATA) return rc;
+  if (SQL_SUCCEEDED(rc)) {
+    SQLRETURN completed = completeConnection(conn);
+    rc = SQL_SUCCEEDED(completed) ? joined(rc, completed) : completed;
+  }
+  if (!SQL_SUCCEEDED(rc)) detachDriver(conn);
+  return rc;
+}
+
+// 08002 when the connection is in use; a browse in progress goes on with SQLBrowseConnect alone.
+bool isFree(DMConn& conn, Api api) {
+  if (conn.state->connected || (conn.state->browsing && api != Api::BrowseConnect)) {
+    postError(conn, "08002");
+    return false;
+  }
+  return true;
+}
+
+}  // namespace
+
+extern "C" {
+
+ZU_API SQLRETURN SQL_API SQLConnect(SQLHDBC handle, SQLCHAR* name, SQLSMALLINT nameLength, SQLCHAR* user,
+                                    SQLSMALLINT userLength, SQLCHAR* password, SQLSMALLINT passwordLength) {
+  return callOwn(findConnection(handle), Api::Connect, [&](DMConn& conn) -> SQLRETURN {
+    std::string nameText, userText, passwordText, driver;
+    if (!isFree(conn, Api::Connect) || !readText(conn, name, nameLength, nameText) ||
+        !readText(conn, user, userLength, userText) ||
+        !readText(conn, password, passwordLength, passwordText))
+      return SQL_ERROR;
+    if (std::max(userText.size(), passwordText.size()) > longestText) return fail(conn, "HY090");
+    std::string dataSource = resolveDataSource(conn, nameText, driver);
+    if (dataSource.empty()) return SQL_ERROR;
+    return connectThrough(conn, Api::Connect, libraryOfDriver(driver), dataSource,
+                          [&](DMConn& conn, const DMDriverFunctions& driver) {
+                            return connectByName(conn, driver, dataSource, userText, passwordText);
+                          });
+  });
+}
+
+ZU_API SQLRETURN SQL_API SQLDriverConnect(SQLHDBC handle, SQLHWND window, SQLCHAR* in, SQLSMALLINT inLength,
+                                          SQLCHAR* out, SQLSMALLINT outSize, SQLSMALLINT* outLength,
+                                          SQLUSMALLINT completion) {
+  return callOwn(findConnection(handle), Api::DriverConnect, [&](DMConn& conn) -> SQLRETURN {
+    std::string text;
+    ConnectionString attributes;
+    Destination destination;
+    if (!isFree(conn, Api::DriverConnect)) return SQL_ERROR;
+    if (completion > SQL_DRIVER_COMPLETE_REQUIRED) return fail(conn, "HY110");
+    if (outSize < 0) return fail(conn, "HY090");
+    if (!readDestination(conn, in, inLength, text, attributes, destination)) return SQL_ERROR;
+    return connectThrough(
+        conn, Api::DriverConnect, destination.library, destination.dataSource,
+        [&](DMConn& conn, const DMDriverFunctions& driver) {
+          return driverConnect(conn, driver, text, attributes, {out, outSize, outLength}, window, completion);
+        });
+  });
+}
+
+ZU_API SQLRETURN SQL_API SQLBrowseConnect(SQLHDBC handle, SQLCHAR* in, SQLSMALLINT inLength, SQLCHAR* out,
+                                          SQLSMALLINT outSize, SQLSMALLINT* outLength) {
+  return callOwn(findConnection(handle), Api::BrowseConnect, [&](DMConn& conn) -> SQLRETURN {
+    if (!isFree(conn, Api::BrowseConnect)) return SQL_ERROR;
+    if (outSize < 0) return fail(conn, "HY090");
+    return browse(conn, in, inLength, {out, outSize, outLength});
+  });
+}
+}
