@@ -25,15 +25,33 @@
 constexpr SQLULEN CL_CELL = sizeof(SQLLEN);
 constexpr SQLULEN alignCell(SQLULEN n) { return (n + CL_CELL - 1) / CL_CELL * CL_CELL; }
 
-// A bound column's private state.
+// A fetch direction of the old standard, which the current headers do not have.
+constexpr unsigned short CL_FETCH_RESUME = 7;
+
+// The application's storage for a column, worked out once for each fetch: element `i` of an array lies
+// `i` steps behind its base.
+struct ClTarget {
+  unsigned char* data;  // null: nothing bound
+  SQLULEN dataStep;
+  unsigned char* length;     // of the lengths; null: none
+  unsigned char* indicator;  // of the indicators where they are apart from the lengths; else null
+  SQLULEN cellStep;
+};
+
+// A bound column's private state. The shape (`length`, `hasCell`) is fixed at set-up, so that a pointer
+// which the application adds or takes away later does not move the fields of the rows stored so far.
 struct tagCINFO {
   BindInfo* bind;
-  unsigned char* buffer;   // owned, alignCell(bind->length) bytes; the application's own for a length of 0
-  SQLLEN* lengthPtr;       // to lengthCell
-  SQLLEN lengthCell;       // what the driver stores as length or indicator
-  short sqlType;           // from SQLDescribeCol; -18 for the bookmark column
+  unsigned char* buffer;  // alignCell(length) bytes, owned; the application's own for a length of 0
+  bool ownsBuffer;
+  bool hasCell;       // a stored row has a length cell behind the value
+  SQLULEN length;     // bytes of a value
+  SQLLEN* lengthPtr;  // to lengthCell
+  SQLLEN lengthCell;  // what the driver stores as length or indicator
+  short sqlType;      // from SQLDescribeCol; -18 for the bookmark column
   short cType;
-  char* name;              // owned; the column's name between two identifier quotes
+  char* name;       // owned; the column's name between two identifier quotes
+  ClTarget target;  // valid during a fetch
 };
 
 // The default C type of an SQL type, and the buffer size of a fixed-size C type (others: `size`).
@@ -50,8 +68,10 @@ class FwdCursor : public CLObject {
   virtual SQLULEN rowNumber();
   virtual void closeGetDataCursor();
   virtual SQLRETURN cancel();
-  virtual SQLRETURN fetch(unsigned short orientation, SQLLEN offset, SQLULEN* rowCount, unsigned short* rowStatus);
-  virtual SQLRETURN getData(unsigned short column, short cType, void* value, SQLLEN length, SQLLEN* lengthPtr);
+  virtual SQLRETURN fetch(unsigned short orientation, SQLLEN offset, SQLULEN* rowCount,
+                          unsigned short* rowStatus);
+  virtual SQLRETURN getData(unsigned short column, short cType, void* value, SQLLEN length,
+                            SQLLEN* lengthPtr);
   virtual SQLRETURN rowCount(SQLLEN* count);
   virtual SQLRETURN setPos(SQLULEN row, int operation, int lock);
   virtual SQLRETURN init();
@@ -61,7 +81,11 @@ class FwdCursor : public CLObject {
 
   // Reads the rest of the result, so that the driver is free for another statement.
   SQLRETURN flush();
-  void setRowsetSize(SQLLEN size) { rowsetSize = size; }
+  void setRowsetSize(SQLLEN size) { rowsetSize = usableRowsetSize(size); }
+
+  // Gives back everything that the cursor holds, as the destructor does, but answers: 0, or SQL_ERROR with
+  // the cause posted on the statement. Nothing is held afterwards in either case.
+  virtual SQLRETURN release();
 
   bool isAtEnd() const { return endOfData; }
   bool isMadeFor(unsigned short api) const { return fetchApi == api; }
@@ -79,43 +103,96 @@ class FwdCursor : public CLObject {
   SQLRETURN fetchFromDriver(SQLLEN firstRow, SQLULEN* rowCount, unsigned short* rowStatus);
   SQLRETURN fetchToRow(SQLLEN row);
   SQLRETURN handleBookmark(tagCINFO* info, SQLLEN index);
-  void moveErrors(void* from, SQLLEN row, SQLLEN column);
+  void moveErrors(DMStmt* from, SQLLEN row, SQLLEN column);
   static int isExpectedFetchError(unsigned short* sqlstate);
+
+  void throwIfCancelled();
+  bool isVersion3Driver() const { return conn->driverVersion >= 300; }
+
+  // A failure of one row fails the call: the row set has one row, and the caller is SQLFetchScroll.
+  bool rowFailureIsFinal() const;
+  void postRowError();
+  bool isBookmark(const tagCINFO* info) const { return info->bind->column == 0; }
+
+  // Bytes of a bookmark value in a binding of `length` bytes.
+  static std::size_t bookmarkWidth(SQLLEN length) { return length >= 8 ? 8 : 4; }
+
+  // Fills every column's `target` for this fetch.
+  void prepareTargets();
+  tagCINFO* NextCINFO(tagCINFO* info) const { return info + 1; }
+  tagCINFO* endOfColumns() const { return columns + boundCols; }
 
   // The application's storage for row `index` of the row set; null where nothing is bound.
   unsigned char* dataElement(const BindInfo* bind, SQLLEN index) const;
-  SQLLEN* lengthElement(const BindInfo* bind, SQLLEN* pointer, SQLLEN index) const;
+  SQLLEN* lengthElement(SQLLEN* pointer, SQLLEN index) const;
 
-  int initStage;            // 1 to 4 while set-up is under way, 0 when done; ScrollCursor adds more
-  bool cancelled;           // set by cancel(), read in the row loops
+  int initStage;   // 1 to 4 while set-up is under way, 0 when done; ScrollCursor adds more
+  bool cancelled;  // set by cancel(), read in the row loops
   DMConn* conn;
   DMStmt* stmt;
-  unsigned concurrency;     // SQL_CONCUR_READ_ONLY here
-  unsigned scrollType;      // SQL_CURSOR_FORWARD_ONLY here
-  SQLLEN curRow;            // the current row set's first row
-  SQLLEN nextRow;           // first row of the row set in progress
-  SQLLEN rowsRead;          // rows taken from the driver so far
-  bool endOfData;           // the driver has answered SQL_NO_DATA
-  bool resumeFetch;         // the last fetch stopped on SQL_STILL_EXECUTING
-  bool rowErrors;           // a row of this row set had an error
-  SQLLEN rowsDone;          // rows of the current row set already delivered
-  SQLLEN rowsetSize;        // in force
-  SQLLEN effectiveRowset;   // used by this fetch; can differ between fetches
+  unsigned concurrency;       // SQL_CONCUR_READ_ONLY here
+  unsigned scrollType;        // SQL_CURSOR_FORWARD_ONLY here
+  SQLLEN curRow;              // the current row set's first row
+  SQLLEN nextRow;             // first row of the row set in progress
+  SQLLEN rowsRead;            // rows taken from the driver so far
+  bool endOfData;             // the driver has answered SQL_NO_DATA
+  bool resumeFetch;           // the last fetch stopped on SQL_STILL_EXECUTING
+  bool rowErrors;             // a row of this row set had an error
+  SQLLEN rowsDone;            // rows of the current row set already delivered
+  SQLLEN rowsetSize;          // in force
+  SQLLEN effectiveRowset;     // used by this fetch; can differ between fetches
   unsigned short nameLength;  // allocation of a column-name buffer
   unsigned short resultCols;
-  unsigned short boundCols;   // entries of `columns`
-  tagCINFO* columns;        // owned, in BindInfo list order
-  SQLULEN rowSize;          // of one row in a cursor's storage
-  SQLULEN bindType;         // of the row descriptor when the cursor was made
-  bool restoreArd;          // cleanup gives the statement its own descriptor back
+  unsigned short boundCols;  // entries of `columns`
+  tagCINFO* columns;         // owned, in BindInfo list order
+  SQLULEN rowSize;           // of one row in a cursor's storage
+  SQLULEN bindType;          // of the row descriptor when the cursor was made
+  bool restoreArd;           // cleanup gives the statement its own descriptor back
   unsigned short fetchApi;
+  bool driverBound;       // the driver writes into this cursor's buffers
+  bool rowWaits;          // a row from the driver could not be stored; it is the next one
+  SQLRETURN waitingCode;  // with which the driver gave it
+
+ private:
+  static SQLLEN usableRowsetSize(SQLULEN size);
+
+  SQLRETURN runSetUp();
+  SQLRETURN describeColumn(tagCINFO* info);
+  void shapeColumn(tagCINFO* info);
+  void quoteName(char* name) const;
+  SQLRETURN standInDescriptor();
+  void giveBackDescriptor();
+  SQLRETURN switchDescriptor(DMDesc* desc);
+  void unbindDriver();
+  void bindPrivateBuffers();
+
+  SQLRETURN beforeStart(SQLLEN size);
+  SQLRETURN afterEnd();
+  SQLRETURN toRow(SQLLEN target, SQLLEN* row);
+  SQLRETURN toStart(SQLLEN* row);
+  SQLRETURN firstRowNext(SQLLEN* row);
+  SQLRETURN firstRowLast(SQLLEN* row);
+  SQLRETURN firstRowPrior(SQLLEN* row);
+  SQLRETURN firstRowAbsolute(SQLLEN* row);
+  SQLRETURN firstRowRelative(SQLLEN* row);
+  SQLRETURN firstRowBookmark(SQLLEN* row);
+
+  struct Delivery;
+  SQLRETURN pullRows(SQLLEN firstRow, SQLULEN* rowCount, unsigned short* rowStatus);
+  bool pullRow(Delivery* delivery, unsigned short* rowStatus);
+  bool takeFailedRow(Delivery* delivery);
+  SQLRETURN nextDriverRow();
+  void storeRow(SQLRETURN rc);
+  bool deliverRow(SQLLEN index);
+  bool deliverLength(const tagCINFO* info, SQLLEN index);
+  bool postNullWithoutIndicator(const tagCINFO* info, SQLLEN index);
 };
 
 // One entry of a ScrollCursor's row layout.
 struct FieldMapEntry {
   tagCINFO* info;
-  SQLULEN offset;        // of the column in a row
-  SQLULEN searchable;    // SQL_COLUMN_SEARCHABLE; CL_SEARCHABLE_UNKNOWN until asked
+  SQLULEN offset;      // of the column in a row
+  SQLULEN searchable;  // SQL_COLUMN_SEARCHABLE; CL_SEARCHABLE_UNKNOWN until asked
 };
 constexpr SQLULEN CL_SEARCHABLE_UNKNOWN = 4;
 
@@ -124,13 +201,18 @@ constexpr SQLULEN CL_SEARCHABLE_UNKNOWN = 4;
 struct tagFBHDR {
   tagFBHDR* next;
   tagFBHDR* prev;
-  SQLLEN firstRow;   // row number of the first row in the block
-  SQLLEN lastRow;    // of the last; firstRow - 1 while it is empty
-  SQLLEN dirty;      // changed since it was made; stays set when written, so each eviction writes again
+  SQLLEN firstRow;  // row number of the first row in the block
+  SQLLEN lastRow;   // of the last; firstRow - 1 while it is empty
+  SQLLEN dirty;     // changed since it was made; stays set when written, so each eviction writes again
 };
 
 // The status cell that ends each row.
-enum ClRowStatus : unsigned short { CL_ROW_READ = 0, CL_ROW_DELETED = 1, CL_ROW_UPDATED = 2, CL_ROW_ERROR = 5 };
+enum ClRowStatus : unsigned short {
+  CL_ROW_READ = 0,
+  CL_ROW_DELETED = 1,
+  CL_ROW_UPDATED = 2,
+  CL_ROW_ERROR = 5
+};
 
 class ScrollCursor : public FwdCursor {
  public:
@@ -143,12 +225,18 @@ class ScrollCursor : public FwdCursor {
   SQLULEN rowNumber() override;
   void closeGetDataCursor() override;
   SQLRETURN cancel() override;
-  SQLRETURN fetch(unsigned short orientation, SQLLEN offset, SQLULEN* rowCount, unsigned short* rowStatus) override;
-  SQLRETURN getData(unsigned short column, short cType, void* value, SQLLEN length, SQLLEN* lengthPtr) override;
+  SQLRETURN fetch(unsigned short orientation, SQLLEN offset, SQLULEN* rowCount,
+                  unsigned short* rowStatus) override;
+  SQLRETURN getData(unsigned short column, short cType, void* value, SQLLEN length,
+                    SQLLEN* lengthPtr) override;
   SQLRETURN setPos(SQLULEN row, int operation, int lock) override;
   SQLRETURN init() override;
   void reset() override;
   void saveData(unsigned short status) override;
+  SQLRETURN release() override;
+
+  // Room for a name from getSearchCol, its zero included.
+  unsigned short searchNameSize() const { return nameLength; }
 
   // The cached row takes the status deleted, or takes the application's buffers and the status updated.
   virtual void deleteRow();
@@ -170,23 +258,59 @@ class ScrollCursor : public FwdCursor {
                                  SQLLEN rowNumber, SQLLEN index);
 
  private:
+  // `initStage` once set-up is done: how far a getData has come.
+  enum GetDataStage : int { Positioned = -4, Selecting = -3, Fetching = -2, Getting = -1, Ready = 0 };
+
+  SQLRETURN runSetUp();
+  void lowerConcurrency();
+  void makeFile();
+  void makeFirstBlock();
+  void layOutRows();
+  void layOutBlocks();
+
+  SQLRETURN fetchRowset(unsigned short orientation, SQLLEN offset, SQLULEN* rowCount,
+                        unsigned short* rowStatus);
   SQLRETURN fetchFromBuffer(SQLLEN row, SQLULEN* count, unsigned short* status);
+  SQLRETURN copyCachedRows(SQLLEN row, SQLLEN* done, unsigned short* status);
+
+  tagFBHDR* findBlock(SQLLEN row) const;
   tagFBHDR* getBlock(SQLLEN row);
+  tagFBHDR* addBlock(SQLLEN row);
+  void unlink(tagFBHDR* block);
+  void moveToHead(tagFBHDR* block);
   void readBlock(tagFBHDR* block, SQLLEN row);
+  bool isBlockOf(const tagFBHDR* block, SQLLEN row) const;
   void writeBlock(tagFBHDR* block);
-  void cleanup();
+  off_t blockOffset(SQLLEN row) const;
+  unsigned char* rowAddress(tagFBHDR* block, SQLLEN row) const;
+
+  bool isOnRow(SQLLEN row) const;
+  unsigned char* currentRow(tagFBHDR** block);
+  void setStatus(unsigned char* row, unsigned short status) const;
+  unsigned short statusOf(const unsigned char* row) const;
+  void updateField(const FieldMapEntry& entry, unsigned char* row);
+  bool isSearchable(const FieldMapEntry& entry) const;
+  SQLLEN* searchLength(const FieldMapEntry& entry, unsigned char* field, short cType) const;
+
+  SQLRETURN getBookmark(short cType, void* value, SQLLEN length, SQLLEN* lengthPtr) const;
+  SQLRETURN prepareGetData();
+  SQLRETURN continueGetData(unsigned short column, short cType, void* value, SQLLEN length,
+                            SQLLEN* lengthPtr);
+
+  SQLRETURN releaseFile();
+  SQLRETURN cleanup();
   void initMembers();
 
-  DMStmt* auxStmt;          // second statement, for getData; owned
-  bool auxHasRow;           // auxStmt stands on a row
+  DMStmt* auxStmt;  // second statement, for getData; owned
+  bool auxHasRow;   // auxStmt stands on a row
   unsigned short fieldCount;
   FieldMapEntry* fieldMap;  // owned, one per bound column
   SQLLEN rowInSet;          // current row inside the row set, from setPos
   SQLULEN statusOffset;     // of the row status within a row
   SQLULEN blockSize;
-  SQLULEN blockBytes;       // of all blocks in memory
+  SQLULEN blockBytes;  // of all blocks in memory
   SQLULEN rowsPerBlock;
-  tagFBHDR* blockList;      // owned, most recently used first
+  tagFBHDR* blockList;  // owned, most recently used first
   char tempName[1024];
   CFile* file;              // owned
   SQLLEN fileLength;        // bytes written so far, by the block count

@@ -54,8 +54,12 @@ class SqlParser : public CLObject {
   virtual SQLRETURN paramOptions(SQLULEN rows, SQLULEN* rowPtr);
   virtual SQLRETURN prepare(char* sql, SQLLEN length);
   virtual SQLRETURN putData(void* value, SQLLEN length);
-  virtual SQLRETURN bindParameter(unsigned short number, short ioType, short cType, short sqlType, SQLULEN size,
-                                  short scale, void* data, SQLLEN length, SQLLEN* lengthPtr);
+  virtual SQLRETURN bindParameter(unsigned short number, short ioType, short cType, short sqlType,
+                                  SQLULEN size, short scale, void* data, SQLLEN length, SQLLEN* lengthPtr);
+
+  // The cursor goes. A positioned statement that refers to it is not left with its address: one that is
+  // under way is cancelled, and the next execution looks for the cursor's name again.
+  void forgetTarget(const ScrollCursor* cursor);
 
  protected:
   virtual void analyzeSelect();
@@ -74,13 +78,44 @@ class SqlParser : public CLObject {
  private:
   friend struct SqlParserTest;
 
+  // What follows when the driver has answered.
+  enum class Next { Finish, Describe, RunAgain };
+
   int getCursor();
+  bool findPositionedName(TOKEN* name);
+  void findTarget();
+  FwdCursor* cursorNamed(const char* name, SQLRETURN* rc);
+  SQLRETURN cursorNameOf(DMStmt* statement, char* name, SQLSMALLINT size);
+  bool sameName(const char* a, const char* b) const;
+  void checkTarget() const;
   char* getToken(char* position, TOKEN* token) const;
+  SQLLEN quotedLength(const char* start) const;
   void setStmtType();
+  void copyText(const char* sql, SQLLEN length);
+  char* walkToSearch(TOKEN* token);
+  void walkBehindSearch(TOKEN* token, char* position);
+  bool isOuterJoinEscape(const TOKEN& token) const;
+
+  void openSearch();
+  void reserveSearch();
+  bool isPositioned() const { return target && (stmtType == Update || stmtType == Delete); }
+
+  SQLRETURN runText(char* sql, SQLLEN length, Submit function);
+  SQLRETURN runSequence(Submit function);
+  SQLRETURN makeFinal(bool light);
+  SQLRETURN send(Submit function);
+  Next takeAnswer(bool light, SQLRETURN first, SQLRETURN* rc);
+  void applyToTarget(SQLRETURN first, SQLRETURN* rc);
+  void describeResult(SQLRETURN* rc);
+  void settle(SQLRETURN rc);
+  void stopIfCancelled();
+  void closeGetDataCursors();
+  void forgetExecution();
+  void forgetResult();
   SQLRETURN flushStmts();
   void resetParams();
   void moveErrors();
-  bool isStmtPositioned();
+  bool isStmtPositioned();  // the driver finds the statement on no row
   void initMembers();
   void cleanup();
 
@@ -90,21 +125,27 @@ class SqlParser : public CLObject {
   DMStmt* stmt;
   unsigned short nameLength;
   unsigned short cursorNameLength;
-  SQLULEN paramsetSize;          // from paramOptions; 1 from construction, not touched by reset()
-  char* text;                    // owned copy of the statement, extended in place
+  SQLULEN paramsetSize;  // from paramOptions; 1 from construction, not touched by reset()
+  char* text;            // owned copy of the statement, extended in place
   SQLLEN textLength;
   StatementType stmtType;
-  void** paramDataOut;           // from paramData
-  char* nativeOut;               // from nativeSql
+  void** paramDataOut;  // from paramData
+  char* nativeOut;      // from nativeSql
   SQLINTEGER nativeOutMax;
   SQLINTEGER* nativeOutLength;
-  SQLULEN whereOffset;           // in `text`, of the WHERE or where one has to go
-  ScrollCursor* target;          // the cursor that a positioned statement refers to
-  unsigned short paramCount;     // `?` before the WHERE
-  SQLLEN rowCount;               // from SQLRowCount
+  SQLULEN whereOffset;        // in `text`, of the WHERE or where one has to go
+  ScrollCursor* target;       // the cursor that a positioned statement refers to
+  unsigned short paramCount;  // `?` before the WHERE
+  SQLLEN rowCount;            // from SQLRowCount
   bool groupBy;
-  bool joinFlag;                 // the select reads more than one table
+  bool joinFlag;  // the select reads more than one table
   unsigned short resultCols;
+  SQLULEN textRoom;    // bytes of `text`
+  char* targetName;    // owned; the cursor's name in a positioned statement, else null
+  bool searchBound;    // the driver holds parameters that point into the target's cache
+  bool searchStale;    // the search has been sent once and was refused: it is built anew
+  bool suspended;      // the last call stopped on SQL_STILL_EXECUTING ...
+  Submit suspendedIn;  // ... in this, and the same call goes on with it
 };
 
 #endif

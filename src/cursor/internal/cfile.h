@@ -1,10 +1,11 @@
-// CFile, the private temporary file of a scrollable cursor. Every failure is a CFileException.
+// CFile, the private temporary file of a scrollable cursor. Every failure is a CFileException, and leaves
+// the file usable for a second try.
 
 #ifndef ZULIB_CURSOR_INTERNAL_CFILE_H
 #define ZULIB_CURSOR_INTERNAL_CFILE_H
 
-#include <cstddef>
 #include <sys/types.h>
+#include <cstddef>
 
 #include "cursor/internal/clobject.h"
 
@@ -19,8 +20,11 @@ class CFile : public CLObject {
   ZU_CURSOR_CLASS(CFile, CLObject)
 
   void fileSeek(off_t offset, int whence);
-  void fileRead(void* bytes, std::size_t count);        // the whole count or an exception
-  void fileWrite(const void* bytes, std::size_t count);  // the whole count or an exception
+  void fileRead(void* bytes, std::size_t count);  // the whole count or an exception
+
+  // The whole count or an exception. A write above the process's file-size limit is refused here, because
+  // the system would answer it with a signal that ends the application.
+  void fileWrite(const void* bytes, std::size_t count);
   void fileClose();
   static void fileRemove(const char* name);
 
@@ -28,7 +32,7 @@ class CFile : public CLObject {
   void fileSetLength(off_t newLength) { length = newLength; }
 
   off_t length = 0;
-  off_t position = 0;
+  off_t position = 0;  // where the next read or write goes; both step it
 
  private:
   int fd = -1;
