@@ -136,7 +136,10 @@ SQLRETURN driverConnect(DMConn& conn, const DMDriverFunctions& driver, std::stri
   std::string name = value("DSN"), user = value("UID"), password = value("PWD");
   if (name.empty()) return driverLacksFunction;
   SQLRETURN rc = connectByName(conn, driver, name, user, password);
-  if (SQL_SUCCEEDED(rc) && !copyText(text, out.text, out.size, out.length)) rc = warn(conn, "01004");
+  if (SQL_SUCCEEDED(rc) && !copyText(text, out.text, out.size, out.length)) {
+    postError(conn, "01004");
+    return warnedHere;
+  }
   return rc;
 }
 

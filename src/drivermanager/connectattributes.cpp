@@ -46,7 +46,7 @@ SQLULEN optionValue(SQLPOINTER value) { return reinterpret_cast<SQLULEN>(value);
 SQLRETURN setDriverAttribute(DMConn& conn, const DMDriverFunctions& driver, SQLINTEGER attribute,
                              SQLPOINTER value, SQLINTEGER length) {
   if (driver.SQLSetConnectAttr) return driver.SQLSetConnectAttr(conn.driverHandle, attribute, value, length);
-  if (attribute < 0 || attribute > UINT16_MAX) return fail(conn, "HY092");
+  if (attribute < 0 || attribute > UINT16_MAX) return refuse(conn, "HY092");
   return ask(driver.SQLSetConnectOption, conn.driverHandle, static_cast<SQLUSMALLINT>(attribute),
              optionValue(value));
 }
@@ -152,7 +152,7 @@ SQLRETURN getFromDriver(DMConn& conn, const DMDriverFunctions& driver, SQLINTEGE
                         SQLINTEGER size, SQLINTEGER* length) {
   if (driver.SQLGetConnectAttr)
     return driver.SQLGetConnectAttr(conn.driverHandle, attribute, value, size, length);
-  if (attribute < 0 || attribute > UINT16_MAX) return fail(conn, "HY092");
+  if (attribute < 0 || attribute > UINT16_MAX) return refuse(conn, "HY092");
   if (!isText(attribute, 0)) {
     if (length) *length = sizeof(SQLUINTEGER);
     return ask(driver.SQLGetConnectOption, conn.driverHandle, static_cast<SQLUSMALLINT>(attribute), value);

@@ -75,12 +75,21 @@ void DriverCall::noteOpenResult(SQLRETURN rc) noexcept {
   if (SQL_SUCCEEDED(rc) && leavesResult(api)) {
     SQLSMALLINT columns = 0;
     SQLRETURN asked = ask(conn.driverFunctions->SQLNumResultCols, stmt->driverHandle, &columns);
-    if (SQL_SUCCEEDED(asked) && columns > 0) conn.hasOpenResult = 1;
-  } else if (rc == SQL_NO_DATA && readsResult(api)) {
-    conn.hasOpenResult = 0;
-  } else if (SQL_SUCCEEDED(rc) && (api == Api::CloseCursor || api == Api::FreeHandle)) {
-    conn.hasOpenResult = 0;
+    if (SQL_SUCCEEDED(asked) && columns > 0) {
+      conn.hasOpenResult = 1;
+      conn.state->openStmt = stmt;
+    }
+  } else if ((rc == SQL_NO_DATA && readsResult(api)) ||
+             (SQL_SUCCEEDED(rc) && (api == Api::CloseCursor || api == Api::FreeHandle))) {
+    endOpenResult(*stmt);
   }
+}
+
+void endOpenResult(DMStmt& stmt) noexcept {
+  DMStmt*& open = stmt.conn->state->openStmt;
+  if (open && open != &stmt) return;
+  open = nullptr;
+  stmt.conn->hasOpenResult = 0;
 }
 
 bool haveDriverDescriptor(DMDesc& desc) {

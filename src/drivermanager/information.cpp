@@ -78,7 +78,7 @@ ZU_API SQLRETURN SQL_API SQLGetInfo(SQLHDBC handle, SQLUSMALLINT type, SQLPOINTE
         return library.CLGetInfo(&conn, type, value, size, length);
       },
       [&](DMConn& conn, const DMDriverFunctions& driver) -> SQLRETURN {
-        if (size < 0) return fail(conn, "HY090");
+        if (size < 0) return refuse(conn, "HY090");
         return ask(driver.SQLGetInfo, conn.driverHandle, type, value, size, length);
       });
 }
@@ -97,7 +97,7 @@ ZU_API SQLRETURN SQL_API SQLNativeSql(SQLHDBC handle, SQLCHAR* sql, SQLINTEGER l
         return library.CLNativeSql(&conn, sql, length, out, outSize, outLength);
       },
       [&](DMConn& conn, const DMDriverFunctions& driver) -> SQLRETURN {
-        if (const char* refused = refusal()) return fail(conn, refused);
+        if (const char* refused = refusal()) return refuse(conn, refused);
         return ask(driver.SQLNativeSql, conn.driverHandle, sql, length, out, outSize, outLength);
       });
 }

@@ -35,7 +35,7 @@ SQLRETURN driverFreeStmt(DMStmt& stmt, const DMDriverFunctions& driver, SQLUSMAL
   if (option != SQL_CLOSE) return ask(driver.SQLFreeStmt, stmt.driverHandle, option);
   SQLRETURN rc =
       driver.SQLFreeStmt ? driver.SQLFreeStmt(stmt.driverHandle, option) : driverCloseCursor(stmt, driver);
-  if (SQL_SUCCEEDED(rc) && stmt.conn->activeStatements == 1) stmt.conn->hasOpenResult = 0;
+  if (SQL_SUCCEEDED(rc) && stmt.conn->activeStatements == 1) endOpenResult(stmt);
   return rc;
 }
 

@@ -59,6 +59,12 @@ inline constexpr SQLRETURN driverLacksFunction = -1001;
 inline constexpr SQLRETURN refusedHere = -1002;
 inline constexpr SQLRETURN warnedHere = -1003;
 
+// Queues `sqlstate` from inside the work for a driver that is not going to be called.
+inline SQLRETURN refuse(DMHandle& handle, const char* sqlstate) noexcept {
+  postError(handle, sqlstate);
+  return refusedHere;
+}
+
 // Calls an entry of the driver's table, if it has it.
 template <class Result, class... Parameters, class... Arguments>
 SQLRETURN ask(Result (*function)(Parameters...), Arguments... arguments) {
@@ -115,6 +121,9 @@ SQLRETURN askDriver(Handle& handle, const DMDriverFunctions& driver, Api api, Dr
   DriverCall call(handle, api);
   return call.finish(driverWork(handle, driver));
 }
+
+// The statement's result is read to its end or closed: `hasOpenResult` falls, unless it is another's.
+void endOpenResult(DMStmt& stmt) noexcept;
 
 // The two ends of an application's call on a live handle. `beginCall` empties the queue.
 void beginCall(DMHandle& handle, Api api) noexcept;

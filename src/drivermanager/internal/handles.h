@@ -65,8 +65,9 @@ struct DMConnState {
   void* driverEnv = nullptr;  // each connection has an environment of its own in the driver
   const dm::CursorLibrary* cursorLibrary = nullptr;  // null: statement calls go to the driver
   bool connected = false;
-  bool browsing = false;   // SQLBrowseConnect has answered SQL_NEED_DATA
-  std::string dataSource;  // the name, or empty
+  bool browsing = false;       // SQLBrowseConnect has answered SQL_NEED_DATA
+  std::string dataSource;      // the name, or empty
+  DMStmt* openStmt = nullptr;  // whose result `hasOpenResult` stands for; only compared
 
   SQLULEN odbcCursors = SQL_CUR_USE_DRIVER;
   std::map<SQLINTEGER, dm::KeptAttribute> keptAttributes;

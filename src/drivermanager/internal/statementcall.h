@@ -22,12 +22,6 @@ SQLRETURN callChecked(SQLHSTMT handle, Api api, Check&& check, ClWork&& clWork, 
   return callStatement(handle, api, clWork, driverWork);
 }
 
-// Queues `sqlstate` from inside the work for a driver that is not going to be called.
-inline SQLRETURN refuse(DMHandle& handle, const char* sqlstate) noexcept {
-  postError(handle, sqlstate);
-  return refusedHere;
-}
-
 // A text that may be missing, with its length: HY090 unless the length is SQL_NTS or not negative.
 inline const char* checkLength(SQLLEN length) noexcept {
   return length < 0 && length != SQL_NTS ? "HY090" : nullptr;
