@@ -43,8 +43,6 @@ function(zulib_test name)
     list(APPEND archives zulib_${subsystem})
   endforeach()
   target_link_libraries(test_${name} PRIVATE zulib_test_support "$<LINK_GROUP:RESCAN,${archives}>" GTest::gtest_main)
-  # The precompiled header is that of an archive, so it is good only for code compiled in the same way.
-  target_compile_options(test_${name} PRIVATE -fPIC)
   target_precompile_headers(test_${name} REUSE_FROM zulib_test_pch)
   gtest_discover_tests(test_${name} DISCOVERY_TIMEOUT 60 PROPERTIES TIMEOUT 300)
 endfunction()
