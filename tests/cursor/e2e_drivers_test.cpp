@@ -1,0 +1,254 @@
+// The cursor library over drivers of every ODBC version: which calls reach the driver in which form, when the
+// library stands in, and how it gets along with a driver's limits.
+
+#include <algorithm>
+
+#include "tests/support/odbc_fixture.h"
+#include "tests/support/rowset.h"
+#include "tests/support/scripted_driver.h"
+
+namespace {
+
+class AnyDriver : public testing::TestWithParam<ScriptedVariant> {
+ protected:
+  AnyDriver() : driver(GetParam(), script), connection(SQL_CUR_USE_ODBC) {
+    script.answers["select"] = scriptedRows(9);
+  }
+
+  void connect() { ASSERT_SQL(SQL_SUCCESS, connection, connection.connect(driver.connectionString())); }
+
+  DriverScript script;
+  ScriptedDriver driver;
+  OdbcConnection connection;
+};
+
+INSTANTIATE_TEST_SUITE_P(Variants, AnyDriver,
+                         testing::Values(ScriptedVariant::Odbc1, ScriptedVariant::Odbc2,
+                                         ScriptedVariant::Odbc3, ScriptedVariant::NoDescriptors));
+
+TEST_P(AnyDriver, ScrollsAndUpdates) {
+  connect();
+  OdbcStatement stmt(connection);
+  stmt.makeScrollable();
+  EXPECT_SQL(SQL_SUCCESS, stmt, stmt.setName("C1"));
+  Rowset rows(stmt, 3);
+  ASSERT_SQL(SQL_SUCCESS, stmt, stmt.execute("select id, name from t for update"));
+  ASSERT_SQL(SQL_SUCCESS, stmt, rows.fetch(SQL_FETCH_LAST));
+  EXPECT_EQ(rowTexts(7, 9), rows.text());
+  ASSERT_SQL(SQL_SUCCESS, stmt, rows.fetch(SQL_FETCH_PRIOR));
+  EXPECT_EQ(rowTexts(4, 6), rows.text());
+
+  SQLINTEGER value = 50;
+  OdbcStatement writer(connection);
+  EXPECT_SQL(
+      SQL_SUCCESS, writer,
+      SQLBindParameter(writer, 1, SQL_PARAM_INPUT, SQL_C_SLONG, SQL_INTEGER, 10, 0, &value, 0, nullptr));
+  EXPECT_SQL(SQL_SUCCESS, stmt, SQLSetPos(stmt, 2, SQL_POSITION, SQL_LOCK_NO_CHANGE));
+  ASSERT_SQL(SQL_SUCCESS, writer, writer.execute("update t set x = ? where current of C1"));
+  const ScriptExecution sent = script.executed().back();
+  EXPECT_EQ("update t set x = ? WHERE \"id\" = ? AND \"name\" = ?", sent.text);
+  EXPECT_EQ((std::vector<std::string>{"50", "5", "row 5"}), sent.parameters);
+  EXPECT_EQ("select id, name from t ", script.executed().front().text);
+}
+
+// The driver reads SQLExtendedFetch's arguments, and never sees that call.
+TEST_P(AnyDriver, ExtendsRowWiseFetches) {
+  connect();
+  struct Row {
+    SQLINTEGER id;
+    SQLLEN idLength;
+    char name[12];
+    SQLLEN nameLength;
+  };
+  std::vector<Row> storage(8);
+  SQLUSMALLINT statuses[4] = {};
+  SQLULEN count = 0;
+  OdbcStatement stmt(connection);
+  EXPECT_SQL(SQL_SUCCESS, stmt, stmt.set(SQL_ATTR_CURSOR_TYPE, SQL_CURSOR_STATIC));
+  EXPECT_SQL(SQL_SUCCESS, stmt, stmt.set(SQL_ROWSET_SIZE, SQLULEN{4}));
+  EXPECT_SQL(SQL_SUCCESS, stmt, stmt.set(SQL_ATTR_ROW_BIND_TYPE, sizeof(Row)));
+  EXPECT_SQL(SQL_SUCCESS, stmt, SQLBindCol(stmt, 1, SQL_C_SLONG, &storage[0].id, 0, &storage[0].idLength));
+  EXPECT_SQL(
+      SQL_SUCCESS, stmt,
+      SQLBindCol(stmt, 2, SQL_C_CHAR, storage[0].name, sizeof storage[0].name, &storage[0].nameLength));
+  ASSERT_SQL(SQL_SUCCESS, stmt, stmt.execute("select id, name from t"));
+  ASSERT_SQL(SQL_SUCCESS, stmt, SQLExtendedFetch(stmt, SQL_FETCH_LAST, 0, &count, statuses));
+  EXPECT_EQ(4u, count);
+  for (int i = 0; i < 4; ++i) EXPECT_EQ(6 + i, storage[i].id);
+  EXPECT_STREQ("row 9", storage[3].name);
+
+  ASSERT_SQL(SQL_SUCCESS, stmt, SQLExtendedFetch(stmt, SQL_FETCH_ABSOLUTE, 8, &count, statuses));
+  EXPECT_EQ(2u, count);
+  EXPECT_EQ(SQL_ROW_SUCCESS, statuses[1]);
+  EXPECT_EQ(SQL_ROW_NOROW, statuses[2]);
+  EXPECT_EQ(8, storage[0].id);
+  EXPECT_EQ(0, script.count("SQLExtendedFetch"));
+
+  // The three fetch functions do not mix on one result.
+  EXPECT_EQ(SQL_ERROR, SQLFetch(stmt));
+  EXPECT_EQ(catalogText(465), stmt.states());
+}
+
+TEST_P(AnyDriver, KeepsItsRowErrors) {
+  connect();
+  ScriptAnswer& answer = script.answers["select"];
+  answer.rows[1].sqlstate = "22003";
+  answer.rows[2].sqlstate = "01004";
+  answer.rows[2].rc = SQL_SUCCESS_WITH_INFO;
+  OdbcStatement stmt(connection);
+  stmt.makeScrollable();
+  Rowset rows(stmt, 4);
+  ASSERT_SQL(SQL_SUCCESS, stmt, stmt.execute("select id, name from t"));
+  EXPECT_SQL(SQL_SUCCESS_WITH_INFO, stmt, rows.fetch(SQL_FETCH_FIRST));
+  EXPECT_EQ(4u, rows.count());
+  EXPECT_EQ(SQL_ROW_ERROR, rows.status(1));
+  EXPECT_NE(SQL_ROW_ERROR, rows.status(2));
+  EXPECT_NE(std::string::npos, stmt.states().find("22003")) << stmt.why();
+  EXPECT_EQ(4, rows.id(3));
+
+  // A failure that is no row's own ends the fetch.
+  answer.rows[7].sqlstate = "08S01";
+  EXPECT_SQL(SQL_SUCCESS, stmt, SQLFreeStmt(stmt, SQL_CLOSE));
+  ASSERT_SQL(SQL_SUCCESS, stmt, stmt.execute("select id, name from t"));
+  EXPECT_SQL(SQL_SUCCESS_WITH_INFO, stmt, rows.fetch(SQL_FETCH_FIRST));
+  rows.fetch(SQL_FETCH_NEXT);
+  EXPECT_NE(std::string::npos, stmt.states().find("08S01")) << stmt.why();
+}
+
+// A driver with one active statement: the open result is read to its end before the next statement runs.
+TEST_P(AnyDriver, MakesRoomForASecondStatement) {
+  script.oneActiveStatement = true;
+  script.info[SQL_ACTIVE_STATEMENTS] = SQLUSMALLINT{1};
+  script.answers["select id, name, note from t WHERE"] = {
+      {{"id"}, {"name", SQL_VARCHAR, 20}, {"note", SQL_VARCHAR, 20}},
+      {{{"2", "row 2", "a note"}, {}}},
+      -1,
+      {}};
+  connect();
+  OdbcStatement stmt(connection);
+  stmt.makeScrollable();
+  EXPECT_SQL(SQL_SUCCESS, stmt, stmt.setName("C1"));
+  Rowset rows(stmt, 2);
+  ASSERT_SQL(SQL_SUCCESS, stmt, stmt.execute("select id, name, note from t"));
+  ASSERT_SQL(SQL_SUCCESS, stmt, rows.fetch(SQL_FETCH_NEXT));
+  EXPECT_EQ(2, script.count("SQLFetch"));
+
+  OdbcStatement writer(connection);
+  EXPECT_SQL(SQL_SUCCESS, writer, writer.execute("delete from u"));
+  EXPECT_EQ(10, script.count("SQLFetch"));
+  EXPECT_SQL(SQL_SUCCESS, stmt, rows.fetch(SQL_FETCH_NEXT));
+  EXPECT_EQ(rowTexts(3, 4), rows.text());
+
+  // Reading the row again takes the one statement, and gives it back to the next.
+  ASSERT_SQL(SQL_SUCCESS, stmt, rows.fetch(SQL_FETCH_FIRST));
+  EXPECT_SQL(SQL_SUCCESS, stmt, SQLSetPos(stmt, 2, SQL_POSITION, SQL_LOCK_NO_CHANGE));
+  char note[20] = "";
+  SQLLEN length = 0;
+  EXPECT_SQL(SQL_SUCCESS, stmt, SQLGetData(stmt, 3, SQL_C_CHAR, note, sizeof note, &length));
+  EXPECT_STREQ("a note", note);
+  EXPECT_SQL(SQL_SUCCESS, writer, writer.execute("delete from t where current of C1"));
+  EXPECT_SQL(SQL_SUCCESS, stmt, rows.fetch(SQL_FETCH_LAST));
+  EXPECT_EQ("8:row 8 9:row 9", rows.text());
+}
+
+// Every call that may still be executing is asked again until it is done.
+TEST_P(AnyDriver, WaitsForAsynchronousCalls) {
+  connect();
+  OdbcStatement stmt(connection);
+  stmt.makeScrollable();
+  EXPECT_SQL(SQL_SUCCESS, stmt, stmt.set(SQL_ATTR_ASYNC_ENABLE, SQL_ASYNC_ENABLE_ON));
+  Rowset rows(stmt, 3);
+  script.faults = {{"SQLExecDirect", 1, SQL_STILL_EXECUTING, "", 2},
+                   {"SQLNumResultCols", 1, SQL_STILL_EXECUTING, "", 2},
+                   {"SQLDescribeCol", 2, SQL_STILL_EXECUTING, "", 1},
+                   {"SQLFetch", 2, SQL_STILL_EXECUTING, "", 2},
+                   {"SQLFetch", 7, SQL_STILL_EXECUTING, "", 1}};
+  const auto finish = [](const auto& call) {
+    SQLRETURN rc = SQL_STILL_EXECUTING;
+    int polls = 0;
+    for (; rc == SQL_STILL_EXECUTING && polls < 50; ++polls) rc = call();
+    EXPECT_GT(polls, 1);
+    return rc;
+  };
+  ASSERT_SQL(SQL_SUCCESS, stmt, finish([&] { return stmt.execute("select id, name from t"); }));
+  ASSERT_SQL(SQL_SUCCESS, stmt, finish([&] { return rows.fetch(SQL_FETCH_NEXT); }));
+  EXPECT_EQ(rowTexts(1, 3), rows.text());
+  ASSERT_SQL(SQL_SUCCESS, stmt, finish([&] { return rows.fetch(SQL_FETCH_LAST); }));
+  EXPECT_EQ(rowTexts(7, 9), rows.text());
+}
+
+// What a transaction's end leaves of an open cursor and of a prepared statement.
+TEST_P(AnyDriver, EndsTransactionsAsTheDriverDoes) {
+  for (const SQLUSMALLINT behaviour : {SQL_CB_DELETE, SQL_CB_CLOSE, SQL_CB_PRESERVE}) {
+    for (const SQLSMALLINT completion : {SQL_COMMIT, SQL_ROLLBACK}) {
+      SCOPED_TRACE("behaviour " + std::to_string(behaviour) + ", completion " + std::to_string(completion));
+      script.info[SQL_CURSOR_COMMIT_BEHAVIOR] =
+          completion == SQL_COMMIT ? behaviour : SQLUSMALLINT{SQL_CB_PRESERVE};
+      script.info[SQL_CURSOR_ROLLBACK_BEHAVIOR] =
+          completion == SQL_ROLLBACK ? behaviour : SQLUSMALLINT{SQL_CB_PRESERVE};
+      OdbcConnection conn(driver.connectionString());
+      EXPECT_SQL(SQL_SUCCESS, conn, conn.setAutocommit(false));
+      OdbcStatement stmt(conn);
+      stmt.makeScrollable();
+      Rowset rows(stmt, 3);
+      ASSERT_SQL(SQL_SUCCESS, stmt, stmt.prepare("select id, name from t"));
+      ASSERT_SQL(SQL_SUCCESS, stmt, SQLExecute(stmt));
+      ASSERT_SQL(SQL_SUCCESS, stmt, rows.fetch(SQL_FETCH_NEXT));
+
+      // The other way to end the transaction leaves all as it was.
+      const SQLSMALLINT other = completion == SQL_COMMIT ? SQL_ROLLBACK : SQL_COMMIT;
+      EXPECT_SQL(SQL_SUCCESS, conn, conn.endTransaction(other));
+      EXPECT_SQL(SQL_SUCCESS, stmt, rows.fetch(SQL_FETCH_NEXT));
+      EXPECT_EQ(rowTexts(4, 6), rows.text());
+
+      EXPECT_SQL(SQL_SUCCESS, conn, conn.endTransaction(completion));
+      const bool preserved = behaviour == SQL_CB_PRESERVE;
+      EXPECT_SQL(preserved ? SQL_SUCCESS : SQL_ERROR, stmt, rows.fetch(SQL_FETCH_PRIOR));
+      EXPECT_EQ(preserved ? rowTexts(1, 3) : "", preserved ? rows.text() : "");
+      EXPECT_SQL(SQL_SUCCESS, stmt, preserved ? SQLFreeStmt(stmt, SQL_CLOSE) : SQL_SUCCESS);
+      const SQLRETURN again = SQLExecute(stmt);
+      EXPECT_SQL(behaviour == SQL_CB_DELETE ? SQL_ERROR : SQL_SUCCESS, stmt, again);
+      ASSERT_SQL(SQL_SUCCESS, stmt,
+                 again == SQL_ERROR ? stmt.execute("select id, name from t") : SQL_SUCCESS);
+      EXPECT_SQL(SQL_SUCCESS, stmt, rows.fetch(SQL_FETCH_LAST));
+      EXPECT_EQ(rowTexts(7, 9), rows.text());
+    }
+  }
+}
+
+// Who scrolls, by the connection's choice and by what the driver can do itself.
+TEST(CursorChoice, DecidesWhoScrolls) {
+  const struct {
+    const char* what;
+    SQLULEN choice;
+    bool driverScrolls;
+    bool libraryAnswers;
+  } cases[] = {
+      {"the library, always", SQL_CUR_USE_ODBC, true, true},
+      {"the driver, always", SQL_CUR_USE_DRIVER, false, false},
+      {"if needed, and it is", SQL_CUR_USE_IF_NEEDED, false, true},
+      {"if needed, and it is not", SQL_CUR_USE_IF_NEEDED, true, false},
+  };
+  for (const auto& one : cases) {
+    SCOPED_TRACE(one.what);
+    DriverScript script;
+    script.answers["select"] = scriptedRows(3);
+    if (one.driverScrolls) {
+      script.info[SQL_SCROLL_OPTIONS] = SQLUINTEGER{SQL_SO_FORWARD_ONLY | SQL_SO_STATIC};
+      script.info[SQL_FETCH_DIRECTION] =
+          SQLUINTEGER{SQL_FD_FETCH_NEXT | SQL_FD_FETCH_PRIOR | SQL_FD_FETCH_ABSOLUTE};
+      script.info[SQL_STATIC_CURSOR_ATTRIBUTES1] =
+          SQLUINTEGER{SQL_CA1_NEXT | SQL_CA1_ABSOLUTE | SQL_CA1_RELATIVE};
+    }
+    const ScriptedDriver driver(ScriptedVariant::Odbc3, script);
+    OdbcConnection connection(driver.connectionString(), one.choice);
+    OdbcStatement stmt(connection);
+    stmt.set(SQL_ATTR_CURSOR_TYPE, SQL_CURSOR_STATIC);  // this driver refuses it, whatever it said
+    Rowset rows(stmt, 2);
+    ASSERT_SQL(SQL_SUCCESS, stmt, stmt.execute("select id, name from t"));
+    EXPECT_SQL(one.libraryAnswers ? SQL_SUCCESS : SQL_ERROR, stmt, rows.fetch(SQL_FETCH_LAST));
+    EXPECT_EQ(one.libraryAnswers ? 0 : 1, script.count("SQLFetchScroll"));
+  }
+}
+
+}  // namespace

@@ -1,0 +1,106 @@
+// Cancels: of a call that waits in the driver, from another thread, and of calls that are still executing.
+
+#include <thread>
+
+#include "tests/support/odbc_fixture.h"
+#include "tests/support/rowset.h"
+#include "tests/support/scripted_driver.h"
+
+namespace {
+
+class Cancelling : public testing::Test {
+ protected:
+  Cancelling() : driver(ScriptedVariant::Odbc3, script), connection(SQL_CUR_USE_ODBC) {
+    script.answers["select"] = scriptedRows(20);
+    script.answers["SQLTables"] = scriptedRows(20);
+  }
+
+  void SetUp() override {
+    ASSERT_SQL(SQL_SUCCESS, connection, connection.connect(driver.connectionString()));
+  }
+
+  DriverScript script;
+  ScriptedDriver driver;
+  OdbcConnection connection;
+};
+
+// A catalog function has neither analyser nor cursor, so the cancel goes straight to the driver while the
+// other thread stands in it.
+TEST_F(Cancelling, ReachesADriverThatIsBusy) {
+  OdbcStatement stmt(connection);
+  script.closeGate("SQLTables");
+  SQLRETURN rc = SQL_SUCCESS;
+  std::string states;
+  std::thread worker([&] {
+    rc = SQLTables(stmt, nullptr, 0, nullptr, 0, nullptr, 0, nullptr, 0);
+    states = stmt.states();
+  });
+  ASSERT_TRUE(script.waitForGate());
+  EXPECT_EQ(SQL_SUCCESS, SQLCancel(stmt));
+  worker.join();
+  EXPECT_EQ(SQL_ERROR, rc);
+  EXPECT_EQ("HY008", states);
+  EXPECT_SQL(SQL_SUCCESS, stmt, SQLTables(stmt, nullptr, 0, nullptr, 0, nullptr, 0, nullptr, 0));
+}
+
+// A cancel of a scrolling statement waits for the fetch under way, which gives its rows; the next fetch finds
+// the cancel, and the one after that goes on from there.
+TEST_F(Cancelling, StopsTheNextFetchOfACursor) {
+  OdbcStatement stmt(connection);
+  stmt.makeScrollable();
+  Rowset rows(stmt, 2);
+  ASSERT_SQL(SQL_SUCCESS, stmt, stmt.execute("select id, name from t"));
+  ASSERT_SQL(SQL_SUCCESS, stmt, rows.fetch(SQL_FETCH_FIRST));
+
+  script.closeGate("SQLFetch");
+  SQLRETURN fetched = SQL_ERROR;
+  SQLRETURN cancelled = SQL_ERROR;
+  std::thread fetching([&] { fetched = rows.fetch(SQL_FETCH_NEXT); });
+  ASSERT_TRUE(script.waitForGate());
+  std::thread cancelling([&] { cancelled = SQLCancel(stmt); });
+  script.openGate();
+  fetching.join();
+  cancelling.join();
+  EXPECT_EQ(SQL_SUCCESS, fetched);
+  EXPECT_EQ(SQL_SUCCESS, cancelled);
+  EXPECT_EQ(rowTexts(3, 4), rows.text());
+
+  EXPECT_EQ(SQL_ERROR, rows.fetch(SQL_FETCH_NEXT));
+  EXPECT_EQ(catalogText(389), stmt.states());
+  EXPECT_SQL(SQL_SUCCESS, stmt, rows.fetch(SQL_FETCH_FIRST));
+  EXPECT_EQ(rowTexts(1, 2), rows.text());
+  EXPECT_SQL(SQL_SUCCESS, stmt, rows.fetch(SQL_FETCH_LAST));
+  EXPECT_EQ(rowTexts(19, 20), rows.text());
+}
+
+// Asynchronous calls that are cancelled between two polls.
+TEST_F(Cancelling, EndsWhatIsStillExecuting) {
+  OdbcStatement stmt(connection);
+  stmt.makeScrollable();
+  Rowset rows(stmt, 2);
+  ASSERT_SQL(SQL_SUCCESS, stmt, stmt.set(SQL_ATTR_ASYNC_ENABLE, SQL_ASYNC_ENABLE_ON));
+  script.faults = {{"SQLExecDirect", 1, SQL_STILL_EXECUTING, "", 5},
+                   {"SQLFetch", 6, SQL_STILL_EXECUTING, "", 5}};
+
+  ASSERT_EQ(SQL_STILL_EXECUTING, stmt.execute("select id, name from t"));
+  EXPECT_SQL(SQL_SUCCESS, stmt, SQLCancel(stmt));
+  EXPECT_EQ(SQL_ERROR, stmt.execute("select id, name from t"));
+  EXPECT_NE(std::string::npos, stmt.states().find("HY008")) << stmt.why();
+
+  script.faults.erase(script.faults.begin());
+  ASSERT_SQL(SQL_SUCCESS, stmt, stmt.execute("select id, name from t"));
+  ASSERT_SQL(SQL_SUCCESS, stmt, rows.fetch(SQL_FETCH_NEXT));
+  ASSERT_SQL(SQL_SUCCESS, stmt, rows.fetch(SQL_FETCH_NEXT));
+  ASSERT_EQ(SQL_STILL_EXECUTING, rows.fetch(SQL_FETCH_NEXT));
+  EXPECT_SQL(SQL_SUCCESS, stmt, SQLCancel(stmt));
+  EXPECT_EQ(SQL_ERROR, rows.fetch(SQL_FETCH_NEXT));
+  EXPECT_NE(std::string::npos, stmt.states().find("HY008")) << stmt.why();
+
+  script.faults.clear();
+  EXPECT_SQL(SQL_SUCCESS, stmt, SQLFreeStmt(stmt, SQL_CLOSE));
+  ASSERT_SQL(SQL_SUCCESS, stmt, stmt.execute("select id, name from t"));
+  ASSERT_SQL(SQL_SUCCESS, stmt, rows.fetch(SQL_FETCH_LAST));
+  EXPECT_EQ(rowTexts(19, 20), rows.text());
+}
+
+}  // namespace
