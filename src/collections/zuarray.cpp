@@ -16,16 +16,23 @@ Cell* newVector(unsigned long n) {
   return static_cast<Cell*>(ramAllocZ(n * sizeof(Cell)));
 }
 
-void release(ZuObject* element) {
-  delete element;
-}
-void release(void* element) {
-  std::free(element);
+// Gives the vector `n` cells, new ones with anything in them. 1 with the vector as it was.
+template <typename Cell>
+int resizeVector(Cell*& vector, unsigned long n) {
+  if (n > ~0UL / sizeof(Cell)) {
+    ramAddMemoryError();
+    return 1;
+  }
+  void* block = vector;
+  if (ramResize(&block, n * sizeof(Cell))) return 1;
+  vector = static_cast<Cell*>(block);
+  return 0;
 }
 
-unsigned long bytesFor(unsigned long bits) {
-  return (bits >> 3) + ((bits & 7) != 0);
-}
+void release(ZuObject* element) { delete element; }
+void release(void* element) { std::free(element); }
+
+unsigned long bytesFor(unsigned long bits) { return (bits >> 3) + ((bits & 7) != 0); }
 
 }  // namespace
 
@@ -92,21 +99,28 @@ bool ZuArrayOf<Cell>::doesExist(Cell value) const {
 template <typename Cell>
 int ZuArrayOf<Cell>::increaseSize(unsigned long delta, int keep, int doubleOnZero) {
   const unsigned long newSize = delta || !doubleOnZero ? size + delta : size * 2;
-  const unsigned long newCount = std::min(count, newSize);
   if (keep && newSize == size) return 0;
-  if (!keep) dropVector();
-  if (newSize == 0) {
-    dropVector();
-    return 0;
-  }
-  Cell* fresh = newVector<Cell>(newSize);
-  if (!fresh) return 1;
-  if (items) std::memcpy(fresh, items, std::min(size, newSize) * sizeof(Cell));
-  dropVector();
-  items = fresh;
-  size = newSize;
+  const unsigned long newCount = std::min(count, newSize);
+  if (!keep || newSize == 0) dropVector();
+  if (newSize && moveTo(newSize)) return 1;
   count = newCount;
-  setFlag(ownsVector, 1);
+  return 0;
+}
+
+// Gives the contents a vector of their own with `n` cells, new ones zero.
+template <typename Cell>
+int ZuArrayOf<Cell>::moveTo(unsigned long n) {
+  if (items && flags & ownsVector) {
+    if (resizeVector(items, n)) return 1;
+    if (n > size) std::memset(items + size, 0, (n - size) * sizeof(Cell));
+  } else {
+    Cell* fresh = newVector<Cell>(n);
+    if (!fresh) return 1;
+    if (items) std::memcpy(fresh, items, std::min(size, n) * sizeof(Cell));
+    items = fresh;
+    setFlag(ownsVector, 1);
+  }
+  size = n;
   return 0;
 }
 
@@ -173,9 +187,7 @@ ZuArrayS32::~ZuArrayS32() = default;
 ZuArrayZUSIZE_T::~ZuArrayZUSIZE_T() = default;
 ZuArrayZUSSIZE_T::~ZuArrayZUSSIZE_T() = default;
 
-ZuBitArray::~ZuBitArray() {
-  std::free(bytes);
-}
+ZuBitArray::~ZuBitArray() { std::free(bytes); }
 
 int ZuBitArray::initialize(unsigned long n) {
   // One byte more than the bits need when they fill their bytes.

@@ -118,6 +118,7 @@ class ZU_API ZuArrayOf : public ZuObject {
 
  private:
   int makeRoom();
+  int moveTo(unsigned long n);
   void dropVector();
 };
 

@@ -57,17 +57,11 @@ void ZuList::deleteNodes() {
   while (ZuNode* node = removeFirstNode()) delete node;
 }
 
-ZuNode* ZuList::getFirstNode() {
-  return cursor = last ? last->next : nullptr;
-}
+ZuNode* ZuList::getFirstNode() { return cursor = last ? last->next : nullptr; }
 
-ZuNode* ZuList::getNextNode() {
-  return cursor = cursor && cursor != last ? cursor->next : nullptr;
-}
+ZuNode* ZuList::getNextNode() { return cursor = cursor && cursor != last ? cursor->next : nullptr; }
 
-ZuNode* ZuList::getLastNode() {
-  return cursor = last;
-}
+ZuNode* ZuList::getLastNode() { return cursor = last; }
 
 ZuNode* ZuList::getNodeAtPos(unsigned long pos) {
   constexpr unsigned long mostSteps = 0xFFFF;

@@ -1,6 +1,18 @@
+// How a search stays off the cells.
+//
+// Beside the table lies one mark for each cell: 0 for an empty one, else some bits of the value's hash. A
+// search looks at eight marks at once, and at a cell and its value only where the mark is the wanted one.
+// Searches go down the table, so the marks of the cells at the top are repeated below those of cell 0: a
+// group of eight that ends at any cell can be read in one piece.
+
 #include "collections/zuset.h"
 
+#include <bit>
+#include <cstring>
+
 namespace {
+
+static_assert(std::endian::native == std::endian::little, "a group has its highest cell in its highest byte");
 
 // What growth can reach: the capacity that a table grows to is worked out in 16 bits.
 constexpr unsigned long MOST_GROWN_VALUES = 0xFFFF;
@@ -8,13 +20,68 @@ constexpr unsigned long MOST_GROWN_VALUES = 0xFFFF;
 // More values than this have no table size in the arithmetic of `setCapacity`.
 constexpr unsigned long MOST_VALUES = ~0UL / 100;
 
+constexpr unsigned long GROUP = 8;  // marks that are looked at together
+constexpr uint64_t EACH_BYTE = 0x0101010101010101;
+constexpr uint64_t TOP_BITS = EACH_BYTE << 7;
+constexpr uint64_t LOW_BITS = ~TOP_BITS;
+
+// 1 to 127. The start index comes from the low bits of the same product.
+unsigned char markOf(uint32_t hash) {
+  const auto top = static_cast<unsigned char>(hash * 0x9E3779B9u >> 25);
+  return top ? top : 1;
+}
+
+// The top bit of each byte that is 0, where no byte has its top bit set.
+uint64_t zeroBytes(uint64_t bytes) { return ~(bytes + LOW_BITS) & TOP_BITS; }
+
 }  // namespace
 
-ZuSet::~ZuSet() = default;
+ZuSet::~ZuSet() { std::free(marks); }
+
+// The first cell, from the start index of `hash` down, that is empty or whose value `matches` takes.
+template <typename Matches>
+unsigned long ZuSet::probe(uint32_t hash, Matches matches) const {
+  const uint64_t wanted = EACH_BYTE * markOf(hash);
+  for (unsigned long last = startIndex(hash);;) {
+    uint64_t group;
+    std::memcpy(&group, marks + last + 1, GROUP);  // the marks of cells last - 7 to last
+    const uint64_t empty = zeroBytes(group);
+    uint64_t found = empty | zeroBytes(group ^ wanted);
+    while (found) {
+      const auto zeros = static_cast<unsigned long>(std::countl_zero(found));
+      unsigned long index = last - (zeros >> 3);
+      if (index > last) [[unlikely]]
+        index = (index + tableSize * GROUP) % tableSize;
+      if (static_cast<int64_t>(empty << zeros) < 0 || matches(table.at(index))) return index;
+      found &= ~(TOP_BITS << 56 >> zeros);
+    }
+    last = GROUP <= last ? last - GROUP : last + tableSize - GROUP;
+  }
+}
+
+unsigned long ZuSet::findIndexOf(const void* value) const {
+  return probe(doHash(value), [&](const void* stored) { return areEqual(stored, value); });
+}
+
+void ZuSet::setMark(unsigned long index, unsigned char mark) {
+  for (unsigned long place = index + GROUP;; place -= tableSize) {
+    marks[place] = mark;
+    if (place < tableSize) break;
+  }
+}
+
+void ZuSet::store(unsigned long index, uint32_t hash, void* value) {
+  table[index] = value;
+  setMark(index, value ? markOf(hash) : 0);
+}
+
+void ZuSet::clearCell(unsigned long index) { store(index, 0, nullptr); }
 
 void ZuSet::reset() {
   ZuArrayPVoid nothing;
   table.swapVector(nothing);
+  std::free(marks);
+  marks = nullptr;
   tableSize = 0;
   count = 0;
   highWater = 0;
@@ -22,23 +89,15 @@ void ZuSet::reset() {
   growPercent = defaultGrowPercent;
 }
 
-unsigned long ZuSet::findIndexOf(const void* value) const {
-  unsigned long index = startIndex(doHash(value));
-  while (const void* stored = table.at(index)) {
-    if (areEqual(stored, value)) break;
-    index = below(index);
-  }
-  return index;
-}
-
 int ZuSet::add(void* value) {
   if (tableSize == 0 || !value) return 1;
-  const unsigned long index = findIndexOf(value);
+  const uint32_t hash = doHash(value);
+  const unsigned long index = probe(hash, [&](const void* stored) { return areEqual(stored, value); });
   void* const overwritten = table.at(index);
-  table[index] = value;
+  store(index, hash, value);
   ++count;
   if (count > getCapacity() && resize(grownFrom(getCapacity()))) {
-    table[index] = overwritten;
+    store(index, hash, overwritten);
     --count;
     return 1;
   }
@@ -70,7 +129,14 @@ int ZuSet::replaceTable(unsigned long n, ZuArrayPVoid& old) {
     ramAddMemoryError();
     return 1;
   }
-  if (old.setInitialSize(tableSizeFor(n))) return 1;
+  auto* fresh = static_cast<unsigned char*>(ramAllocZ(tableSizeFor(n) + GROUP));
+  if (!fresh) return 1;
+  if (old.setInitialSize(tableSizeFor(n))) {
+    std::free(fresh);
+    return 1;
+  }
+  std::free(marks);
+  marks = fresh;
   table.swapVector(old);
   setCapacity(n);
   count = 0;
@@ -91,9 +157,8 @@ int ZuSet::resize(unsigned long n) {
   for (unsigned long i = 0; i < old.getSizeOfArray(); ++i) {
     void* const value = old.at(i);
     if (!value) continue;
-    unsigned long index = startIndex(doHash(value));
-    while (table.at(index)) index = below(index);
-    table[index] = value;
+    const uint32_t hash = doHash(value);
+    store(probe(hash, [](const void*) { return false; }), hash, value);
     ++count;
   }
   return 0;

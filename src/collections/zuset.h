@@ -42,7 +42,8 @@ class ZU_API ZuSet : public ZuObject {
   void setCapacity(unsigned long n) { tableSize = tableSizeFor(n); }
 
   // Stores the value. One equal to it is overwritten in its cell, and count goes up all the same, which is
-  // meant: who cares asks `findIndexOf` first. 0, or 1 with the set as it was when the table cannot grow.
+  // meant: who cares asks `findIndexOf` first. 0, or 1 with the set as it was when the table cannot grow or
+  // the value is null.
   [[nodiscard]] int add(void* value);
 
   // The index of the cell that holds a value equal to `value`, or else of the empty cell where it would go.
@@ -68,10 +69,17 @@ class ZU_API ZuSet : public ZuObject {
   unsigned long getHighWater() const { return highWater; }
 
  protected:
+  // Empties a cell, for a subclass that gives up all its values; it then sets count to 0. Emptying only
+  // some cells would hide values that stand below them.
+  void clearCell(unsigned long index);
+
   static constexpr uint16_t defaultLoadPercent = 75;
   static constexpr uint16_t defaultGrowPercent = 25;
 
+ private:
   ZuArrayPVoid table;
+
+ protected:
   unsigned long tableSize = 0;  // cells
   unsigned long count = 0;
   uint16_t loadPercent = defaultLoadPercent;  // of the table that is filled before it grows
@@ -81,10 +89,16 @@ class ZU_API ZuSet : public ZuObject {
  private:
   unsigned long tableSizeFor(unsigned long n) const { return n * 100 / loadPercent + 1; }
   unsigned long capacityOf(unsigned long cells) const { return loadPercent * cells / 100; }
-  unsigned long below(unsigned long index) const { return index ? index - 1 : tableSize - 1; }
   unsigned long grownFrom(unsigned long capacity) const;
   int growUntil(unsigned long values, unsigned long& n) const;
   int replaceTable(unsigned long n, ZuArrayPVoid& old);
+  void store(unsigned long index, uint32_t hash, void* value);
+  void setMark(unsigned long index, unsigned char mark);
+  template <typename Matches>
+  unsigned long probe(uint32_t hash, Matches matches) const;
+
+  // One byte for each cell, owned; see the .cpp.
+  unsigned char* marks = nullptr;
 };
 
 #endif

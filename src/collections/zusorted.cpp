@@ -89,19 +89,13 @@ unsigned long ZuSortedArray::dropDuplicates(bool destroy) {
   return kept;
 }
 
-void ZuSortedArray::deleteDuplicates() {
-  count = dropDuplicates(true);
-}
+void ZuSortedArray::deleteDuplicates() { count = dropDuplicates(true); }
 
-void ZuSortedArray::removeDuplicates() {
-  count = dropDuplicates(false);
-}
+void ZuSortedArray::removeDuplicates() { count = dropDuplicates(false); }
 
 ZuSortedArrayZUSIZE_T::~ZuSortedArrayZUSIZE_T() = default;
 
-int ZuSortedArrayZUSIZE_T::compare(ZUSIZE_T a, ZUSIZE_T b) const {
-  return a < b ? -1 : a > b;
-}
+int ZuSortedArrayZUSIZE_T::compare(ZUSIZE_T a, ZUSIZE_T b) const { return a < b ? -1 : a > b; }
 
 int ZuSortedArrayZUSIZE_T::add(ZUSIZE_T value) {
   unsigned long index;

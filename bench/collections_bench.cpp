@@ -1,0 +1,233 @@
+// The collections beside their counterparts in the standard library, on the same data.
+
+#include <benchmark/benchmark.h>
+#include <malloc.h>
+
+#include <algorithm>
+#include <memory>
+#include <random>
+#include <unordered_set>
+#include <vector>
+
+#include "collections/zuarray.h"
+#include "collections/zuset.h"
+#include "collections/zusorted.h"
+
+namespace {
+
+// The allocator keeps what it has got from the system. By itself it adapts to what ran before, and the same
+// work then costs page faults or not by its place in the list.
+[[maybe_unused]] const bool allocatorSettled =
+    mallopt(M_MMAP_MAX, 0) == 1 && mallopt(M_TRIM_THRESHOLD, -1) == 1;
+
+constexpr unsigned long ELEMENTS[] = {1000, 50000, 1000000};
+
+void sizes(benchmark::internal::Benchmark* bench) {
+  for (const unsigned long n : ELEMENTS) bench->Arg(static_cast<int64_t>(n));
+}
+
+unsigned long countOf(const benchmark::State& state) { return static_cast<unsigned long>(state.range(0)); }
+
+void countItems(benchmark::State& state) { state.SetItemsProcessed(state.iterations() * state.range(0)); }
+
+class Number : public ZuObject {
+ public:
+  int compare(const ZuObject* other) const override {
+    const auto theirs = static_cast<const Number*>(other)->key;
+    return key < theirs ? -1 : key > theirs;
+  }
+
+  unsigned long key = 0;
+};
+
+std::vector<Number> numbers(unsigned long n) {
+  std::mt19937_64 engine(n);
+  std::vector<Number> all(n);
+  for (Number& number : all) number.key = engine();
+  return all;
+}
+
+void arrayAdd(benchmark::State& state) {
+  Number number;
+  for (auto _ : state) {
+    ZuArray array(0);
+    bool failed = array.setInitialSize(1) != 0;
+    for (unsigned long i = 0; i < countOf(state); ++i) failed |= array.add(&number) != 0;
+    if (failed) state.SkipWithError("memory is gone");
+    benchmark::DoNotOptimize(array[0]);
+    benchmark::ClobberMemory();
+  }
+  countItems(state);
+}
+BENCHMARK(arrayAdd)->Name("array_add/ours")->Apply(sizes);
+
+void vectorPushBack(benchmark::State& state) {
+  Number number;
+  for (auto _ : state) {
+    std::vector<ZuObject*> array;
+    for (unsigned long i = 0; i < countOf(state); ++i) array.push_back(&number);
+    benchmark::DoNotOptimize(array.data());
+    benchmark::ClobberMemory();
+  }
+  countItems(state);
+}
+BENCHMARK(vectorPushBack)->Name("array_add/reference")->Apply(sizes);
+
+void sortedLoad(benchmark::State& state) {
+  std::vector<Number> all = numbers(countOf(state));
+  for (auto _ : state) {
+    ZuSortedArray array(0);
+    bool failed = array.setInitialSize(16) != 0;
+    array.stopSort();
+    for (Number& number : all) failed |= array.add(&number) != 0;
+    failed |= array.resort() != 0;
+    if (failed) state.SkipWithError("memory is gone");
+    benchmark::DoNotOptimize(array[0]);
+  }
+  countItems(state);
+}
+BENCHMARK(sortedLoad)->Name("sorted_load_resort/ours")->Apply(sizes)->Unit(benchmark::kMicrosecond);
+
+void stdSort(benchmark::State& state) {
+  std::vector<Number> all = numbers(countOf(state));
+  for (auto _ : state) {
+    std::vector<ZuObject*> array;
+    for (Number& number : all) array.push_back(&number);
+    std::sort(array.begin(), array.end(),
+              [](const ZuObject* a, const ZuObject* b) { return a->compare(b) < 0; });
+    benchmark::DoNotOptimize(array.data());
+  }
+  countItems(state);
+}
+BENCHMARK(stdSort)->Name("sorted_load_resort/reference")->Apply(sizes)->Unit(benchmark::kMicrosecond);
+
+uint32_t hashOf(unsigned long key) { return static_cast<uint32_t>(key ^ key >> 32); }
+
+class NumberSet final : public ZuSet {
+ public:
+  uint32_t doHash(const void* value) const override { return hashOf(static_cast<const Number*>(value)->key); }
+  bool areEqual(const void* stored, const void* wanted) const override {
+    return static_cast<const Number*>(stored)->key == static_cast<const Number*>(wanted)->key;
+  }
+};
+
+struct HashNumber {
+  std::size_t operator()(const Number* number) const { return hashOf(number->key); }
+};
+struct EqualNumber {
+  bool operator()(const Number* a, const Number* b) const { return a->key == b->key; }
+};
+using StdSet = std::unordered_set<const Number*, HashNumber, EqualNumber>;
+
+// Room from the start, since growth of a set ends at 65535 values.
+bool fill(NumberSet& set, std::vector<Number>& all) {
+  bool failed = set.initialize(all.size()) != 0;
+  for (Number& number : all) failed |= set.add(&number) != 0;
+  return !failed;
+}
+
+void fill(StdSet& set, const std::vector<Number>& all) {
+  set.reserve(all.size());
+  for (const Number& number : all) set.insert(&number);
+}
+
+void setAdd(benchmark::State& state) {
+  std::vector<Number> all = numbers(countOf(state));
+  for (auto _ : state) {
+    NumberSet set;
+    if (!fill(set, all)) state.SkipWithError("memory is gone");
+    benchmark::DoNotOptimize(set.getCount());
+  }
+  countItems(state);
+}
+BENCHMARK(setAdd)->Name("set_add/ours")->Apply(sizes)->Unit(benchmark::kMicrosecond);
+
+void stdSetAdd(benchmark::State& state) {
+  const std::vector<Number> all = numbers(countOf(state));
+  for (auto _ : state) {
+    StdSet set;
+    fill(set, all);
+    benchmark::DoNotOptimize(set.size());
+  }
+  countItems(state);
+}
+BENCHMARK(stdSetAdd)->Name("set_add/reference")->Apply(sizes)->Unit(benchmark::kMicrosecond);
+
+// Growing from small, as far as a set grows by itself.
+void setGrow(benchmark::State& state) {
+  std::vector<Number> all = numbers(countOf(state));
+  for (auto _ : state) {
+    NumberSet set;
+    bool failed = set.initialize(16) != 0;
+    for (Number& number : all) failed |= set.add(&number) != 0;
+    if (failed) state.SkipWithError("memory is gone");
+    benchmark::DoNotOptimize(set.getCount());
+  }
+  countItems(state);
+}
+BENCHMARK(setGrow)->Name("set_add_growing/ours")->Arg(1000)->Arg(50000)->Unit(benchmark::kMicrosecond);
+
+void stdSetGrow(benchmark::State& state) {
+  const std::vector<Number> all = numbers(countOf(state));
+  for (auto _ : state) {
+    StdSet set;
+    for (const Number& number : all) set.insert(&number);
+    benchmark::DoNotOptimize(set.size());
+  }
+  countItems(state);
+}
+BENCHMARK(stdSetGrow)
+    ->Name("set_add_growing/reference")
+    ->Arg(1000)
+    ->Arg(50000)
+    ->Unit(benchmark::kMicrosecond);
+
+// Wanted values in another order than they went in, each of them its own object; all are there or none is.
+std::vector<Number> wantedOf(const std::vector<Number>& all, bool there) {
+  std::vector<Number> wanted = all;
+  std::shuffle(wanted.begin(), wanted.end(), std::mt19937_64(7));
+  for (Number& number : wanted) number.key += there ? 0 : 1;
+  return wanted;
+}
+
+void setFind(benchmark::State& state, bool there) {
+  std::vector<Number> all = numbers(countOf(state));
+  const std::vector<Number> wanted = wantedOf(all, there);
+  NumberSet set;
+  if (!fill(set, all)) state.SkipWithError("memory is gone");
+  for (auto _ : state) {
+    unsigned long hits = 0;
+    for (const Number& number : wanted) hits += set.at(set.findIndexOf(&number)) != nullptr;
+    if (hits != (there ? wanted.size() : 0)) state.SkipWithError("wrong answers");
+  }
+  countItems(state);
+}
+
+void stdSetFind(benchmark::State& state, bool there) {
+  const std::vector<Number> all = numbers(countOf(state));
+  const std::vector<Number> wanted = wantedOf(all, there);
+  StdSet set;
+  fill(set, all);
+  for (auto _ : state) {
+    unsigned long hits = 0;
+    for (const Number& number : wanted) hits += set.find(&number) != set.end();
+    if (hits != (there ? wanted.size() : 0)) state.SkipWithError("wrong answers");
+  }
+  countItems(state);
+}
+
+BENCHMARK_CAPTURE(setFind, hit, true)->Name("set_find_hit/ours")->Apply(sizes)->Unit(benchmark::kMicrosecond);
+BENCHMARK_CAPTURE(stdSetFind, hit, true)
+    ->Name("set_find_hit/reference")
+    ->Apply(sizes)
+    ->Unit(benchmark::kMicrosecond);
+BENCHMARK_CAPTURE(setFind, miss, false)
+    ->Name("set_find_miss/ours")
+    ->Apply(sizes)
+    ->Unit(benchmark::kMicrosecond);
+BENCHMARK_CAPTURE(stdSetFind, miss, false)
+    ->Name("set_find_miss/reference")
+    ->Apply(sizes)
+    ->Unit(benchmark::kMicrosecond);
+
+}  // namespace
