@@ -65,6 +65,24 @@ void rebind(DMDesc* desc, ColumnBinding binding) {
   fill(record, binding);
 }
 
+// The same for the driver's side of the application's own descriptor, for which a copy stands in while the
+// cursor lives.
+SQLRETURN rebindOnDriver(DMDesc* desc, const ColumnBinding& binding) {
+  const struct {
+    SQLSMALLINT field;
+    SQLPOINTER value;
+  } addresses[] = {{SQL_DESC_DATA_PTR, binding.data},
+                   {SQL_DESC_OCTET_LENGTH_PTR, binding.lengthPtr},
+                   {SQL_DESC_INDICATOR_PTR, binding.lengthPtr}};
+  for (const auto& address : addresses) {
+    if (binding.column == 0) break;
+    SQLRETURN rc = CursorLibSetDescField(desc, static_cast<SQLSMALLINT>(binding.column), address.field,
+                                         address.value, SQL_IS_POINTER);
+    if (clFailed(rc)) return rc;
+  }
+  return SQL_SUCCESS;
+}
+
 }  // namespace
 
 SQLRETURN CLBindCol(SQLHSTMT handle, SQLUSMALLINT column, SQLSMALLINT cType, SQLPOINTER data, SQLLEN length,
@@ -79,10 +97,13 @@ SQLRETURN CLBindCol(SQLHSTMT handle, SQLUSMALLINT column, SQLSMALLINT cType, SQL
   DMDesc* desc = stmt->savedArd ? stmt->savedArd : stmt->ard;
   const BindInfo* old = FindBindInfo(desc, column);
   if (!old || !sameShape(old, binding)) return clError(stmt, clmsg::BindingFixed);
-  return guarded(stmt, [&]() -> SQLRETURN {
+  return guarded(stmt, [&] {
+    const bool copied = stmt->ard != desc;
+    SQLRETURN rc = copied ? rebindOnDriver(desc, binding) : SQL_SUCCESS;
+    if (clFailed(rc)) return rc;
     rebind(desc, binding);
-    if (stmt->ard != desc) rebind(stmt->ard, binding);
-    return SQL_SUCCESS;
+    if (copied) rebind(stmt->ard, binding);
+    return rc;
   });
 }
 

@@ -48,6 +48,10 @@ SQLRETURN onStandIns(DMDesc* desc, Call call) {
   return GO_ON;
 }
 
+// The driver's side of a descriptor is bound to a cursor's buffers when it is the cursor's own. One for
+// which a copy stands in is not, and will be the statement's again when the cursor ends.
+bool driverHears(const DMDesc* desc, bool modifiable) { return modifiable || desc->shareCount != 0; }
+
 // Fields that the library keeps in a binding record.
 bool isRecordField(SQLSMALLINT field) {
   switch (field) {
@@ -173,7 +177,8 @@ SQLRETURN CLSetDescField(SQLHDESC handle, SQLSMALLINT record, SQLSMALLINT field,
       desc, [&](DMDesc* standIn) { return CLSetDescField(standIn, record, field, value, length); });
   if (clFailed(rc)) return rc;
   if (record == 0) return setRecordZero(desc, field, value, length);
-  rc = modifiable ? CursorLibSetDescField(desc, record, field, value, length) : SQL_SUCCESS;
+  rc =
+      driverHears(desc, modifiable) ? CursorLibSetDescField(desc, record, field, value, length) : SQL_SUCCESS;
   return clFailed(rc) ? rc : setRecord(desc, record, field, value, rc);
 }
 
@@ -191,9 +196,10 @@ SQLRETURN CLSetDescRec(SQLHDESC handle, SQLSMALLINT record, SQLSMALLINT type, SQ
                         indicatorPtr);
   });
   if (clFailed(rc)) return rc;
-  rc = record > 0 && modifiable ? CursorLibSetDescRec(desc, record, type, subType, length, precision, scale,
-                                                      data, lengthPtr, indicatorPtr)
-                                : SQL_SUCCESS;
+  rc = record > 0 && driverHears(desc, modifiable)
+           ? CursorLibSetDescRec(desc, record, type, subType, length, precision, scale, data, lengthPtr,
+                                 indicatorPtr)
+           : SQL_SUCCESS;
   if (clFailed(rc)) return rc;
   return changeRecord(desc, record, rc, [&](BindInfo* bind) {
     bind->cType = bind->typeGiven = values.type;

@@ -8,32 +8,17 @@
 
 namespace {
 
-// The parameter attributes are kept in the descriptors' headers when they are set; the driver hears of
-// them here, before the next execution.
-SQLRETURN applyParameterArray(DMStmt* stmt) {
+// The size of a parameter array that was set as an attribute stands in the descriptor's header, from where
+// the driver manager takes it to the driver. The analyser has to know it too: a positioned statement takes
+// a single set.
+SQLRETURN tellParamsetSize(DMStmt* stmt, SqlParser& parser) {
   DMDesc& apd = *stmt->apd;
-  DMDesc& ipd = *stmt->ipd;
-  if (!((apd.headerChanged | ipd.headerChanged) & CL_HEADER_CHANGED)) return SQL_SUCCESS;
-  // The processed pointer is set on the application's descriptor by the attribute, on the other by a
-  // descriptor call.
-  SQLULEN* processed = apd.rowsProcessedPtr ? apd.rowsProcessedPtr : ipd.rowsProcessedPtr;
-  SQLRETURN rc = parserOf(stmt).paramOptions(apd.arraySize, processed);
-  // A driver without parameter arrays still runs a single set.
-  if (clFailed(rc) && (apd.arraySize != 1 || processed)) return rc;
-
-  const struct {
-    SQLINTEGER attribute;
-    SQLPOINTER value;
-  } pointers[] = {{SQL_ATTR_PARAM_BIND_OFFSET_PTR, apd.bindOffsetPtr},
-                  {SQL_ATTR_PARAM_OPERATION_PTR, apd.arrayStatusPtr},
-                  {SQL_ATTR_PARAM_STATUS_PTR, ipd.arrayStatusPtr}};
-  for (const auto& pointer : pointers) {
-    if (stmt->conn->driverVersion < CL_VERSION_3) break;
-    rc = CursorLibSetOneStmtAttr(stmt, pointer.attribute, pointer.value, SQL_IS_POINTER);
-    if (clFailed(rc) && pointer.value) return rc;
-  }
-  apd.headerChanged &= ~CL_HEADER_CHANGED;
-  ipd.headerChanged &= ~CL_HEADER_CHANGED;
+  if (!(apd.headerChanged & CL_HEADER_CHANGED)) return SQL_SUCCESS;
+  // The attribute sets the pointer on the application's descriptor, a descriptor call on the other.
+  SQLULEN* processed = apd.rowsProcessedPtr ? apd.rowsProcessedPtr : stmt->ipd->rowsProcessedPtr;
+  SQLRETURN rc = parser.paramOptions(apd.arraySize, processed);
+  if (clFailed(rc) && apd.arraySize != 1) return rc;  // any driver runs a single set
+  if (stmt->conn->driverVersion < CL_VERSION_3) apd.headerChanged &= ~CL_HEADER_CHANGED;
   return SQL_SUCCESS;
 }
 
@@ -52,7 +37,7 @@ SQLRETURN withText(DMStmt* stmt, const SQLCHAR* sql, Work work) {
   if (!sql) return clError(stmt, clmsg::NullArgument);
   return guarded(stmt, [&] {
     SqlParser& parser = parserOf(stmt);
-    SQLRETURN rc = applyParameterArray(stmt);
+    SQLRETURN rc = tellParamsetSize(stmt, parser);
     return clFailed(rc) ? rc : work(parser);
   });
 }
@@ -92,7 +77,7 @@ SQLRETURN CLPrepare(SQLHSTMT handle, SQLCHAR* sql, SQLINTEGER length) {
 SQLRETURN CLExecute(SQLHSTMT handle) {
   auto* stmt = static_cast<DMStmt*>(handle);
   return withParser(stmt, [&](SqlParser& parser) {
-    SQLRETURN rc = applyParameterArray(stmt);
+    SQLRETURN rc = tellParamsetSize(stmt, parser);
     return clFailed(rc) ? rc : parser.execute();
   });
 }
