@@ -23,6 +23,7 @@
 #include "runtime/mds.h"
 #include "runtime/zucritse.h"
 #include "runtime/zudebug.h"
+#include "runtime/zuerror.h"
 #include "runtime/zusemaph.h"
 #include "runtime/zusemaphoreinfo.h"
 
@@ -30,6 +31,9 @@ ZuCriticalSection RAM_LOCK(0);
 
 ZuCriticalSection MDS_PERTHREAD_LOCK(0);
 static ThreadListOwner threadListOwner;
+
+ZuError MemoryError(ErrSpecialMemory);
+ZuError DummyError(ErrSpecialDummy);
 
 ZuCriticalSection ExchangeThreadLock(0);
 ZuSemaphore ExchangeTaskLock(nullptr, nullptr);

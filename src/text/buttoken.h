@@ -17,10 +17,8 @@ enum : unsigned short {
   butModePlain = 5,
   butModeHashWide = 6,  // as 2; never tests the room in `out`
   butModeMask = 0x0FFF,
-};
 
-// High bits of `kindAndFlags`.
-enum : unsigned short {
+  // High bits.
   butNoFold = 0x2000,  // names are not folded to upper case
   butGrow = 0x4000,    // a token that does not fit moves to a block of its own, which the caller frees
   butDrop = 0x8000,    // what does not fit is dropped, and the rest of the token passed over
