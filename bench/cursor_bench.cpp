@@ -1,0 +1,322 @@
+// The cursor library over real drivers, beside the same work done straight at the driver.
+
+#include <benchmark/benchmark.h>
+#include <fcntl.h>
+#include <malloc.h>
+#include <sqlite3.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <chrono>
+#include <cstring>
+#include <filesystem>
+#include <memory>
+#include <random>
+#include <vector>
+
+#include "odbc_loop.h"
+#include "postgres_server.h"
+
+namespace {
+
+constexpr char SQLITE_DRIVER[] = "/usr/lib/x86_64-linux-gnu/odbc/libsqlite3odbc.so";
+constexpr char POSTGRES_DRIVER[] = "/usr/lib/x86_64-linux-gnu/odbc/psqlodbca.so";
+constexpr SQLLEN ROWS = 1000000;
+constexpr char QUERY[] = "select id, name, amount from rows";
+constexpr SQLULEN ROWSET = 100;
+constexpr SQLULEN SMALL_ROWSET = 20;
+constexpr SQLLEN NAME_WIDTH = 32;
+
+// What an application binds: three columns of up to ROWSET rows.
+struct Bound {
+  SQLLEN id[ROWSET], idLength[ROWSET];
+  char name[ROWSET][NAME_WIDTH];
+  SQLLEN nameLength[ROWSET];
+  double amount[ROWSET];
+  SQLLEN amountLength[ROWSET];
+  SQLULEN fetched = 0;
+  SQLUSMALLINT status[ROWSET];
+
+  void bindTo(OdbcLoop& loop) {
+    loop.bind(1, SQL_C_SBIGINT, id, sizeof id[0], idLength);
+    loop.bind(2, SQL_C_CHAR, name, NAME_WIDTH, nameLength);
+    loop.bind(3, SQL_C_DOUBLE, amount, sizeof amount[0], amountLength);
+  }
+
+  void bindRowset(OdbcLoop& loop, SQLULEN rows) {
+    loop.set(SQL_ATTR_ROW_ARRAY_SIZE, rows);
+    loop.set(SQL_ATTR_ROWS_FETCHED_PTR, &fetched);
+    loop.set(SQL_ATTR_ROW_STATUS_PTR, status);
+    bindTo(loop);
+  }
+};
+
+// The database, made once beside the program.
+const std::string& database() {
+  static const std::string path = [] {
+    const auto made = std::filesystem::canonical("/proc/self/exe").parent_path() / "cursor_bench.db";
+    if (std::filesystem::exists(made)) return made.string();
+    const std::string unfinished = made.string() + ".new";
+    std::filesystem::remove(unfinished);
+    sqlite3* db = nullptr;
+    const std::string work =
+        "pragma journal_mode = off; pragma synchronous = off;"
+        "create table rows (id integer primary key, name varchar(31), amount double);"
+        "with recursive n(i) as (select 1 union all select i + 1 from n where i < " +
+        std::to_string(ROWS) + ") insert into rows select i, 'the name of row ' || i, i * 0.25 from n;";
+    const bool good = sqlite3_open(unfinished.c_str(), &db) == SQLITE_OK &&
+                      sqlite3_exec(db, work.c_str(), nullptr, nullptr, nullptr) == SQLITE_OK;
+    sqlite3_close(db);
+    if (!good) std::exit(1);
+    std::filesystem::rename(unfinished, made);
+    return made.string();
+  }();
+  return path;
+}
+
+const OdbcCalls& sqliteDriver() {
+  static const OdbcCalls calls = OdbcCalls::ofDriver(SQLITE_DRIVER);
+  return calls;
+}
+
+std::unique_ptr<OdbcLoop> openSqlite(bool straight) {
+  // The driver then gives rows as it finds them, and the cost of its own row store is in neither figure.
+  const std::string options = "StepAPI=1;Database=" + database() + ";";
+  return std::make_unique<OdbcLoop>(SQLITE_DRIVER, options, straight ? &sqliteDriver() : nullptr);
+}
+
+// The best of some runs, in seconds: other work on the machine only ever adds.
+template <typename Work>
+void measureBest(benchmark::State& state, Work work) {
+  for (auto _ : state) {
+    double best = 1e9;
+    for (int run = 0; run < 5; ++run) {
+      const auto begin = std::chrono::steady_clock::now();
+      if (!work()) return state.SkipWithError("wrong answers");
+      best = std::min(best, std::chrono::duration<double>(std::chrono::steady_clock::now() - begin).count());
+    }
+    state.SetIterationTime(best);
+  }
+}
+
+// Executes and fetches everything, row set by row set. The ids must come in order.
+bool scrollThrough(OdbcLoop& loop, Bound& bound, const std::string& query) {
+  loop.execute(query);
+  SQLLEN rows = 0;
+  while (loop.scroll(SQL_FETCH_NEXT, 0)) {
+    rows += static_cast<SQLLEN>(bound.fetched);
+    if (bound.id[bound.fetched - 1] != rows) return false;
+  }
+  return rows > 0;
+}
+
+bool fetchThrough(OdbcLoop& loop, Bound& bound, const std::string& query) {
+  loop.execute(query);
+  SQLLEN rows = 0;
+  while (loop.fetch()) {
+    if (bound.id[0] != ++rows) return false;
+  }
+  return rows > 0;
+}
+
+void firstPass(benchmark::State& state, SQLULEN cursorType) {
+  auto bound = std::make_unique<Bound>();
+  measureBest(state, [&] {
+    auto loop = openSqlite(false);
+    loop->set(SQL_ATTR_CURSOR_TYPE, cursorType);
+    bound->bindRowset(*loop, ROWSET);
+    return scrollThrough(*loop, *bound, QUERY) && bound->id[bound->fetched - 1] == ROWS;
+  });
+}
+
+void straightLoop(benchmark::State& state) {
+  auto bound = std::make_unique<Bound>();
+  measureBest(state, [&] {
+    auto loop = openSqlite(true);
+    bound->bindTo(*loop);
+    return fetchThrough(*loop, *bound, QUERY) && bound->id[0] == ROWS;
+  });
+}
+
+BENCHMARK_CAPTURE(firstPass, forward, SQL_CURSOR_FORWARD_ONLY)
+    ->Name("forward_execute_fetch/ours")
+    ->Iterations(1)
+    ->UseManualTime()
+    ->Unit(benchmark::kMillisecond);
+BENCHMARK(straightLoop)
+    ->Name("forward_execute_fetch/reference")
+    ->Iterations(1)
+    ->UseManualTime()
+    ->Unit(benchmark::kMillisecond);
+BENCHMARK_CAPTURE(firstPass, scrollable, SQL_CURSOR_STATIC)
+    ->Name("static_first_pass/ours")
+    ->Iterations(1)
+    ->UseManualTime()
+    ->Unit(benchmark::kMillisecond);
+BENCHMARK(straightLoop)
+    ->Name("static_first_pass/reference")
+    ->Iterations(1)
+    ->UseManualTime()
+    ->Unit(benchmark::kMillisecond);
+
+// First rows of row sets, all over the result.
+class Positions {
+ public:
+  SQLLEN next() { return static_cast<SQLLEN>(engine() % (ROWS - SMALL_ROWSET)); }
+
+ private:
+  std::mt19937_64 engine{42};
+};
+
+void randomRowsets(benchmark::State& state) {
+  auto bound = std::make_unique<Bound>();
+  auto loop = openSqlite(false);
+  loop->set(SQL_ATTR_CURSOR_TYPE, SQL_CURSOR_STATIC);
+  bound->bindRowset(*loop, SMALL_ROWSET);
+  loop->execute(QUERY);
+  loop->scroll(SQL_FETCH_LAST, 0);
+  Positions positions;
+  for (auto _ : state) {
+    const SQLLEN first = positions.next();
+    if (!loop->scroll(SQL_FETCH_ABSOLUTE, first + 1) || bound->id[SMALL_ROWSET - 1] != first + 20)
+      return state.SkipWithError("wrong answers");
+  }
+}
+
+// A file like the cursor's: as many rows to a block, as many bytes to a row.
+class BlockFile {
+ public:
+  static constexpr std::size_t FIELD = sizeof(SQLLEN);
+  static constexpr std::size_t ROW_BYTES = 2 * FIELD + NAME_WIDTH + FIELD + 2 * FIELD + 4;
+  static constexpr std::size_t BLOCK = 4096;
+  static constexpr std::size_t HEAD = 40;
+  static constexpr SQLLEN PER_BLOCK = (BLOCK - HEAD) / ROW_BYTES;
+
+  BlockFile() {
+    std::vector<unsigned char> block(BLOCK);
+    for (SQLLEN row = 0; row < ROWS; row += PER_BLOCK) {
+      for (SQLLEN i = 0; i < PER_BLOCK; ++i) {
+        const SQLLEN id = row + i + 1;
+        std::memcpy(&block[HEAD + static_cast<std::size_t>(i) * ROW_BYTES], &id, sizeof id);
+      }
+      if (write(fd, block.data(), BLOCK) != static_cast<ssize_t>(BLOCK)) std::exit(1);
+    }
+  }
+  ~BlockFile() { std::fclose(file); }
+
+  // The rows of one row set, each field copied to where the application has bound it.
+  bool copyRows(SQLLEN first, Bound& bound) {
+    SQLLEN held = -1;
+    for (SQLULEN i = 0; i < SMALL_ROWSET; ++i) {
+      const SQLLEN row = first + static_cast<SQLLEN>(i);
+      if (row / PER_BLOCK != held) {
+        held = row / PER_BLOCK;
+        if (pread(fd, block, BLOCK, held * static_cast<off_t>(BLOCK)) != static_cast<ssize_t>(BLOCK))
+          return false;
+      }
+      const unsigned char* at = block + HEAD + static_cast<std::size_t>(row % PER_BLOCK) * ROW_BYTES;
+      copy(&bound.id[i], at, sizeof bound.id[i]);
+      copy(&bound.idLength[i], at, FIELD);
+      copy(bound.name[i], at, NAME_WIDTH);
+      copy(&bound.nameLength[i], at, FIELD);
+      copy(&bound.amount[i], at, sizeof bound.amount[i]);
+      copy(&bound.amountLength[i], at, FIELD);
+      copy(&bound.status[i], at, sizeof bound.status[i]);
+    }
+    return true;
+  }
+
+ private:
+  static void copy(void* to, const unsigned char*& from, std::size_t bytes) {
+    std::memcpy(to, from, bytes);
+    from += bytes;
+  }
+
+  FILE* file = std::tmpfile();
+  int fd = fileno(file);
+  unsigned char block[BLOCK];
+};
+
+void preadRowsets(benchmark::State& state) {
+  auto bound = std::make_unique<Bound>();
+  BlockFile file;
+  Positions positions;
+  for (auto _ : state) {
+    const SQLLEN first = positions.next();
+    if (!file.copyRows(first, *bound) || bound->id[SMALL_ROWSET - 1] != first + 20)
+      return state.SkipWithError("wrong answers");
+  }
+}
+
+// The query executed again, and rows skipped up to the position.
+void queryAgain(benchmark::State& state) {
+  auto bound = std::make_unique<Bound>();
+  Positions positions;
+  for (auto _ : state) {
+    const SQLLEN first = positions.next();
+    auto loop = openSqlite(true);
+    bound->bindTo(*loop);
+    loop->execute(QUERY);
+    for (SQLLEN row = 0; row < first + 20; ++row) loop->fetch();
+    if (bound->id[0] != first + 20) return state.SkipWithError("wrong answers");
+  }
+}
+
+BENCHMARK(randomRowsets)->Name("random_absolute_20/ours")->Unit(benchmark::kMicrosecond);
+BENCHMARK(preadRowsets)->Name("random_absolute_20/reference")->Unit(benchmark::kMicrosecond);
+BENCHMARK(randomRowsets)->Name("same_position_by_query/ours")->Unit(benchmark::kMicrosecond);
+BENCHMARK(queryAgain)
+    ->Name("same_position_by_query/reference")
+    ->Iterations(10)
+    ->Unit(benchmark::kMicrosecond);
+
+std::size_t heapInUse() {
+  const auto info = mallinfo2();
+  return info.uordblks + info.hblkhd;
+}
+
+// The most heap in use while a result is read, beyond what was in use before, in KB: what the driver and,
+// in ours, the driver manager with its cursor hold.
+void memory(benchmark::State& state, bool straight, SQLULEN cursorType) {
+  static const PostgresServer server;
+  static const OdbcCalls driver = OdbcCalls::ofDriver(POSTGRES_DRIVER);
+  if (server.portNumber().empty()) return state.SkipWithError("no PostgreSQL server");
+  const std::string options = "Server=127.0.0.1;Port=" + server.portNumber() +
+                              ";Database=postgres;UID=postgres;UseDeclareFetch=1;Fetch=100;";
+  const std::string query =
+      "select i::int8, ('the name of row ' || i)::varchar(31), i * 0.25::float8 "
+      "from generate_series(1, " +
+      std::to_string(state.range(0)) + ") i";
+  auto bound = std::make_unique<Bound>();
+  for (auto _ : state) {
+    const std::size_t before = heapInUse();
+    OdbcLoop loop(POSTGRES_DRIVER, options, straight ? &driver : nullptr);
+    if (!straight) loop.set(SQL_ATTR_CURSOR_TYPE, cursorType);
+    straight ? bound->bindTo(loop) : bound->bindRowset(loop, ROWSET);
+    loop.execute(query);
+    std::size_t most = 0;
+    SQLLEN rows = 0;
+    while (straight ? loop.fetch() : loop.scroll(SQL_FETCH_NEXT, 0)) {
+      rows += straight ? 1 : static_cast<SQLLEN>(bound->fetched);
+      if (rows % 1000 == 0) most = std::max(most, heapInUse());
+    }
+    if (rows != state.range(0)) return state.SkipWithError("wrong answers");
+    state.counters["value"] = static_cast<double>(most - before) / 1024;
+  }
+}
+
+void memorySizes(benchmark::internal::Benchmark* bench) {
+  for (const int64_t rows : {10000, 100000, 1000000}) bench->Arg(rows);
+  bench->Iterations(1);
+}
+
+BENCHMARK_CAPTURE(memory, forward, false, SQL_CURSOR_FORWARD_ONLY)
+    ->Name("forward_memory_KB/ours")
+    ->Apply(memorySizes);
+BENCHMARK_CAPTURE(memory, forwardDriver, true, 0)->Name("forward_memory_KB/reference")->Apply(memorySizes);
+BENCHMARK_CAPTURE(memory, scrollable, false, SQL_CURSOR_STATIC)
+    ->Name("static_memory_KB/ours")
+    ->Apply(memorySizes);
+BENCHMARK_CAPTURE(memory, scrollableDriver, true, 0)->Name("static_memory_KB/reference")->Apply(memorySizes);
+
+}  // namespace
