@@ -175,7 +175,7 @@ SQLRETURN dropStatement(SQLHSTMT handle, Api api) {
   beginCall(*stmt, api);
   SQLRETURN rc = guardRoad(*stmt, [&]() -> SQLRETURN {
     if (sequencePending(*stmt)) return fail(*stmt, "HY010");
-    const CursorLibrary* library = conn->state->cursorLibrary;
+    const CursorLibrary* library = stmt->ofCursorLibrary ? nullptr : conn->state->cursorLibrary;
     if (!library) return freeStatementInDriver(*stmt, api);
     return api == Api::FreeStmt ? library->CLFreeStmt(stmt, SQL_DROP)
                                 : library->CLFreeHandle(SQL_HANDLE_STMT, stmt);
