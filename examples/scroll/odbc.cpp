@@ -44,9 +44,7 @@ Statement::Statement(const Connection& connection) {
   connection.check(SQLAllocHandle(SQL_HANDLE_STMT, connection.handle(), &stmt), "SQLAllocHandle");
 }
 
-Statement::~Statement() {
-  SQLFreeHandle(SQL_HANDLE_STMT, stmt);
-}
+Statement::~Statement() { SQLFreeHandle(SQL_HANDLE_STMT, stmt); }
 
 SQLRETURN Statement::check(SQLRETURN rc, const char* what) const {
   if (!SQL_SUCCEEDED(rc) && rc != SQL_NO_DATA) {

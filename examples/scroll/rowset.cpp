@@ -70,6 +70,14 @@ std::string Rowset::value(SQLULEN row, std::size_t column) const {
   return &from.values[row * from.width];
 }
 
+char* Rowset::setValue(SQLULEN row, std::size_t column, const std::string& text) {
+  Column& to = columns[column];
+  char* buffer = &to.values[row * to.width];
+  std::snprintf(buffer, static_cast<std::size_t>(to.width), "%s", text.c_str());
+  to.lengths[row] = SQL_NTS;
+  return buffer;
+}
+
 void Rowset::print() const {
   std::vector<std::size_t> widths;
   for (std::size_t c = 0; c < columns.size(); ++c) {

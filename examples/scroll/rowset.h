@@ -26,6 +26,10 @@ class Rowset {
   SQLULEN bookmarkOf(SQLULEN row) const { return bookmarks[row]; }
   std::string value(SQLULEN row, std::size_t column) const;
 
+  // Puts a new text into the application's own buffer for a value, cut to the column's width; the answer
+  // is that buffer, to be bound as a parameter. A positioned UPDATE takes the row's buffers into the cache.
+  char* setValue(SQLULEN row, std::size_t column, const std::string& text);
+
   // The bookmark that a fetch by bookmark starts from.
   void startFrom(SQLULEN bookmark) { fromBookmark = bookmark; }
 

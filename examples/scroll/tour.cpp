@@ -14,11 +14,10 @@
 namespace {
 
 constexpr SQLULEN rowsAtATime = 4;
-constexpr SQLUSMALLINT notesColumn = 4;
+constexpr std::size_t priceColumn = 2;   // of the row set, from 0
+constexpr SQLUSMALLINT notesColumn = 4;  // of the result, from 1
 
-void title(const char* text) {
-  std::printf("\n%s\n", text);
-}
+void title(const char* text) { std::printf("\n%s\n", text); }
 
 void show(Rowset& rows, const char* what, SQLSMALLINT orientation, SQLLEN offset = 0) {
   title(what);
@@ -91,8 +90,13 @@ void showPositionedStatements(const Connection& connection, Statement& reader, R
   Statement writer(connection);
 
   const SQLHSTMT handle = reader.handle();
+  char* newPrice = rows.setValue(1, priceColumn, "99.5");
   reader.check(SQLSetPos(handle, 2, SQL_POSITION, SQL_LOCK_NO_CHANGE), "SQLSetPos");
-  writer.execute("update books set price = 99.5 where current of shelf");
+  writer.check(SQLBindParameter(writer.handle(), 1, SQL_PARAM_INPUT, SQL_C_CHAR, SQL_DOUBLE, 0, 0, newPrice,
+                                0, nullptr),
+               "binding the new price");
+  writer.execute("update books set price = ? where current of shelf");
+  writer.check(SQLFreeStmt(writer.handle(), SQL_RESET_PARAMS), "unbinding the new price");
   reader.check(SQLSetPos(handle, 3, SQL_POSITION, SQL_LOCK_NO_CHANGE), "SQLSetPos");
   writer.execute("delete from books where current of shelf");
 

@@ -81,7 +81,7 @@ pass "the README's example through pkg-config"
 cmake -S examples/scroll -B "$scratch/scroll" -G Ninja -DCMAKE_PREFIX_PATH="$scratch/prefix" >/dev/null
 cmake --build "$scratch/scroll" >/dev/null || fail "examples/scroll does not build"
 demo=$("$scratch/scroll/scroll") || fail "the demo ended with an error: $demo"
-grep -q '4999 rows delivered going backwards\|5000 rows delivered going backwards' <<<"$demo" || fail "the demo printed: $demo"
+grep -q '5000 rows delivered going backwards' <<<"$demo" || fail "the demo printed: $demo"
 grep -q '99.5' <<<"$demo" || fail "the demo shows no updated row"
 pass "the demo"
 
