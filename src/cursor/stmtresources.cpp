@@ -31,10 +31,13 @@ SqlParser& parserOf(DMStmt* stmt) {
   return *stmt->parser;
 }
 
-void deleteCursor(DMStmt* stmt) {
+SQLRETURN deleteCursor(DMStmt* stmt) {
   FwdCursor* cursor = stmt->cursor;
   stmt->cursor = nullptr;
+  if (!cursor) return SQL_SUCCESS;
+  SQLRETURN rc = cursor->release();
   delete cursor;
+  return rc;
 }
 
 void deleteParser(DMStmt* stmt) {
@@ -53,6 +56,7 @@ void endCursor(DMStmt* stmt) {
 SQLRETURN ReleaseCLStmtResources(DMStmt* stmt, unsigned short option) {
   const bool close = option == SQL_CLOSE;
   const bool restore = close && !copyStandsIn(stmt);
+  SQLRETURN ended = SQL_SUCCESS;
   const bool endsResult = close || option == SQL_DROP || option == CL_DROP_KEEPING_DRIVER;
 
   if (option == CL_DROP_KEEPING_DRIVER && stmt->cursor) stmt->cursor->keepDriverDescriptor();
@@ -60,15 +64,16 @@ SQLRETURN ReleaseCLStmtResources(DMStmt* stmt, unsigned short option) {
     // A driver that refuses the plain row array keeps its old one; the statement is released all the same.
     if (!stmt->cursor && option != CL_DROP_KEEPING_DRIVER)
       CursorLibSetStmtAttr(stmt, 1, nullptr, nullptr, nullptr, SQL_BIND_BY_COLUMN);
-    deleteCursor(stmt);
+    ended = deleteCursor(stmt);
   }
   // The parameters go with the columns, for SQL_UNBIND too. This is meant.
   if (option == SQL_UNBIND || (endsResult && !close)) FreeBindArray(stmt);
 
   // A prepared statement keeps its analysed text when it is closed.
   if (endsResult && !(close && (stmt->flags & DM_STMT_PREPARED))) deleteParser(stmt);
-  if (!close) return SQL_SUCCESS;
   SQLRETURN rc = restore ? RestoreBindings(stmt) : SQL_SUCCESS;
-  stmt->fetchState &= ~CL_ANY_FETCH;
+  if (close) stmt->fetchState &= ~CL_ANY_FETCH;
+  // A cursor that could not give back its file has posted that; everything else is released all the same.
+  if (clFailed(ended)) throw RCException(ended);
   return rc;
 }

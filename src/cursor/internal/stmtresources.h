@@ -23,8 +23,9 @@ void AllocCursor(DMStmt* stmt, unsigned short api);
 // The statement's analyser, made when there is none.
 SqlParser& parserOf(DMStmt* stmt);
 
-// Both clear the statement's pointer before the destructor runs.
-void deleteCursor(DMStmt* stmt);
+// Both clear the statement's pointer before the destructor runs. A cursor that could not give back all that
+// it held is gone too, with the cause posted on the statement and SQL_ERROR answered.
+SQLRETURN deleteCursor(DMStmt* stmt);
 void deleteParser(DMStmt* stmt);
 
 // Ends the cursor of a statement that lives on without its result set: the driver is bound to the
