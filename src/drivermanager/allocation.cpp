@@ -149,7 +149,9 @@ SQLRETURN dropDescriptor(SQLHDESC handle) {
   SQLRETURN rc = guardRoad(*desc, [&]() -> SQLRETURN {
     if (!desc->isExplicit()) return fail(*desc, "HY017");
     const CursorLibrary* library = conn->state->cursorLibrary;
-    return library ? library->CLFreeHandle(SQL_HANDLE_DESC, desc) : freeDescriptorInDriver(*desc);
+    // One that the cursor library made for itself goes here and now, not a second time on its way back.
+    const bool own = desc->state->ofCursorLibrary;
+    return library && !own ? library->CLFreeHandle(SQL_HANDLE_DESC, desc) : freeDescriptorInDriver(*desc);
   });
   if (!SQL_SUCCEEDED(rc)) return endCall(*desc, conn, rc);
   retireDescriptor(desc);
