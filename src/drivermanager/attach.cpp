@@ -96,9 +96,7 @@ SQLRETURN attachDriver(DMConn& conn, const std::string& library) {
   conn.state->driver = driver;
   conn.driverFunctions = conn.state->functions.get();
   SQLRETURN rc = allocateDriverHandles(conn);
-  if (SQL_SUCCEEDED(rc)) rc = joined(rc, applyKeptAttributes(conn, true));
-  if (!SQL_SUCCEEDED(rc)) detachDriver(conn);
-  return rc;
+  return SQL_SUCCEEDED(rc) ? joined(rc, applyKeptAttributes(conn, true)) : rc;
 }
 
 SQLRETURN completeConnection(DMConn& conn) {
@@ -106,14 +104,13 @@ SQLRETURN completeConnection(DMConn& conn) {
   if (wantsCursorLibrary(conn)) {
     std::string why;
     conn.state->cursorLibrary = loadCursorLibrary(why);
-    if (!conn.state->cursorLibrary) {
-      ask(conn.driverFunctions->SQLDisconnect, conn.driverHandle);
+    if (!conn.state->cursorLibrary)
       return fail(conn, "IM003", "The cursor library could not be loaded: " + why);
-    }
   }
+  SQLRETURN rc = applyKeptAttributes(conn, false);
   conn.state->connected = true;
   conn.state->browsing = false;
-  return applyKeptAttributes(conn, false);
+  return rc;
 }
 
 void detachDriver(DMConn& conn) noexcept {

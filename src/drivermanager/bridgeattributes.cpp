@@ -60,6 +60,11 @@ SQLRETURN setOnOldDriver(DMStmt& stmt, const DMDriverFunctions& driver, SQLINTEG
   return value ? refuse(stmt, "HYC00") : SQLRETURN(SQL_SUCCESS);
 }
 
+// Where the count of parameter sets goes. The cursor library keeps it on the application's descriptor.
+SQLULEN* processedPtr(const DMStmt& stmt) {
+  return stmt.apd->rowsProcessedPtr ? stmt.apd->rowsProcessedPtr : stmt.ipd->rowsProcessedPtr;
+}
+
 // The answer from what is kept here; false when the attribute is not one of those.
 bool keptStmtAttr(DMStmt& stmt, SQLINTEGER attribute, SQLPOINTER value) {
   auto number = [&](SQLULEN kept) { *static_cast<SQLULEN*>(value) = kept; };
@@ -72,7 +77,7 @@ bool keptStmtAttr(DMStmt& stmt, SQLINTEGER attribute, SQLPOINTER value) {
     case SQL_ATTR_PARAM_BIND_OFFSET_PTR: pointer(stmt.apd->bindOffsetPtr); return true;
     case SQL_ATTR_PARAM_OPERATION_PTR: pointer(stmt.apd->arrayStatusPtr); return true;
     case SQL_ATTR_PARAM_STATUS_PTR: pointer(stmt.ipd->arrayStatusPtr); return true;
-    case SQL_ATTR_PARAMS_PROCESSED_PTR: pointer(stmt.ipd->rowsProcessedPtr); return true;
+    case SQL_ATTR_PARAMS_PROCESSED_PTR: pointer(processedPtr(stmt)); return true;
     case SQL_ATTR_ROW_BIND_OFFSET_PTR: pointer(stmt.ard->bindOffsetPtr); return true;
     case SQL_ATTR_ROW_OPERATION_PTR: pointer(stmt.ard->arrayStatusPtr); return true;
     case SQL_ATTR_ROW_STATUS_PTR: pointer(stmt.ird->arrayStatusPtr); return true;
@@ -174,16 +179,17 @@ SQLRETURN driverParamOptions(DMStmt& stmt, const DMDriverFunctions& driver, SQLU
   SQLRETURN rc;
   if (driver.SQLParamOptions) {
     rc = driver.SQLParamOptions(stmt.driverHandle, rows, rowPtr);
+  } else {
+    rc = ask(driver.SQLSetStmtAttr, stmt.driverHandle, SQL_ATTR_PARAMSET_SIZE, asPointer(rows),
+             SQL_IS_UINTEGER);
     if (SQL_SUCCEEDED(rc)) {
-      keepStmtAttr(stmt, SQL_ATTR_PARAMSET_SIZE, asPointer(rows));
-      keepStmtAttr(stmt, SQL_ATTR_PARAMS_PROCESSED_PTR, rowPtr);
+      rc = driver.SQLSetStmtAttr(stmt.driverHandle, SQL_ATTR_PARAMS_PROCESSED_PTR, rowPtr, SQL_IS_POINTER);
     }
-    return rc;
   }
-  if (!driver.SQLSetStmtAttr) return driverLacksFunction;
-  rc = driverSetStmtAttr(stmt, driver, SQL_ATTR_PARAMSET_SIZE, asPointer(rows), SQL_IS_UINTEGER);
   if (!SQL_SUCCEEDED(rc)) return rc;
-  return driverSetStmtAttr(stmt, driver, SQL_ATTR_PARAMS_PROCESSED_PTR, rowPtr, SQL_IS_POINTER);
+  keepStmtAttr(stmt, SQL_ATTR_PARAMSET_SIZE, asPointer(rows));
+  (isMarked(&stmt) ? stmt.apd : stmt.ipd)->rowsProcessedPtr = rowPtr;
+  return rc;
 }
 
 SQLRETURN driverSetScrollOptions(DMStmt& stmt, const DMDriverFunctions& driver, SQLUSMALLINT concurrency,
@@ -209,8 +215,6 @@ SQLRETURN driverSetScrollOptions(DMStmt& stmt, const DMDriverFunctions& driver, 
 SQLRETURN driverTakeParameterHeader(DMStmt& stmt, const DMDriverFunctions& driver) {
   if (!((stmt.apd->headerChanged | stmt.ipd->headerChanged) & 1) || !driver.SQLSetStmtAttr)
     return SQL_SUCCESS;
-  // The pointer to the count may have been set on the application's descriptor instead.
-  SQLULEN* processed = stmt.ipd->rowsProcessedPtr ? stmt.ipd->rowsProcessedPtr : stmt.apd->rowsProcessedPtr;
   const struct {
     SQLINTEGER attribute;
     SQLPOINTER value;
@@ -220,7 +224,7 @@ SQLRETURN driverTakeParameterHeader(DMStmt& stmt, const DMDriverFunctions& drive
       {SQL_ATTR_PARAM_BIND_OFFSET_PTR, stmt.apd->bindOffsetPtr, SQL_IS_POINTER},
       {SQL_ATTR_PARAM_OPERATION_PTR, stmt.apd->arrayStatusPtr, SQL_IS_POINTER},
       {SQL_ATTR_PARAM_STATUS_PTR, stmt.ipd->arrayStatusPtr, SQL_IS_POINTER},
-      {SQL_ATTR_PARAMS_PROCESSED_PTR, processed, SQL_IS_POINTER},
+      {SQL_ATTR_PARAMS_PROCESSED_PTR, processedPtr(stmt), SQL_IS_POINTER},
       {SQL_ATTR_PARAMSET_SIZE, asPointer(stmt.apd->arraySize), SQL_IS_UINTEGER},
   };
   for (const auto& setting : settings) {

@@ -16,25 +16,51 @@ SQLSMALLINT length16(const std::string& text) { return static_cast<SQLSMALLINT>(
 // The longest text that fits the 16-bit length of the connect functions.
 constexpr size_t longestText = 32767;
 
+// Gives the driver's handles back at its end, unless the connection has come about. An exception on the way
+// counts as a failure too.
+class Attachment {
+ public:
+  explicit Attachment(DMConn& conn) : conn(conn) {}
+  Attachment(const Attachment&) = delete;
+  Attachment& operator=(const Attachment&) = delete;
+  ~Attachment() {
+    if (kept) return;
+    if (connected) ask(conn.driverFunctions->SQLDisconnect, conn.driverHandle);
+    detachDriver(conn);
+  }
+
+  // Goes on from the driver's own answer to a whole connection, or to the next step of a browse.
+  SQLRETURN conclude(SQLRETURN rc, Api api) {
+    settleErrors(conn);
+    if (rc == SQL_NEED_DATA && api == Api::BrowseConnect) {
+      kept = conn.state->browsing = true;
+      return rc;
+    }
+    if (!SQL_SUCCEEDED(rc)) return rc;
+    connected = true;
+    SQLRETURN completed = completeConnection(conn);
+    if (!SQL_SUCCEEDED(completed)) return completed;
+    kept = true;
+    return joined(rc, completed);
+  }
+
+ private:
+  DMConn& conn;
+  bool connected = false;
+  bool kept = false;
+};
+
 // What a connect function shares with the others around its own driver call. `connect` answers the
 // driver's code, or driverLacksFunction.
 template <class Connect>
 SQLRETURN connectThrough(DMConn& conn, Api api, const std::string& library, const std::string& dataSource,
                          Connect&& connect) {
+  Attachment attachment(conn);
   SQLRETURN attached = attachDriver(conn, library);
   if (!SQL_SUCCEEDED(attached)) return attached;
-  SQLRETURN rc = askDriver(conn, *conn.driverFunctions, api, connect);
-  settleErrors(conn);
-  if (SQL_SUCCEEDED(rc)) {
-    conn.state->dataSource = dataSource;
-    SQLRETURN completed = completeConnection(conn);
-    rc = SQL_SUCCEEDED(completed) ? joined(joined(attached, rc), completed) : completed;
-  } else if (rc == SQL_NEED_DATA && api == Api::BrowseConnect) {
-    conn.state->browsing = true;
-    return rc;
-  }
-  if (!SQL_SUCCEEDED(rc)) detachDriver(conn);
-  return rc;
+  conn.state->dataSource = dataSource;
+  SQLRETURN rc = attachment.conclude(askDriver(conn, *conn.driverFunctions, api, connect), api);
+  return SQL_SUCCEEDED(rc) ? joined(attached, rc) : rc;
 }
 
 // The data source to use for a name: the name itself or "Default". Empty: there is none (IM002 posted).
@@ -156,15 +182,9 @@ SQLRETURN browse(DMConn& conn, SQLCHAR* in, SQLSMALLINT inLength, const OutText&
     return connectThrough(conn, Api::BrowseConnect, destination.library, destination.dataSource, work);
   }
   if (!readText(conn, in, inLength, text)) return SQL_ERROR;
-  SQLRETURN rc = askDriver(conn, *conn.driverFunctions, Api::BrowseConnect, work);
-  settleErrors(conn);
-  if (rc == SQL_NEED_DATA) return rc;
-  if (SQL_SUCCEEDED(rc)) {
-    SQLRETURN completed = completeConnection(conn);
-    rc = SQL_SUCCEEDED(completed) ? joined(rc, completed) : completed;
-  }
-  if (!SQL_SUCCEEDED(rc)) detachDriver(conn);
-  return rc;
+  Attachment attachment(conn);
+  return attachment.conclude(askDriver(conn, *conn.driverFunctions, Api::BrowseConnect, work),
+                             Api::BrowseConnect);
 }
 
 // 08002 when the connection is in use; a browse in progress goes on with SQLBrowseConnect alone.

@@ -3,7 +3,8 @@
 // A connection goes: attached to a driver (the library is loaded, the driver's handles are there, the
 // kept attributes that a driver wants early are set), connected by the driver's own function, and
 // completed (what the driver manager and the cursor library must know is asked, the rest of the kept
-// attributes is set). A failure at any step leaves the connection as it was, with the diagnostics.
+// attributes is set). A failure at any step, an exception included, is followed by detachDriver, which
+// leaves the connection as it was, with the diagnostics.
 
 #ifndef ZULIB_DRIVERMANAGER_INTERNAL_CONNECTING_H
 #define ZULIB_DRIVERMANAGER_INTERNAL_CONNECTING_H
