@@ -1,0 +1,181 @@
+// String editing as a small language: each command byte edits a string, an editor's target and a plain model
+// of both, which must agree after every step.
+
+#include <cstdint>
+#include <cstdlib>
+#include <string>
+
+#include "text/zustring.h"
+#include "text/zustringw.h"
+
+namespace {
+
+void demand(bool holds) {
+  if (!holds) std::abort();
+}
+
+class Input {
+ public:
+  Input(const uint8_t* p, size_t n) : p(p), left(n) {}
+  bool atEnd() const { return left == 0; }
+  unsigned byte() {
+    if (left == 0) return 0;
+    --left;
+    return *p++;
+  }
+  template <class Model>
+  Model text() {
+    Model s;
+    for (unsigned n = byte() % 32; n > 0 && left > 0; --n)
+      s += static_cast<typename Model::value_type>(byte());
+    return s;
+  }
+
+ private:
+  const uint8_t* p;
+  size_t left;
+};
+
+struct Narrow {
+  using Char = unsigned char;
+  using Model = std::string;
+  using View = ZuSubString;
+  using String = ZuString;
+  using Editor = ZuReplaceString;
+  static int change(String& s, size_t at, size_t n, const Char* p, size_t m) {
+    return s.changeBytes(at, n, p, m);
+  }
+  static int insertQuoted(Editor& e, const Char* p, size_t n) { return e.addQuotedBytes(p, n, '\''); }
+};
+
+struct Wide {
+  using Char = unsigned short;
+  using Model = std::u16string;
+  using View = ZuSubStringW;
+  using String = ZuStringW;
+  using Editor = ZuReplaceStringW;
+  static int change(String& s, size_t at, size_t n, const Char* p, size_t m) {
+    return s.changeChars(at, n, p, m);
+  }
+  static int insertQuoted(Editor& e, const Char* p, size_t n) { return e.addQuotedChars(p, n, '\''); }
+};
+
+template <class Kind>
+class Edit {
+  using Char = typename Kind::Char;
+  using Model = typename Kind::Model;
+
+ public:
+  explicit Edit(Input& in) : in(in) { demand(s.initialize(0ul) == 0); }
+
+  void run() {
+    while (!in.atEnd() && model.size() < 4096) {
+      step(in.byte());
+      demand(same(s, model));
+      demand(s.getLength() < s.getCapacity());
+    }
+  }
+
+ private:
+  static const Char* chars(const Model& m) { return reinterpret_cast<const Char*>(m.data()); }
+  template <class View>
+  static bool same(const View& view, const Model& m) {
+    return view.getLength() == m.size() && view.isEqual(chars(m), m.size());
+  }
+
+  void step(unsigned command) {
+    const size_t at = in.byte() % (model.size() + 1);
+    const size_t n = in.byte() % (model.size() - at + 1);
+    const Model piece = in.template text<Model>();
+    switch (command % 8) {
+      case 0:
+        demand(s.concat(typename Kind::View(s.asPascalStr(at), n)) == 0);
+        model += model.substr(at, n);
+        break;
+      case 1:
+        demand(Kind::change(s, at, n, piece.empty() ? nullptr : chars(piece), piece.size()) == 0);
+        model.replace(at, n, piece);
+        break;
+      case 2: {
+        const size_t before = s.getLength();
+        demand(s.addQuotes('\'') == 0);
+        s.removeQuotes();
+        // Only a character that the end cuts is lost.
+        demand(s.getLength() <= before && before - s.getLength() < 2);
+        model.resize(s.getLength());
+        break;
+      }
+      case 3:
+        demand(s.insertLineBreaks(at, '\'', '"', 0) == 0);
+        demand(s.getLength() == model.size());
+        takeModel();
+        break;
+      case 4:
+        demand(s.removeLineFeeds('\'', 0, 0) == 0);
+        demand(s.getLength() <= model.size());
+        takeModel();
+        break;
+      case 5: demand(s.replaceSubString(chars(piece), piece.size(), chars(piece), piece.size()) == 0); break;
+      case 6:
+        demand(s.clearAndSet(typename Kind::View(s.asPascalStr(at), n)) == 0);
+        model = model.substr(at, n);
+        break;
+      default: edit(piece);
+    }
+  }
+
+  void takeModel() {
+    model.clear();
+    for (size_t i = 0; i < s.getLength(); ++i) model += static_cast<typename Model::value_type>(s[i]);
+  }
+
+  void edit(const Model& piece) {
+    Model head;
+    Model tail = model;
+    {
+      typename Kind::Editor editor(&s);
+      for (unsigned steps = in.byte() % 8; steps > 0; --steps) {
+        const unsigned command = in.byte();
+        const size_t n = in.byte() % (tail.size() + 1);
+        if (command % 4 == 0) {
+          demand(editor.concat(chars(piece), piece.size()) == 0);
+          head += piece;
+        } else if (command % 4 == 1) {
+          editor.increaseInsertionPoint(n);
+          head += tail.substr(0, n);
+          tail.erase(0, n);
+        } else if (command % 4 == 2) {
+          const size_t back = in.byte() % (head.size() + 1);
+          editor.setInsertionPoint(back);
+          tail.insert(0, head, back, Model::npos);
+          head.erase(back);
+        } else {
+          const size_t before = editor.getInsertionPoint();
+          demand(Kind::insertQuoted(editor, editor.asPascalStr(), n) == 0);
+          for (size_t i = before; i < editor.getInsertionPoint(); ++i) {
+            head += static_cast<typename Model::value_type>(s.asPascalStr()[i]);
+          }
+        }
+        demand(same(editor, tail));
+        demand(editor.getInsertionPoint() == head.size());
+      }
+    }
+    model = head + tail;
+  }
+
+  Input& in;
+  typename Kind::String s;
+  Model model;
+};
+
+}  // namespace
+
+extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
+  Input in(data, size);
+  if (in.byte() % 2 == 0) {
+    Edit<Narrow>(in).run();
+  } else {
+    Edit<Wide>(in).run();
+  }
+  return 0;
+}

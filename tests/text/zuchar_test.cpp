@@ -1,0 +1,153 @@
+// Stepping, counting and classes of characters, in real encodings.
+
+#include "text/zuchar.h"
+
+#include <clocale>
+
+#include "tests/support/locales.h"
+#include "tests/text/support.h"
+
+using namespace texttest;
+
+namespace {
+
+TEST(ZuChar, StepsWholeCharactersInEveryEncoding) {
+  std::mt19937 random(1);
+  for (const Encoding& encoding : encodings()) {
+    SCOPED_TRACE(encoding.locale);
+    const TestLocale locale(encoding.locale);
+    for (int round = 0; round < 500; ++round) {
+      const std::string s = randomText(random, encoding.pieces, 12);
+      const auto characters = plainCharacters(s, encoding.cp);
+      const ExactBytes exact(s);
+      EXPECT_EQ(characters.size(), zuCharLen(exact.get(), exact.size(), encoding.cp)) << s;
+      EXPECT_EQ(characters.size(), zuCharLen(bytes(s), encoding.cp)) << s;
+      const unsigned long last = s.size() - (characters.empty() ? 0 : characters.back().size());
+      EXPECT_EQ(last, zuCharLast(exact.get(), exact.size(), encoding.cp)) << s;
+      EXPECT_EQ(bytes(s) + last, zuCharLast(bytes(s), encoding.cp)) << s;
+    }
+  }
+}
+
+TEST(ZuChar, ALocaleChangedBetweenCallsIsSeen) {
+  const unsigned char hiraganaInEuc[] = {0xA4, 0xA2, 0};
+  const TestLocale euc("ja_JP.EUC-JP");
+  EXPECT_TRUE(zuIsLeadByte(hiraganaInEuc));
+  locale_t ofThread = duplocale(LC_GLOBAL_LOCALE);
+  {
+    const TestLocale sjis("ja_JP.SJIS");  // where these are two half-width signs
+    EXPECT_FALSE(zuIsLeadByte(hiraganaInEuc));
+    EXPECT_EQ(1u, zuCharSize(hiraganaInEuc, zuCPLocale));
+    const locale_t before = uselocale(ofThread);
+    EXPECT_TRUE(zuIsLeadByte(hiraganaInEuc));
+    uselocale(before);
+    EXPECT_FALSE(zuIsLeadByte(hiraganaInEuc));
+  }
+  freelocale(ofThread);
+  EXPECT_EQ(2u, zuCharSize(hiraganaInEuc, zuCPLocale));
+}
+
+TEST(ZuChar, TheSecondByteIsFoundFromTheStart) {
+  const TestLocale sjis("ja_JP.SJIS");
+  const unsigned char path[] = {0x83, 0x5C, '\\', 'a',
+                                0};  // a kana whose second byte is that of the "\" sign
+  EXPECT_TRUE(zuIs2ndByte(path, path + 1));
+  EXPECT_FALSE(zuStrSBCSChar(path, path + 1, '\\'));
+  EXPECT_TRUE(zuStrSBCSChar(path, path + 2, '\\'));
+  EXPECT_FALSE(zuStrSBCSChar(path, path + 3, '\\'));
+}
+
+TEST(ZuChar, UTF8IsSizedByItsLeadByteAlone) {
+  struct {
+    const char* s;
+    unsigned long size, wholeIn3;
+  } const cases[] = {
+      {"abc", 1, 3},    {"\xC3\xA9z", 2, 2}, {"\xE2\x82\xAC", 3, 1}, {"\xF0\x9F\x98\x80", 4, 0},
+      {"\x82zz", 1, 2},
+  };
+  for (const auto& c : cases) {
+    EXPECT_EQ(c.size, zuCharSize(bytes(c.s), zuCPUTF8)) << c.s;
+    EXPECT_EQ(c.wholeIn3, zuUTF8CharLen(ExactBytes(std::string(c.s, 3)).get(), 3)) << c.s;
+  }
+}
+
+TEST(ZuChar, GoesBackOneCharacter) {
+  const unsigned char* s = bytes("a\xC3\xA9\xE2\x82\xAC\xF0\x9F\x98\x80z");
+  EXPECT_EQ(s, zuCharPrev(s, s, zuCPUTF8));
+  EXPECT_EQ(s, zuCharPrev(s, s + 1, zuCPUTF8));
+  EXPECT_EQ(1u, zuCharPrev(s, 3ul, zuCPUTF8));
+  EXPECT_EQ(3u, zuCharPrev(s, 6ul, zuCPUTF8));
+  EXPECT_EQ(9u, zuCharPrev(s, 10ul, zuCPUTF8)) << "a character of four bytes is not passed as a whole";
+  EXPECT_EQ(10u, zuCharPrev(s, 11ul, zuCPUTF8));
+
+  const TestLocale euc("ja_JP.EUC-JP");
+  const unsigned char* e = bytes(
+      "a\xA4\xA2\xC6\xFC"
+      "b");
+  EXPECT_EQ(1u, zuCharPrev(e, 3ul, zuCPLocale)) << "the byte at the position, a lead byte, decides";
+  EXPECT_EQ(4u, zuCharPrev(e, 5ul, zuCPLocale));
+  EXPECT_EQ(0u, zuCharPrev(e, 1ul, zuCPLocale));
+}
+
+TEST(ZuChar, EqualityAndUCS2HaveTheirLimits) {
+  EXPECT_TRUE(zuCharEqual(bytes("\xE2\x82\xAC"), bytes("\xE2\x82\xACz"), zuCPUTF8));
+  EXPECT_FALSE(zuCharEqual(bytes("\xE2\x82\xAC"), bytes("\xE2\x82\xAD"), zuCPUTF8));
+  EXPECT_FALSE(zuCharEqual(bytes("\xC3\xA9"), bytes("a"), zuCPUTF8));
+  const unsigned char* four = bytes("\xF0\x9F\x98\x80");
+  EXPECT_FALSE(zuCharEqual(four, four, zuCPUTF8));
+  const unsigned char odd[] = {0xFF, 'a', 0, 0, 'b', 0, 0, 0};
+  EXPECT_EQ(2u, zuCharLen(odd + 1, zuCPUCS2)) << "at an odd address, with zero bytes within units";
+  EXPECT_EQ(3u, zuCharLen(odd, 7, zuCPUCS2));
+}
+
+TEST(ZuChar, BlanksAndLettersAreTheLocales) {
+  EXPECT_EQ(nullptr, zuSkipBlanks(nullptr, zuCPLocale));
+  EXPECT_EQ(std::string("x "), text(zuSkipBlanks(bytes(" \t\n\v\f\rx "), zuCPLocale)));
+  EXPECT_EQ(std::string(), text(zuSkipBlanks(bytes("  "), zuCPUTF8)));
+  {
+    const TestLocale utf8("en_US.UTF-8");
+    EXPECT_EQ(std::string("x"), text(zuSkipBlanks(bytes("\xE3\x80\x80 x"), zuCPUTF8)))
+        << "an ideographic blank";
+    EXPECT_TRUE(zuIsAlpha(bytes("\xC3\xA9"), zuCPLocale));
+    EXPECT_FALSE(zuIsAlpha(bytes("\xC3"), zuCPLocale));
+  }
+  const TestLocale sjis("ja_JP.SJIS");
+  EXPECT_TRUE(zuIsAlphaNumeric(bytes("\x82\xA0"), zuCPLocale));
+  EXPECT_FALSE(zuIsAlpha(bytes("7"), zuCPLocale));
+  EXPECT_TRUE(zuIsAlphaNumeric(bytes("7"), zuCPLocale));
+
+  EXPECT_TRUE(zuIsAlpha(units(u"\U00010400"))) << "a pair is joined";
+  EXPECT_FALSE(zuIsAlpha(units(u"\xD801")));
+  EXPECT_TRUE(zuIsAlphaNumeric(units(u"9")));
+  EXPECT_FALSE(zuIsAlphaNumeric(units(u"\u0669"))) << "of digits only the ASCII ones";
+  EXPECT_TRUE(zuIsWhiteSpace(units(u"\u3000")));
+}
+
+TEST(ZuChar, WideStepsPassPairs) {
+  const std::u16string s = u"a\U0001F600z";
+  const unsigned short* p = units(s);
+  EXPECT_EQ(3u, zuCharNext(p, 1ul));
+  EXPECT_EQ(p + 3, zuCharNext(p + 1));
+  EXPECT_EQ(1u, zuCharPrev(p, 3ul));
+  EXPECT_EQ(p + 1, zuCharPrev(p, p + 3));
+  EXPECT_EQ(p, zuCharPrev(p, p));
+  EXPECT_EQ(3u, zuCharLast(p, 4));
+  EXPECT_EQ(1u, zuCharLast(p, 3));
+  EXPECT_EQ(0u, zuCharLast(p, 0));
+  EXPECT_EQ(3u, zuCharLen(p));
+  const std::u16string low = u"\xDC00z";
+  EXPECT_EQ(0u, zuCharPrev(units(low), 1ul)) << "no room for two units";
+  EXPECT_EQ(2u, zuCharLen(units(u"a\xD800"))) << "a high surrogate before the terminator ends the count";
+}
+
+TEST(ZuChar, CaseOfOneCodePoint) {
+  EXPECT_EQ(0xD7u, javaToUpper(0xF7));
+  EXPECT_EQ(0xF7u, javaToLower(0xD7));
+  EXPECT_EQ(0x178u, javaToUpper(0xFF));
+  EXPECT_EQ(0xDFu, javaToUpper(0xDF));
+  EXPECT_EQ(0xB5u, javaToUpper(0xB5)) << "ICU would answer U+039C";
+  EXPECT_EQ(0x10400u, javaToUpper(0x10428));
+  EXPECT_EQ('z' + 0u, javaToLower('Z'));
+}
+
+}  // namespace

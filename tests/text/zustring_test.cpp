@@ -1,0 +1,474 @@
+// The string classes against std::basic_string models. What both widths do is tested on both by one text.
+
+#include "text/zustring.h"
+
+#include "collections/zuarray.h"
+#include "runtime/ram.h"
+#include "runtime/zuerror.h"
+#include "tests/support/fault_allocator.h"
+#include "tests/support/locales.h"
+#include "tests/text/support.h"
+#include "text/zustringw.h"
+
+using namespace texttest;
+
+namespace {
+
+struct Narrow {
+  using View = ZuSubString;
+  using String = ZuString;
+  using Editor = ZuReplaceString;
+  using Char = unsigned char;
+  using Model = std::string;
+  static int change(String& s, unsigned long at, unsigned long n, const Char* p, unsigned long m) {
+    return s.changeBytes(at, n, p, m);
+  }
+  static int addQuoted(String& s, const View& v, Char quote) { return s.addQuotedBytes(v, quote); }
+  static int addQuoted(Editor& e, const Char* p, unsigned long n, Char quote) {
+    return e.addQuotedBytes(p, n, quote);
+  }
+};
+
+struct Wide {
+  using View = ZuSubStringW;
+  using String = ZuStringW;
+  using Editor = ZuReplaceStringW;
+  using Char = unsigned short;
+  using Model = std::u16string;
+  static int change(String& s, unsigned long at, unsigned long n, const Char* p, unsigned long m) {
+    return s.changeChars(at, n, p, m);
+  }
+  static int addQuoted(String& s, const View& v, Char quote) { return s.addQuotedChars(v, quote); }
+  static int addQuoted(Editor& e, const Char* p, unsigned long n, Char quote) {
+    return e.addQuotedChars(p, n, quote);
+  }
+};
+
+template <class Kind>
+class Strings : public testing::Test {
+ protected:
+  using Char = typename Kind::Char;
+  using Model = typename Kind::Model;
+  using String = typename Kind::String;
+
+  // An ASCII text in this width.
+  static Model model(const char* s) { return Model(s, s + std::strlen(s)); }
+  static const Char* chars(const Model& s) { return reinterpret_cast<const Char*>(s.c_str()); }
+  template <class View>
+  static Model of(const View& view) {
+    return text(view.asPascalStr(), view.getLength());
+  }
+  static Model quoted(const Model& s) {
+    Model out = model("'");
+    for (const auto c : s) out += c == '\'' ? model("''") : Model(1, c);
+    return out + model("'");
+  }
+  Model randomModel(unsigned most) {
+    Model s;
+    for (unsigned n = static_cast<unsigned>(random() % (most + 1)); n > 0; --n) {
+      s += static_cast<typename Model::value_type>("ab'\n \t\rc\"x"[random() % 10]);
+    }
+    return s;
+  }
+
+  std::mt19937 random{23};
+};
+
+using Kinds = testing::Types<Narrow, Wide>;
+TYPED_TEST_SUITE(Strings, Kinds);
+
+TYPED_TEST(Strings, EditsLikeTheModel) {
+  using Model = typename TypeParam::Model;
+  typename TypeParam::String s;
+  ASSERT_EQ(0, s.initialize(0ul));
+  Model expected;
+  for (int round = 0; round < 20000 && !this->HasFailure(); ++round) {
+    const Model piece = this->randomModel(4);
+    const unsigned long at = this->random() % (expected.size() + 1);
+    const unsigned long n = this->random() % (expected.size() - at + 1);
+    const typename TypeParam::View part(s.asPascalStr(at), n);  // of the string's own text
+    const Model before = expected;
+    const int what = static_cast<int>(this->random() % (expected.size() > 100 ? 6 : 9));
+    switch (what) {
+      case 0:
+        ASSERT_EQ(0, s.clearAndSet(part));
+        expected = expected.substr(at, n);
+        break;
+      case 1:
+        ASSERT_EQ(0, TypeParam::change(s, at, n, nullptr, 0));
+        expected.erase(at, n);
+        break;
+      case 2:
+      case 3:
+        ASSERT_EQ(0, TypeParam::change(s, at, n, this->chars(piece), piece.size()));
+        expected.replace(at, n, piece);
+        break;
+      case 4: {
+        const Model pattern = this->randomModel(2);
+        ASSERT_EQ(0,
+                  s.replaceSubString(this->chars(pattern), pattern.size(), this->chars(piece), piece.size()));
+        for (size_t i = 0; !pattern.empty() && (i = expected.find(pattern, i)) != Model::npos;
+             i += piece.size()) {
+          expected.replace(i, pattern.size(), piece);
+        }
+        break;
+      }
+      case 5:
+        ASSERT_EQ(0, s.trim());
+        EXPECT_EQ(expected.size() + 1, s.getCapacity());
+        break;
+      case 6:
+        ASSERT_EQ(0, s.concat(part));
+        expected += expected.substr(at, n);
+        break;
+      case 7:
+        ASSERT_EQ(0, TypeParam::addQuoted(s, part, '\''));
+        expected += this->quoted(expected.substr(at, n));
+        break;
+      default:
+        ASSERT_EQ(0, s.addQuotes('\''));
+        expected = this->quoted(expected);
+        ASSERT_EQ(expected, this->of(s));
+        if (this->random() % 2 == 0) break;
+        s.removeQuotes();
+        expected = before;
+    }
+    ASSERT_EQ(expected, this->of(s)) << what;
+    ASSERT_EQ(expected, text(s.asCStr())) << what;
+    ASSERT_LT(s.getLength(), s.getCapacity());
+  }
+}
+
+TYPED_TEST(Strings, TheEditorEditsLikeTheModel) {
+  using Model = typename TypeParam::Model;
+  for (int round = 0; round < 300 && !this->HasFailure(); ++round) {
+    typename TypeParam::String s;
+    Model head;
+    Model tail = this->randomModel(700);
+    ASSERT_EQ(0, s.initialize(this->chars(tail), tail.size()));
+    {
+      typename TypeParam::Editor editor(&s);
+      for (int step = 0; step < 30; ++step) {
+        const Model piece = this->randomModel(this->random() % 8 == 0 ? 600 : 5);
+        const unsigned long n = this->random() % (tail.size() + 1);
+        switch (this->random() % 5) {
+          case 0:
+            ASSERT_EQ(0, editor.concat(this->chars(piece), piece.size()));
+            head += piece;
+            break;
+          case 1: {
+            // A stretch of the tail itself, which moves while room is made.
+            ASSERT_EQ(0, editor.concat(editor.asPascalStr(), n));
+            head += tail.substr(0, n);
+            break;
+          }
+          case 2:
+            ASSERT_EQ(0, TypeParam::addQuoted(editor, this->chars(piece), piece.size(), '\''));
+            head += this->quoted(piece);
+            break;
+          case 3:
+            editor.increaseInsertionPoint(n);
+            head += tail.substr(0, n);
+            tail.erase(0, n);
+            break;
+          default: {
+            const unsigned long back = this->random() % (head.size() + 1);
+            editor.setInsertionPoint(back);
+            tail.insert(0, head, back, Model::npos);
+            head.erase(back);
+          }
+        }
+        ASSERT_EQ(tail, this->of(editor));
+        ASSERT_EQ(head.size(), editor.getInsertionPoint());
+      }
+    }
+    ASSERT_EQ(head + tail, this->of(s));
+    EXPECT_EQ(s.getLength() + 1, s.getCapacity()) << "the target is trimmed";
+  }
+}
+
+TYPED_TEST(Strings, LinesAndBlanks) {
+  struct {
+    const char *s, *lineBreaks, *tabs, *lineFeeds;
+  } const cases[] = {
+      {"a\n\nb", "a b", "a\n\nb", "a b"},
+      {"a\n", "a", "a\n", "a"},
+      {"\ta\r\n\tb\t", "\ta\r \tb\t", " a\r\n b", "\ta \tb\t"},
+      {"'a\nb'\nc", "'a\nb' c", "'a\nb'\nc", "'a\nb' c"},
+      {"\"a'\n\"'\n", "\"a'\n\"'\n", "\"a'\n\"'\n", "\"a'\n\"'\n"},
+      {"\n", "", "\n", ""},
+      {"", "", "", ""},
+  };
+  using Remove = int (TypeParam::String::*)(typename TypeParam::Char, typename TypeParam::Char,
+                                            typename TypeParam::Char);
+  for (const auto& c : cases) {
+    const std::pair<Remove, const char*> all[] = {{&TypeParam::String::removeLineBreaks, c.lineBreaks},
+                                                  {&TypeParam::String::removeTabs, c.tabs},
+                                                  {&TypeParam::String::removeLineFeeds, c.lineFeeds}};
+    for (const auto& [remove, expected] : all) {
+      typename TypeParam::String s;
+      ASSERT_EQ(0, s.initialize(this->chars(this->model(c.s))));
+      EXPECT_EQ(0, (s.*remove)('\'', '"', 0));
+      EXPECT_EQ(this->model(expected), this->of(s)) << c.s;
+    }
+  }
+  struct {
+    const char *s, *broken;
+    unsigned long width;
+    char quote;
+  } const breaks[] = {
+      {"aa bb cc", "aa bb\ncc", 5, 0},
+      {"aa bb cc", "aa\nbb\ncc", 4, 0},
+      {"aa bb cc", "aa bb cc", 8, 0},
+      {"aaaaaaaa bb", "aaaaaaaa\nbb", 3, 0},
+      {"'a b c' d e", "'a b c'\nd\ne", 2, '\''},
+      {" aaaa", " aaaa", 2, 0},
+  };
+  for (const auto& c : breaks) {
+    typename TypeParam::String s;
+    ASSERT_EQ(0, s.initialize(this->chars(this->model(c.s))));
+    EXPECT_EQ(0, s.insertLineBreaks(c.width, static_cast<typename TypeParam::Char>(c.quote), 0, 0));
+    EXPECT_EQ(this->model(c.broken), this->of(s)) << c.s;
+  }
+  typename TypeParam::String s;
+  ASSERT_EQ(0, s.initialize(this->chars(this->model("a\n"))));
+  EXPECT_EQ(0, s.forceEol(3));
+  EXPECT_EQ(0, s.forceEol(2));
+  EXPECT_EQ(this->model("a\n\n\n"), this->of(s));
+
+  ZuArray lines;
+  ASSERT_EQ(0, s.clearAndSet(typename TypeParam::View(this->chars(this->model("a\n\nbc\nrest")), 10)));
+  ASSERT_EQ(0, s.getLines(&lines));
+  ASSERT_EQ(2u, lines.getCount());
+  EXPECT_EQ(this->model("bc"), this->of(*static_cast<typename TypeParam::String*>(lines.at(1))));
+  lines.deleteContents();
+}
+
+TYPED_TEST(Strings, GrowthIsExactAndABorrowedBufferDoesNotGrow) {
+  using Char = typename TypeParam::Char;
+  typename TypeParam::String s;
+  EXPECT_FALSE(s.isEnoughSpace(0));
+  ASSERT_EQ(0, s.concat(s));
+  EXPECT_EQ(1u, s.getCapacity()) << "an empty text needs room for its terminator";
+  ASSERT_EQ(0, s.concat(this->chars(this->model("abc"))));
+  EXPECT_EQ(4u, s.getCapacity());
+  ASSERT_EQ(0, s.concat(-9223372036854775807L - 1));
+  ASSERT_EQ(0, s.concatSpace());
+  ASSERT_EQ(0, s.concat(18446744073709551615UL));
+  EXPECT_EQ(this->model("abc-9223372036854775808 18446744073709551615"), text(s.asCStr()));
+  ASSERT_EQ(0, s.resize(3));
+  EXPECT_EQ(this->model("ab"), text(s.asCStr()));
+  EXPECT_EQ(1, s.assureSpace(static_cast<unsigned long>(-1)));
+  EXPECT_EQ(1, TypeParam::change(s, 3, 0, nullptr, 0)) << "behind the text";
+  EXPECT_EQ(1, TypeParam::change(s, 1, 2, nullptr, 0));
+
+  ZuErrorList errors;
+  ZuErrorKeeper::setErrorList(&errors);
+  Char buffer[6] = {'a', 'b', 'c'};
+  {
+    typename TypeParam::String borrowed;
+    borrowed.initializeWithBuffer(buffer, 5, 3);
+    ASSERT_EQ(0, borrowed.concat(Char{'d'}));
+    EXPECT_EQ(1, borrowed.concat(Char{'e'}));
+    EXPECT_EQ(2716, ZuErrorKeeper::getLastErrorNumber());
+    EXPECT_EQ(1, borrowed.addQuotes('\''));
+    EXPECT_EQ(1, borrowed.replaceSubString(this->chars(this->model("a")), this->chars(this->model("aa"))));
+    EXPECT_EQ(this->model("abcd"), text(borrowed.asCStr()));
+    borrowed.initializeWithBuffer(buffer, 4, 4);
+    EXPECT_EQ(nullptr, borrowed.asCStr()) << "no room for a terminator";
+    ASSERT_EQ(0, borrowed.initialize(this->chars(this->model("own"))));
+    ASSERT_EQ(0, borrowed.concat(Char{'!'})) << "a fresh block is the string's own";
+  }
+  EXPECT_EQ(0, buffer[5]);
+  errors.clearErrors();
+  ZuErrorKeeper::giveUpErrorList();
+}
+
+TYPED_TEST(Strings, AFailedAllocationLeavesTheTextAsItWas) {
+  using Char = typename TypeParam::Char;
+  using Model = typename TypeParam::Model;
+  const Model start = this->model("it's a\nlong 'text'\n");
+  sweepAllocations([&](FaultAllocator& faults) {
+    typename TypeParam::String s;
+    if (s.initialize(this->chars(start), start.size())) return false;
+    const std::function<int()> steps[] = {
+        [&] { return s.concat(s); },
+        [&] { return s.concat(5L); },
+        [&] { return s.addQuotes('\''); },
+        [&] { return TypeParam::addQuoted(s, s, '\''); },
+        [&] { return s.replaceSubString(this->chars(this->model("i")), this->chars(this->model("iii"))); },
+        [&] { return TypeParam::change(s, 1, 1, s.asPascalStr(), 5); },
+        [&] { return s.copyQuotedStr(&s); },
+        [&] { return s.forceEol(9); },
+    };
+    bool all = true;
+    for (const auto& step : steps) {
+      const Model before = (FaultPause(), this->of(s));
+      if (step() == 0) continue;
+      all = false;
+      const FaultPause pause;
+      EXPECT_TRUE(faults.triggered());
+      EXPECT_EQ(before, this->of(s));
+    }
+    {
+      typename TypeParam::Editor editor(&s);
+      if (editor.concat(this->chars(start), 3) ||
+          TypeParam::addQuoted(editor, this->chars(start), 3, Char{'\''})) {
+        all = false;
+      }
+    }
+    ZuArray lines;
+    if (s.getLines(&lines)) all = false;
+    lines.deleteContents();
+    return all;
+  });
+}
+
+TEST(ZuString, ViewsSearchByCharacter) {
+  const TestLocale sjis("ja_JP.SJIS");
+  const unsigned char kana[] =
+      "\x83\x5C\\a\x83\x61"
+      "a";
+  const ZuSubString view(kana, 7);
+  EXPECT_EQ(2u, view.findChar('\\'));
+  EXPECT_EQ(3u, view.findChar('a', 2));
+  EXPECT_EQ(6u, view.findChar('a', 4));
+  EXPECT_EQ(7u, view.findChar('z'));
+  EXPECT_EQ(7u, view.findChar('a', 8));
+  EXPECT_EQ(2u, view.countChar('a'));
+  EXPECT_EQ(2u, view.findSubString(bytes("\\a")));
+  EXPECT_EQ(7u, view.findSubString(bytes("\x61"
+                                         "a")));
+  EXPECT_EQ(7u, view.findSubString(bytes("a"), 7));
+  const ZuSubString empty;
+  EXPECT_EQ(0u, empty.findChar('a'));
+  EXPECT_FALSE(empty.isCharInStr('a'));
+  EXPECT_EQ(0, empty.getLastChar());
+
+  ZuString s;
+  ASSERT_EQ(0, s.initialize(bytes("x\x83\x5C")));
+  ASSERT_EQ(0, s.addQuotes(0x5C)) << "the second byte of the kana is no quote";
+  EXPECT_EQ("\x5Cx\x83\x5C\x5C", text(s.asCStr()));
+  ZuString out;
+  ASSERT_EQ(0, s.copyQuotedStr(&out));
+  EXPECT_EQ("x\x83\x5C", text(out.asCStr()));
+}
+
+TEST(ZuString, HashAndOrderIgnoreCase) {
+  const unsigned char a[] = "abcdefgh";
+  const ZuSubString lower(a, 8);
+  const ZuSubString upper(bytes("ABCDEZZZ"));
+  EXPECT_EQ(upper.hash(), lower.hash());
+  EXPECT_EQ('A' + 0u + 'B' + 'C' + 'D' + 'E', lower.hash());
+  const ZuSubStringW wide(units(u"abcdefgh"));
+  EXPECT_EQ(ZuSubStringW(units(u"ABCDEFzz")).hash(), wide.hash());
+  EXPECT_EQ(('A' + 0u) + ('B' << 3u) + ('C' << 6u) + ('D' << 9u) + ('E' << 12u) + ('F' << 15u), wide.hash());
+  const ZuObject* object = &upper;
+  EXPECT_LT(lower.compare(object), 0) << "f before z, in any case";
+  EXPECT_GT(lower.compare(&upper), 0) << "exactly, a is behind A";
+  EXPECT_TRUE(lower.isEqualCi(bytes("ABCDEFGH")));
+  EXPECT_FALSE(lower.isEqual(bytes("ABCDEFGH")));
+  const unsigned char* const set[] = {bytes("x"), bytes("ABCDEFGH"), bytes("abcdefgh")};
+  EXPECT_EQ(2u, lower.indexInSet(set, 3));
+  EXPECT_EQ(1u, lower.indexInSetCi(set, 3));
+  EXPECT_EQ(2u, lower.indexInSet(set, 2)) << "as many as there are: none";
+}
+
+TEST(ZuString, QuotesTrimAndLimits) {
+  unsigned char out[16];
+  const ZuSubString view(bytes("a'b"));
+  view.getCopyQuoted(out, '"');
+  EXPECT_EQ("'a''b'", text(out)) << "always the apostrophe";
+  unsigned short wide[16];
+  ZuSubStringW(units(u"a'b")).getCopyQuoted(wide, u'"');
+  EXPECT_EQ(u"\"a'b\"", text(wide));
+  ZuSubString blanks(bytes(" a \t\n"));
+  blanks.rightBlankTrim();
+  EXPECT_EQ(2u, blanks.getLength());
+
+  // Of a tail longer than 16 bits only as much as these count is moved.
+  const std::string start = "ab" + std::string(65536, 'x') + "yz";
+  ZuString s;
+  ASSERT_EQ(0, s.initialize(bytes(start), start.size()));
+  ASSERT_EQ(0, s.changeBytes(0, 2, nullptr, 0));
+  EXPECT_EQ(65538u, s.getLength());
+  EXPECT_EQ("xxxxxx", text(s.asPascalStr(65530), 6)) << "the tail's last two bytes stay where they were";
+  ASSERT_EQ(0, s.clearAndSet(ZuSubString(bytes("abc"), 3)));
+  ASSERT_EQ(0, s.changeBytes(1, 1, bytes("XYZ"), 0)) << "0 means up to the terminator";
+  EXPECT_EQ("aXYZc", text(s.asCStr()));
+  ASSERT_EQ(0, s.replaceSubString(ZuSubString(s.asPascalStr(1), 3), bytes("-"), 1));
+  EXPECT_EQ("a-c", text(s.asCStr()));
+  EXPECT_EQ(1, s.replaceSubString(ZuSubString(bytes("q")), bytes("-"), 1)) << "not this string's buffer";
+}
+
+TEST(ZuString, FoldedViews) {
+  const ZuSubString view(bytes("Select"));
+  ZuSubStringUpper upper(&view);
+  EXPECT_FALSE(upper.isEqualUpper(bytes("INSERT"), 6));
+  EXPECT_TRUE(upper.isEqualUpper(bytes("SELECT"), 6));
+  EXPECT_FALSE(upper.isEqualUpper(bytes("Select"), 6)) << "once folded, only folded text is equal";
+  const std::u16string text48(48, u'a');
+  const std::u16string text49(49, u'a');
+  const ZuSubStringW wide48(units(text48));
+  const ZuSubStringW wide49(units(text49));
+  ZuSubStringUpperW upper48(&wide48);
+  ZuSubStringUpperW upper49(&wide49);
+  EXPECT_EQ(u'A', upper48.getFirstChar());
+  EXPECT_TRUE(upper48.isEqualUpper(units(std::u16string(48, u'A')), 48));
+  EXPECT_FALSE(upper48.isEqualUpper(units(text48), 48));
+  EXPECT_TRUE(upper49.isEqualUpper(units(std::u16string(49, u'A')), 49));
+  EXPECT_TRUE(upper49.isEqualUpper(units(text49), 49));
+  EXPECT_EQ(0, upper49.compareUpper(units(std::u16string(49, u'A')), 49));
+  EXPECT_LT(upper48.compareUpper(units(std::u16string(49, u'A')), 49), 0);
+}
+
+TEST(ZuStringW, CrossesToNarrowTextAndBack) {
+  const std::u16string all = u"a\u00E9\u20AC\U0001F600";
+  const std::string utf8 = "a\xC3\xA9\xE2\x82\xAC\xF0\x9F\x98\x80";
+  const ExactBytes exact(utf8);
+  {
+    const TestLocale locale("en_US.UTF-8");
+    for (const zuCPType cp : {zuCPUTF8, zuCPLocale}) {
+      ZuStringW s;
+      ASSERT_EQ(0, s.initialize(exact.get(), exact.size(), cp));
+      EXPECT_EQ(all, text(s.asCStr()));
+      EXPECT_EQ(utf8, text(s.asCStr(cp)));
+    }
+    ZuStringW cut;
+    ASSERT_EQ(0, cut.initialize(exact.get(), 5, zuCPLocale));
+    EXPECT_EQ(u"a\u00E9", text(cut.asCStr())) << "a character cut by the count ends the text";
+    const std::u16string euros(40, u'\u20AC');
+    ASSERT_EQ(0, cut.clearAndSet(ZuSubStringW(units(euros))));
+    EXPECT_EQ(120u, text(cut.asCStr(zuCPLocale)).size()) << "three bytes for a unit fit";
+  }
+  const TestLocale sjis("ja_JP.SJIS");
+  ZuStringW s;
+  ASSERT_EQ(0, s.initialize(bytes("\x83\x5C\\"), 3, zuCPLocale));
+  EXPECT_EQ(u"\u30BD\\", text(s.asCStr()));
+  EXPECT_EQ("\x83\x5C\\", text(s.asCStr(zuCPLocale)));
+  ASSERT_EQ(0, s.concat(u'\u00E9'));
+  EXPECT_EQ("\x83\x5C\\?", text(s.asCStr(zuCPLocale)));
+  ASSERT_EQ(0, s.clearAndSet(ZuSubStringW(units(u"a\xD800"))));
+  EXPECT_EQ(std::string("a\0", 1), text(s.asCStr(zuCPUTF8))) << "no valid UTF-16: the low bytes";
+  const unsigned char ucs2[] = {0xFF, 'a', 0, 0xAC, 0x20, 0, 0};
+  s.unInitialize();
+  ASSERT_EQ(0, s.initialize(ucs2 + 1, zuCPUCS2));
+  EXPECT_EQ(u"a\u20AC", text(s.asCStr()));
+
+  ZuErrorList errors;
+  ZuErrorKeeper::setErrorList(&errors);
+  EXPECT_EQ(1, s.initialize(bytes("\xC3"), 1, zuCPUTF8));
+  EXPECT_EQ(u"a\u20AC", text(s.asCStr()));
+  ASSERT_NE(nullptr, errors.getLastError());
+  EXPECT_EQ(2737, errors.getLastError()->getErrorNumber());
+  EXPECT_STREQ("01004", errors.getLastError()->getInterfaceCode());
+  EXPECT_EQ(4, errors.getLastError()->getInterfaceError());
+  errors.clearErrors();
+  ZuErrorKeeper::giveUpErrorList();
+
+  FaultAllocator faults;
+  faults.failAt(1);
+  EXPECT_STREQ("Out Of Memory", reinterpret_cast<const char*>(s.asCStr(zuCPUTF8)));
+}
+
+}  // namespace
