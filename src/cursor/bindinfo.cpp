@@ -66,8 +66,8 @@ void DropBindings(DMDesc* desc, const SQLULEN* upTo) {
 }
 
 void FreeBindArray(DMStmt* stmt) {
-  // An application's own descriptor loses its records with any of its statements. Only those through which
-  // the cursor of another statement reads stay, since that cursor points to them.
+  // An application's own descriptor loses its records with any of its statements. Only one that the cursor
+  // of another statement stands on keeps them: that cursor may point to them.
   for (DMDesc* desc : {stmt->ard, stmt->apd, stmt->ipd})
     if (CheckModifyDesc(desc)) DropBindings(desc, nullptr);
 }

@@ -13,16 +13,15 @@ struct ColumnBinding {
   SQLSMALLINT typeGiven;
   SQLSMALLINT cType;
   SQLPOINTER data;
+  SQLLEN lengthGiven;
   SQLLEN length;
   SQLLEN* lengthPtr;
 };
 
-// The record's own type and size, as far as the application can state them: a default type has been
-// resolved by the cursor, and a fixed-size type has its own size whatever length was given.
+// The record's type and size, either as the application gave them or as the cursor has resolved them.
 bool sameShape(const BindInfo* old, const ColumnBinding& binding) {
   if (binding.typeGiven != old->cType && binding.typeGiven != old->typeGiven) return false;
-  return !binding.data || binding.length == old->length ||
-         static_cast<SQLLEN>(DefaultSize(old->cType, binding.length)) == old->length;
+  return !binding.data || binding.length == old->length || binding.length == old->lengthGiven;
 }
 
 void fill(BindInfo* record, const ColumnBinding& binding) {
@@ -31,6 +30,7 @@ void fill(BindInfo* record, const ColumnBinding& binding) {
   record->cType = binding.cType;
   record->data = binding.data;
   record->length = binding.length;
+  record->lengthGiven = binding.lengthGiven;
   record->octetLengthPtr = record->indicatorPtr = binding.lengthPtr;
   record->scale = 0;
   record->typeForm = ET_BIND_CONCISE;
@@ -89,7 +89,7 @@ SQLRETURN CLBindCol(SQLHSTMT handle, SQLUSMALLINT column, SQLSMALLINT cType, SQL
                     SQLLEN* lengthPtr) {
   auto* stmt = static_cast<DMStmt*>(handle);
   if (column == 0 && stmt->useBookmarks == SQL_UB_OFF) return clError(stmt, clmsg::BookmarksOff);
-  const ColumnBinding binding{column, cType, cType, data, length, lengthPtr};
+  const ColumnBinding binding{column, cType, cType, data, length, length, lengthPtr};
   if (!stmt->cursor && CheckModifyDesc(stmt->ard))
     return guarded(stmt, [&] { return bindOnDriver(stmt, binding); });
 

@@ -80,7 +80,9 @@ void setRecordField(BindInfo* record, SQLSMALLINT field, SQLPOINTER value) {
     case SQL_DESC_DATETIME_INTERVAL_CODE: record->intervalCode = asShort(value); break;
     case SQL_DESC_SCALE: record->scale = asShort(value); break;
     case SQL_DESC_LENGTH:
-    case SQL_DESC_OCTET_LENGTH: record->length = static_cast<SQLLEN>(asNumber(value)); break;
+    case SQL_DESC_OCTET_LENGTH:
+      record->length = record->lengthGiven = static_cast<SQLLEN>(asNumber(value));
+      break;
     case SQL_DESC_OCTET_LENGTH_PTR: record->octetLengthPtr = static_cast<SQLLEN*>(value); break;
     case SQL_DESC_INDICATOR_PTR: record->indicatorPtr = static_cast<SQLLEN*>(value); break;
     default: record->data = value; break;
@@ -205,7 +207,7 @@ SQLRETURN CLSetDescRec(SQLHDESC handle, SQLSMALLINT record, SQLSMALLINT type, SQ
     bind->cType = bind->typeGiven = values.type;
     bind->typeForm = ET_BIND_VERBOSE;
     bind->intervalCode = values.subType;
-    bind->length = values.length;
+    bind->length = bind->lengthGiven = values.length;
     bind->scale = values.scale;
     bind->data = data;
     bind->octetLengthPtr = lengthPtr;

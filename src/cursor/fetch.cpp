@@ -101,7 +101,7 @@ SQLRETURN CLMoreResults(SQLHSTMT handle) {
   SQLRETURN rc = CursorLibMoreResults(stmt);
   if (clFailed(rc) && rc != SQL_NO_DATA) return rc;
   return guarded(stmt, [&] {
-    endCursor(stmt);
+    endResult(stmt);
     return rc;
   });
 }

@@ -32,7 +32,7 @@ SQLRETURN cancelCursor(DMStmt* stmt, bool* locked) {
   LockHandle(stmt, LOCK_STATEMENT, 1);
   *locked = true;
   if (!cancelCloses(stmt, rc)) return rc;
-  endCursor(stmt);
+  endResult(stmt);
   if (!(stmt->flags & DM_STMT_PREPARED)) deleteParser(stmt);
   return rc;
 }
@@ -65,7 +65,9 @@ SQLRETURN CLFreeHandle(SQLSMALLINT type, SQLHANDLE handle) {
 
 SQLRETURN CLFreeStmt(SQLHSTMT handle, SQLUSMALLINT option) {
   auto* stmt = static_cast<DMStmt*>(handle);
-  if (stmt->cursor && option == SQL_UNBIND) return clError(stmt, clmsg::BindingFixed);
+  // Also when the cursor of another statement stands on the same descriptor.
+  if (option == SQL_UNBIND && (stmt->cursor || !CheckModifyDesc(stmt->ard)))
+    return clError(stmt, clmsg::BindingFixed);
   return guarded(stmt, [&] {
     SQLRETURN rc = ReleaseCLStmtResources(stmt, option);
     if (clFailed(rc)) return rc;

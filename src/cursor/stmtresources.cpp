@@ -46,10 +46,11 @@ void deleteParser(DMStmt* stmt) {
   delete parser;
 }
 
-void endCursor(DMStmt* stmt) {
-  if (!stmt->cursor) return;
-  deleteCursor(stmt);
-  RestoreBindings(stmt);
+void endResult(DMStmt* stmt) {
+  if (stmt->cursor) {
+    deleteCursor(stmt);
+    RestoreBindings(stmt);
+  }
   stmt->fetchState &= ~CL_ANY_FETCH;
 }
 

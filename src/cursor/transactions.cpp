@@ -15,7 +15,7 @@ SQLRETURN DoTransact(DMEnv* env, DMConn* conn, unsigned short completion) {
   if (behavior == SQL_CB_PRESERVE || !conn->GetFirstStmtFromDbcList()) return rc;
   return guarded(conn, [&] {
     for (DMStmt* stmt = conn->GetFirstStmtFromDbcList(); stmt; stmt = conn->GetNextStmtFromDbcList(stmt)) {
-      endCursor(stmt);
+      endResult(stmt);
       if (behavior == SQL_CB_DELETE) deleteParser(stmt);
     }
     return rc;

@@ -39,6 +39,7 @@ struct BindInfo {
   short scale;             // SQL_DESC_SCALE, decimal digits
   SQLULEN size;            // column size, from SQLDescribeCol or the bind call
   tagETBINDTYPE typeForm;
+  SQLLEN lengthGiven;  // as the application gave it; `length` of a fixed-size type becomes its own
 };
 
 // The record of a column in place, or null.

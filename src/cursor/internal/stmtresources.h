@@ -28,9 +28,9 @@ SqlParser& parserOf(DMStmt* stmt);
 SQLRETURN deleteCursor(DMStmt* stmt);
 void deleteParser(DMStmt* stmt);
 
-// Ends the cursor of a statement that lives on without its result set: the driver is bound to the
+// What the end of a result means to a statement that lives on: its cursor goes, the driver is bound to the
 // application's buffers again, since the cursor's are gone, and any fetch function may be used next.
-void endCursor(DMStmt* stmt);
+void endResult(DMStmt* stmt);
 
 // The answer of the statement's cursor, or of the driver when there is none. Asked again under the lock:
 // another thread may just have ended the cursor. Not inside a guard.
