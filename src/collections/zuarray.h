@@ -29,7 +29,7 @@ class ZU_API ZuArrayOf : public ZuObject {
  public:
   // `growBy` cells are added on each growth; 0 doubles instead, and then the first room must come from
   // `setInitialSize` or `resize`.
-  static constexpr unsigned long defaultGrowBy = 16;
+  enum : unsigned long { defaultGrowBy = 16 };
   explicit ZuArrayOf(unsigned long growBy = defaultGrowBy) : growBy(growBy) {}
   ZuArrayOf(const ZuArrayOf&) = delete;
   ZuArrayOf& operator=(const ZuArrayOf&) = delete;
@@ -100,11 +100,15 @@ class ZU_API ZuArrayOf : public ZuObject {
   void swapVector(ZuArrayOf& other);
 
  protected:
-  static constexpr unsigned char deleteOnDestruct = 1;
-  static constexpr unsigned char deleteEveryCell = 2;
-  static constexpr unsigned char ownsVector = 4;
-  static constexpr unsigned char sortingStopped = 8;
-  static constexpr unsigned char sortingOnRequest = 16;
+  // Enumerators and not static constants: those of a template are unique symbols of the process, which keep
+  // a library that exports them from being unloaded.
+  enum : unsigned char {
+    deleteOnDestruct = 1,
+    deleteEveryCell = 2,
+    ownsVector = 4,
+    sortingStopped = 8,
+    sortingOnRequest = 16,
+  };
 
   void setFlag(unsigned char flag, int on) {
     flags = static_cast<unsigned char>(on ? flags | flag : flags & ~flag);

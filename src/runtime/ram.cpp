@@ -31,9 +31,14 @@ void* ramAlloc(unsigned long size) { return orMemoryError(std::malloc(size ? siz
 void* ramAllocZ(unsigned long size) { return orMemoryError(std::calloc(1, size ? size : 1)); }
 
 int ramResize(void** block, unsigned long size) {
-  // The C library would release the block on a size of 0 and answer null, and the caller, who takes null
-  // for a failure, would go on to use it.
-  void* resized = size == 0 && *block ? nullptr : std::realloc(*block, size);
+  // On a size of 0 the C library would release the block and answer null, and the caller, who takes null for
+  // a failure, would go on to use it.
+  void* resized = nullptr;
+  if (size) {
+    resized = std::realloc(*block, size);
+  } else if (!*block) {
+    resized = std::malloc(1);
+  }
   if (!resized) {
     ramAddMemoryError();
     return 1;

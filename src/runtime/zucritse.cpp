@@ -6,7 +6,7 @@ ZuCriticalSection::ZuCriticalSection(unsigned disabled) : disabled(disabled) {
 
 ZuCriticalSection::~ZuCriticalSection() {
   // Unlocking a mutex that is not held is undefined; a failed try shows that it is held.
-  pthread_mutex_trylock(&mutex);
+  static_cast<void>(pthread_mutex_trylock(&mutex));
   pthread_mutex_unlock(&mutex);
   pthread_mutex_destroy(&mutex);
 }

@@ -183,7 +183,7 @@ ZuError& ZuErrorKeeper::addError(ZuError* record) {
     discard(record);
     return DummyError;
   }
-  bool refused = list->isExistingError() && !list->isSupportMultipleErrors();
+  bool refused = !list->isSupportMultipleErrors() && list->isExistingError();
   if (!record || refused || list->add(record)) {
     discard(record);
     return *list->getDummyError();

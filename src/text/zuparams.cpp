@@ -11,7 +11,7 @@ constexpr unsigned long DECIMAL_SIZE = 21;
 
 template <class Char, class Number>
 unsigned long writeDecimal(Char* out, Number number) {
-  char digits[DECIMAL_SIZE];
+  char digits[DECIMAL_SIZE] = {};
   unsigned long n = 0;
   const char* end = std::to_chars(digits, digits + DECIMAL_SIZE, number).ptr;
   for (const char* digit = digits; digit < end; ++digit) out[n++] = static_cast<Char>(*digit);
