@@ -147,7 +147,7 @@ extern "C" {
 
 ZU_API SQLRETURN SQL_API SQLGetDiagRec(SQLSMALLINT type, SQLHANDLE handle, SQLSMALLINT number,
                                        SQLCHAR* sqlstate, SQLINTEGER* native, SQLCHAR* text, SQLSMALLINT size,
-                                       SQLSMALLINT* length) noexcept {
+                                       SQLSMALLINT* length) {
   DMHandle* owner = findHandle(type, handle);
   if (!owner) return SQL_INVALID_HANDLE;
   if (number < 1 || size < 0) return SQL_ERROR;
@@ -159,7 +159,7 @@ ZU_API SQLRETURN SQL_API SQLGetDiagRec(SQLSMALLINT type, SQLHANDLE handle, SQLSM
 
 ZU_API SQLRETURN SQL_API SQLGetDiagField(SQLSMALLINT type, SQLHANDLE handle, SQLSMALLINT number,
                                          SQLSMALLINT field, SQLPOINTER value, SQLSMALLINT size,
-                                         SQLSMALLINT* length) noexcept {
+                                         SQLSMALLINT* length) {
   DMHandle* owner = findHandle(type, handle);
   if (!owner) return SQL_INVALID_HANDLE;
   if (isHeaderField(field)) return headerField(*owner, field, value, size, length);
@@ -171,8 +171,7 @@ ZU_API SQLRETURN SQL_API SQLGetDiagField(SQLSMALLINT type, SQLHANDLE handle, SQL
 }
 
 ZU_API SQLRETURN SQL_API SQLError(SQLHENV env, SQLHDBC conn, SQLHSTMT stmt, SQLCHAR* sqlstate,
-                                  SQLINTEGER* native, SQLCHAR* text, SQLSMALLINT size,
-                                  SQLSMALLINT* length) noexcept {
+                                  SQLINTEGER* native, SQLCHAR* text, SQLSMALLINT size, SQLSMALLINT* length) {
   DMHandle* owner = innermost(env, conn, stmt);
   if (!owner) return SQL_INVALID_HANDLE;
   if (size < 0) return SQL_ERROR;

@@ -19,8 +19,7 @@
 //
 // Exceptions: the driver manager may use standard containers, because no exception leaves the road:
 // std::bad_alloc anywhere on it is HY001, through the handle's reserve record, and any other is HY000.
-// An entry point that stays off the road (the diagnostics functions) is noexcept and allocates nothing
-// that throws.
+// An entry point that stays off the road (the diagnostics functions) allocates nothing that throws.
 //
 // SQLCancel may come from another thread while the statement is busy: it takes no call lock, asks no
 // sequence rule, moves no state (the entry calls sequenceCancelled itself), and leaves the queue of a busy
