@@ -53,9 +53,7 @@ std::string_view verdictsOf(Api api) {
   return rule == std::end(RULES) ? ALWAYS : rule->verdicts;
 }
 
-char verdictIn(StmtState state, std::string_view verdicts) {
-  return verdicts[static_cast<size_t>(state)];
-}
+char verdictIn(StmtState state, std::string_view verdicts) { return verdicts[static_cast<size_t>(state)]; }
 
 bool dependsOnResult(std::string_view verdicts) {
   return verdictIn(StmtState::NoResult, verdicts) != verdictIn(StmtState::CursorOpen, verdicts);
@@ -73,9 +71,7 @@ const char* refusal(char verdict, bool prepared, bool throughLibrary) {
   }
 }
 
-bool worked(SQLRETURN rc) {
-  return SQL_SUCCEEDED(rc);
-}
+bool worked(SQLRETURN rc) { return SQL_SUCCEEDED(rc); }
 
 bool isCatalogFunction(Api api) {
   return verdictsOf(api) == NEW_RESULT && api != Api::Prepare && api != Api::ExecDirect;
@@ -90,9 +86,7 @@ StmtState closedState(const DMStmt& stmt) {
   return stmt.flags & DM_STMT_PREPARED ? StmtState::Prepared : StmtState::Allocated;
 }
 
-void unprepare(DMStmt& stmt) {
-  stmt.flags &= ~unsigned(DM_STMT_PREPARED);
-}
+void unprepare(DMStmt& stmt) { stmt.flags &= ~unsigned(DM_STMT_PREPARED); }
 
 void enterClosed(DMStmt& stmt) {
   stmt.flags &= ~unsigned(DM_STMT_EXECUTED);
@@ -240,9 +234,7 @@ void sequenceCancelled(DMStmt& stmt, bool closed) noexcept {
   if (closed) enterClosed(stmt);
 }
 
-void sequenceClosed(DMStmt& stmt) noexcept {
-  enterClosed(stmt);
-}
+void sequenceClosed(DMStmt& stmt) noexcept { enterClosed(stmt); }
 
 void sequenceTransactionEnded(DMStmt& stmt, unsigned short behavior) noexcept {
   if (behavior == SQL_CB_PRESERVE || sequencePending(stmt)) return;
@@ -252,6 +244,12 @@ void sequenceTransactionEnded(DMStmt& stmt, unsigned short behavior) noexcept {
 
 bool sequencePending(const DMStmt& stmt) noexcept {
   return stmt.state->sequence.state >= StmtState::NeedParam;
+}
+
+bool sequenceCursorOpen(DMStmt& stmt) noexcept {
+  StmtSequence& sequence = stmt.state->sequence;
+  if (sequence.state == StmtState::UnknownResult) resolveResult(stmt);
+  return sequence.state >= StmtState::CursorOpen && sequence.state <= StmtState::ExtendedFetched;
 }
 
 void sequenceColumnsTold(DMStmt& stmt, int columns) noexcept {

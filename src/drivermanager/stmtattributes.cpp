@@ -33,10 +33,9 @@ bool shapesCursor(SQLINTEGER attribute) {
   }
 }
 
-const char* checkTime(const DMStmt& stmt, SQLINTEGER attribute) {
-  StmtState state = stmt.state->sequence.state;
+const char* checkTime(DMStmt& stmt, SQLINTEGER attribute) {
   if (!shapesCursor(attribute) || sequencePending(stmt)) return nullptr;
-  if (state >= StmtState::CursorOpen) return "24000";
+  if (sequenceCursorOpen(stmt)) return "24000";
   return stmt.flags & DM_STMT_PREPARED ? "HY011" : nullptr;
 }
 
@@ -51,7 +50,7 @@ const char* checkDescriptor(const DMStmt& stmt, SQLINTEGER attribute, SQLPOINTER
   return desc == own ? nullptr : "HY017";
 }
 
-const char* checkSet(const DMStmt& stmt, SQLINTEGER attribute, SQLPOINTER value) {
+const char* checkSet(DMStmt& stmt, SQLINTEGER attribute, SQLPOINTER value) {
   if (!isKnown(attribute) || isReadOnly(attribute)) return "HY092";
   if (const char* wrong = checkDescriptor(stmt, attribute, value)) return wrong;
   bool counts = attribute == SQL_ATTR_ROW_ARRAY_SIZE || attribute == SQL_ATTR_PARAMSET_SIZE ||

@@ -105,8 +105,11 @@ SQLRETURN setName(DMStmt& stmt, const DMDriverFunctions& driver, SQLCHAR* text, 
 SQLRETURN getName(DMStmt& stmt, const DMDriverFunctions& driver, SQLCHAR* out, SQLSMALLINT size,
                   SQLSMALLINT* length) {
   if (stmt.state->cursorName.empty()) {
-    SQLRETURN rc = sortAnswer(stmt, ask(driver.SQLGetCursorName, stmt.driverHandle, out, size, length));
-    if (rc != driverLacksFunction) return rc;
+    SQLSMALLINT full = 0;
+    SQLRETURN rc = sortAnswer(stmt, ask(driver.SQLGetCursorName, stmt.driverHandle, out, size, &full));
+    if (length && SQL_SUCCEEDED(rc)) *length = full;
+    bool none = rc == driverLacksFunction || (SQL_SUCCEEDED(rc) && full == 0);
+    if (!none) return rc;
     generateName(stmt);
   }
   return giveName(stmt, out, size, length);

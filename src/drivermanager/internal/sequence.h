@@ -72,6 +72,9 @@ void sequenceTransactionEnded(DMStmt& stmt, unsigned short behavior) noexcept;
 // handle are then HY010.
 bool sequencePending(const DMStmt& stmt) noexcept;
 
+// True while a cursor is open. Asks the driver when that is not known; false when it does not say.
+bool sequenceCursorOpen(DMStmt& stmt) noexcept;
+
 // SQLNumResultCols has answered, inside or outside an application's call.
 void sequenceColumnsTold(DMStmt& stmt, int columns) noexcept;
 
