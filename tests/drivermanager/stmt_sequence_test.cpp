@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <functional>
 #include <map>
+#include <thread>
 
 #include "tests/support/odbc_fixture.h"
 #include "tests/support/scripted_driver.h"
@@ -233,6 +234,19 @@ TEST_F(StmtSequence, ACancelEndsTheWaitForData) {
   EXPECT_EQ("HY010", stmt.states());
   EXPECT_SQL(SQL_NEED_DATA, stmt, SQLExecute(stmt));
   EXPECT_SQL(SQL_SUCCESS, stmt, SQLCancel(stmt));
+}
+
+TEST_F(StmtSequence, ACancelFromAnotherThreadReachesARunningCall) {
+  OdbcStatement stmt(conn);
+  script.closeGate("SQLExecDirect");
+  SQLRETURN running = SQL_SUCCESS;
+  std::thread other([&] { running = stmt.execute("select 1"); });
+  ASSERT_TRUE(script.waitForGate());
+  EXPECT_EQ(SQL_SUCCESS, SQLCancel(stmt));
+  other.join();
+  EXPECT_EQ(SQL_ERROR, running);
+  EXPECT_EQ("HY008", stmt.states());
+  EXPECT_SQL(SQL_SUCCESS, stmt, stmt.execute("select 1"));
 }
 
 }  // namespace
