@@ -13,23 +13,23 @@ SQLULEN asNumber(SQLPOINTER value) { return reinterpret_cast<SQLULEN>(value); }
 
 // A statement attribute that is a field of a descriptor's header.
 struct HeaderAttribute {
-  SQLINTEGER attribute;
   DMDesc* DMStmt::*desc;
+  SQLINTEGER attribute;
   SQLSMALLINT field;
 };
 
 constexpr HeaderAttribute HEADER_ATTRIBUTES[] = {
-    {SQL_ATTR_PARAM_BIND_OFFSET_PTR, &DMStmt::apd, SQL_DESC_BIND_OFFSET_PTR},
-    {SQL_ATTR_PARAM_BIND_TYPE, &DMStmt::apd, SQL_DESC_BIND_TYPE},
-    {SQL_ATTR_PARAM_OPERATION_PTR, &DMStmt::apd, SQL_DESC_ARRAY_STATUS_PTR},
-    {SQL_ATTR_PARAM_STATUS_PTR, &DMStmt::ipd, SQL_DESC_ARRAY_STATUS_PTR},
+    {&DMStmt::apd, SQL_ATTR_PARAM_BIND_OFFSET_PTR, SQL_DESC_BIND_OFFSET_PTR},
+    {&DMStmt::apd, SQL_ATTR_PARAM_BIND_TYPE, SQL_DESC_BIND_TYPE},
+    {&DMStmt::apd, SQL_ATTR_PARAM_OPERATION_PTR, SQL_DESC_ARRAY_STATUS_PTR},
+    {&DMStmt::ipd, SQL_ATTR_PARAM_STATUS_PTR, SQL_DESC_ARRAY_STATUS_PTR},
     // On the application's descriptor, not on the implementation's. This is meant.
-    {SQL_ATTR_PARAMS_PROCESSED_PTR, &DMStmt::apd, SQL_DESC_ROWS_PROCESSED_PTR},
-    {SQL_ATTR_PARAMSET_SIZE, &DMStmt::apd, SQL_DESC_ARRAY_SIZE},
-    {SQL_ATTR_ROW_BIND_OFFSET_PTR, &DMStmt::ard, SQL_DESC_BIND_OFFSET_PTR},
-    {SQL_ATTR_ROW_OPERATION_PTR, &DMStmt::ard, SQL_DESC_ARRAY_STATUS_PTR},
-    {SQL_ATTR_ROW_STATUS_PTR, &DMStmt::ird, SQL_DESC_ARRAY_STATUS_PTR},
-    {SQL_ATTR_ROWS_FETCHED_PTR, &DMStmt::ird, SQL_DESC_ROWS_PROCESSED_PTR},
+    {&DMStmt::apd, SQL_ATTR_PARAMS_PROCESSED_PTR, SQL_DESC_ROWS_PROCESSED_PTR},
+    {&DMStmt::apd, SQL_ATTR_PARAMSET_SIZE, SQL_DESC_ARRAY_SIZE},
+    {&DMStmt::ard, SQL_ATTR_ROW_BIND_OFFSET_PTR, SQL_DESC_BIND_OFFSET_PTR},
+    {&DMStmt::ard, SQL_ATTR_ROW_OPERATION_PTR, SQL_DESC_ARRAY_STATUS_PTR},
+    {&DMStmt::ird, SQL_ATTR_ROW_STATUS_PTR, SQL_DESC_ARRAY_STATUS_PTR},
+    {&DMStmt::ird, SQL_ATTR_ROWS_FETCHED_PTR, SQL_DESC_ROWS_PROCESSED_PTR},
 };
 
 // Puts an application's descriptor on the statement, or with null its own one again. For the time of the

@@ -108,6 +108,16 @@ SQLRETURN setRecord(DMDesc* desc, SQLSMALLINT column, SQLSMALLINT field, SQLPOIN
   return changeRecord(desc, column, rc, [&](BindInfo* record) { setRecordField(record, field, value); });
 }
 
+// A driver that cannot take the bind type as a descriptor's field gets it as an attribute before its next
+// fetch or execution; several real drivers are of that kind.
+SQLRETURN tellBindType(DMDesc* desc, SQLPOINTER value, SQLINTEGER length) {
+  if (desc->conn->driverVersion < CL_VERSION_3) return SQL_SUCCESS;
+  SQLRETURN rc = CursorLibSetDescField(desc, 0, SQL_DESC_BIND_TYPE, value, length);
+  if (!clFailed(rc)) return rc;
+  desc->VFreeErrors();
+  return SQL_SUCCESS;
+}
+
 // A header field: kept here, and told to the driver where it has to know at once.
 SQLRETURN setHeader(DMDesc* desc, SQLSMALLINT field, SQLPOINTER value, SQLINTEGER length) {
   switch (field) {
@@ -121,8 +131,7 @@ SQLRETURN setHeader(DMDesc* desc, SQLSMALLINT field, SQLPOINTER value, SQLINTEGE
     case SQL_DESC_BIND_TYPE:
       desc->bindType = asNumber(value);
       desc->headerChanged |= CL_HEADER_CHANGED;
-      if (desc->conn->driverVersion < CL_VERSION_3) return SQL_SUCCESS;
-      return CursorLibSetDescField(desc, 0, field, value, length);
+      return tellBindType(desc, value, length);
     case SQL_DESC_COUNT: {
       const SQLSMALLINT count = asShort(value);
       const SQLULEN upTo = static_cast<SQLULEN>(count);

@@ -151,15 +151,15 @@ SQLRETURN CursorLibSetStmtAttr(DMStmt* stmt, SQLULEN rowArraySize, SQLULEN* rows
   Replaced<SQLUSMALLINT*> keptStatus(stmt->ird->arrayStatusPtr);
 
   const struct {
-    SQLINTEGER attribute;
     SQLPOINTER value;
+    SQLINTEGER attribute;
     SQLINTEGER length;
   } settings[] = {
-      {SQL_BIND_TYPE, asPointer(bindType), SQL_IS_UINTEGER},
-      {SQL_ATTR_ROW_ARRAY_SIZE, asPointer(rowArraySize), SQL_IS_UINTEGER},
-      {SQL_ATTR_ROWS_FETCHED_PTR, rowsFetchedPtr, SQL_IS_POINTER},
-      {SQL_ATTR_ROW_BIND_OFFSET_PTR, bindOffsetPtr, SQL_IS_POINTER},
-      {SQL_ATTR_ROW_STATUS_PTR, rowStatusPtr, SQL_IS_POINTER},
+      {asPointer(bindType), SQL_BIND_TYPE, SQL_IS_UINTEGER},
+      {asPointer(rowArraySize), SQL_ATTR_ROW_ARRAY_SIZE, SQL_IS_UINTEGER},
+      {rowsFetchedPtr, SQL_ATTR_ROWS_FETCHED_PTR, SQL_IS_POINTER},
+      {bindOffsetPtr, SQL_ATTR_ROW_BIND_OFFSET_PTR, SQL_IS_POINTER},
+      {rowStatusPtr, SQL_ATTR_ROW_STATUS_PTR, SQL_IS_POINTER},
   };
   for (const auto& setting : settings) {
     SQLRETURN rc = CursorLibSetOneStmtAttr(stmt, setting.attribute, setting.value, setting.length);

@@ -3,6 +3,7 @@
 
 #include "cursor/internal/bindinfo.h"
 #include "tests/cursor/entry_fixture.h"
+#include "tests/support/fault_allocator.h"
 
 namespace {
 
@@ -166,6 +167,23 @@ TEST_F(Descriptors, TheBookmarkRecordIsTheLibrarysOwn) {
   EXPECT_EQ(SQL_C_BINARY, field<SQLSMALLINT>(ird, 0, SQL_DESC_CONCISE_TYPE));
   EXPECT_EQ(4u, field<SQLULEN>(ird, 0, SQL_DESC_LENGTH));
   EXPECT_EQ(SQL_UNNAMED, field<SQLSMALLINT>(ird, 0, SQL_DESC_UNNAMED));
+}
+
+// A binding that could not be kept is not left on the list in halves, and the descriptor works on.
+TEST_F(Descriptors, BindingsTellOfExhaustedMemory) {
+  SQLHDESC ard = descriptor(stmt, SQL_ATTR_APP_ROW_DESC);
+  SQLINTEGER cells[3] = {};
+  sweepAllocations([&] {
+    const bool bound =
+        SQLBindCol(stmt, 1, SQL_C_SLONG, &cells[0], 4, nullptr) == SQL_SUCCESS &&
+        setField(ard, 2, SQL_DESC_DATA_PTR, &cells[1]) == SQL_SUCCESS &&
+        SQLSetDescRec(ard, 3, SQL_C_SLONG, 0, 4, 0, 0, &cells[2], nullptr, nullptr) == SQL_SUCCESS;
+    const FaultPause pause;
+    EXPECT_EQ(bound ? "" : "HY001", stmt.states() + states(ard));
+    EXPECT_EQ(SQL_SUCCESS, SQLFreeStmt(stmt, SQL_UNBIND));
+    EXPECT_EQ(nullptr, object(stmt).ard->bindList);
+    return bound;
+  });
 }
 
 TEST_F(Descriptors, TheHeaderIsKeptHere) {

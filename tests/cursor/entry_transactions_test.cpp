@@ -1,6 +1,7 @@
 // Transactions under each cursor behaviour, native SQL, and parameter arrays.
 
 #include "tests/cursor/entry_fixture.h"
+#include "tests/support/fault_allocator.h"
 
 namespace {
 
@@ -90,6 +91,15 @@ TEST_F(NativeSql, PostsItsErrorsOnTheConnection) {
   script.faults.push_back({"SQLNativeSql", script.count("SQLNativeSql") + 1, SQL_ERROR, "42000"});
   EXPECT_SQL(SQL_ERROR, conn, native("nonsense"));
   EXPECT_EQ("42000", conn.states());
+}
+
+TEST_F(NativeSql, TellsOfExhaustedMemory) {
+  sweepAllocations([&] {
+    const SQLRETURN rc = native("select a from t for update");
+    const FaultPause pause;
+    EXPECT_EQ(rc == SQL_SUCCESS ? "" : "HY001", conn.states());
+    return rc == SQL_SUCCESS;
+  });
 }
 
 // Parameter attributes are kept when they are set, and told before the next execution.
