@@ -12,6 +12,7 @@ namespace zutext {
 namespace {
 
 typedef signed char Bytes16 __attribute__((vector_size(16)));
+typedef unsigned char UnsignedBytes16 __attribute__((vector_size(16)));
 typedef std::uint64_t Words2 __attribute__((vector_size(16)));
 
 constexpr std::array<unsigned char, 256> utf8Sizes = [] {
@@ -20,6 +21,15 @@ constexpr std::array<unsigned char, 256> utf8Sizes = [] {
     sizes[byte] = byte < 0xC0 ? 1 : byte < 0xE0 ? 2 : byte < 0xF0 ? 3 : 4;
   }
   return sizes;
+}();
+
+// ASCII folds alike in every locale, so single bytes of UTF-8 need no facts.
+constexpr std::array<unsigned char, 256> asciiUpper = [] {
+  std::array<unsigned char, 256> upper{};
+  for (unsigned byte = 0; byte < 256; ++byte) {
+    upper[byte] = static_cast<unsigned char>(byte >= 'a' && byte <= 'z' ? byte - 32 : byte);
+  }
+  return upper;
 }();
 
 // Plain data, so that it needs no constructor and no destructor in a library that may be unloaded.
@@ -60,7 +70,6 @@ void fillFacts(LocaleFacts& facts, const char* codeset) {
     const auto byte = static_cast<unsigned char>(i);
     facts.size[i] = canLead(byte) ? 2 : 1;
     facts.upper[i] = foldByte(byte, javaToUpper);
-    facts.lower[i] = foldByte(byte, javaToLower);
     const bool isLowerLetter = byte >= 'a' && byte <= 'z';
     const unsigned plain = isLowerLetter ? i - 32 : i;
     if (i < 0x80 && facts.size[i] != 1) facts.asciiPlain = false;
@@ -71,31 +80,58 @@ void fillFacts(LocaleFacts& facts, const char* codeset) {
   facts.ready = true;
 }
 
+// The names are short, and a call would cost more than the comparison.
+bool isSameName(const char* a, const char* b) {
+  while (*a == *b && *a != 0) {
+    ++a;
+    ++b;
+  }
+  return *a == *b;
+}
+
 Bytes16 load16(const unsigned char* p) {
   Bytes16 bytes;
   std::memcpy(&bytes, p, sizeof bytes);
   return bytes;
 }
 
-bool any(Bytes16 bytes, std::uint64_t bits = ~std::uint64_t{0}) {
+bool any(Bytes16 bytes) {
   const Words2 words = reinterpret_cast<Words2>(bytes);
-  return ((words[0] | words[1]) & bits) != 0;
+  return (words[0] | words[1]) != 0;
 }
 
-// a to z to A to Z, for bytes that are all ASCII.
-Bytes16 foldAscii(Bytes16 bytes) {
-  const Bytes16 isLowerLetter = (bytes > 'a' - 1) & (bytes < 'z' + 1);
-  return bytes - (isLowerLetter & 32);
+// What a comparison of ASCII without regard to case has come upon.
+struct CiFindings {
+  Bytes16 high = {};  // the high bits of all bytes that were looked at
+  Bytes16 diff = {};  // not 0 where two differ in more than the case of a letter
+
+  void look(const unsigned char* a, const unsigned char* b) {
+    const Bytes16 x = load16(a);
+    const Bytes16 y = load16(b);
+    // One comparison for both ends of the letters: what lies behind z wraps to below 0.
+    const auto shifted = reinterpret_cast<UnsignedBytes16>(x | 0x20) + (127 - 'z');
+    const Bytes16 isLetter = reinterpret_cast<Bytes16>(shifted) > 127 - 26;
+    diff |= (x ^ y) & ~(isLetter & 0x20);
+    high |= x | y;
+  }
+  bool areNone() const { return !any(diff | (high & static_cast<signed char>(0x80))); }
+};
+
+Bytes16 isEither(const unsigned char* p, signed char c1, signed char c2) {
+  const Bytes16 bytes = load16(p);
+  return (bytes == c1) | (bytes == c2);
 }
+
+// Both loops below look at four blocks at a time, then at one.
+constexpr std::ptrdiff_t block = 16;
+constexpr std::ptrdiff_t fourBlocks = 4 * block;
 
 }  // namespace
 
 const LocaleFacts& localeFacts() {
   LocaleFacts& facts = threadFacts;
   const char* codeset = nl_langinfo(CODESET);
-  if (!facts.ready || std::strncmp(facts.codeset, codeset, sizeof facts.codeset - 1) != 0) {
-    fillFacts(facts, codeset);
-  }
+  if (!facts.ready || !isSameName(facts.codeset, codeset)) fillFacts(facts, codeset);
   return facts;
 }
 
@@ -128,10 +164,13 @@ const unsigned char* findEither(const unsigned char* p, const unsigned char* end
                                 unsigned char c2) {
   const auto s1 = static_cast<signed char>(c1);
   const auto s2 = static_cast<signed char>(c2);
-  for (; end - p >= 16; p += 16) {
-    const Bytes16 bytes = load16(p);
-    if (any((bytes == s1) | (bytes == s2))) break;
+  for (; end - p >= fourBlocks; p += fourBlocks) {
+    if (any(isEither(p, s1, s2) | isEither(p + 16, s1, s2) | isEither(p + 32, s1, s2) |
+            isEither(p + 48, s1, s2))) {
+      break;
+    }
   }
+  while (end - p >= block && !any(isEither(p, s1, s2))) p += block;
   for (; p < end; ++p) {
     if (*p == c1 || *p == c2) return p;
   }
@@ -139,34 +178,55 @@ const unsigned char* findEither(const unsigned char* p, const unsigned char* end
 }
 
 unsigned long sameAsciiCi(const unsigned char* a, const unsigned char* b, unsigned long n) {
-  unsigned long i = 0;
-  for (; n - i >= 16; i += 16) {
-    const Bytes16 x = load16(a + i);
-    const Bytes16 y = load16(b + i);
-    if (any(x | y, highBits) || any(foldAscii(x) ^ foldAscii(y))) break;
+  const unsigned char* start = a;
+  const unsigned char* end = a + n;
+  for (; end - a >= fourBlocks; a += fourBlocks, b += fourBlocks) {
+    CiFindings findings;
+    for (std::ptrdiff_t i = 0; i < fourBlocks; i += block) findings.look(a + i, b + i);
+    if (!findings.areNone()) break;
   }
-  return i;
+  for (; end - a >= block; a += block, b += block) {
+    CiFindings findings;
+    findings.look(a, b);
+    if (!findings.areNone()) break;
+  }
+  return static_cast<unsigned long>(a - start);
 }
 
 NarrowWalk::NarrowWalk(zuCPType cp) : utf8(cp == zuCPUTF8) {
+  if (utf8) {
+    sizes = utf8Sizes.data();
+    upper = asciiUpper.data();
+    ask = false;
+    asciiPlain = true;
+    asciiFold = true;
+    return;
+  }
   const LocaleFacts& facts = localeFacts();
-  sizes = utf8 ? utf8Sizes.data() : facts.size;
-  localeUpper = facts.upper;
-  ask = !utf8;
-  asciiPlain = utf8 || facts.asciiPlain;
+  sizes = facts.size;
+  upper = facts.upper;
+  ask = true;
+  asciiPlain = facts.asciiPlain;
   asciiFold = asciiPlain && facts.asciiFold;
 }
 
-const unsigned char* NarrowWalk::reach(const unsigned char* start, const unsigned char* target,
-                                       const unsigned char* end) const {
-  while (start < target) {
-    if (asciiPlain) {
-      start = skipAscii(start, target);
-      if (start == target) break;
-    }
-    start = next(start, end);
+// True when no byte before `p` could begin a character that reaches over `p`, wherever the characters before
+// it begin. In valid UTF-8 that holds for every start.
+bool NarrowWalk::isSurelyStart(const unsigned char* start, const unsigned char* p) const {
+  const std::ptrdiff_t before = p - start;
+  const std::ptrdiff_t longest = utf8 ? 3 : 1;
+  for (std::ptrdiff_t i = 1; i <= longest && i <= before; ++i) {
+    if (sizes[p[-i]] > i) return false;
   }
-  return start;
+  return true;
+}
+
+const unsigned char* NarrowWalk::reachFurther(const unsigned char* start, const unsigned char* target,
+                                              const unsigned char* end) const {
+  const unsigned char* p = target;
+  while (p > start && !isSurelyStart(start, p)) --p;
+  while (p < target) p = next(p, end);
+  return p;
 }
 
 const unsigned char* findBytes(const NarrowWalk& walk, const unsigned char* s, unsigned long n,

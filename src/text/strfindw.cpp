@@ -72,7 +72,7 @@ const unsigned short* strFind(const unsigned short* s, unsigned long n, const un
   for (const unsigned short* p = s; p < stop; ++p) {
     p = findStart(s, p, stop, pat[0]);
     if (p == nullptr) break;
-    if (std::memcmp(p + 1, pat + 1, 2 * (m - 1)) == 0) return p;
+    if (m == 1 || (p[1] == pat[1] && std::memcmp(p + 1, pat + 1, 2 * (m - 1)) == 0)) return p;
   }
   return nullptr;
 }

@@ -1,5 +1,6 @@
 #include "text/strlike.h"
 
+#include <array>
 #include <cstring>
 
 #include "text/internal/narrow.h"
@@ -19,12 +20,40 @@ struct Wildcards {
   Char escape;
 };
 
+// Every byte folded to itself: what a comparison with regard to case folds by.
+constexpr std::array<unsigned char, 256> asTheyAre = [] {
+  std::array<unsigned char, 256> bytes{};
+  for (unsigned i = 0; i < 256; ++i) bytes[i] = static_cast<unsigned char>(i);
+  return bytes;
+}();
+
 // What the match needs to know of narrow text.
 class NarrowText {
  public:
   using Char = unsigned char;
 
-  NarrowText(zuCPType cp, bool caseSensitive) : walk(cp), caseSensitive(caseSensitive) {}
+  NarrowText(zuCPType cp, bool caseSensitive)
+      : walk(cp), caseSensitive(caseSensitive), fold(caseSensitive ? asTheyAre.data() : walk.foldTable()) {}
+
+  // Passes literal characters that are the same in both, as far as that takes no more than a look at the
+  // tables. Where it ends decides nothing.
+  void passSame(const Char*& v, const Char* vEnd, const Char*& p, const Char* pEnd,
+                const Wildcards<Char>& wild) const {
+    const Char* sizes = walk.sizeTable();
+    if (walk.plainAscii()) passSameWords(v, vEnd, p, pEnd, wild);
+    while (v < vEnd && p < pEnd) {
+      const Char c = *p;
+      if (c == wild.many || c == wild.single || c == wild.escape) break;
+      const unsigned char size = sizes[c];
+      if (size == 1) {
+        if (fold[*v] != fold[c] || sizes[*v] != 1) break;
+      } else if (!walk.isUTF8() || !sameBytes(v, vEnd, p, pEnd, size)) {
+        break;
+      }
+      v += size;
+      p += size;
+    }
+  }
 
   const Char* next(const Char* p, const Char* end) const { return walk.next(p, end); }
 
@@ -32,20 +61,62 @@ class NarrowText {
   bool equal(const Char* a, const Char* aEnd, const Char* b, const Char* bEnd) const {
     const unsigned long size = walk.step(b, static_cast<unsigned long>(bEnd - b));
     if (walk.step(a, static_cast<unsigned long>(aEnd - a)) != size) return false;
-    if (size != 1) return std::memcmp(a, b, size) == 0;
-    return *a == *b || (!caseSensitive && walk.fold(*a) == walk.fold(*b));
+    return size == 1 ? fold[*a] == fold[*b] : std::memcmp(a, b, size) == 0;
   }
 
   // The first character of the value at or past `from` that equals the pattern's at `b`; null when none does.
   const Char* seek(const Char* from, const Char* end, const Char* b, const Char* bEnd) const {
     if (walk.plainFold() && *b < 0x80) return seekAscii(from, end, *b);
+    const unsigned long size = walk.step(b, static_cast<unsigned long>(bEnd - b));
+    if (size > 1) return findWhole(from, end, b, size);
     while (from < end && !equal(from, end, b, bEnd)) from = next(from, end);
     return from < end ? from : nullptr;
   }
 
  private:
+  static std::uint64_t spread(Char byte) { return 0x0101010101010101u * byte; }
+  // Has a high bit set where a byte of `word`, all ASCII, is 0; and maybe above such a byte.
+  static std::uint64_t zeros(std::uint64_t word) { return word - 0x0101010101010101u; }
+
+  // Eight equal bytes of plain ASCII without wildcards at a time.
+  static void passSameWords(const Char*& v, const Char* vEnd, const Char*& p, const Char* pEnd,
+                            const Wildcards<Char>& wild) {
+    const std::uint64_t many = spread(wild.many);
+    const std::uint64_t single = spread(wild.single);
+    const std::uint64_t escape = spread(wild.escape);
+    while (vEnd - v >= 8 && pEnd - p >= 8) {
+      const std::uint64_t word = load8(p);
+      const std::uint64_t wilds = zeros(word ^ many) | zeros(word ^ single) | zeros(word ^ escape);
+      if (word != load8(v) || ((word | wilds) & highBits) != 0) break;
+      v += 8;
+      p += 8;
+    }
+  }
+
+  // The first character of exactly these bytes.
+  const Char* findWhole(const Char* from, const Char* end, const Char* b, unsigned long size) const {
+    while (from < end) {
+      from = findBytes(walk, from, static_cast<unsigned long>(end - from), b, size);
+      if (from == nullptr) break;
+      const Char* after = next(from, end);
+      if (after == from + size) return from;
+      from = after;
+    }
+    return nullptr;
+  }
+
+  static bool sameBytes(const Char* a, const Char* aEnd, const Char* b, const Char* bEnd,
+                        unsigned char size) {
+    if (aEnd - a < size || bEnd - b < size) return false;
+    for (unsigned char i = 0; i < size; ++i) {
+      if (a[i] != b[i]) return false;
+    }
+    return true;
+  }
+
   const Char* seekAscii(const Char* from, const Char* end, Char ch) const {
     const Char folded = walk.fold(ch);
+    if (*from == ch) return from;
     if (caseSensitive || folded < 'A' || folded > 'Z') {
       return findByte(walk, from, static_cast<unsigned long>(end - from), ch);
     }
@@ -60,6 +131,7 @@ class NarrowText {
 
   NarrowWalk walk;
   bool caseSensitive;
+  const Char* fold;  // of single bytes
 };
 
 // What the match needs to know of UTF-16.
@@ -68,6 +140,15 @@ class WideText {
   using Char = unsigned short;
 
   explicit WideText(bool caseSensitive) : caseSensitive(caseSensitive) {}
+
+  void passSame(const Char*& v, const Char* vEnd, const Char*& p, const Char* pEnd,
+                const Wildcards<Char>& wild) const {
+    while (v < vEnd && p < pEnd && *v == *p && !isHigh(*p) && *p != wild.many && *p != wild.single &&
+           *p != wild.escape) {
+      ++v;
+      ++p;
+    }
+  }
 
   const Char* next(const Char* p, const Char* end) const { return WideWalk().next(p, end); }
 
@@ -104,7 +185,9 @@ class Matcher {
   bool match(const Char* value, const Char* pattern) {
     v = value;
     p = pattern;
-    while (v < valueEnd) {
+    for (;;) {
+      text.passSame(v, valueEnd, p, patternEnd, wild);
+      if (v == valueEnd) break;
       if (p < patternEnd && *p == wild.many) {
         if (!passMany()) continue;
         if (p == patternEnd) return true;

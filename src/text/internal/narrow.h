@@ -22,7 +22,6 @@ struct LocaleFacts {
   char codeset[64];          // the name of the encoding
   unsigned char size[256];   // 2 when the byte can begin a double-byte character, else 1
   unsigned char upper[256];  // the byte as a character of its own, folded by strUpper
-  unsigned char lower[256];
 };
 
 // The facts of the calling thread's locale, valid until its next call.
@@ -76,24 +75,37 @@ class NarrowWalk {
     return whole < left ? whole : left;
   }
 
+  // `p` is below `end`.
   const unsigned char* next(const unsigned char* p, const unsigned char* end) const {
+    if (sizes[*p] == 1) return p + 1;  // as a branch, so that a walk need not wait for each size
     return p + step(p, static_cast<unsigned long>(end - p));
   }
 
   // The first start of a character at or past `target`, from the start of a character at `start`.
   const unsigned char* reach(const unsigned char* start, const unsigned char* target,
-                             const unsigned char* end) const;
+                             const unsigned char* end) const {
+    return start < target ? reachFurther(start, target, end) : start;
+  }
 
   // The byte as a character of its own, folded to upper case.
-  unsigned char fold(unsigned char byte) const { return utf8 && byte >= 0x80 ? byte : localeUpper[byte]; }
+  unsigned char fold(unsigned char byte) const { return upper[byte]; }
+
+  // Both tables have 256 entries. A size above 1 has to be asked for by `size`, except in UTF-8.
+  const unsigned char* sizeTable() const { return sizes; }
+  const unsigned char* foldTable() const { return upper; }
+  bool isUTF8() const { return utf8; }
 
   // True when runs of ASCII are single bytes and fold as a to z and A to Z do.
   bool plainFold() const { return asciiFold; }
   bool plainAscii() const { return asciiPlain; }
 
  private:
-  const unsigned char* sizes;        // 256 sizes by first byte
-  const unsigned char* localeUpper;  // 256 folded bytes
+  bool isSurelyStart(const unsigned char* start, const unsigned char* p) const;
+  const unsigned char* reachFurther(const unsigned char* start, const unsigned char* target,
+                                    const unsigned char* end) const;
+
+  const unsigned char* sizes;  // by first byte
+  const unsigned char* upper;  // folded bytes
   bool utf8;
   bool ask;  // a size of 2 has to be confirmed by the C library
   bool asciiPlain;
