@@ -80,15 +80,6 @@ void fillFacts(LocaleFacts& facts, const char* codeset) {
   facts.ready = true;
 }
 
-// The names are short, and a call would cost more than the comparison.
-bool isSameName(const char* a, const char* b) {
-  while (*a == *b && *a != 0) {
-    ++a;
-    ++b;
-  }
-  return *a == *b;
-}
-
 Bytes16 load16(const unsigned char* p) {
   Bytes16 bytes;
   std::memcpy(&bytes, p, sizeof bytes);
@@ -131,7 +122,7 @@ constexpr std::ptrdiff_t fourBlocks = 4 * block;
 const LocaleFacts& localeFacts() {
   LocaleFacts& facts = threadFacts;
   const char* codeset = nl_langinfo(CODESET);
-  if (!facts.ready || !isSameName(facts.codeset, codeset)) fillFacts(facts, codeset);
+  if (!facts.ready || std::strcmp(facts.codeset, codeset) != 0) fillFacts(facts, codeset);
   return facts;
 }
 
