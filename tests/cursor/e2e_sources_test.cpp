@@ -37,8 +37,10 @@ class DataSource : public testing::TestWithParam<Source> {
 
   // Rows 1 to `count`: (i, 'row i', null).
   void fill(int count) {
-    connection->run("with recursive g(i) as (select 1 union all select i + 1 from g where i < " +
-                    std::to_string(count) + ") insert into t select i, 'row ' || i, null from g");
+    connection->run(
+        "insert into t select i, 'row ' || i, null from (with recursive g(i) as "
+        "(select 1 union all select i + 1 from g where i < " +
+        std::to_string(count) + ") select i from g) as numbers");
   }
 
   OdbcConnection& conn() { return *connection; }
@@ -135,6 +137,37 @@ TEST_P(DataSource, ServesAResultLargerThanItsMemory) {
 
   EXPECT_SQL(SQL_SUCCESS, stmt, SQLCloseCursor(stmt));
   EXPECT_TRUE(temporary.files().empty());
+}
+
+TEST_P(DataSource, BindsRowWiseAtAnOffset) {
+  fill(5);
+  struct Row {
+    SQLINTEGER id;
+    SQLLEN idLength;
+    char name[12];
+    SQLLEN nameLength;
+  };
+  Row storage[5] = {};
+  SQLLEN offset = 2 * sizeof(Row);
+  OdbcStatement stmt(conn());
+  stmt.makeScrollable(2);
+  EXPECT_SQL(SQL_SUCCESS, stmt, stmt.set(SQL_ATTR_ROW_BIND_TYPE, sizeof(Row)));
+  EXPECT_SQL(SQL_SUCCESS, stmt, stmt.set(SQL_ATTR_ROW_BIND_OFFSET_PTR, &offset));
+  EXPECT_SQL(SQL_SUCCESS, stmt, SQLBindCol(stmt, 1, SQL_C_SLONG, &storage[0].id, 0, &storage[0].idLength));
+  EXPECT_SQL(
+      SQL_SUCCESS, stmt,
+      SQLBindCol(stmt, 2, SQL_C_CHAR, storage[0].name, sizeof storage[0].name, &storage[0].nameLength));
+  ASSERT_SQL(SQL_SUCCESS, stmt, stmt.execute("select id, name from t order by id"));
+  ASSERT_SQL(SQL_SUCCESS, stmt, SQLFetchScroll(stmt, SQL_FETCH_ABSOLUTE, 3));
+  EXPECT_EQ(3, storage[2].id);
+  EXPECT_STREQ("row 4", storage[3].name);
+  EXPECT_EQ(5, storage[3].nameLength);
+  offset = 0;
+  ASSERT_SQL(SQL_SUCCESS, stmt, SQLFetchScroll(stmt, SQL_FETCH_PRIOR, 0));
+  EXPECT_EQ(1, storage[0].id);
+  EXPECT_STREQ("row 2", storage[1].name);
+  EXPECT_EQ(3, storage[2].id);
+  EXPECT_EQ(0, storage[4].id);
 }
 
 TEST_P(DataSource, ReturnsToBookmarks) {

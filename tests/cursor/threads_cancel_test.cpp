@@ -88,6 +88,7 @@ TEST_F(Cancelling, EndsWhatIsStillExecuting) {
   EXPECT_NE(std::string::npos, stmt.states().find("HY008")) << stmt.why();
 
   script.faults.erase(script.faults.begin());
+  EXPECT_SQL(SQL_SUCCESS, stmt, SQLFreeStmt(stmt, SQL_CLOSE));
   ASSERT_SQL(SQL_SUCCESS, stmt, stmt.execute("select id, name from t"));
   ASSERT_SQL(SQL_SUCCESS, stmt, rows.fetch(SQL_FETCH_NEXT));
   ASSERT_SQL(SQL_SUCCESS, stmt, rows.fetch(SQL_FETCH_NEXT));

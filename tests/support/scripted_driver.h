@@ -85,7 +85,7 @@ class DriverScript {
       counts;  // calls by function, which ScriptFault::nth goes by; clear it to start anew
   std::vector<ScriptExecution> executions;
   int calls = 0;        // that `failAtCall` goes by: all but those that ask for diagnostics
-  bool failed = false;  // `failAtCall` has struck
+  std::string failed;   // the function that `failAtCall` struck
   int liveHandles = 0;  // allocated and not freed
   bool inGate = false;  // a call stands in the gate
 

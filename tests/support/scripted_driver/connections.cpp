@@ -6,15 +6,13 @@ using namespace scripted;
 
 namespace {
 
-SQLULEN number(SQLPOINTER value) {
-  return reinterpret_cast<SQLULEN>(value);
-}
+SQLULEN number(SQLPOINTER value) { return reinterpret_cast<SQLULEN>(value); }
 
-SQLRETURN connect(const char* function, SQLHDBC handle, const std::string& text, SQLCHAR* out,
-                  SQLSMALLINT size, SQLSMALLINT* length) {
+SQLRETURN connect(const char* function, SQLHDBC handle, const SQLCHAR* text, SQLSMALLINT textLength,
+                  SQLCHAR* out, SQLSMALLINT size, SQLSMALLINT* length) {
   return answer<Conn>(handle, function, [&](Conn& conn) {
     conn.connected = true;
-    return copyText(conn, text, out, size, length);
+    return copyText(conn, textOf(text, textLength), out, size, length);
   });
 }
 
@@ -112,12 +110,12 @@ extern "C" {
 
 SQLRETURN SQL_API SQLConnect(SQLHDBC conn, SQLCHAR* name, SQLSMALLINT length, SQLCHAR*, SQLSMALLINT, SQLCHAR*,
                              SQLSMALLINT) {
-  return connect("SQLConnect", conn, textOf(name, length), nullptr, 0, nullptr);
+  return connect("SQLConnect", conn, name, length, nullptr, 0, nullptr);
 }
 
 SQLRETURN SQL_API SQLDriverConnect(SQLHDBC conn, SQLHWND, SQLCHAR* text, SQLSMALLINT length, SQLCHAR* out,
                                    SQLSMALLINT size, SQLSMALLINT* outLength, SQLUSMALLINT) {
-  return connect("SQLDriverConnect", conn, textOf(text, length), out, size, outLength);
+  return connect("SQLDriverConnect", conn, text, length, out, size, outLength);
 }
 
 SQLRETURN SQL_API SQLDisconnect(SQLHDBC handle) {

@@ -22,9 +22,7 @@ bool asksForDiagnostics(const std::string& function) {
   return function == "SQLError" || function == "SQLGetDiagRec" || function == "SQLGetDiagField";
 }
 
-bool failed(SQLRETURN rc) {
-  return (rc & ~1) != 0;
-}
+bool failed(SQLRETURN rc) { return (rc & ~1) != 0; }
 
 }  // namespace
 
@@ -122,7 +120,7 @@ bool Call::fails(Handle& handle, SQLRETURN& rc) {
     }
   }
   if (++script->calls == script->failAtCall) {
-    script->failed = true;
+    script->failed = function;
     rc = handle.post("HY000");
     return true;
   }
@@ -199,9 +197,7 @@ void scriptedDriverSetScript(DriverScript* newScript) {
 SQLRETURN SQL_API SQLAllocHandle(SQLSMALLINT type, SQLHANDLE input, SQLHANDLE* output) {
   return allocate("SQLAllocHandle", type, input, output);
 }
-SQLRETURN SQL_API SQLAllocEnv(SQLHENV* out) {
-  return allocate("SQLAllocEnv", SQL_HANDLE_ENV, nullptr, out);
-}
+SQLRETURN SQL_API SQLAllocEnv(SQLHENV* out) { return allocate("SQLAllocEnv", SQL_HANDLE_ENV, nullptr, out); }
 SQLRETURN SQL_API SQLAllocConnect(SQLHENV env, SQLHDBC* out) {
   return allocate("SQLAllocConnect", SQL_HANDLE_DBC, env, out);
 }
@@ -218,12 +214,8 @@ SQLRETURN SQL_API SQLFreeHandle(SQLSMALLINT type, SQLHANDLE handle) {
     default: return SQL_INVALID_HANDLE;
   }
 }
-SQLRETURN SQL_API SQLFreeEnv(SQLHENV env) {
-  return release<Env>("SQLFreeEnv", env);
-}
-SQLRETURN SQL_API SQLFreeConnect(SQLHDBC conn) {
-  return release<Conn>("SQLFreeConnect", conn);
-}
+SQLRETURN SQL_API SQLFreeEnv(SQLHENV env) { return release<Env>("SQLFreeEnv", env); }
+SQLRETURN SQL_API SQLFreeConnect(SQLHDBC conn) { return release<Conn>("SQLFreeConnect", conn); }
 
 SQLRETURN SQL_API SQLGetDiagRec(SQLSMALLINT type, SQLHANDLE handle, SQLSMALLINT number, SQLCHAR* state,
                                 SQLINTEGER* native, SQLCHAR* text, SQLSMALLINT size, SQLSMALLINT* length) {

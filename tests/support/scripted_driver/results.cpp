@@ -239,9 +239,7 @@ SQLRETURN SQL_API SQLBindCol(SQLHSTMT handle, SQLUSMALLINT number, SQLSMALLINT c
   });
 }
 
-SQLRETURN SQL_API SQLFetch(SQLHSTMT handle) {
-  return answer<Stmt>(handle, "SQLFetch", fetchArray);
-}
+SQLRETURN SQL_API SQLFetch(SQLHSTMT handle) { return answer<Stmt>(handle, "SQLFetch", fetchArray); }
 
 SQLRETURN SQL_API SQLFetchScroll(SQLHSTMT handle, SQLSMALLINT orientation, SQLLEN) {
   return answer<Stmt>(handle, "SQLFetchScroll", [&](Stmt& stmt) {

@@ -94,12 +94,17 @@ SQLRETURN execute(Stmt& stmt) {
   return stmt.awaited.empty() ? finish(stmt) : NEED_DATA;
 }
 
-SQLRETURN executeText(const char* function, SQLHSTMT handle, const std::string& text) {
+SQLRETURN executeText(const char* function, SQLHSTMT handle, const SQLCHAR* text, SQLINTEGER length) {
   return answer<Stmt>(handle, function, [&](Stmt& stmt) {
-    stmt.text = text;
+    stmt.text = textOf(text, length);
     stmt.prepared = false;
     return execute(stmt);
   });
+}
+
+// A catalog function is a statement by its own name.
+SQLRETURN executeCatalog(const char* function, SQLHSTMT handle) {
+  return executeText(function, handle, reinterpret_cast<const SQLCHAR*>(function), SQL_NTS);
 }
 
 SQLRETURN bind(const char* function, SQLHSTMT handle, SQLUSMALLINT number, const Record& record) {
@@ -145,18 +150,18 @@ SQLRETURN SQL_API SQLExecute(SQLHSTMT handle) {
 }
 
 SQLRETURN SQL_API SQLExecDirect(SQLHSTMT handle, SQLCHAR* sql, SQLINTEGER length) {
-  return executeText("SQLExecDirect", handle, textOf(sql, length));
+  return executeText("SQLExecDirect", handle, sql, length);
 }
 SQLRETURN SQL_API SQLTables(SQLHSTMT handle, SQLCHAR*, SQLSMALLINT, SQLCHAR*, SQLSMALLINT, SQLCHAR*,
                             SQLSMALLINT, SQLCHAR*, SQLSMALLINT) {
-  return executeText("SQLTables", handle, "SQLTables");
+  return executeCatalog("SQLTables", handle);
 }
 SQLRETURN SQL_API SQLColumns(SQLHSTMT handle, SQLCHAR*, SQLSMALLINT, SQLCHAR*, SQLSMALLINT, SQLCHAR*,
                              SQLSMALLINT, SQLCHAR*, SQLSMALLINT) {
-  return executeText("SQLColumns", handle, "SQLColumns");
+  return executeCatalog("SQLColumns", handle);
 }
 SQLRETURN SQL_API SQLGetTypeInfo(SQLHSTMT handle, SQLSMALLINT) {
-  return executeText("SQLGetTypeInfo", handle, "SQLGetTypeInfo");
+  return executeCatalog("SQLGetTypeInfo", handle);
 }
 
 SQLRETURN SQL_API SQLBindParameter(SQLHSTMT handle, SQLUSMALLINT number, SQLSMALLINT, SQLSMALLINT cType,
