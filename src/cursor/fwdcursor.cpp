@@ -45,7 +45,7 @@ void FwdCursor::initMembers() {
   rowsDone = effectiveRowset = rowsetSize;
   curRow = nextRow = -rowsetSize;
   rowsRead = 0;
-  endOfData = resumeFetch = rowErrors = false;
+  endOfData = resumeFetch = rowErrors = cutShort = false;
   nameLength = nameBufferSize(conn->maxColumnNameLength);
   resultCols = boundCols = 0;
   columns = nullptr;
@@ -73,7 +73,9 @@ SQLRETURN FwdCursor::release() {
 
 // The driver must not be left with the addresses of buffers that are gone, because the statement lives on
 // and the application may fetch without a cursor.
+// What the driver said of a failure stands before the clean-up calls it again.
 void FwdCursor::reset() {
+  moveErrors(stmt, -2, -2);
   const bool atEnd = endOfData;
   const bool rebind = driverBound && !stmt->savedArd;
   cleanup();
@@ -133,6 +135,12 @@ SQLRETURN FwdCursor::flush() {
 
 void FwdCursor::moveErrors(DMStmt* from, SQLLEN row, SQLLEN column) {
   stmt->RetrieveDriverErrorsRowCol(from, 1, row, column);
+}
+
+SQLRETURN FwdCursor::withCutShort(SQLRETURN rc) {
+  const bool warn = cutShort && rc == SQL_SUCCESS;
+  cutShort = false;
+  return warn ? SQLRETURN{SQL_SUCCESS_WITH_INFO} : rc;
 }
 
 void FwdCursor::throwIfCancelled() {

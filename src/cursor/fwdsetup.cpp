@@ -3,10 +3,13 @@
 
 #include <algorithm>
 #include <cstring>
+#include <utility>
 
 #include "cursor/cursor.h"
 #include "cursor/internal/forward.h"
+#include "cursor/internal/queue.h"
 #include "drivermanager/internal/driverfunctions.h"
+#include "drivermanager/internal/errors.h"
 
 namespace {
 
@@ -17,6 +20,30 @@ constexpr SQLULEN BOOKMARK_SIZE = 4;
 constexpr char NO_QUOTE[] = " ";
 constexpr unsigned short RECORD_CONVERTED = 1;  // DMDesc::recordFlags
 constexpr SQLLEN MAX_VALUE = SQLLEN{1} << 46;
+
+// Keeps a statement's diagnostics out of the way of a call that empties the queue, and puts them back in
+// front. With the handle's reserve record in the queue they stay where they are: it can stand in one place.
+class HeldErrors {
+ public:
+  explicit HeldErrors(DMStmt* stmt) : stmt(stmt) {
+    if (clQueued(stmt, u"HY001")) return;
+    const ZuCriticalSectionHolder lock(stmt->queueLock);
+    held = std::exchange(stmt->errorQueue, nullptr);
+  }
+  HeldErrors(const HeldErrors&) = delete;
+  HeldErrors& operator=(const HeldErrors&) = delete;
+  ~HeldErrors() {
+    const ZuCriticalSectionHolder lock(stmt->queueLock);
+    tagERRBUF** end = &held;
+    while (*end) end = &(*end)->next;
+    *end = stmt->errorQueue;
+    stmt->errorQueue = held;
+  }
+
+ private:
+  DMStmt* stmt;
+  tagERRBUF* held = nullptr;
+};
 
 }  // namespace
 
@@ -187,15 +214,23 @@ void FwdCursor::unbindDriver() {
 SQLRETURN FwdCursor::standInDescriptor() {
   DMDesc* copy = nullptr;
   SQLRETURN rc = CursorLibAllocHandle(SQL_HANDLE_DESC, conn, &copy);
-  if (clFailed(rc)) return rc;
+  if (clFailed(rc)) {
+    if (clQueued(conn, u"HY001")) throw CMemoryException();
+    stmt->RetrieveDriverErrorsRowCol(conn, 1, -2, -2);
+    return rc;
+  }
   rc = SQLCopyDesc(stmt->ard, copy);
   if (!clFailed(rc)) {
     stmt->savedArd = stmt->ard;
     rc = switchDescriptor(copy);
   }
   if (clFailed(rc)) {
+    const bool copied = stmt->savedArd != nullptr;
+    const bool outOfMemory = clQueued(copy, u"HY001");
     stmt->savedArd = nullptr;
     SQLFreeHandle(SQL_HANDLE_DESC, copy);
+    if (outOfMemory) throw CMemoryException();
+    if (!copied) throw ODBCException(stmt, clmsg::DriverBindFailed);
     return rc;
   }
   ++stmt->savedArd->shareCount;
@@ -209,6 +244,7 @@ SQLRETURN FwdCursor::standInDescriptor() {
 
 // With an open cursor the attribute may not change, so the statement has none for the time of the call.
 SQLRETURN FwdCursor::switchDescriptor(DMDesc* desc) {
+  const HeldErrors hold(stmt);
   FwdCursor* own = stmt->cursor;
   stmt->cursor = nullptr;
   const SQLRETURN rc = SQLSetStmtAttr(stmt, SQL_ATTR_APP_ROW_DESC, desc, SQL_IS_POINTER);

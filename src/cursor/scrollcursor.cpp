@@ -80,6 +80,7 @@ SQLRETURN ScrollCursor::release() {
 }
 
 void ScrollCursor::reset() {
+  moveErrors(stmt, -2, -2);
   cleanup();
   FwdCursor::reset();
   initMembers();
@@ -123,7 +124,7 @@ SQLRETURN ScrollCursor::runSetUp() {
 void ScrollCursor::lowerConcurrency() {
   if (concurrency == SQL_CONCUR_READ_ONLY) return;
   for (tagCINFO* info = columns; info != endOfColumns(); info = NextCINFO(info)) {
-    if (info->bind->octetLengthPtr || info->bind->cType != SQL_C_BINARY) continue;
+    if (isBookmark(info) || info->bind->octetLengthPtr || info->bind->cType != SQL_C_BINARY) continue;
     concurrencyLowered = true;
     concurrency = SQL_CONCUR_READ_ONLY;
   }
@@ -256,7 +257,7 @@ SQLRETURN ScrollCursor::fetchRowset(unsigned short orientation, SQLLEN offset, S
     const SQLRETURN lowered = clWarning(stmt, clmsg::ConcurrencyLowered);
     if (rc == SQL_SUCCESS) rc = lowered;
   }
-  return rc == SQL_SUCCESS && warning ? SQLRETURN{SQL_SUCCESS_WITH_INFO} : rc;
+  return withCutShort(rc == SQL_SUCCESS && warning ? SQLRETURN{SQL_SUCCESS_WITH_INFO} : rc);
 }
 
 SQLRETURN ScrollCursor::fetchFromBuffer(SQLLEN row, SQLULEN* count, unsigned short* status) {

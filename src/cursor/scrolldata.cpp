@@ -7,6 +7,7 @@
 #include "cursor/cursor.h"
 #include "cursor/internal/forward.h"
 #include "cursor/internal/guard.h"
+#include "cursor/internal/queue.h"
 #include "cursor/parser.h"
 
 namespace {
@@ -166,6 +167,9 @@ SQLRETURN ScrollCursor::getData(unsigned short column, short cType, void* value,
   } catch (ODBCException& exception) {
     if (exception.handle == auxStmt) exception.handle = stmt;  // the one that the application knows
     throw;
+  } catch (const RCException&) {
+    moveErrors(auxStmt, -2, -2);
+    throw;
   }
   if (rc == SQL_ERROR) initStage = Positioned;
   if (rc == SQL_ERROR || rc == SQL_SUCCESS_WITH_INFO) moveErrors(auxStmt, -2, -2);
@@ -177,6 +181,7 @@ SQLRETURN ScrollCursor::prepareGetData() {
     const SQLRETURN rc = CursorLibAllocStmt(conn, &auxStmt);
     if (clFailed(rc)) {
       auxStmt = nullptr;
+      if (clQueued(conn, u"HY001")) throw CMemoryException();
       stmt->RetrieveDriverErrorsRowCol(conn, 1, -2, -2);
       return rc;
     }
