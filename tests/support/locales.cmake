@@ -19,6 +19,7 @@ zulib_test_locale(ja_JP.EUC-JP ja_JP EUC-JP)
 zulib_test_locale(ja_JP.SJIS ja_JP SHIFT_JIS)
 zulib_test_locale(zh_CN.GBK zh_CN GBK)
 zulib_test_locale(en_US.UTF-8 en_US UTF-8)
+zulib_test_locale(de_DE.UTF-8 de_DE UTF-8)
 zulib_test_locale(tr_TR.ISO-8859-9 tr_TR ISO-8859-9)
 
 get_property(compiled_locales GLOBAL PROPERTY zulib_test_locales)

@@ -10,7 +10,7 @@
 #include <string>
 
 // Sets the process's locale for its scope: "ja_JP.EUC-JP", "ja_JP.SJIS", "zh_CN.GBK", "en_US.UTF-8",
-// "tr_TR.ISO-8859-9" or "C". A locale that is not there fails the test by an exception.
+// "de_DE.UTF-8", "tr_TR.ISO-8859-9" or "C". A locale that is not there fails the test by an exception.
 class TestLocale {
  public:
   explicit TestLocale(const char* name) : before(std::setlocale(LC_ALL, nullptr)) {
