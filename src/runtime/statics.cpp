@@ -3,6 +3,7 @@
 // number of times; each load runs this file from top to bottom, each unload from bottom to top.
 //
 // The order, by what each step makes:
+//    0  the profiles of code pages
 //    1  RAM_LOCK
 //    2  MDS_PERTHREAD_LOCK
 //    3  the sorter's statics
@@ -17,8 +18,10 @@
 //   12  the statics of the install directory
 //   13  thisDLL, CursorLibrarySingleThreadLock
 // Locks and error records stand in front, so that whatever comes later may take locks and report errors
-// in its constructor and destructor. A step whose part of the library is not built yet is missing below.
+// in its constructor and destructor. The profiles stand before all of them: they need neither, and code
+// pages are known before anything runs and as long as anything runs. A step whose part of the library is not built yet is missing below.
 
+#include "convert/ucnvconv.h"
 #include "runtime/internal/threadlist.h"
 #include "runtime/mds.h"
 #include "runtime/zucritse.h"
@@ -26,6 +29,8 @@
 #include "runtime/zuerror.h"
 #include "runtime/zusemaph.h"
 #include "runtime/zusemaphoreinfo.h"
+
+static IniInitialize codePageProfiles;
 
 ZuCriticalSection RAM_LOCK(0);
 
