@@ -19,7 +19,8 @@
 //   13  thisDLL, CursorLibrarySingleThreadLock
 // Locks and error records stand in front, so that whatever comes later may take locks and report errors
 // in its constructor and destructor. The profiles stand before all of them: they need neither, and code
-// pages are known before anything runs and as long as anything runs. A step whose part of the library is not built yet is missing below.
+// pages are known before anything runs and as long as anything runs. A step whose part of the library is
+// not built yet is missing below.
 
 #include "convert/ucnvconv.h"
 #include "runtime/internal/threadlist.h"
