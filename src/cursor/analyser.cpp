@@ -151,9 +151,10 @@ void SqlParser::analyzeSelect() {
   char* position = walkToSearch(&token);
   whereOffset = static_cast<SQLULEN>(token.start - text);
   if (token.type == TOKEN::End) {
-    // The blank parts the text from a WHERE behind it; the driver is not sent it (`textLength`).
+    // The blank parts the text from a WHERE behind it.
     text[whereOffset++] = ' ';
     text[whereOffset] = '\0';
+    textLength = static_cast<SQLLEN>(whereOffset);
     return;
   }
   walkBehindSearch(&token, position);

@@ -51,14 +51,16 @@ CFile::~CFile() {
 void CFile::fileSeek(off_t offset, int whence) {
   off_t base = 0;
   if (whence == SEEK_CUR) base = position;
-  if (whence == SEEK_END) {
-    struct stat facts;
-    if (fstat(fd, &facts) != 0) throw CFileException();
-    base = facts.st_size;
-  }
+  if (whence == SEEK_END) base = fileSize();
   off_t target;
   if (__builtin_add_overflow(base, offset, &target) || target < 0) throw CFileException();
   position = target;
+}
+
+off_t CFile::fileSize() const {
+  struct stat facts;
+  if (fstat(fd, &facts) != 0) throw CFileException();
+  return facts.st_size;
 }
 
 void CFile::fileRead(void* bytes, std::size_t count) {

@@ -107,6 +107,7 @@ class FwdCursor : public CLObject {
   static int isExpectedFetchError(unsigned short* sqlstate);
 
   void throwIfCancelled();
+  SQLRETURN withCutShort(SQLRETURN rc);  // a warning, once, when the result was cut short
   bool isVersion3Driver() const { return conn->driverVersion >= 300; }
 
   // A failure of one row fails the call: the row set has one row, and the caller is SQLFetchScroll.
@@ -138,6 +139,7 @@ class FwdCursor : public CLObject {
   bool endOfData;             // the driver has answered SQL_NO_DATA
   bool resumeFetch;           // the last fetch stopped on SQL_STILL_EXECUTING
   bool rowErrors;             // a row of this row set had an error
+  bool cutShort;              // an error of the driver ended the result while rows were read ahead
   SQLLEN rowsDone;            // rows of the current row set already delivered
   SQLLEN rowsetSize;          // in force
   SQLLEN effectiveRowset;     // used by this fetch; can differ between fetches
@@ -276,6 +278,7 @@ class ScrollCursor : public FwdCursor {
   tagFBHDR* findBlock(SQLLEN row) const;
   tagFBHDR* getBlock(SQLLEN row);
   tagFBHDR* addBlock(SQLLEN row);
+  void checkFile() const;
   void unlink(tagFBHDR* block);
   void moveToHead(tagFBHDR* block);
   void readBlock(tagFBHDR* block, SQLLEN row);

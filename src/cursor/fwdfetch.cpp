@@ -55,7 +55,7 @@ SQLRETURN FwdCursor::fetch(unsigned short orientation, SQLLEN offset, SQLULEN* r
   const SQLRETURN rc = fetchFromDriver(row, rowCount, rowStatus);
   if (!clFailed(rc)) curRow = nextRow;
   if (rc == SQL_NO_DATA) curRow = rowsRead;
-  return rc == SQL_SUCCESS ? found : rc;
+  return withCutShort(rc == SQL_SUCCESS ? found : rc);
 }
 
 SQLRETURN FwdCursor::fetchFromDriver(SQLLEN firstRow, SQLULEN* rowCount, unsigned short* rowStatus) {
@@ -156,8 +156,13 @@ SQLRETURN FwdCursor::fetchToRow(SQLLEN row) {
         cancelled = false;
         return rc;
       }
-      // The rest of the result is treated as gone, after any other warning too. This is meant.
-      if (!stmt->ValidateErrorQueue(isExpectedFetchError)) rc = SQL_NO_DATA;
+      // The rest of the result is treated as gone, after any other warning too. This is meant; the fetch
+      // that read ahead answers with the driver's words.
+      if (!stmt->ValidateErrorQueue(isExpectedFetchError)) {
+        moveErrors(stmt, UNKNOWN_COLUMN, UNKNOWN_COLUMN);
+        cutShort = true;
+        rc = SQL_NO_DATA;
+      }
     }
     if (rc == SQL_NO_DATA) endOfData = true;
     if (rc != SQL_ERROR && clFailed(rc)) return rc;

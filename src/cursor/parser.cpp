@@ -124,7 +124,7 @@ SQLRETURN SqlParser::paramData(void** value) {
 
 // A positioned statement is sent as text each time, because the current row has other values.
 SQLRETURN SqlParser::execute() {
-  if (state == New) throw ODBCException(stmt, clmsg::NotExecuted);
+  if (state == New) throw ODBCException(stmt, clmsg::NoStatementText);
   if (targetName && !target) {
     findTarget();
     checkTarget();

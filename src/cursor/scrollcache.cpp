@@ -49,11 +49,22 @@ tagFBHDR* ScrollCursor::getBlock(SQLLEN row) {
   if (!block) {
     block = blockList;
     while (block->next) block = block->next;
+    checkFile();
     if (block->dirty) writeBlock(block);
     readBlock(block, row);
   }
   moveToHead(block);
   return block;
+}
+
+// A file that was cut short must be found out before the next write makes it long again, with zeros where
+// rows were.
+void ScrollCursor::checkFile() const {
+  try {
+    if (file->fileSize() >= fileLength) return;
+  } catch (const CFileException&) {
+  }
+  throw ODBCException(stmt, clmsg::TempFileRead);
 }
 
 tagFBHDR* ScrollCursor::addBlock(SQLLEN row) {

@@ -45,9 +45,10 @@ SQLRETURN SqlParser::runSequence(Submit function) {
   Next next = state == Described ? Next::Describe : Next::Finish;
   if (state == Final || state == Sent) {
     if (state == Final) {
-      stopIfCancelled();
+      if (!suspended) stopIfCancelled();  // else the driver's answer is taken first, or it would stay busy
       rc = first = send(function);
       if (rc == SQL_STILL_EXECUTING) return rc;
+      if (cancelled && !clFailed(rc)) CursorLibFreeStmt(stmt, SQL_CLOSE);
     }
     stopIfCancelled();
     state = Sent;

@@ -28,6 +28,9 @@ class CFile : public CLObject {
   void fileClose();
   static void fileRemove(const char* name);
 
+  // The bytes that the file has now, whoever may have changed it.
+  off_t fileSize() const;
+
   // Records the length; the file itself is not touched.
   void fileSetLength(off_t newLength) { length = newLength; }
 
