@@ -1,6 +1,7 @@
 // An application that scrolls: a tour over a database of its own, or any data source of the user's.
 
 #include <CLI/CLI.hpp>
+#include <clocale>
 #include <cstdio>
 #include <cstdlib>
 #include <filesystem>
@@ -32,6 +33,11 @@ class ScratchDirectory {
 }  // namespace
 
 int main(int argc, char** argv) {
+  // The user's language, for error texts. Numbers stay as SQL writes them, with a point. Where the machine
+  // does not have the locale, error texts still follow the environment.
+  std::setlocale(LC_ALL, "");
+  std::setlocale(LC_NUMERIC, "C");
+
   CLI::App app("Scrolls in the result of a query, through the cursor library.");
   std::string connect;
   std::string sql;

@@ -156,6 +156,17 @@ void showCache(const std::string& directory, Rowset& rows, std::size_t count) {
               cacheFileSize(directory) / 1024);
 }
 
+// The texts follow the locale: LANG=de_DE.UTF-8 gives this one in German.
+void showError(const Connection& connection) {
+  title("an error in your language: DELETE at a cursor that nobody has");
+  Statement writer(connection);
+  const std::string sql = "delete from books where current of nowhere";
+  if (SQL_SUCCEEDED(SQLExecDirect(writer.handle(), sqlText(sql), SQL_NTS))) {
+    throw OdbcError(sql + " found a cursor");
+  }
+  std::printf("    %s\n", diagnostics(SQL_HANDLE_STMT, writer.handle()).c_str());
+}
+
 }  // namespace
 
 void tourOfSqlite(const std::string& directory, std::size_t rowCount) {
@@ -175,6 +186,7 @@ void tourOfSqlite(const std::string& directory, std::size_t rowCount) {
   showPositionedStatements(connection, reader, rows);
   showLongValue(reader, rows);
   showCache(directory, rows, rowCount);
+  showError(connection);
   std::puts("");
 }
 

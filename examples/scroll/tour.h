@@ -6,7 +6,8 @@
 #include <string>
 
 // Makes a SQLite database of `rows` rows in `directory`, opens it through the cursor library and shows
-// every way to move in it, a positioned update and delete, a long value in pieces and the row cache.
+// every way to move in it, a positioned update and delete, a long value in pieces, the row cache and an
+// error.
 void tourOfSqlite(const std::string& directory, std::size_t rows);
 
 // Scrolls the result of `sql` on any data source: first, next, last, prior, and to the middle.

@@ -80,9 +80,13 @@ pass "the README's example through pkg-config"
 # The demo: its exit code, and one line that only a working cursor prints.
 cmake -S examples/scroll -B "$scratch/scroll" -G Ninja -DCMAKE_PREFIX_PATH="$scratch/prefix" >/dev/null
 cmake --build "$scratch/scroll" >/dev/null || fail "examples/scroll does not build"
-demo=$("$scratch/scroll/scroll") || fail "the demo ended with an error: $demo"
+demo=$(env -u LC_ALL -u LC_MESSAGES -u LANG "$scratch/scroll/scroll") || fail "the demo ended with an error: $demo"
 grep -q '5000 rows delivered going backwards' <<<"$demo" || fail "the demo printed: $demo"
 grep -q '99.5' <<<"$demo" || fail "the demo shows no updated row"
+grep -q '34000:.*No statement of this connection has a cursor of this name' <<<"$demo" || fail "the demo shows no error"
+demo=$(env -u LC_ALL -u LC_MESSAGES LANG=de_DE.UTF-8 "$scratch/scroll/scroll")
+grep -q '34000:.*Keine Anweisung dieser Verbindung hat einen Cursor dieses Namens' <<<"$demo" ||
+  fail "the demo's error is not German: $demo"
 pass "the demo"
 
 echo "$passed passed, 0 failed"
