@@ -51,9 +51,10 @@ void arrayAdd(benchmark::State& state) {
   Number number;
   for (auto _ : state) {
     ZuArray array(0);
-    bool failed = array.setInitialSize(1) != 0;
-    for (unsigned long i = 0; i < countOf(state); ++i) failed |= array.add(&number) != 0;
-    if (failed) state.SkipWithError("memory is gone");
+    if (array.setInitialSize(1)) return state.SkipWithError("memory is gone");
+    for (unsigned long i = 0; i < countOf(state); ++i) {
+      if (array.add(&number)) return state.SkipWithError("memory is gone");
+    }
     benchmark::DoNotOptimize(array[0]);
     benchmark::ClobberMemory();
   }
