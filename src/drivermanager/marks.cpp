@@ -31,7 +31,12 @@ void takeBackMark(const DMHandle* handle) {
   MarkTable& marks = threadMarks;
   for (unsigned i = marks.count; i-- != 0;) {
     if (marks.entries[i].handle != handle) continue;
-    if (--marks.entries[i].depth == 0) marks.entries[i] = marks.entries[--marks.count];
+    // The last mark set is mostly the first taken back; it is not copied, since a copy would wait for the
+    // depth that was stored a moment ago, once for every row that is fetched.
+    if (marks.entries[i].depth > 1)
+      --marks.entries[i].depth;
+    else if (i != --marks.count)
+      marks.entries[i] = marks.entries[marks.count];
     return;
   }
 }

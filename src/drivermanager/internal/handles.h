@@ -122,7 +122,9 @@ struct MarkTable {
     return false;
   }
 };
-extern constinit thread_local MarkTable threadMarks;
+// Read several times for every row that is fetched, so its address must not cost a call. The table fits the
+// room that the loader keeps for libraries which are opened late.
+extern constinit thread_local MarkTable threadMarks __attribute__((tls_model("initial-exec")));
 
 // True when the calling thread has marked the handle, or what it stands under. Only a thread that holds
 // a mark looks into the handle at all, and that thread is inside the cursor library, which knows its own.
