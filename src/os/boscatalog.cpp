@@ -185,11 +185,6 @@ void cursorLibInit() {
   thisDLL.catalog = OpenStrings(nullptr, cursorCatalog);
 }
 
-void cursorLibTerm() {
-  CloseStrings(thisDLL.catalog);
-  thisDLL.catalog = bosNoCatalog;
-}
-
 bool IsSqlState(const char* state, unsigned id) {
   unsigned char known[sqlstateSize];
   LoadStringFromOpenFile(thisDLL.catalog, id + 1, known, sizeof known);

@@ -74,12 +74,28 @@ ZU_API unsigned long LoadStringFromOpenFile(nl_catd catalog, unsigned id, unsign
 // UTF-8 is read as Latin-1.
 ZU_API unsigned long LoadStringW(const char* instance, unsigned id, unsigned short* out, unsigned long size);
 
-// Finds the installation directory and opens the cursor library's catalog, at library load; and closes it.
-void cursorLibInit();
-void cursorLibTerm();
+// Finds the installation directory and opens the cursor library's catalog. Runs once, at library load.
+ZU_API void cursorLibInit();
 
 // True when the SQLSTATE that belongs to the cursor library's message `id` is `state`, without regard to
 // case. The number holds the text and the next number the SQLSTATE.
 ZU_API bool IsSqlState(const char* state, unsigned id);
+
+// What happens at load and at unload; one static object of each.
+class ProcessCatalogOwner {
+ public:
+  ProcessCatalogOwner() = default;
+  ProcessCatalogOwner(const ProcessCatalogOwner&) = delete;
+  ProcessCatalogOwner& operator=(const ProcessCatalogOwner&) = delete;
+  ~ProcessCatalogOwner() { bosFreeResourceDLL(nullptr, nullptr); }
+};
+
+class CursorLibraryStart {
+ public:
+  CursorLibraryStart() { cursorLibInit(); }
+  CursorLibraryStart(const CursorLibraryStart&) = delete;
+  CursorLibraryStart& operator=(const CursorLibraryStart&) = delete;
+  ~CursorLibraryStart() { CloseStrings(thisDLL.catalog); }
+};
 
 #endif

@@ -23,6 +23,7 @@
 // not built yet is missing below.
 
 #include "convert/ucnvconv.h"
+#include "os/boscatalog.h"
 #include "runtime/internal/threadlist.h"
 #include "runtime/mds.h"
 #include "runtime/zucritse.h"
@@ -47,4 +48,9 @@ ZuSemaphore ExchangeTaskLock(nullptr, nullptr);
 ZuSemaphoreInfo BOS_ZUSEMAPHORE_INFO;
 ZuRunTimeDebug BOS_RUNTIME_DEBUG;
 
+ZuCriticalSection CritOpen(0);
+ZuCriticalSection CritCatalog(0);
+static ProcessCatalogOwner processCatalogOwner;
+
+static CursorLibraryStart cursorLibraryStart;
 ZuCriticalSection CursorLibrarySingleThreadLock(0);

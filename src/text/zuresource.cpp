@@ -1,32 +1,34 @@
 #include "text/zuresource.h"
 
-#include <charconv>
+#include <atomic>
 
+#include "os/boscatalog.h"
 #include "text/strcopy.h"
 
 namespace {
 
-// The one place where texts come from. The catalog reader stands on a higher floor; where there is no
-// catalog, a text is its number in decimal, so a message can still be looked up by a person.
-unsigned long loadText(unsigned char* out, unsigned short id) {
-  auto* text = reinterpret_cast<char*>(out);
-  char* end = std::to_chars(text, text + zuResourceTextSize - 1, id).ptr;
-  *end = 0;
-  return static_cast<unsigned long>(end - text);
+std::atomic<bool> catalogIsOpen = false;
+unsigned long catalogUsers = 0;
+
+// The first text opens the catalog, unless a driver has opened its own: only then has the program had the
+// time to set its locale. Two threads may both come here first, which does no harm.
+void openCatalog() {
+  if (catalogIsOpen.load(std::memory_order_acquire)) return;
+  if (bosLoadResourceDLL(BZUHINST, 0, nullptr, &catalogUsers) != 0) return;
+  catalogIsOpen.store(true, std::memory_order_release);
 }
 
 }  // namespace
 
 unsigned long winGetString(unsigned char* out, unsigned short id) {
+  openCatalog();
   unsigned char text[zuResourceTextSize];
-  unsigned long length = loadText(text, id);
+  unsigned long length = LoadString(BZUHINST, id, text, sizeof text);
   strCopy(out, text, length);
   return length;
 }
 
 unsigned long winGetString(unsigned short* out, unsigned short id) {
-  unsigned char text[zuResourceTextSize];
-  unsigned long length = loadText(text, id);
-  strCopy(out, text, length);
-  return length;
+  openCatalog();
+  return LoadStringW(BZUHINST, id, out, zuResourceTextSize);
 }

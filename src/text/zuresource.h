@@ -1,4 +1,5 @@
-// Texts of the library's catalog, by number.
+// Texts of the catalog, by number (os/boscatalog.h): UTF-8, and UTF-16. A text that no catalog has is its
+// number in decimal.
 //
 // Thread use: any thread.
 
@@ -11,7 +12,7 @@
 constexpr unsigned long zuResourceTextSize = 1024;
 
 // Writes text `id`, terminated, to `out`, which has room for zuResourceTextSize characters, and answers its
-// length: 0, with `out` empty, when there is no such text.
+// length: 0, with `out` empty, when the text is empty.
 ZU_API unsigned long winGetString(unsigned char* out, unsigned short id);
 ZU_API unsigned long winGetString(unsigned short* out, unsigned short id);
 
