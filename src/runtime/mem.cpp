@@ -22,22 +22,31 @@ bool overlap(const void* a, const void* b, unsigned long n) {
 
 // Like the loop, the C library must not see the pointers of an empty range: they may be null.
 
+// The loops stand apart from the tests before them, so that what is called for every copy stays short.
+[[gnu::noinline]] void loopForward(void* dest, const void* src, unsigned long n) {
+  for (unsigned long i = 0; i < n; ++i) static_cast<Byte*>(dest)[i] = static_cast<const Byte*>(src)[i];
+}
+
+[[gnu::noinline]] void loopBackward(void* dest, const void* src, unsigned long n) {
+  for (unsigned long i = n; i-- > 0;) static_cast<Byte*>(dest)[i] = static_cast<const Byte*>(src)[i];
+}
+
 void copyForward(void* dest, const void* src, unsigned long n) {
   if (n == 0) return;
-  if (distance(src, dest) >= n) {
+  if (distance(src, dest) >= n) [[likely]] {
     std::memmove(dest, src, n);
-    return;
+  } else {
+    loopForward(dest, src, n);
   }
-  for (unsigned long i = 0; i < n; ++i) static_cast<Byte*>(dest)[i] = static_cast<const Byte*>(src)[i];
 }
 
 void copyBackward(void* dest, const void* src, unsigned long n) {
   if (n == 0) return;
-  if (distance(dest, src) >= n) {
+  if (distance(dest, src) >= n) [[likely]] {
     std::memmove(dest, src, n);
-    return;
+  } else {
+    loopBackward(dest, src, n);
   }
-  for (unsigned long i = n; i-- > 0;) static_cast<Byte*>(dest)[i] = static_cast<const Byte*>(src)[i];
 }
 
 // Units number `from` up to, not including, `to`, in rising order, each read and written whole.
