@@ -1,8 +1,11 @@
 #include "text/internal/narrow.h"
 
 #include <langinfo.h>
+#if defined(__x86_64__)
+#include <immintrin.h>
+#endif
 
-#include <array>
+#include <bit>
 #include <climits>
 #include <cstdlib>
 #include <cwchar>
@@ -14,23 +17,6 @@ namespace {
 typedef signed char Bytes16 __attribute__((vector_size(16)));
 typedef unsigned char UnsignedBytes16 __attribute__((vector_size(16)));
 typedef std::uint64_t Words2 __attribute__((vector_size(16)));
-
-constexpr std::array<unsigned char, 256> utf8Sizes = [] {
-  std::array<unsigned char, 256> sizes{};
-  for (unsigned byte = 0; byte < 256; ++byte) {
-    sizes[byte] = byte < 0xC0 ? 1 : byte < 0xE0 ? 2 : byte < 0xF0 ? 3 : 4;
-  }
-  return sizes;
-}();
-
-// ASCII folds alike in every locale, so single bytes of UTF-8 need no facts.
-constexpr std::array<unsigned char, 256> asciiUpper = [] {
-  std::array<unsigned char, 256> upper{};
-  for (unsigned byte = 0; byte < 256; ++byte) {
-    upper[byte] = static_cast<unsigned char>(byte >= 'a' && byte <= 'z' ? byte - 32 : byte);
-  }
-  return upper;
-}();
 
 // Plain data, so that it needs no constructor and no destructor in a library that may be unloaded.
 thread_local LocaleFacts threadFacts;
@@ -108,14 +94,66 @@ struct CiFindings {
   bool areNone() const { return !any(diff | (high & static_cast<signed char>(0x80))); }
 };
 
+#if defined(__x86_64__)
+typedef signed char Bytes32 __attribute__((vector_size(32)));
+typedef unsigned char UnsignedBytes32 __attribute__((vector_size(32)));
+
+// What `CiFindings` looks for, in blocks of 32 bytes: how many bytes are the same. One function without
+// helpers, since only what carries the mark may hold such vectors. A high bit of `b` alone is a difference.
+[[gnu::target("avx2")]] unsigned long sameAsciiCi32(const unsigned char* a, const unsigned char* b,
+                                                    unsigned long n) {
+  unsigned long i = 0;
+  for (; n - i >= 32; i += 32) {
+    Bytes32 x, y;
+    std::memcpy(&x, a + i, sizeof x);
+    std::memcpy(&y, b + i, sizeof y);
+    const auto shifted = reinterpret_cast<UnsignedBytes32>(x | 0x20) + (127 - 'z');
+    const Bytes32 isLetter = reinterpret_cast<Bytes32>(shifted) > 127 - 26;
+    const Bytes32 found = ((x ^ y) & ~(isLetter & 0x20)) | (x & static_cast<signed char>(0x80));
+    const auto bits = reinterpret_cast<__m256i>(found);
+    if (_mm256_testz_si256(bits, bits) == 0) break;
+  }
+  return i;
+}
+
+bool hasBlocksOf32() { return __builtin_cpu_supports("avx2") != 0; }
+#else
+unsigned long sameAsciiCi32(const unsigned char*, const unsigned char*, unsigned long) { return 0; }
+bool hasBlocksOf32() { return false; }
+#endif
+
 Bytes16 isEither(const unsigned char* p, signed char c1, signed char c2) {
   const Bytes16 bytes = load16(p);
   return (bytes == c1) | (bytes == c2);
 }
 
-// Both loops below look at four blocks at a time, then at one.
+// The searches look at four blocks at a time, then at one.
 constexpr std::ptrdiff_t block = 16;
 constexpr std::ptrdiff_t fourBlocks = 4 * block;
+
+// The number of the first byte in memory that is not 0.
+static_assert(std::endian::native == std::endian::little);
+std::ptrdiff_t lowestByte(std::uint64_t word) { return std::countr_zero(word) / 8; }
+
+// Has the high bit of each byte set that is 0; above the first of them maybe of others too.
+std::uint64_t zeroBytes(std::uint64_t word) { return (word - 0x0101010101010101u) & ~word & highBits; }
+
+std::uint64_t spread(unsigned char byte) { return 0x0101010101010101u * byte; }
+
+// `findEither` in less than a block: in the first and the last eight bytes, which may overlap.
+const unsigned char* findEitherShort(const unsigned char* p, const unsigned char* end, unsigned char c1,
+                                     unsigned char c2) {
+  if (end - p >= 8) {
+    for (const unsigned char* at : {p, end - 8}) {
+      const std::uint64_t word = load8(at);
+      const std::uint64_t found = zeroBytes(word ^ spread(c1)) | zeroBytes(word ^ spread(c2));
+      if (found != 0) return at + lowestByte(found);
+    }
+    return nullptr;
+  }
+  while (p < end && *p != c1 && *p != c2) ++p;
+  return p < end ? p : nullptr;
+}
 
 }  // namespace
 
@@ -153,6 +191,7 @@ const unsigned char* skipAscii(const unsigned char* p, const unsigned char* end)
 
 const unsigned char* findEither(const unsigned char* p, const unsigned char* end, unsigned char c1,
                                 unsigned char c2) {
+  if (end - p < block) return findEitherShort(p, end, c1, c2);
   const auto s1 = static_cast<signed char>(c1);
   const auto s2 = static_cast<signed char>(c2);
   for (; end - p >= fourBlocks; p += fourBlocks) {
@@ -161,9 +200,11 @@ const unsigned char* findEither(const unsigned char* p, const unsigned char* end
       break;
     }
   }
-  while (end - p >= block && !any(isEither(p, s1, s2))) p += block;
-  for (; p < end; ++p) {
-    if (*p == c1 || *p == c2) return p;
+  for (; p < end; p += block) {
+    if (end - p < block) p = end - block;  // looks again at some bytes that are known to be neither
+    const Words2 found = reinterpret_cast<Words2>(isEither(p, s1, s2));
+    if (found[0] != 0) return p + lowestByte(found[0]);
+    if (found[1] != 0) return p + 8 + lowestByte(found[1]);
   }
   return nullptr;
 }
@@ -171,10 +212,16 @@ const unsigned char* findEither(const unsigned char* p, const unsigned char* end
 unsigned long sameAsciiCi(const unsigned char* a, const unsigned char* b, unsigned long n) {
   const unsigned char* start = a;
   const unsigned char* end = a + n;
-  for (; end - a >= fourBlocks; a += fourBlocks, b += fourBlocks) {
-    CiFindings findings;
-    for (std::ptrdiff_t i = 0; i < fourBlocks; i += block) findings.look(a + i, b + i);
-    if (!findings.areNone()) break;
+  if (hasBlocksOf32()) {
+    const unsigned long same = sameAsciiCi32(a, b, n);
+    a += same;
+    b += same;
+  } else {
+    for (; end - a >= fourBlocks; a += fourBlocks, b += fourBlocks) {
+      CiFindings findings;
+      for (std::ptrdiff_t i = 0; i < fourBlocks; i += block) findings.look(a + i, b + i);
+      if (!findings.areNone()) break;
+    }
   }
   for (; end - a >= block; a += block, b += block) {
     CiFindings findings;
@@ -184,18 +231,11 @@ unsigned long sameAsciiCi(const unsigned char* a, const unsigned char* b, unsign
   return static_cast<unsigned long>(a - start);
 }
 
-NarrowWalk::NarrowWalk(zuCPType cp) : utf8(cp == zuCPUTF8) {
-  if (utf8) {
-    sizes = utf8Sizes.data();
-    upper = asciiUpper.data();
-    ask = false;
-    asciiPlain = true;
-    asciiFold = true;
-    return;
-  }
+void NarrowWalk::followLocale() {
   const LocaleFacts& facts = localeFacts();
   sizes = facts.size;
   upper = facts.upper;
+  utf8 = false;
   ask = true;
   asciiPlain = facts.asciiPlain;
   asciiFold = asciiPlain && facts.asciiFold;

@@ -27,17 +27,26 @@ constexpr std::array<unsigned char, 256> asTheyAre = [] {
   return bytes;
 }();
 
+// The walk through the text: that of UTF-8 is a constant, so that the compiler knows what its tables say.
+struct UTF8Text {
+  static constexpr NarrowWalk walk{};
+};
+struct LocaleText {
+  const NarrowWalk walk{zuCPLocale};
+};
+
 // What the match needs to know of narrow text.
-class NarrowText {
+template <class Source>
+class NarrowText : private Source {
  public:
   using Char = unsigned char;
 
-  NarrowText(zuCPType cp, bool caseSensitive)
-      : walk(cp), caseSensitive(caseSensitive), fold(caseSensitive ? asTheyAre.data() : walk.foldTable()) {}
+  explicit NarrowText(bool caseSensitive)
+      : caseSensitive(caseSensitive), fold(caseSensitive ? asTheyAre.data() : walk.foldTable()) {}
 
   // Passes literal characters that are the same in both, as far as that takes no more than a look at the
-  // tables. Where it ends decides nothing.
-  void passSame(const Char*& v, const Char* vEnd, const Char*& p, const Char* pEnd,
+  // tables. False when it ends at two that are surely not the same; else the place decides nothing.
+  bool passSame(const Char*& v, const Char* vEnd, const Char*& p, const Char* pEnd,
                 const Wildcards<Char>& wild) const {
     const Char* sizes = walk.sizeTable();
     if (walk.plainAscii()) passSameWords(v, vEnd, p, pEnd, wild);
@@ -46,13 +55,15 @@ class NarrowText {
       if (c == wild.many || c == wild.single || c == wild.escape) break;
       const unsigned char size = sizes[c];
       if (size == 1) {
-        if (fold[*v] != fold[c] || sizes[*v] != 1) break;
+        if (sizes[*v] != 1) break;
+        if (fold[*v] != fold[c]) return false;
       } else if (!walk.isUTF8() || !sameBytes(v, vEnd, p, pEnd, size)) {
         break;
       }
       v += size;
       p += size;
     }
+    return true;
   }
 
   const Char* next(const Char* p, const Char* end) const { return walk.next(p, end); }
@@ -74,6 +85,8 @@ class NarrowText {
   }
 
  private:
+  using Source::walk;
+
   static std::uint64_t spread(Char byte) { return 0x0101010101010101u * byte; }
   // Has a high bit set where a byte of `word`, all ASCII, is 0; and maybe above such a byte.
   static std::uint64_t zeros(std::uint64_t word) { return word - 0x0101010101010101u; }
@@ -81,6 +94,7 @@ class NarrowText {
   // Eight equal bytes of plain ASCII without wildcards at a time.
   static void passSameWords(const Char*& v, const Char* vEnd, const Char*& p, const Char* pEnd,
                             const Wildcards<Char>& wild) {
+    if (vEnd - v < 8 || pEnd - p < 8) return;
     const std::uint64_t many = spread(wild.many);
     const std::uint64_t single = spread(wild.single);
     const std::uint64_t escape = spread(wild.escape);
@@ -129,7 +143,6 @@ class NarrowText {
     return nullptr;
   }
 
-  NarrowWalk walk;
   bool caseSensitive;
   const Char* fold;  // of single bytes
 };
@@ -141,13 +154,14 @@ class WideText {
 
   explicit WideText(bool caseSensitive) : caseSensitive(caseSensitive) {}
 
-  void passSame(const Char*& v, const Char* vEnd, const Char*& p, const Char* pEnd,
+  bool passSame(const Char*& v, const Char* vEnd, const Char*& p, const Char* pEnd,
                 const Wildcards<Char>& wild) const {
     while (v < vEnd && p < pEnd && *v == *p && !isHigh(*p) && *p != wild.many && *p != wild.single &&
            *p != wild.escape) {
       ++v;
       ++p;
     }
+    return true;
   }
 
   const Char* next(const Char* p, const Char* end) const { return WideWalk().next(p, end); }
@@ -186,21 +200,23 @@ class Matcher {
     v = value;
     p = pattern;
     for (;;) {
-      text.passSame(v, valueEnd, p, patternEnd, wild);
+      const bool maybe = text.passSame(v, valueEnd, p, patternEnd, wild);
       if (v == valueEnd) break;
-      if (p < patternEnd && *p == wild.many) {
+      if (maybe && p < patternEnd && *p == wild.many) {
         if (!passMany()) continue;
         if (p == patternEnd) return true;
-        restart = {p, v};
-        if (!seekRestart()) return false;
-      } else if (p < patternEnd && *p == wild.single) {
+        restart.pattern = p;
+      } else if (maybe && p < patternEnd && *p == wild.single) {
         stepBoth();
-      } else if (!matchLiteral()) {
+        continue;
+      } else if (maybe && matchLiteral()) {
+        continue;
+      } else {
         if (restart.pattern == nullptr) return false;
         p = restart.pattern;
         v = text.next(restart.value, valueEnd);
-        if (!seekRestart()) return false;
       }
+      if (!seekRestart()) return false;
     }
     while (p < patternEnd && *p == wild.many) ++p;
     return p == patternEnd;
@@ -235,9 +251,9 @@ class Matcher {
     return true;
   }
 
-  // Behind `many` stands a literal (or a `single` that the value was too short for): goes on to the next
-  // place in the value where it matches, so that the places between need not be tried. False when there is
-  // none.
+  // Behind `many` stands a literal (or a `single` that the value was too short for): goes on to behind the
+  // next place in the value where it matches, so that the places between need not be tried. False when there
+  // is none.
   bool seekRestart() {
     restart.value = v;
     if (v == valueEnd || *p == wild.single) return true;
@@ -246,6 +262,8 @@ class Matcher {
     const Char* hit = text.seek(v, valueEnd, wanted, patternEnd);
     if (hit == nullptr) return false;
     restart.value = v = hit;
+    p = wanted;
+    stepBoth();
     return true;
   }
 
@@ -258,24 +276,41 @@ class Matcher {
   Restart<Char> restart;
 };
 
+template <class Source>
+[[gnu::noinline]] bool likeIn(const unsigned char* value, const unsigned char* valueEnd,
+                              const unsigned char* pattern, const unsigned char* patternEnd,
+                              Wildcards<unsigned char> wild, bool caseSensitive) {
+  using Text = NarrowText<Source>;
+  const Text text(caseSensitive);
+  return Matcher<Text>(text, wild, valueEnd, patternEnd).match(value, pattern);
+}
+
+// Inline, so that the terminated form does not hand over ten arguments twice.
+inline bool like(const unsigned char* value, unsigned long valueLen, const unsigned char* pattern,
+                 unsigned long patternLen, Wildcards<unsigned char> wild, int caseSensitive, int keepBlanks,
+                 zuCPType cp) {
+  if (keepBlanks == 0) {
+    valueLen = strRightTrim(value, valueLen, cp);
+    patternLen = strRightTrim(pattern, patternLen, cp);
+  }
+  const unsigned char* valueEnd = value + valueLen;
+  const unsigned char* patternEnd = pattern + patternLen;
+  if (cp == zuCPUTF8) return likeIn<UTF8Text>(value, valueEnd, pattern, patternEnd, wild, caseSensitive != 0);
+  return likeIn<LocaleText>(value, valueEnd, pattern, patternEnd, wild, caseSensitive != 0);
+}
+
 }  // namespace
 
 bool strLike(const unsigned char* value, unsigned long valueLen, const unsigned char* pattern,
              unsigned long patternLen, unsigned char many, unsigned char single, unsigned char escape,
              int caseSensitive, int keepBlanks, zuCPType cp) {
-  if (keepBlanks == 0) {
-    valueLen = strRightTrim(value, valueLen, cp);
-    patternLen = strRightTrim(pattern, patternLen, cp);
-  }
-  const NarrowText text(cp, caseSensitive != 0);
-  return Matcher<NarrowText>(text, {many, single, escape}, value + valueLen, pattern + patternLen)
-      .match(value, pattern);
+  return like(value, valueLen, pattern, patternLen, {many, single, escape}, caseSensitive, keepBlanks, cp);
 }
 
 bool strLike(const unsigned char* value, const unsigned char* pattern, unsigned char many,
              unsigned char single, unsigned char escape, int caseSensitive, int keepBlanks, zuCPType cp) {
-  return strLike(value, narrowLength(value), pattern, narrowLength(pattern), many, single, escape,
-                 caseSensitive, keepBlanks, cp);
+  return like(value, narrowLength(value), pattern, narrowLength(pattern), {many, single, escape},
+              caseSensitive, keepBlanks, cp);
 }
 
 bool strLike(const unsigned short* value, unsigned long valueLen, const unsigned short* pattern,

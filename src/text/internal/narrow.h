@@ -7,6 +7,7 @@
 #ifndef ZULIB_TEXT_INTERNAL_NARROW_H
 #define ZULIB_TEXT_INTERNAL_NARROW_H
 
+#include <array>
 #include <cstddef>
 #include <cstdint>
 #include <cstring>
@@ -39,6 +40,24 @@ bool isWhiteSpaceWithin(const unsigned char* p, unsigned long left, const Locale
 
 inline constexpr std::uint64_t highBits = 0x8080808080808080u;
 
+// Sizes in UTF-8, by first byte.
+inline constexpr std::array<unsigned char, 256> utf8Sizes = [] {
+  std::array<unsigned char, 256> sizes{};
+  for (unsigned byte = 0; byte < 256; ++byte) {
+    sizes[byte] = byte < 0xC0 ? 1 : byte < 0xE0 ? 2 : byte < 0xF0 ? 3 : 4;
+  }
+  return sizes;
+}();
+
+// ASCII folds alike in every locale, so single bytes of UTF-8 need no facts.
+inline constexpr std::array<unsigned char, 256> asciiUpper = [] {
+  std::array<unsigned char, 256> upper{};
+  for (unsigned byte = 0; byte < 256; ++byte) {
+    upper[byte] = static_cast<unsigned char>(byte >= 'a' && byte <= 'z' ? byte - 32 : byte);
+  }
+  return upper;
+}();
+
 inline std::uint64_t load8(const void* p) {
   std::uint64_t word;
   std::memcpy(&word, p, sizeof word);
@@ -52,14 +71,18 @@ const unsigned char* skipAscii(const unsigned char* p, const unsigned char* end)
 const unsigned char* findEither(const unsigned char* p, const unsigned char* end, unsigned char c1,
                                 unsigned char c2);
 
-// How many bytes from the start of `a` and `b`, in steps of 16, are ASCII and the same but for a to z and A
+// How many bytes from the start of `a` and `b`, in whole blocks, are ASCII and the same but for a to z and A
 // to Z, at most `n`.
 unsigned long sameAsciiCi(const unsigned char* a, const unsigned char* b, unsigned long n);
 
 // Steps through narrow text of one type. Made for one operation: it must not outlive a change of locale.
 class NarrowWalk {
  public:
-  explicit NarrowWalk(zuCPType cp);
+  // Through UTF-8, which needs no locale: a walk that is a constant leaves only the looks at its tables.
+  constexpr NarrowWalk() = default;
+  explicit NarrowWalk(zuCPType cp) {
+    if (cp != zuCPUTF8) followLocale();
+  }
 
   // Bytes of the character at `p`, of which `left` (at least 1) may be looked at. Above `left` when the count
   // cuts the character.
@@ -84,7 +107,8 @@ class NarrowWalk {
   // The first start of a character at or past `target`, from the start of a character at `start`.
   const unsigned char* reach(const unsigned char* start, const unsigned char* target,
                              const unsigned char* end) const {
-    return start < target ? reachFurther(start, target, end) : start;
+    if (start >= target) return start;
+    return isPlainlyStart(start, target) ? target : reachFurther(start, target, end);
   }
 
   // The byte as a character of its own, folded to upper case.
@@ -100,16 +124,27 @@ class NarrowWalk {
   bool plainAscii() const { return asciiPlain; }
 
  private:
+  void followLocale();
+
+  // True when a look at the bytes just before `p`, which is past `start`, shows that none reaches over it.
+  bool isPlainlyStart(const unsigned char* start, const unsigned char* p) const {
+    if (!utf8) return sizes[p[-1]] == 1;
+    if (p - start < 4) return false;
+    std::uint32_t before;
+    std::memcpy(&before, p - 4, sizeof before);
+    return (before & (before << 1) & 0x80808080u) == 0;  // no byte has both high bits of a first byte
+  }
+
   bool isSurelyStart(const unsigned char* start, const unsigned char* p) const;
   const unsigned char* reachFurther(const unsigned char* start, const unsigned char* target,
                                     const unsigned char* end) const;
 
-  const unsigned char* sizes;  // by first byte
-  const unsigned char* upper;  // folded bytes
-  bool utf8;
-  bool ask;  // a size of 2 has to be confirmed by the C library
-  bool asciiPlain;
-  bool asciiFold;
+  const unsigned char* sizes = utf8Sizes.data();   // by first byte
+  const unsigned char* upper = asciiUpper.data();  // folded bytes
+  bool utf8 = true;
+  bool ask = false;  // a size of 2 has to be confirmed by the C library
+  bool asciiPlain = true;
+  bool asciiFold = true;
 };
 
 // First place of `m` bytes at the start of a character; null when there is none.
