@@ -14,7 +14,7 @@ const char* checkPutData(SQLPOINTER value, SQLLEN length) {
 
 // A cancel has worked and no other call runs: what it did to the sequence.
 void noteCancelled(DMStmt& stmt) {
-  if (__atomic_load_n(&stmt.busy, __ATOMIC_RELAXED)) return;
+  if (__atomic_load_n(&stmt.state->sequence.underWay, __ATOMIC_ACQUIRE)) return;
   constexpr unsigned short WAS_CLOSE[] = {'0', '1', 'S', '0', '5', 0};
   sequenceCancelled(stmt, stmt.conn->driverVersion == 100 || stmt.SearchStatusCode(WAS_CLOSE));
 }

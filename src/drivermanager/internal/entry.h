@@ -31,6 +31,7 @@
 
 #include <exception>
 #include <new>
+#include <optional>
 #include <type_traits>
 
 #include "drivermanager/dmhandle.h"
@@ -139,6 +140,22 @@ bool haveDriverDescriptor(DMDesc& desc);
 // 08003 unless connected.
 bool requireConnected(DMConn& conn) noexcept;
 
+// Tells a cancel in another thread that a call runs on the statement, and the sequence state is its own.
+// Calls nest, on one thread.
+class CallUnderWay {
+ public:
+  explicit CallUnderWay(int& underWay) : underWay(underWay), before(underWay) { store(1); }
+  CallUnderWay(const CallUnderWay&) = delete;
+  CallUnderWay& operator=(const CallUnderWay&) = delete;
+  ~CallUnderWay() { store(before); }
+
+ private:
+  void store(int value) { __atomic_store_n(&underWay, value, __ATOMIC_RELEASE); }
+
+  int& underWay;
+  int before;
+};
+
 // SQLFreeHandle on a statement, and SQLFreeStmt with SQL_DROP (`api` FreeStmt): marked, the driver's side
 // only; else the driver's side, the cursor library's and the statement itself.
 SQLRETURN dropStatement(SQLHSTMT handle, Api api);
@@ -169,7 +186,9 @@ SQLRETURN callStatement(SQLHSTMT handle, Api api, ClWork&& clWork, DriverWork&& 
     const CursorLibrary* library = nullptr;
     if constexpr (hasLibraryWork<ClWork>)
       library = stmt->ofCursorLibrary ? nullptr : conn.state->cursorLibrary;
+    std::optional<CallUnderWay> underWay;
     if (api != Api::Cancel) {
+      underWay.emplace(stmt->state->sequence.underWay);
       if (const char* refused = sequenceBegin(*stmt, api, library != nullptr)) return fail(*stmt, refused);
     }
     SQLRETURN answer = SQL_ERROR;

@@ -43,6 +43,7 @@ struct StmtSequence {
   Api pending = Api::Execute;               // the function that answered SQL_STILL_EXECUTING
   Api asking = Api::Execute;                // the function that asked for data
   int columns = -1;                         // of the result, when SQLNumResultCols has told; else -1
+  int underWay = 0;                         // a call other than a cancel runs; read by cancelling threads
 
   std::vector<SQLUSMALLINT> rowStatuses;  // for an extended fetch whose caller wants no status
 };
