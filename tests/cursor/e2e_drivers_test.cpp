@@ -51,7 +51,7 @@ TEST_P(AnyDriver, ScrollsAndUpdates) {
   EXPECT_EQ("select id, name from t ", script.executed().front().text);
 }
 
-// The driver reads SQLExtendedFetch's arguments, and never sees that call.
+// Row sets by SQLExtendedFetch, a call that never reaches the driver.
 TEST_P(AnyDriver, ExtendsRowWiseFetches) {
   connect();
   struct Row {
