@@ -196,7 +196,7 @@ IniInitialize::~IniInitialize() {
 unsigned long ucnvNWGetProfileString(const char* buffer, unsigned long bufferSize, const char* section,
                                      const char* key, const char* defaultValue, char* out,
                                      unsigned long outSize) {
-  const Text text(buffer, strnlen(buffer, bufferSize));
+  const Text text(buffer, bufferSize > 0 ? strnlen(buffer, bufferSize) : 0);
   Text entries;
   Text value;
   if (section && out && outSize > 0 && findSection(text, section, entries)) {

@@ -127,9 +127,9 @@ bool Opening::makeTemporary() {
   path.endWithSlash();
   path.append("zuXXXXXX");
   if (!path.fits()) return false;
-  if (traced(TRACE_FILE_OPEN)) std::printf("bosfopen: Temp File %s ", path.text());
   const int made = aboveZero(mkostemp(path.text(), O_CLOEXEC));
   if (made < 0) return false;
+  if (traced(TRACE_FILE_OPEN)) std::printf("bosfopen: Temp File %s ", path.text());
   isPathNew = true;
   return handOutNew(made);
 }

@@ -148,7 +148,8 @@ TEST_F(FileByLine, FilesThatChangeWhileTheyAreRead) {
               return 0;
             }),
             0);
-  EXPECT_EQ(next() + next(), "three\n") << "a file that grew";
+  EXPECT_EQ(next(), "t") << "a file that grew";
+  EXPECT_EQ(next(), "hree\n");
   ASSERT_EQ(inOtherProcess([] { return truncate("f", 2); }), 0);
   EXPECT_EQ(next(), "");
   EXPECT_TRUE(reader.isEndOfFile());

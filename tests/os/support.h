@@ -24,12 +24,10 @@ namespace ostest {
 
 namespace fs = std::filesystem;
 
-inline const unsigned char* bytes(const std::string& s) {
-  return reinterpret_cast<const unsigned char*>(s.c_str());
-}
-inline const unsigned short* units(const std::u16string& s) {
-  return reinterpret_cast<const unsigned short*>(s.c_str());
-}
+inline const unsigned char* bytes(const char* s) { return reinterpret_cast<const unsigned char*>(s); }
+inline const unsigned char* bytes(const std::string& s) { return bytes(s.c_str()); }
+inline const unsigned short* units(const char16_t* s) { return reinterpret_cast<const unsigned short*>(s); }
+inline const unsigned short* units(const std::u16string& s) { return units(s.c_str()); }
 inline std::string text(const unsigned char* s) { return reinterpret_cast<const char*>(s); }
 inline std::u16string text(const unsigned short* s) { return reinterpret_cast<const char16_t*>(s); }
 
