@@ -72,7 +72,7 @@ void CFile::fileRead(void* bytes, std::size_t count) {
 
 void CFile::fileWrite(const void* bytes, std::size_t count) {
   const off_t end = position + static_cast<off_t>(count);
-  if (aboveFileSizeLimit(end)) throw CFileException();
+  if (end > length && aboveFileSizeLimit(end)) throw CFileException();
   moveAll(count, [&](std::size_t done) {
     return pwrite(fd, static_cast<const char*>(bytes) + done, count - done,
                   position + static_cast<off_t>(done));

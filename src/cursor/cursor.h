@@ -208,7 +208,13 @@ struct tagFBHDR {
   SQLLEN dirty;     // changed since it was made; stays set when written, so each eviction writes again
 };
 
-// The status cell that ends each row.
+// The status cell that ends each row. The mark behind the number is set in every row that was stored: a
+// file that someone cut short and a later write made long again has zeros where rows were.
+struct ClStatusCell {
+  unsigned short status;
+  unsigned short mark;
+};
+constexpr unsigned short CL_ROW_MARK = 0x5AC3;
 enum ClRowStatus : unsigned short {
   CL_ROW_READ = 0,
   CL_ROW_DELETED = 1,
@@ -278,11 +284,10 @@ class ScrollCursor : public FwdCursor {
   tagFBHDR* findBlock(SQLLEN row) const;
   tagFBHDR* getBlock(SQLLEN row);
   tagFBHDR* addBlock(SQLLEN row);
-  void checkFile() const;
   void unlink(tagFBHDR* block);
   void moveToHead(tagFBHDR* block);
   void readBlock(tagFBHDR* block, SQLLEN row);
-  bool isBlockOf(const tagFBHDR* block, SQLLEN row) const;
+  bool isBlockOf(tagFBHDR* block, SQLLEN row) const;
   void writeBlock(tagFBHDR* block);
   off_t blockOffset(SQLLEN row) const;
   unsigned char* rowAddress(tagFBHDR* block, SQLLEN row) const;

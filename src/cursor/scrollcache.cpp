@@ -27,7 +27,8 @@ off_t ScrollCursor::blockOffset(SQLLEN row) const {
 }
 
 void ScrollCursor::setStatus(unsigned char* row, unsigned short status) const {
-  std::memcpy(row + statusOffset, &status, sizeof status);
+  const ClStatusCell cell{status, CL_ROW_MARK};
+  std::memcpy(row + statusOffset, &cell, sizeof cell);
 }
 
 unsigned short ScrollCursor::statusOf(const unsigned char* row) const {
@@ -49,22 +50,11 @@ tagFBHDR* ScrollCursor::getBlock(SQLLEN row) {
   if (!block) {
     block = blockList;
     while (block->next) block = block->next;
-    checkFile();
     if (block->dirty) writeBlock(block);
     readBlock(block, row);
   }
   moveToHead(block);
   return block;
-}
-
-// A file that was cut short must be found out before the next write makes it long again, with zeros where
-// rows were.
-void ScrollCursor::checkFile() const {
-  try {
-    if (file->fileSize() >= fileLength) return;
-  } catch (const CFileException&) {
-  }
-  throw ODBCException(stmt, clmsg::TempFileRead);
 }
 
 tagFBHDR* ScrollCursor::addBlock(SQLLEN row) {
@@ -120,11 +110,15 @@ void ScrollCursor::readBlock(tagFBHDR* block, SQLLEN row) {
   throw ODBCException(stmt, clmsg::TempFileRead);
 }
 
-// The row itself may be the next one to be stored.
-bool ScrollCursor::isBlockOf(const tagFBHDR* block, SQLLEN row) const {
+// The row itself may be the next one to be stored. The last row is looked at because a cut takes the end.
+bool ScrollCursor::isBlockOf(tagFBHDR* block, SQLLEN row) const {
   const auto perBlock = static_cast<SQLLEN>(rowsPerBlock);
-  return block->dirty && block->firstRow == row / perBlock * perBlock && block->lastRow >= row - 1 &&
-         block->lastRow - block->firstRow < perBlock;
+  const SQLLEN last = block->lastRow;
+  if (!block->dirty || block->firstRow != row / perBlock * perBlock) return false;
+  if (last < block->firstRow || last < row - 1 || last - block->firstRow >= perBlock) return false;
+  ClStatusCell cell;
+  std::memcpy(&cell, rowAddress(block, last) + statusOffset, sizeof cell);
+  return cell.mark == CL_ROW_MARK;
 }
 
 void ScrollCursor::writeBlock(tagFBHDR* block) {

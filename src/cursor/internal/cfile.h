@@ -22,8 +22,8 @@ class CFile : public CLObject {
   void fileSeek(off_t offset, int whence);
   void fileRead(void* bytes, std::size_t count);  // the whole count or an exception
 
-  // The whole count or an exception. A write above the process's file-size limit is refused here, because
-  // the system would answer it with a signal that ends the application.
+  // The whole count or an exception. One beyond `length` and the process's file-size limit is refused here,
+  // because the system would answer it with a signal that ends the application.
   void fileWrite(const void* bytes, std::size_t count);
   void fileClose();
   static void fileRemove(const char* name);
