@@ -116,9 +116,26 @@ typedef unsigned char UnsignedBytes32 __attribute__((vector_size(32)));
   return i;
 }
 
+// `findEither` in 32 bytes and more.
+[[gnu::target("avx2")]] const unsigned char* findEither32(const unsigned char* p, const unsigned char* end,
+                                                          signed char c1, signed char c2) {
+  for (; p < end; p += 32) {
+    if (end - p < 32) p = end - 32;  // looks again at some bytes that are known to be neither
+    Bytes32 bytes;
+    std::memcpy(&bytes, p, sizeof bytes);
+    const auto found =
+        static_cast<unsigned>(_mm256_movemask_epi8(reinterpret_cast<__m256i>((bytes == c1) | (bytes == c2))));
+    if (found != 0) return p + std::countr_zero(found);
+  }
+  return nullptr;
+}
+
 bool hasBlocksOf32() { return __builtin_cpu_supports("avx2") != 0; }
 #else
 unsigned long sameAsciiCi32(const unsigned char*, const unsigned char*, unsigned long) { return 0; }
+const unsigned char* findEither32(const unsigned char*, const unsigned char*, signed char, signed char) {
+  return nullptr;
+}
 bool hasBlocksOf32() { return false; }
 #endif
 
@@ -194,6 +211,7 @@ const unsigned char* findEither(const unsigned char* p, const unsigned char* end
   if (end - p < block) return findEitherShort(p, end, c1, c2);
   const auto s1 = static_cast<signed char>(c1);
   const auto s2 = static_cast<signed char>(c2);
+  if (end - p >= 32 && hasBlocksOf32()) return findEither32(p, end, s1, s2);
   for (; end - p >= fourBlocks; p += fourBlocks) {
     if (any(isEither(p, s1, s2) | isEither(p + 16, s1, s2) | isEither(p + 32, s1, s2) |
             isEither(p + 48, s1, s2))) {

@@ -285,6 +285,24 @@ template <class Source>
   return Matcher<Text>(text, wild, valueEnd, patternEnd).match(value, pattern);
 }
 
+enum class Answer { No, Yes, Open };
+
+// What the first few characters of terminated UTF-8 tell before its length is known. As long as both are the
+// same single ASCII characters, one difference decides, and so does a `many` that ends the pattern. Else the
+// match begins where this ends. Reads nothing behind a terminator: the value's differs from all that goes on.
+Answer lookAtHead(const unsigned char*& value, const unsigned char*& pattern, Wildcards<unsigned char> wild,
+                  bool caseSensitive) {
+  const unsigned char* fold = caseSensitive ? asTheyAre.data() : asciiUpper.data();
+  constexpr int few = 16;
+  for (int i = 0; i < few; ++i, ++value, ++pattern) {
+    const unsigned char c = *pattern;
+    if (c == wild.many) return pattern[1] == 0 && c != 0 ? Answer::Yes : Answer::Open;
+    if (c == 0 || c >= 0x80 || c == wild.single || c == wild.escape) return Answer::Open;
+    if (fold[c] != fold[*value]) return Answer::No;
+  }
+  return Answer::Open;
+}
+
 // Inline, so that the terminated form does not hand over ten arguments twice.
 inline bool like(const unsigned char* value, unsigned long valueLen, const unsigned char* pattern,
                  unsigned long patternLen, Wildcards<unsigned char> wild, int caseSensitive, int keepBlanks,
@@ -309,6 +327,10 @@ bool strLike(const unsigned char* value, unsigned long valueLen, const unsigned 
 
 bool strLike(const unsigned char* value, const unsigned char* pattern, unsigned char many,
              unsigned char single, unsigned char escape, int caseSensitive, int keepBlanks, zuCPType cp) {
+  if (cp == zuCPUTF8 && keepBlanks != 0) {
+    const Answer answer = lookAtHead(value, pattern, {many, single, escape}, caseSensitive != 0);
+    if (answer != Answer::Open) return answer == Answer::Yes;
+  }
   return like(value, narrowLength(value), pattern, narrowLength(pattern), {many, single, escape},
               caseSensitive, keepBlanks, cp);
 }
