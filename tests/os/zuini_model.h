@@ -1,0 +1,96 @@
+// The rules of profile files once more, byte by byte over a std::string and without regard to speed, for the
+// C locale. What the library does is compared with it.
+
+#ifndef ZULIB_TESTS_OS_ZUINI_MODEL_H
+#define ZULIB_TESTS_OS_ZUINI_MODEL_H
+
+#include <strings.h>
+
+#include <optional>
+#include <string>
+
+namespace inimodel {
+
+using Text = std::string;
+constexpr size_t NONE = Text::npos;
+
+inline bool same(const Text& a, const Text& b) {
+  if (a.size() != b.size()) return false;
+  for (size_t i = 0; i < a.size(); ++i) {
+    const auto fold = [](char c) { return c >= 'a' && c <= 'z' ? static_cast<char>(c - 32) : c; };
+    if (fold(a[i]) != fold(b[i])) return false;
+  }
+  return true;
+}
+
+struct Place {
+  size_t start = NONE;  // "["
+  size_t close = NONE;  // "]"
+  size_t end = NONE;
+};
+
+inline std::optional<Place> section(const Text& text, const Text& name) {
+  for (size_t at = 0; at < text.size(); ++at) {
+    if (text[at] != '[') continue;
+    const size_t close = text.find(']', at);
+    if (close == NONE) return std::nullopt;
+    const bool first = at == 0 || text[at - 1] == '\n';
+    if (first && same(text.substr(at + 1, close - at - 1), name)) {
+      const size_t next = text.find('[', close);
+      return Place{at, close, next == NONE ? text.size() : next};
+    }
+    at = close - 1;
+  }
+  return std::nullopt;
+}
+
+struct Line {
+  size_t start, end;  // with its line feed
+  Text value;
+};
+
+inline std::optional<Line> entry(const Text& text, size_t header, const Text& key) {
+  size_t start = text.find('\n', header);
+  while (start != NONE) {
+    ++start;
+    const size_t feed = text.find('\n', start);
+    const Text line = text.substr(start, feed == NONE ? NONE : feed - start);
+    const size_t first = line.find_first_not_of(" \t");
+    if (first != NONE && line[first] == '[') return std::nullopt;
+    const size_t stop = first == NONE ? NONE : line.find_first_of("= \t", first);
+    if (stop != NONE && line[first] != ';' && line[first] != '#' &&
+        same(line.substr(first, stop - first), key)) {
+      const size_t value = line.find_first_not_of("= \t", stop);
+      return Line{start, feed == NONE ? text.size() : feed + 1, value == NONE ? "" : line.substr(value)};
+    }
+    start = feed;
+  }
+  return std::nullopt;
+}
+
+// An empty value is none.
+inline Text value(const Text& text, const Text& name, const Text& key, const Text& otherwise) {
+  const auto place = section(text, name);
+  const auto line = place ? entry(text, place->start, key) : std::nullopt;
+  return line && !line->value.empty() ? line->value : otherwise;
+}
+
+inline Text write(const Text& text, const Text& name, const Text* key, const Text* newValue) {
+  const Text header = "[" + name + "]\n";
+  const Text added = key && newValue ? *key + "=" + *newValue + "\n" : "";
+  const auto place = section(text, name);
+  if (!place) {
+    if (added.empty()) return text;
+    return text + (!text.empty() && text.back() != '\n' ? "\n" : "") + header + added;
+  }
+  if (!key) return text.substr(0, place->start) + text.substr(place->end);
+  if (const auto line = entry(text, place->start, *key)) {
+    return text.substr(0, line->start) + added + text.substr(line->end);
+  }
+  const size_t feed = text.find('\n', place->close);
+  return text.substr(0, place->start) + header + added + (feed == NONE ? "" : text.substr(feed + 1));
+}
+
+}  // namespace inimodel
+
+#endif
