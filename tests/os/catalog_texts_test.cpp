@@ -1,0 +1,319 @@
+// Texts in the user's language: where catalogs are looked for, which language wins, what stands for a text
+// when a catalog is missing or damaged, who opens and closes, and how texts reach errors.
+
+#include "os/boscatalog.h"
+
+#include <gtest/gtest.h>
+
+#include <atomic>
+#include <thread>
+
+#include "runtime/zumessages.h"
+#include "tests/os/support.h"
+#include "tests/support/fault_allocator.h"
+#include "tests/support/locales.h"
+#include "text/zuresource.h"
+
+namespace {
+
+using namespace ostest;
+
+const char* const ENGLISH = "The file %s1 was not found.";
+const char* const GERMAN = "Die Datei %s1 wurde nicht gefunden.";
+
+std::string shareDirectory() {
+  return fs::read_symlink("/proc/self/exe").parent_path().parent_path() / "share/zulib";
+}
+
+std::string load(unsigned id, unsigned long size = 0) {
+  unsigned char out[4096];
+  const unsigned long length = LoadString(BZUHINST, id, out, size);
+  EXPECT_EQ(length, strlen(reinterpret_cast<char*>(out)));
+  return text(out);
+}
+
+std::u16string loadWide(unsigned id, unsigned long size = 0) {
+  unsigned short out[4096];
+  const unsigned long length = LoadStringW(BZUHINST, id, out, size);
+  EXPECT_EQ(length, text(out).size());
+  return text(out);
+}
+
+// No catalog is open before and after a test, and the locale is plain.
+class Catalogs : public OsTest {
+ protected:
+  Catalogs() {
+    set("LC_MESSAGES", nullptr);
+    set("LANG", nullptr);
+    bosFreeResourceDLL(BZUHINST, nullptr);
+    bosSetInstallDir(nullptr);
+  }
+  ~Catalogs() override {
+    bosFreeResourceDLL(BZUHINST, nullptr);
+    bosSetInstallDir(bytes(shareDirectory()));
+  }
+
+  // Makes a catalog of the text in the scratch directory, and that the installation directory.
+  void provide(const std::string& locale, const std::string& messages, const char* codeset = "UTF-8") const {
+    const std::string place = path("locale/" + locale + "/LC_MESSAGES");
+    fs::create_directories(place);
+    writeFile(path("source.msg"), std::string("$ codeset=") + codeset + "\n$set 1\n" + messages);
+    const std::string command = "gencat '" + place + "/zulib.mo' '" + path("source.msg") + "'";
+    ASSERT_EQ(std::system(command.c_str()), 0);
+    bosSetInstallDir(bytes(directory));
+  }
+
+  // The text for a missing file from a catalog that is opened anew.
+  std::string reopened() const {
+    bosFreeResourceDLL(BZUHINST, nullptr);
+    EXPECT_EQ(bosLoadResourceDLL(BZUHINST, 0, nullptr, nullptr), 0);
+    return load(ZU_MSG_FILE_NOT_FOUND);
+  }
+};
+
+std::string installDir(const char* path) {
+  EXPECT_EQ(bosSetInstallDir(path ? bytes(path) : nullptr), 0);
+  return text(InstallDirLocation);
+}
+
+TEST_F(Catalogs, TheInstallationDirectory) {
+  EXPECT_EQ(installDir(nullptr), fs::canonical(shareDirectory())) << "beside the library";
+  writeFile(path(".odbcinst.ini"), "[ODBC]\nInstallDir=/for/all \t\n");
+  EXPECT_EQ(installDir(nullptr), "/for/all");
+  writeFile(path(".odbc.ini"), "[mine]\nInstallDir=/not/this\n[odbc]\ninstalldir = /my own//\n");
+  EXPECT_EQ(installDir(nullptr), "/my own/") << "one slash goes, and the user's file wins";
+
+  EXPECT_EQ(installDir("/given/ \n"), "/given");
+  EXPECT_EQ(installDir("  "), " ") << "the first character is no end";
+  EXPECT_EQ(installDir(""), "");
+  const std::string longest(bosInstallDirSize - 1, 'd');
+  EXPECT_EQ(installDir(longest.c_str()), longest);
+  EXPECT_EQ(installDir((longest + "d").c_str()), "") << "too long for a directory";
+  writeFile(path(".odbc.ini"), "[ODBC]\nInstallDir=" + std::string(5000, 'd') + "\n");
+  EXPECT_LT(installDir(nullptr).size(), bosInstallDirSize);
+}
+
+TEST_F(Catalogs, TheLanguageIsTheProgramsElseTheUsers) {
+  const struct {
+    const char* program;
+    const char* messages;
+    const char* language;
+    bool german;
+  } cases[] = {
+      {"C", nullptr, nullptr, false},
+      {"C", "C", nullptr, false},
+      {"C", "de_DE", nullptr, true},
+      {"C", "de_DE.UTF-8", "en_US", true},
+      {"C", "C", "de_DE.utf8@euro", true},
+      {"C", "", "de_DE", true},
+      {"C", nullptr, "de_DE@euro", true},
+      {"C", "en_US", "de_DE", false},
+      {"C", "fr_FR.UTF-8", "de_DE", false},     // a language without a catalog is en_US
+      {"C", nullptr, "en_US/../de_DE", false},  // no way out of the directory
+      {"de_DE.UTF-8", nullptr, nullptr, true},
+      {"de_DE.UTF-8", "en_US", "en_US", true},
+      {"en_US.UTF-8", "de_DE", "de_DE", false},
+  };
+  for (const auto& c : cases) {
+    SCOPED_TRACE(std::string(c.program) + ", " + (c.messages ? c.messages : "-") + ", " +
+                 (c.language ? c.language : "-"));
+    const TestLocale program(c.program);
+    set("LC_MESSAGES", c.messages);
+    set("LANG", c.language);
+    EXPECT_EQ(reopened(), c.german ? GERMAN : ENGLISH);
+  }
+  set("LC_MESSAGES", std::string(5000, 'x').c_str());
+  EXPECT_EQ(reopened(), ENGLISH);
+}
+
+TEST_F(Catalogs, TextsAreCutToTheirRoomAndWidened) {
+  set("LANG", "de_DE.UTF-8");
+  reopened();
+  EXPECT_EQ(load(ZU_MSG_FILE_NOT_FOUND, 10), "Die Datei");
+  EXPECT_EQ(load(ZU_MSG_FILE_NOT_FOUND, 1), "");
+  EXPECT_EQ(loadWide(ZU_MSG_FILE_NOT_DELETED), u"Die Datei %s1 konnte nicht gel\u00f6scht werden.");
+  EXPECT_EQ(loadWide(ZU_MSG_FILE_NOT_DELETED, 10), u"Die Datei");
+  EXPECT_EQ(load(60000), "60000");
+  EXPECT_EQ(loadWide(60000), u"60000");
+
+  provide("en_US",
+          "1 Stra\xdf"
+          "e\n2 " +
+              std::string(5000, 'x') + "\n",
+          "ISO-8859-1");
+  reopened();
+  EXPECT_EQ(load(1),
+            "Stra\xdf"
+            "e");
+  EXPECT_EQ(loadWide(1), u"Stra\u00dfe") << "what is no UTF-8 is Latin-1";
+  EXPECT_EQ(loadWide(2), std::u16string(4095, u'x'));
+}
+
+TEST_F(Catalogs, WithoutACatalogANumberStandsForItsText) {
+  set("LANG", "de_DE.UTF-8");
+  EXPECT_EQ(load(1234), "1234");
+  bosSetInstallDir(bytes(directory));
+  unsigned long count = 0;
+  EXPECT_EQ(bosLoadResourceDLL(BZUHINST, 0, nullptr, &count), 0) << "an absent catalog is no failure";
+  EXPECT_EQ(count, 1u);
+  EXPECT_EQ(load(1234), "1234");
+  EXPECT_EQ(loadWide(1234), u"1234");
+  EXPECT_EQ(load(1234, 3), "12");
+
+  // The one second try.
+  provide("en_US", "1509 English\n");
+  EXPECT_EQ(reopened(), "English");
+
+  bosFreeResourceDLL(BZUHINST, nullptr);
+  bosSetInstallDir(bytes(""));
+  EXPECT_EQ(bosLoadResourceDLL(BZUHINST, 0, nullptr, &count), 1);
+  EXPECT_EQ(count, 1u);
+  EXPECT_EQ(OpenStrings(BZUHINST, nullptr), bosNoCatalog);
+}
+
+TEST_F(Catalogs, ADamagedCatalogIsNoCatalog) {
+  const std::string whole = readFile(shareDirectory() + "/locale/en_US/LC_MESSAGES/zulib.mo");
+  const std::string place = path("locale/en_US/LC_MESSAGES");
+  fs::create_directories(place);
+  bosSetInstallDir(bytes(directory));
+  for (size_t length = 0; length < whole.size(); length += length < 64 ? 1 : 97) {
+    SCOPED_TRACE("the first " + std::to_string(length) + " bytes");
+    writeFile(place + "/zulib.mo", whole.substr(0, length));
+    const std::string found = reopened();
+    ASSERT_TRUE(found == "1509" || (found == ENGLISH && length > whole.size() / 2)) << found;
+    const std::string last = load(ZU_MSG_OUT_OF_MEMORY);
+    const bool cut = found == ENGLISH && std::string("Memory is exhausted.").rfind(last, 0) == 0;
+    ASSERT_TRUE(last == "30190" || cut) << last;
+  }
+  std::string otherFormat = whole;
+  otherFormat[0] ^= 1;
+  writeFile(place + "/zulib.mo", otherFormat);
+  EXPECT_EQ(reopened(), "1509");
+  writeFile(place + "/zulib.mo", whole);
+  EXPECT_EQ(reopened(), ENGLISH);
+  fs::remove(place + "/zulib.mo");
+  fs::create_directory(place + "/zulib.mo");
+  EXPECT_EQ(reopened(), "1509");
+}
+
+TEST_F(Catalogs, TheLastUserCloses) {
+  unsigned long count = 0;
+  EXPECT_EQ(bosLoadResourceDLL(BZUHINST, 0, nullptr, &count), 0);
+  EXPECT_EQ(bosLoadResourceDLL("other", 0, nullptr, &count), 0);
+  EXPECT_EQ(load(ZU_MSG_FILE_NOT_FOUND), ENGLISH) << "the catalog that was opened first stays";
+  EXPECT_EQ(bosFreeResourceDLL(BZUHINST, &count), 0);
+  EXPECT_EQ(load(ZU_MSG_FILE_NOT_FOUND), ENGLISH);
+  EXPECT_EQ(bosFreeResourceDLL(BZUHINST, &count), 0);
+  EXPECT_EQ(load(ZU_MSG_FILE_NOT_FOUND), "1509");
+  EXPECT_EQ(bosFreeResourceDLL(BZUHINST, &count), 0);
+  EXPECT_EQ(count, 0u);
+}
+
+TEST_F(Catalogs, CatalogsOfACallersOwn) {
+  set("LANG", "de_DE");
+  const nl_catd cursors = OpenStrings(nullptr, "odbc.m");
+  const nl_catd library = OpenStrings(BZUHINST, nullptr);
+  ASSERT_TRUE(cursors != bosNoCatalog && library != bosNoCatalog);
+  unsigned char out[1024];
+  EXPECT_EQ(LoadStringFromOpenFile(cursors, 388, out, sizeof out), 30u);
+  EXPECT_EQ(text(out), "Der Vorgang wurde abgebrochen.");
+  LoadStringFromOpenFile(library, ZU_MSG_FILE_NOT_FOUND, out, 0);
+  EXPECT_EQ(text(out), GERMAN);
+  EXPECT_EQ(LoadStringFromOpenFile(bosNoCatalog, 388, out, sizeof out), 3u);
+  EXPECT_EQ(text(out), "388");
+  EXPECT_EQ(load(388), "388") << "not the process's catalog";
+  CloseStrings(cursors);
+  CloseStrings(library);
+  CloseStrings(bosNoCatalog);
+}
+
+TEST_F(Catalogs, StatesOfTheCursorLibrary) {
+  EXPECT_NE(thisDLL.catalog, bosNoCatalog) << "opened at load";
+  EXPECT_TRUE(IsSqlState("34000", 64));
+  EXPECT_TRUE(IsSqlState("hyc00", 264));
+  EXPECT_FALSE(IsSqlState("HY000", 264));
+  EXPECT_FALSE(IsSqlState("3400", 64));
+  EXPECT_FALSE(IsSqlState("34000", 4711));
+}
+
+TEST_F(Catalogs, TracesTellOfTheCatalog) {
+  set("LANG", "de_DE");
+  const std::string traced = traceOf("8", [&] {
+    bosLoadResourceDLL(BZUHINST, 0, nullptr, nullptr);
+    load(ZU_MSG_FILE_NOT_FOUND);
+  });
+  EXPECT_EQ(traced, std::string("OpenStrings: HINST=zulib\nOpenStrings: Default LC_MESSAGES=C\n"
+                                "OpenStrings: Using LC_MESSAGES=C\nLoadStringFromOpenFile: idResource=1509\n"
+                                "LoadStringFromOpenFile: Lookup returns: ") +
+                        GERMAN + "\n");
+}
+
+// In a process of its own, where nobody has opened the catalog before the first error.
+TEST(CatalogTexts, TheFirstErrorOpensTheCatalog) {
+  GTEST_FLAG_SET(death_test_style, "threadsafe");
+  EXPECT_EXIT(
+      {
+        const TestLocale locale("de_DE.UTF-8");
+        ZuErrorList list;
+        ZuErrorKeeper::setErrorList(&list);
+        addError(ZU_MSG_FILE_NOT_RENAMED) << "a"
+                                          << "b";
+        const std::u16string wide = text(list.getLastError()->getErrorTextW());
+        appendTextToLastError(ZU_TEXT_KEYWORDS_EXCLUDE);
+        *list.getLastError() << "UID"
+                             << "User";
+        const std::string narrow = text(list.getLastError()->getErrorText());
+        const bool marker = text(static_cast<const unsigned char*>(ZuResourceString(21800))) == "&";
+        ZuErrorKeeper::giveUpErrorList();
+        std::exit(wide == u"Die Datei a konnte nicht in b umbenannt werden." && marker &&
+                          narrow ==
+                              "Die Datei a konnte nicht in b umbenannt werden. Die Schlüsselwörter UID und "
+                              "User bedeuten dasselbe: Nur eines von beiden angeben."
+                      ? 0
+                      : 1);
+      },
+      testing::ExitedWithCode(0), "");
+}
+
+// Catalogs are closed while other threads look texts up: each text is the right one or its number.
+TEST_F(Catalogs, ThreadsLookUpWhileACatalogComesAndGoes) {
+  std::atomic<bool> end = false;
+  std::atomic<int> wrong = 0;
+  std::vector<std::thread> readers;
+  for (int i = 0; i < 3; ++i) {
+    readers.emplace_back([&] {
+      while (!end) {
+        const std::string found = load(ZU_MSG_FILE_NOT_FOUND);
+        if (found != ENGLISH && found != "1509") ++wrong;
+      }
+    });
+  }
+  for (int round = 0; round < 300; ++round) {
+    unsigned long count = 0;
+    bosLoadResourceDLL(BZUHINST, 0, nullptr, &count);
+    if (round % 10 == 0) bosSetInstallDir(bytes(shareDirectory()));
+    bosFreeResourceDLL(BZUHINST, &count);
+  }
+  end = true;
+  for (auto& reader : readers) reader.join();
+  EXPECT_EQ(wrong, 0);
+}
+
+// Memory that fails while the profile files are read, a text is loaded or an error recorded leaves the
+// directory found otherwise, or the error list in its out-of-memory state.
+TEST_F(Catalogs, TextsNeedNoMemory) {
+  writeFile(path(".odbc.ini"), "[ODBC]\nInstallDir=" + shareDirectory() + "\n");
+  sweepAllocations([&](FaultAllocator& faults) {
+    bosFreeResourceDLL(BZUHINST, nullptr);
+    bosSetInstallDir(nullptr);
+    EXPECT_EQ(bosLoadResourceDLL(BZUHINST, 0, nullptr, nullptr), 0);
+    const bool failed = faults.triggered();
+    faults.stop();
+    const FaultPause pause;
+    EXPECT_EQ(load(ZU_MSG_FILE_NOT_FOUND), ENGLISH);
+    errors.clearErrors();
+    return !failed;
+  });
+}
+
+}  // namespace
