@@ -117,7 +117,7 @@ TEST_F(BosFile, SpecialNames) {
       {".odbc.ini", {{"ODBCINI", path("own")}, {"ODBC_INI", path("other")}}, ".odbc.ini", path("own")},
       {".odbc.ini", {{"ODBC_INI", path("other")}}, "", path("other")},
       {"odbc.ini", {{"ODBCINI", path("none")}}, "odbc.ini", "error 1509: " + path("none")},
-      {"odbc.ini", {{"ODBCINI", directory}}, "odbc.ini", "error 30041: Is a directory"},
+      {"odbc.ini", {{"ODBCINI", directory}}, "odbc.ini", "error 30041: Is a directory (" + directory + ")"},
       {".odbcinst.ini", {{"ODBCINST", path("own")}, {"ODBCINSTINI", path("other")}}, "", path("own")},
       {"OdbcInst.ini", {{"ODBCINSTINI", path("other")}}, "", path("other")},
       {".zulib.ini", {{"ZULIB_INI", path("own")}}, ".zulib.ini", path(".zulib.ini")},
@@ -146,7 +146,8 @@ TEST_F(BosFile, SpecialNames) {
   ASSERT_EQ(bosFileOpen(bytes(".odbc.ini"), bosOpenMapSpecial, &handle), 0) << "a name that may not change";
   bosFileClose(handle);
   set("HOME", std::string(bosPathSize - 10, 'h').c_str());
-  EXPECT_EQ(opened(".zulib.ini", bosOpenMapSpecial), "error 30041: File name too long");
+  const std::string tooLong = "error 30041: File name too long (hhh";
+  EXPECT_EQ(opened(".zulib.ini", bosOpenMapSpecial).substr(0, tooLong.size()), tooLong);
 }
 
 TEST_F(BosFile, TemporaryFilesAreNewAndPrivate) {
@@ -362,7 +363,7 @@ TEST_F(BosFile, EveryErrorOfTheSystemHasItsNumber) {
                {13, "1508: n"},  {17, "1520: n"},
                {24, "30045"},    {28, "1506: n"},
                {30, "30049: n"}, {35, "1521: n"},
-               {37, "1514"},     {22, "30041: Invalid argument"}};
+               {37, "1514"},     {22, "30041: Invalid argument (n)"}};
   for (const auto& c : cases) {
     bosMapError(c.errnum, bytes("n"));
     EXPECT_EQ(errors.take(), c.error);
