@@ -55,7 +55,8 @@ class NarrowText : private Source {
       if (c == wild.many || c == wild.single || c == wild.escape) break;
       const unsigned char size = sizes[c];
       if (size == 1) {
-        if (sizes[*v] != 1) break;
+        // In UTF-8 nothing longer folds into a single byte, so that the value's byte is one as well.
+        if (!walk.isUTF8() && sizes[*v] != 1) break;
         if (fold[*v] != fold[c]) return false;
       } else if (!walk.isUTF8() || !sameBytes(v, vEnd, p, pEnd, size)) {
         break;
@@ -94,7 +95,7 @@ class NarrowText : private Source {
   // Eight equal bytes of plain ASCII without wildcards at a time.
   static void passSameWords(const Char*& v, const Char* vEnd, const Char*& p, const Char* pEnd,
                             const Wildcards<Char>& wild) {
-    if (vEnd - v < 8 || pEnd - p < 8) return;
+    if (pEnd - p < 8 || vEnd - v < 8) return;
     const std::uint64_t many = spread(wild.many);
     const std::uint64_t single = spread(wild.single);
     const std::uint64_t escape = spread(wild.escape);
