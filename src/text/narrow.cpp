@@ -125,6 +125,16 @@ typedef unsigned char UnsignedBytes32 __attribute__((vector_size(32)));
 // `findEither` in 32 bytes and more.
 [[gnu::target("avx2")]] const unsigned char* findEither32(const unsigned char* p, const unsigned char* end,
                                                           signed char c1, signed char c2) {
+  for (; end - p >= 128; p += 128) {
+    Bytes32 found = {};
+    for (int i = 0; i < 128; i += 32) {
+      Bytes32 bytes;
+      std::memcpy(&bytes, p + i, sizeof bytes);
+      found |= (bytes == c1) | (bytes == c2);
+    }
+    const auto bits = reinterpret_cast<__m256i>(found);
+    if (_mm256_testz_si256(bits, bits) == 0) break;
+  }
   for (; p < end; p += 32) {
     if (end - p < 32) p = end - 32;  // looks again at some bytes that are known to be neither
     Bytes32 bytes;
