@@ -344,4 +344,24 @@ TEST(StrTrim, WhiteSpaceAtTheEndOnly) {
   EXPECT_EQ(1u, strRightTrim(bytes("a\xE3\x80\x80 "), 5, zuCPUTF8));
 }
 
+// Long texts go by blocks of 16 and 128 bytes: one differing byte must be seen at every place of them.
+TEST(StrEqualCi, SeesOneDifferenceAnywhereInALongText) {
+  constexpr unsigned long n = 150;
+  for (unsigned long at = 0; at < n && !HasFailure(); ++at) {
+    for (unsigned byte = 1; byte < 256; ++byte) {
+      for (const unsigned change : {0x20u, 0x80u, 0x01u}) {
+        std::string s(n, 'q');
+        std::string t(n, 'Q');
+        s[at] = static_cast<char>(byte);
+        t[at] = static_cast<char>(byte ^ change);
+        const bool isLetter = (byte | 0x20) >= 'a' && (byte | 0x20) <= 'z';
+        const ExactBytes a(s);
+        const ExactBytes b(t);
+        EXPECT_EQ(isLetter && change == 0x20, strEqualCi(a.get(), n, b.get(), n, zuCPUTF8))
+            << byte << " and " << (byte ^ change) << " at " << at;
+      }
+    }
+  }
+}
+
 }  // namespace

@@ -139,4 +139,25 @@ TEST(StrLike, BlanksAndEdges) {
   }
 }
 
+// The search for the place where a literal matches goes by blocks of 8, 16, 32 and 128 bytes.
+TEST(StrLike, FindsALetterAtEveryPlaceOfTextsOfEveryLength) {
+  for (unsigned long n = 1; n <= 200; ++n) {
+    for (unsigned long at = 0; at <= n && !HasFailure(); ++at) {
+      std::string value(n, '8');  // one bit from x
+      if (at < n) value[at] = 'X';
+      const ExactBytes v(value);
+      const auto like = [&](const char* pattern) {
+        const std::string p = pattern;
+        const bool counted = strLike(v.get(), n, bytes(p), p.size(), '%', '_', '\\', 0, 1, zuCPUTF8);
+        EXPECT_EQ(counted, strLike(bytes(value), bytes(p), '%', '_', '\\', 0, 1, zuCPUTF8)) << value << p;
+        return counted;
+      };
+      EXPECT_EQ(at < n, like("%x%")) << value;
+      EXPECT_EQ(at == n - 1, like("%x")) << value;
+      EXPECT_EQ(at == 0, like("x%")) << value;
+      EXPECT_EQ(at + 1 < n, like("%x8%")) << value;
+    }
+  }
+}
+
 }  // namespace
