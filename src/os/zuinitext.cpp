@@ -115,7 +115,8 @@ const unsigned char* sectionEnd(Bytes text, const Section& section) {
 
 bool findEntry(Bytes text, const unsigned char* from, Bytes key, Entry* found) {
   const unsigned char* const end = endOf(text);
-  if (std::any_of(key.begin(), key.end(), endsKey)) return false;
+  // A key that holds what ends a key, or a line, is in no file.
+  if (std::any_of(key.begin(), key.end(), endsKey) || holds(key, '\n')) return false;
   for (const unsigned char* at = from;;) {
     const unsigned char* line = lineEnd(at, end);
     while (line < end && *line == '\n') ++line;
