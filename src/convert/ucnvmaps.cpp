@@ -1,21 +1,17 @@
 // The three maps of code pages.
 
+#include <algorithm>
+
 #include "convert/internal/ucnvtables.h"
 
 namespace {
 
-// The row of `id`, or null. The halving has no branch to guess: the last row that is not behind `id` is
-// found in the same number of steps wherever it is.
+// The row of `id`, or null.
 template <class Row>
 const Row* findRow(long id, const Row* table, unsigned long rows) {
-  if (rows == 0) return nullptr;
-  const Row* row = table;
-  while (rows > 1) {
-    const unsigned long half = rows / 2;
-    row += row[half].id <= id ? half : 0;
-    rows -= half;
-  }
-  return row->id == id ? row : nullptr;
+  const Row* end = table + rows;
+  const Row* row = std::lower_bound(table, end, id, [](const Row& r, long key) { return r.id < key; });
+  return row != end && row->id == id ? row : nullptr;
 }
 
 }  // namespace
@@ -30,7 +26,14 @@ long ucnvMapToIANAID(long id, const UcnvNumberRow* table, unsigned long rows) {
   return row ? row->iana : ucnvNoNumber;
 }
 
-const char* ucnvIANAidToICUname(long id) { return ucnvMapToName(id, IANAtoICUTable, IANAtoICURows); }
+// Registered numbers, which are those of nearly all connections, need no search.
+const char* ucnvIANAidToICUname(long id) {
+  if (id >= 0 && id <= lastRegisteredIANA) {
+    const UcnvNameRow& row = IANAtoICUTable[registeredRows[static_cast<unsigned long>(id)]];
+    return row.id == id ? row.name : nullptr;
+  }
+  return ucnvMapToName(id, IANAtoICUTable + firstPrivateRow, IANAtoICURows - firstPrivateRow);
+}
 
 long ucnvUnilibToIANA(long id) { return ucnvMapToIANAID(id, UnilibToIANATable, UnilibToIANARows); }
 

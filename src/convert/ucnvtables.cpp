@@ -2,7 +2,7 @@
 
 #include "convert/internal/ucnvtables.h"
 
-const UcnvNameRow IANAtoICUTable[IANAtoICURows] = {
+constexpr UcnvNameRow IANAtoICUTable[IANAtoICURows] = {
     {3, "ANSI_X3.4-1968"},
     {4, "ISO_8859-1:1987"},
     {5, "ISO_8859-2:1987"},
@@ -314,6 +314,18 @@ const UcnvNameRow IANAtoICUTable[IANAtoICURows] = {
     {2000005055, "td_tchbig5_1r0"},
     {2000005056, "td_tchebcdic937_3ib"},
 };
+
+static_assert(IANAtoICUTable[firstPrivateRow - 1].id == lastRegisteredIANA);
+static_assert(IANAtoICUTable[firstPrivateRow].id == UCNV_IANA_PLATFORM_DEFAULT);
+
+static constexpr auto indexOfRegistered() {
+  std::array<std::uint16_t, lastRegisteredIANA + 1> index{};
+  for (unsigned long row = 0; row < firstPrivateRow; ++row)
+    index[static_cast<unsigned long>(IANAtoICUTable[row].id)] = static_cast<std::uint16_t>(row);
+  return index;
+}
+
+constexpr std::array<std::uint16_t, lastRegisteredIANA + 1> registeredRows = indexOfRegistered();
 
 const UcnvNumberRow UnilibToIANATable[UnilibToIANARows] = {
     {-1, 1015},   {0, 3},       {1, 4},       {2, 2009},    {3, 2011},    {4, 2004},    {5, 2027},

@@ -44,6 +44,9 @@ TEST(CodePageTables, AreWholeAndSorted) {
     EXPECT_EQ(ucnvWindowsToIANA(row.id), row.iana);
     EXPECT_TRUE(ucnvIANAidToICUname(row.iana)) << row.iana;
   }
+  for (long id = -5; id < 2300; ++id) {
+    EXPECT_EQ(ucnvIANAidToICUname(id), ucnvMapToName(id, IANAtoICUTable, std::size(IANAtoICUTable))) << id;
+  }
   for (const long id : {2L, 107L, 108L, 2000000000L, 2000005057L, -1L, (1L << 32) + 4}) {
     EXPECT_EQ(ucnvIANAidToICUname(id), nullptr) << id;
   }
