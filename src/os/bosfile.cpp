@@ -32,6 +32,16 @@ bool seekUnlessCurrent(int handle, long long offset) {
   return offset == CURRENT_POSITION || lseek64(handle, offset, SEEK_SET) >= 0;
 }
 
+// Records an error of an open file, with the path by which the system knows it; empty when it knows none.
+void addErrorOfOpenFile(unsigned short number, int handle) {
+  char link[32];
+  std::snprintf(link, sizeof link, "/proc/self/fd/%d", handle);
+  char path[bosPathSize];
+  const ssize_t length = readlink(link, path, sizeof path - 1);
+  path[length > 0 ? length : 0] = 0;
+  addError(number) << path;
+}
+
 }  // namespace
 
 ZuFileHandle::~ZuFileHandle() {
@@ -55,13 +65,13 @@ int bosFileWrite(int handle, long long offset, const void* buffer, unsigned long
   if (!seekUnlessCurrent(handle, offset)) return answer(false);
   const ssize_t written = write(handle, buffer, n);
   if (written < 0) {
-    addError(errno == ENOSPC || errno == EDQUOT ? ZU_MSG_DISK_FULL : ZU_MSG_FILE_IO);
+    addErrorOfOpenFile(errno == ENOSPC || errno == EDQUOT ? ZU_MSG_DISK_FULL : ZU_MSG_FILE_IO, handle);
     return 1;
   }
   // 16 bits are meant: callers keep their writes below 65536 bytes and rely on being told when they do not.
   const auto count = static_cast<std::uint16_t>(written);
   if (count == n) return 0;
-  addError(count == 0 ? ZU_MSG_DISK_FULL : ZU_MSG_FILE_IO);
+  addErrorOfOpenFile(count == 0 ? ZU_MSG_DISK_FULL : ZU_MSG_FILE_IO, handle);
   return 1;
 }
 

@@ -12,7 +12,7 @@ enum ZuMessage : unsigned short {
   ZU_MSG_FILE_NOT_DELETED = 1502,  // name
   ZU_MSG_SYSTEM_MEMORY = 1503,
   ZU_MSG_DIRECTORY_NOT_SET = 1504,  // directory
-  ZU_MSG_DISK_FULL = 1506,          // name, where it is known
+  ZU_MSG_DISK_FULL = 1506,          // name
   ZU_MSG_BAD_FILE_HANDLE = 1507,
   ZU_MSG_ACCESS_DENIED = 1508,   // name
   ZU_MSG_FILE_NOT_FOUND = 1509,  // name
@@ -98,7 +98,7 @@ enum ZuMessage : unsigned short {
 
   // Files again, and memory.
   ZU_MSG_SHARING_VIOLATION = 30040,  // name
-  ZU_MSG_FILE_IO = 30041,            // name, where it is known
+  ZU_MSG_FILE_IO = 30041,            // name
   ZU_MSG_FILE_NOT_RENAMED = 30042,   // old name, new name
   ZU_MSG_TOO_MANY_FILES = 30045,
   ZU_MSG_READ_ONLY_DISK = 30049,      // name

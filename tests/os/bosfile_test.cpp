@@ -53,11 +53,11 @@ TEST_F(BosFile, ModesDecideWhatIsMade) {
 
   int handle = open(file, 0);
   EXPECT_EQ(bosFileWrite(handle, 0, "x", 1), 1) << "read only";
-  EXPECT_EQ(errors.take(), "30041");
+  EXPECT_EQ(errors.take(), "30041: " + file);
   bosFileClose(handle);
 
-  EXPECT_EQ(opened(directory, bosOpenReadWrite), "error 30041: Is a directory");
-  EXPECT_EQ(opened(file + "/x", 0), "error 30041: Not a directory");
+  EXPECT_EQ(opened(directory, bosOpenReadWrite), "error 30041: Is a directory (" + directory + ")");
+  EXPECT_EQ(opened(file + "/x", 0), "error 30041: Not a directory (" + file + "/x)");
   EXPECT_EQ(opened(path("g"), bosOpenResolveOnly), path("g"));
   EXPECT_FALSE(fs::exists(path("g")));
   fs::create_symlink(file, path("link"));
@@ -65,7 +65,7 @@ TEST_F(BosFile, ModesDecideWhatIsMade) {
 
   const std::string longName(bosPathSize, 'n');
   EXPECT_EQ(bosFileOpen(bytes(longName), 0, &handle), 1);
-  EXPECT_EQ(errors.take(), "30041: File name too long");
+  EXPECT_EQ(errors.take(), "30041: File name too long (" + longName + ")");
   EXPECT_EQ(bosFileOpen(units(std::u16string(bosPathSize, u'n')), 0, &handle), 1);
   EXPECT_EQ(errors.take(), "30041: File name too long");
   EXPECT_EQ(bosFileOpen(units(u"\u4e2d"), bosOpenCreate, &handle), 1);
@@ -263,7 +263,7 @@ TEST_F(BosFile, TheCountOfAWriteHas16Bits) {
   EXPECT_EQ(bosFileWrite(handle, 0, content.data(), 0), 0);
   EXPECT_EQ(bosFileWrite(handle, 0, content.data(), 65536), 1);
   EXPECT_EQ(bosFileWrite(handle, 0, content.data(), 70000), 1);
-  EXPECT_EQ(errors.take(), "1506; 30041");
+  EXPECT_EQ(errors.take(), "1506: " + path("f") + "; 30041: " + path("f"));
   EXPECT_EQ(fs::file_size(path("f")), 70000u);
 
   EXPECT_EQ(bosFileTruncate(bytes(path("f")), 0), 0);
@@ -279,7 +279,7 @@ TEST_F(BosFile, TheCountOfAWriteHas16Bits) {
 TEST_F(BosFile, AFullDisk) {
   const int full = open("/dev/full", bosOpenReadWrite);
   EXPECT_EQ(bosFileWrite(full, -1, "x", 1), 1);
-  EXPECT_EQ(errors.take(), "1506");
+  EXPECT_EQ(errors.take(), "1506: /dev/full");
   bosFileClose(full);
 
   const auto limited = [&] {
@@ -291,7 +291,8 @@ TEST_F(BosFile, AFullDisk) {
     if (bosFileWrite(handle, 0, "0123456789ab", 12) != 1) return 1;  // a part was written
     if (bosFileWrite(handle, -1, "x", 1) != 1) return 2;             // nothing was
     if (bosFileWrite(handle, -1, std::string(65535, 'x').data(), 65535) != 1) return 3;
-    return errors.take() == "30041; 30041; 30041" ? 0 : 4;
+    const std::string error = "30041: " + path("f");
+    return errors.take() == error + "; " + error + "; " + error ? 0 : 4;
   };
   EXPECT_EQ(inOtherProcess(limited), 0);
   EXPECT_EQ(readFile(path("f")), "0123456789");
