@@ -40,5 +40,7 @@ function(zulib_test name)
   target_precompile_headers(test_${name} REUSE_FROM zulib_test_pch)
   add_dependencies(test_${name} catalogs)
   add_test(NAME ${name} COMMAND test_${name} --gtest_brief=1)
-  set_tests_properties(${name} PROPERTIES TIMEOUT 600)
+  # Texts in the tests are the English ones, whatever the language of whoever runs them.
+  set_tests_properties(${name} PROPERTIES TIMEOUT 600
+    ENVIRONMENT_MODIFICATION "LANG=unset:;LC_ALL=unset:;LC_MESSAGES=unset:")
 endfunction()
