@@ -22,11 +22,9 @@ struct Free {
 template <class Char>
 using Block = std::unique_ptr<Char, Free>;
 
-// Null also when the size is more than memory can be.
 template <class Char>
 Block<Char> allocate(unsigned long n) {
-  if (n > std::numeric_limits<long>::max() / sizeof(Char)) return nullptr;
-  return Block<Char>(static_cast<Char*>(std::malloc(n * sizeof(Char))));
+  return Block<Char>(static_cast<Char*>(std::calloc(n, sizeof(Char))));
 }
 
 const char16_t* behindCharacter(const char16_t* cursor, const char16_t* end) {

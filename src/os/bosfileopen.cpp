@@ -26,18 +26,18 @@ constexpr mode_t PERMISSIONS = 0666;
 // What a special name stands for.
 struct SpecialName {
   const char* name;
-  bool ignoresCase;
   const char* variables[2];  // of the environment; the first that is set counts
-  bool variableWins;         // else it is a fallback for a file that is not there
+  bool ignoresCase;
+  bool variableWins;  // else it is a fallback for a file that is not there
 };
 
 constexpr SpecialName SPECIAL_NAMES[] = {
-    {"ODBC.INI", true, {"ODBCINI", "ODBC_INI"}, true},
-    {".odbc.ini", true, {"ODBCINI", "ODBC_INI"}, true},
-    {"ODBCINST.INI", true, {"ODBCINST", "ODBCINSTINI"}, true},
-    {".odbcinst.ini", true, {"ODBCINST", "ODBCINSTINI"}, true},
-    {".zulib.ini", false, {"ZULIB_INI", nullptr}, false},
-    {".system.defaults", false, {"ZU_SYSTEM_INI", nullptr}, false},
+    {"ODBC.INI", {"ODBCINI", "ODBC_INI"}, true, true},
+    {".odbc.ini", {"ODBCINI", "ODBC_INI"}, true, true},
+    {"ODBCINST.INI", {"ODBCINST", "ODBCINSTINI"}, true, true},
+    {".odbcinst.ini", {"ODBCINST", "ODBCINSTINI"}, true, true},
+    {".zulib.ini", {"ZULIB_INI", nullptr}, false, false},
+    {".system.defaults", {"ZU_SYSTEM_INI", nullptr}, false, false},
 };
 
 const SpecialName* findSpecialName(const char* name) {
