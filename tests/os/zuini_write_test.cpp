@@ -2,7 +2,9 @@
 // failure loses it.
 
 #include <fcntl.h>
+#include <sched.h>
 #include <signal.h>
+#include <sys/mount.h>
 #include <sys/resource.h>
 
 #include <atomic>
@@ -184,6 +186,24 @@ TEST_F(ProfileWrite, ADirectoryThatMayNotBeWrittenIsNoHindrance) {
   struct stat facts;
   ASSERT_EQ(stat(file.c_str(), &facts), 0);
   EXPECT_EQ(facts.st_uid, 0u) << "the owner stays, although another user wrote";
+}
+
+TEST_F(ProfileWrite, AMountPointIsRewrittenInPlace) {
+  writeFile(path("outside.ini"), "[a]\nk=a long value\n");
+  writeFile(file, "");
+  constexpr int notPermitted = 77;
+  const int result = inOtherProcess([&] {
+    const bool mounted = unshare(CLONE_NEWNS) == 0 &&
+                         mount(nullptr, "/", nullptr, MS_REC | MS_PRIVATE, nullptr) == 0 &&
+                         mount(path("outside.ini").c_str(), file.c_str(), nullptr, MS_BIND, nullptr) == 0;
+    if (!mounted) return notPermitted;
+    ZuIniFileCache cache(bytes(file));
+    return put(cache, "a", "k", "v") == 1 && valueOf(cache, "a", "k") == "v" ? 0 : 1;
+  });
+  if (result == notPermitted) GTEST_SKIP() << "no mounts in this environment";
+  EXPECT_EQ(result, 0);
+  EXPECT_EQ(readFile(path("outside.ini")), "[a]\nk=v\n");
+  EXPECT_EQ(names(), (std::vector<std::string>{"a.ini", "outside.ini"}));
 }
 
 // Every text that a writer leaves repeats one letter in two sections, a long way from each other.
