@@ -27,6 +27,10 @@ if(CCACHE)
 endif()
 
 add_compile_options(-Wall -Wextra -Wpedantic -Werror -fno-strict-aliasing)
+if(CMAKE_CXX_COMPILER_ID STREQUAL "GNU")
+  # A symbol that is unique in the process would keep the library that has it from ever being unloaded.
+  add_compile_options(-fno-gnu-unique)
+endif()
 if(ZULIB_SANITIZE)
   list(JOIN ZULIB_SANITIZE "," sanitizers)
   add_compile_options(-fsanitize=${sanitizers} -fno-omit-frame-pointer -fno-sanitize-recover=all)

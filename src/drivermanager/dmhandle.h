@@ -45,16 +45,21 @@ class ZU_API CharacterConverter {
 };
 
 // `handleType` of a handle, as in the ODBC standard.
-enum DMHandleType : int { DM_ENV = SQL_HANDLE_ENV, DM_CONN = SQL_HANDLE_DBC, DM_STMT = SQL_HANDLE_STMT, DM_DESC = SQL_HANDLE_DESC };
+enum DMHandleType : int {
+  DM_ENV = SQL_HANDLE_ENV,
+  DM_CONN = SQL_HANDLE_DBC,
+  DM_STMT = SQL_HANDLE_STMT,
+  DM_DESC = SQL_HANDLE_DESC
+};
 
 class ZU_API DMHandle {
  public:
-  void* driverHandle = nullptr;   // the driver's own handle
-  void* selfRef = this;           // the object itself; its driverHandle while only the driver's side is meant
-  tagERRBUF* errorQueue = nullptr;  // owned, first to last
+  void* driverHandle = nullptr;  // the driver's own handle
+  void* selfRef = this;          // the object itself; its driverHandle while only the driver's side is meant
+  tagERRBUF* errorQueue = nullptr;          // owned, first to last
   CharacterConverter* converter = nullptr;  // owned, or null
-  ZuCriticalSection callLock{0};   // held during a driver call, through lock() and unlock()
-  ZuCriticalSection queueLock{0};  // guards errorQueue
+  ZuCriticalSection callLock{0};            // held during a driver call, through lock() and unlock()
+  ZuCriticalSection queueLock{0};           // guards errorQueue
   int handleType;
 
   // Empties the error queue.
@@ -85,10 +90,10 @@ class ZU_API DMHandle {
 
   // The rest is the driver manager's own.
   bool hasUnsettled() const { return __atomic_load_n(&unsettled, __ATOMIC_RELAXED) != 0; }
-  int unsettled = 0;           // records of the last driver call that nobody has taken over
-  pthread_t cancelThread{};    // sent a cancel whose diagnostics have not been fetched from the driver; or 0
-  short lastReturn = 0;        // SQL_DIAG_RETURNCODE
-  tagERRBUF* reserve = nullptr;      // owned; queued when there is no memory for another record
+  int unsettled = 0;         // records of the last driver call that nobody has taken over
+  pthread_t cancelThread{};  // sent a cancel whose diagnostics have not been fetched from the driver; or 0
+  short lastReturn = 0;      // SQL_DIAG_RETURNCODE
+  tagERRBUF* reserve = nullptr;        // owned; queued when there is no memory for another record
   DMHandle* nextInRegister = nullptr;  // guarded by the register's lock
 
  protected:
@@ -121,9 +126,9 @@ class ZU_API DMConn : public DMHandle {
   DMEnv* env;
   unsigned short driverVersion = 0;  // the driver's ODBC version times 100; 300 and above is version 3
   DMDriverFunctions* driverFunctions = nullptr;  // the connection's own table; null until connected
-  int hasOpenResult = 0;             // a statement of this connection has rows left in the driver
-  int inCursorName = 0;              // the cursor library is asking for cursor names
-  char identifierQuote[8] = "";      // SQL_IDENTIFIER_QUOTE_CHAR; empty when the driver quotes nothing
+  int hasOpenResult = 0;                         // a statement of this connection has rows left in the driver
+  int inCursorName = 0;                          // the cursor library is asking for cursor names
+  char identifierQuote[8] = "";            // SQL_IDENTIFIER_QUOTE_CHAR; empty when the driver quotes nothing
   unsigned short maxColumnNameLength = 0;  // in bytes; never 0 once connected
   unsigned short maxCursorNameLength = 0;  // in bytes; never 0 once connected
   unsigned short activeStatements = 0;     // SQL_ACTIVE_STATEMENTS; 0 is no limit
@@ -190,19 +195,19 @@ class ZU_API DMDesc : public DMHandle {
 enum : unsigned {
   DM_STMT_PREPARED = 1u << 0,
   DM_STMT_EXECUTED = 1u << 1,
-  DM_STMT_ASYNC = 1u << 2,          // SQL_ATTR_ASYNC_ENABLE is on
-  DM_STMT_FLUSHED = 1u << 5,        // the cursor library read the result to its end
-  DM_STMT_UB_ON = 1u << 9,          // SQL_USE_BOOKMARKS is SQL_UB_ON
-  DM_STMT_UB_VARIABLE = 1u << 10,   // SQL_USE_BOOKMARKS is SQL_UB_VARIABLE
+  DM_STMT_ASYNC = 1u << 2,         // SQL_ATTR_ASYNC_ENABLE is on
+  DM_STMT_FLUSHED = 1u << 5,       // the cursor library read the result to its end
+  DM_STMT_UB_ON = 1u << 9,         // SQL_USE_BOOKMARKS is SQL_UB_ON
+  DM_STMT_UB_VARIABLE = 1u << 10,  // SQL_USE_BOOKMARKS is SQL_UB_VARIABLE
 };
 
 // DMStmt::fetchState
 enum : unsigned short {
-  DM_FETCH_BY_FETCH = 1u << 0,         // SQLFetch was used on the driver
-  DM_FETCH_BY_SCROLL = 1u << 1,        // SQLFetchScroll through a cursor
-  DM_FETCH_BIND_TYPE_SET = 1u << 2,    // an option call changed the bind type
-  DM_FETCH_BY_EXTENDED = 1u << 3,      // SQLExtendedFetch through a cursor
-  DM_FETCH_IN_FETCH = 1u << 4,         // inside CLFetch
+  DM_FETCH_BY_FETCH = 1u << 0,       // SQLFetch was used on the driver
+  DM_FETCH_BY_SCROLL = 1u << 1,      // SQLFetchScroll through a cursor
+  DM_FETCH_BIND_TYPE_SET = 1u << 2,  // an option call changed the bind type
+  DM_FETCH_BY_EXTENDED = 1u << 3,    // SQLExtendedFetch through a cursor
+  DM_FETCH_IN_FETCH = 1u << 4,       // inside CLFetch
 };
 
 class ZU_API DMStmt : public DMHandle {
@@ -223,9 +228,9 @@ class ZU_API DMStmt : public DMHandle {
   unsigned short fetchState = 0;
   SQLULEN useBookmarks = SQL_UB_OFF;
   SQLLEN* fetchBookmarkPtr = nullptr;
-  int busy = 0;                // a call is active on the driver
-  int unicodeApp = 0;          // the application called a wide entry point
-  int ofCursorLibrary = 0;     // allocated by the cursor library for itself: its calls go to the driver
+  int busy = 0;             // a call is active on the driver
+  int unicodeApp = 0;       // the application called a wide entry point
+  int ofCursorLibrary = 0;  // allocated by the cursor library for itself: its calls go to the driver
 
   DMDesc implicitArdStorage;
   DMDesc implicitApdStorage;
@@ -240,7 +245,9 @@ class ZU_API DMStmt : public DMHandle {
 
   virtual int isUTF8App() const { return !conn || !conn->env || (conn->env->utf8Mode != 1 && unicodeApp); }
   virtual int isUTF8Driver() const { return conn ? conn->isUTF8Driver() : 1; }
-  virtual int isUTF8DriverIgnoringCursorLib() const { return conn ? conn->isUTF8DriverIgnoringCursorLib() : 1; }
+  virtual int isUTF8DriverIgnoringCursorLib() const {
+    return conn ? conn->isUTF8DriverIgnoringCursorLib() : 1;
+  }
   virtual int isUTF8EnvAttr() const { return conn ? conn->isUTF8EnvAttr() : 1; }
 
   DMStmtState* state;  // the driver manager's own part

@@ -15,9 +15,9 @@ struct tagODBCERROR {
   void* handle;
   unsigned short component;
   unsigned short errorId;
-  short argument;      // -1: none
-  long rowNumber;      // from 1
-  long columnNumber;   // from 1; 0 is the bookmark column
+  short argument;     // -1: none
+  long rowNumber;     // from 1
+  long columnNumber;  // from 1; 0 is the bookmark column
 };
 
 extern "C" {
