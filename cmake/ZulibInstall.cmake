@@ -13,6 +13,8 @@ write_basic_package_version_file(zulibConfigVersion.cmake COMPATIBILITY SameMajo
 install(FILES "${PROJECT_BINARY_DIR}/zulibConfig.cmake" "${PROJECT_BINARY_DIR}/zulibConfigVersion.cmake"
   DESTINATION ${CMAKE_INSTALL_LIBDIR}/cmake/zulib)
 
+# As seen from the .pc files, so that an installation may be made, or moved, anywhere.
+file(RELATIVE_PATH prefix_from_pkgconfig "/prefix/${CMAKE_INSTALL_LIBDIR}/pkgconfig" "/prefix")
 foreach(library zulib zuodbc)
   configure_file(cmake/${library}.pc.in ${library}.pc @ONLY)
   install(FILES "${PROJECT_BINARY_DIR}/${library}.pc" DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig)

@@ -33,13 +33,14 @@ done < <(cd "$include" && find . -name '*.h' | sort)
 gcc -Wall -Wextra -Werror -I "$include" -x c -fsyntax-only "$include/cursor/cursorlib.h" || fail "cursorlib.h in C"
 pass "$count headers compile alone"
 
-# Only the interface is visible, under a version.
+# Only the interface is visible, under a version. (grep reads all of its input here: one that stops at the first
+# hit would fail the command in front of it.)
 undecorated=$(nm -D --defined-only "$libdir/libzulib.so" "$libdir/libzuodbc.so" | grep -E ' [TDBRVW] ' | grep -vc '@@ZU' || true)
 [ "$undecorated" -eq 0 ] || fail "$undecorated exported symbols have no version"
-nm -D --defined-only "$libdir/libzulib.so" | grep -q ' CLFetchScroll@@' || fail "CLFetchScroll is not exported"
-nm -D --defined-only "$libdir/libzulib.so" | grep -q ' SQLFetch@@' && fail "libzulib.so exports SQLFetch"
-nm -D --defined-only "$libdir/libzuodbc.so" | grep -q ' SQLFetch@@' || fail "SQLFetch is not exported"
-readelf -d "$libdir/libzulib.so" | grep -q 'SONAME.*libzulib.so.0' || fail "libzulib.so has no SONAME"
+nm -D --defined-only "$libdir/libzulib.so" | grep ' CLFetchScroll@@' >/dev/null || fail "CLFetchScroll is not exported"
+nm -D --defined-only "$libdir/libzulib.so" | grep ' SQLFetch@@' >/dev/null && fail "libzulib.so exports SQLFetch"
+nm -D --defined-only "$libdir/libzuodbc.so" | grep ' SQLFetch@@' >/dev/null || fail "SQLFetch is not exported"
+readelf -d "$libdir/libzulib.so" | grep 'SONAME.*libzulib.so.0' >/dev/null || fail "libzulib.so has no SONAME"
 pass "exports and SONAME"
 
 # The example that the README shows.
