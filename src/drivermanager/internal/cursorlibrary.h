@@ -11,16 +11,16 @@
 
 #include "cursor/cursorlib.h"
 
-#define ZU_CURSOR_LIBRARY_FUNCTIONS(X)                                                                      \
-  X(CLBindCol)                                                                                              \
-  X(CLBindParameter)                                                                                        \
-  X(CLBulkOperations) X(CLCancel) X(CLCloseCursor) X(CLEndTran) X(CLExecDirect) X(CLExecute)                \
-      X(CLExtendedFetch) X(CLFetch) X(CLFetchScroll) X(CLFreeHandle) X(CLFreeStmt) X(CLGetData)             \
-          X(CLGetDescField) X(CLGetDescRec) X(CLGetInfo) X(CLGetStmtAttr) X(CLGetStmtOption)                \
-              X(CLMoreResults) X(CLNativeSql) X(CLNumParams) X(CLParamData) X(CLParamOptions) X(CLPrepare)  \
-                  X(CLPutData) X(CLRowCount) X(CLSetConnectAttr) X(CLSetConnectOption) X(CLSetDescField)    \
-                      X(CLSetDescRec) X(CLSetPos) X(CLSetScrollOptions) X(CLSetStmtAttr) X(CLSetStmtOption) \
-                          X(CLTransact)
+// clang-format off
+#define ZU_CURSOR_LIBRARY_FUNCTIONS(X)                                                          \
+  X(CLBindCol) X(CLBindParameter) X(CLBulkOperations) X(CLCancel) X(CLCloseCursor) X(CLEndTran) \
+  X(CLExecDirect) X(CLExecute) X(CLExtendedFetch) X(CLFetch) X(CLFetchScroll) X(CLFreeHandle)   \
+  X(CLFreeStmt) X(CLGetData) X(CLGetDescField) X(CLGetDescRec) X(CLGetInfo) X(CLGetStmtAttr)    \
+  X(CLGetStmtOption) X(CLMoreResults) X(CLNativeSql) X(CLNumParams) X(CLParamData)              \
+  X(CLParamOptions) X(CLPrepare) X(CLPutData) X(CLRowCount) X(CLSetConnectAttr)                 \
+  X(CLSetConnectOption) X(CLSetDescField) X(CLSetDescRec) X(CLSetPos) X(CLSetScrollOptions)     \
+  X(CLSetStmtAttr) X(CLSetStmtOption) X(CLTransact)
+// clang-format on
 
 namespace dm {
 

@@ -7,29 +7,24 @@
 #include <sqlext.h>
 
 // Every function that a driver may export, by its standard name.
-#define ZU_DRIVER_FUNCTIONS(X)                                                                               \
-  X(SQLAllocConnect)                                                                                         \
-  X(SQLAllocEnv) X(SQLAllocHandle) X(SQLAllocStmt) X(SQLBindCol) X(SQLBindParameter) X(SQLBrowseConnect)     \
-      X(SQLBulkOperations) X(SQLCancel) X(SQLCloseCursor) X(SQLColAttribute) X(SQLColAttributes)             \
-          X(SQLColumnPrivileges) X(SQLColumns) X(SQLConnect) X(SQLCopyDesc) X(SQLDescribeCol)                \
-              X(SQLDescribeParam) X(SQLDisconnect) X(SQLDriverConnect) X(SQLEndTran) X(SQLError)             \
-                  X(SQLExecDirect) X(SQLExecute) X(SQLExtendedFetch) X(SQLFetch) X(SQLFetchScroll)           \
-                      X(SQLForeignKeys) X(SQLFreeConnect) X(SQLFreeEnv) X(SQLFreeHandle) X(SQLFreeStmt)      \
-                          X(SQLGetConnectAttr) X(SQLGetConnectOption) X(SQLGetCursorName) X(SQLGetData)      \
-                              X(SQLGetDescField) X(SQLGetDescRec) X(SQLGetDiagField) X(SQLGetDiagRec)        \
-                                  X(SQLGetEnvAttr) X(SQLGetFunctions) X(SQLGetInfo) X(SQLGetStmtAttr) X(     \
-                                      SQLGetStmtOption) X(SQLGetTypeInfo) X(SQLMoreResults) X(SQLNativeSql)  \
-                                      X(SQLNumParams) X(SQLNumResultCols) X(SQLParamData) X(SQLParamOptions) \
-                                          X(SQLPrepare) X(SQLPrimaryKeys) X(SQLProcedureColumns)             \
-                                              X(SQLProcedures) X(SQLPutData) X(SQLRowCount)                  \
-                                                  X(SQLSetConnectAttr) X(SQLSetConnectOption)                \
-                                                      X(SQLSetCursorName) X(SQLSetDescField)                 \
-                                                          X(SQLSetDescRec) X(SQLSetEnvAttr) X(SQLSetParam)   \
-                                                              X(SQLSetPos) X(SQLSetScrollOptions)            \
-                                                                  X(SQLSetStmtAttr) X(SQLSetStmtOption)      \
-                                                                      X(SQLSpecialColumns) X(SQLStatistics)  \
-                                                                          X(SQLTablePrivileges) X(SQLTables) \
-                                                                              X(SQLTransact)
+// clang-format off
+#define ZU_DRIVER_FUNCTIONS(X)                                                                 \
+  X(SQLAllocConnect) X(SQLAllocEnv) X(SQLAllocHandle) X(SQLAllocStmt) X(SQLBindCol)            \
+  X(SQLBindParameter) X(SQLBrowseConnect) X(SQLBulkOperations) X(SQLCancel) X(SQLCloseCursor)  \
+  X(SQLColAttribute) X(SQLColAttributes) X(SQLColumnPrivileges) X(SQLColumns) X(SQLConnect)    \
+  X(SQLCopyDesc) X(SQLDescribeCol) X(SQLDescribeParam) X(SQLDisconnect) X(SQLDriverConnect)    \
+  X(SQLEndTran) X(SQLError) X(SQLExecDirect) X(SQLExecute) X(SQLExtendedFetch) X(SQLFetch)     \
+  X(SQLFetchScroll) X(SQLForeignKeys) X(SQLFreeConnect) X(SQLFreeEnv) X(SQLFreeHandle)         \
+  X(SQLFreeStmt) X(SQLGetConnectAttr) X(SQLGetConnectOption) X(SQLGetCursorName) X(SQLGetData) \
+  X(SQLGetDescField) X(SQLGetDescRec) X(SQLGetDiagField) X(SQLGetDiagRec) X(SQLGetEnvAttr)     \
+  X(SQLGetFunctions) X(SQLGetInfo) X(SQLGetStmtAttr) X(SQLGetStmtOption) X(SQLGetTypeInfo)     \
+  X(SQLMoreResults) X(SQLNativeSql) X(SQLNumParams) X(SQLNumResultCols) X(SQLParamData)        \
+  X(SQLParamOptions) X(SQLPrepare) X(SQLPrimaryKeys) X(SQLProcedureColumns) X(SQLProcedures)   \
+  X(SQLPutData) X(SQLRowCount) X(SQLSetConnectAttr) X(SQLSetConnectOption) X(SQLSetCursorName) \
+  X(SQLSetDescField) X(SQLSetDescRec) X(SQLSetEnvAttr) X(SQLSetParam) X(SQLSetPos)             \
+  X(SQLSetScrollOptions) X(SQLSetStmtAttr) X(SQLSetStmtOption) X(SQLSpecialColumns)            \
+  X(SQLStatistics) X(SQLTablePrivileges) X(SQLTables) X(SQLTransact)
+// clang-format on
 
 struct DMDriverFunctions {
 #define ZU_DRIVER_FUNCTION(name) decltype(&::name) name = nullptr;
