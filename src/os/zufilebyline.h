@@ -28,9 +28,9 @@ class ZU_API ZuFileByLine : public ZuObject {
   void closeFile();
 
   // The first line, or the one at the reader's position. The view stands until the next call; it is empty
-  // at the end of the file, and only there. 0, or 1 with the reader where it was and the error recorded.
+  // at the end of the file. 0, or 1 with the reader where it was and the error recorded.
   //
-  // Lines under a crypt type cannot be read yet: error 30041.
+  // Scrambled lines cannot be read: error 30041 as long as a crypt type is set.
   int getFirstLine(ZuSubString* view);
   int getNextLine(ZuSubString* view);
   // Passes lines, and pieces, of nothing but white space.
