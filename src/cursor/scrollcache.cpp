@@ -79,7 +79,7 @@ void ScrollCursor::moveToHead(tagFBHDR* block) {
   unlink(block);
   block->prev = nullptr;
   block->next = blockList;
-  blockList->prev = block;
+  if (blockList) blockList->prev = block;
   blockList = block;
 }
 
