@@ -7,17 +7,6 @@ using namespace dm;
 
 namespace {
 
-// HY010 while a statement waits for data or still executes.
-bool mayDisconnect(DMConn& conn) {
-  std::lock_guard guard(conn.state->lock);
-  for (DMStmt* stmt = conn.state->firstStmt; stmt; stmt = stmt->state->next) {
-    if (!sequencePending(*stmt)) continue;
-    postError(conn, "HY010");
-    return false;
-  }
-  return true;
-}
-
 // From here on no call on a statement or descriptor reaches the driver: its handles are gone with the
 // connection.
 void forgetDriverHandles(DMConn& conn) {
@@ -65,7 +54,7 @@ void dropHandles(DMConn& conn) {
 extern "C" ZU_API SQLRETURN SQL_API SQLDisconnect(SQLHDBC handle) {
   return callOwn(findConnection(handle), Api::Disconnect, [](DMConn& conn) -> SQLRETURN {
     if (!conn.state->connected && !conn.state->browsing) return fail(conn, "08003");
-    if (!mayDisconnect(conn)) return SQL_ERROR;
+    if (!requireNonePending(conn)) return SQL_ERROR;
     auto work = [](DMConn& conn, const DMDriverFunctions& driver) {
       return ask(driver.SQLDisconnect, conn.driverHandle);
     };

@@ -7,6 +7,7 @@
 #include <string_view>
 
 #include "drivermanager/internal/driverfunctions.h"
+#include "drivermanager/internal/errors.h"
 #include "drivermanager/internal/handles.h"
 
 namespace {
@@ -244,6 +245,16 @@ void sequenceTransactionEnded(DMStmt& stmt, unsigned short behavior) noexcept {
 
 bool sequencePending(const DMStmt& stmt) noexcept {
   return stmt.state->sequence.state >= StmtState::NeedParam;
+}
+
+bool requireNonePending(DMConn& conn) noexcept {
+  std::lock_guard guard(conn.state->lock);
+  for (DMStmt* stmt = conn.state->firstStmt; stmt; stmt = stmt->state->next) {
+    if (!sequencePending(*stmt)) continue;
+    dm::postError(conn, "HY010");
+    return false;
+  }
+  return true;
 }
 
 bool sequenceCursorOpen(DMStmt& stmt) noexcept {

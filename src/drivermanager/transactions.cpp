@@ -18,17 +18,6 @@ SQLRETURN endInDriver(DMConn& conn, unsigned short completion, bool endTran) {
   return askDriver(conn, *conn.driverFunctions, Api::EndTran, work);
 }
 
-// HY010 while a statement of the connection waits for data or still executes.
-bool mayEnd(DMConn& conn) {
-  std::lock_guard guard(conn.state->lock);
-  for (DMStmt* stmt = conn.state->firstStmt; stmt; stmt = stmt->state->next) {
-    if (!sequencePending(*stmt)) continue;
-    postError(conn, "HY010");
-    return false;
-  }
-  return true;
-}
-
 void statementsAfterEnd(DMConn& conn, unsigned short completion) {
   std::lock_guard guard(conn.state->lock);
   for (DMStmt* stmt = conn.state->firstStmt; stmt; stmt = stmt->state->next) {
@@ -38,7 +27,7 @@ void statementsAfterEnd(DMConn& conn, unsigned short completion) {
 
 // On one live, connected connection, for the application.
 SQLRETURN endOnConnection(DMConn& conn, unsigned short completion, Api api) {
-  if (!mayEnd(conn)) return SQL_ERROR;
+  if (!requireNonePending(conn)) return SQL_ERROR;
   const CursorLibrary* library = conn.state->cursorLibrary;
   SQLRETURN rc;
   if (!library) {

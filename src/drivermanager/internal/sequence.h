@@ -73,6 +73,9 @@ void sequenceTransactionEnded(DMStmt& stmt, unsigned short behavior) noexcept;
 // handle are then HY010.
 bool sequencePending(const DMStmt& stmt) noexcept;
 
+// False, with HY010 on the connection, while a statement of it waits for data or still executes.
+bool requireNonePending(DMConn& conn) noexcept;
+
 // True while a cursor is open. Asks the driver when that is not known; false when it does not say.
 bool sequenceCursorOpen(DMStmt& stmt) noexcept;
 
