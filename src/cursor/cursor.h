@@ -257,6 +257,11 @@ class ScrollCursor : public FwdCursor {
                            short* cType, short* sqlType, SQLULEN* size, short* scale);
   virtual int numSearchCols();
 
+  // Between the two no block leaves memory, past the limit if need be: the driver was given values of
+  // getSearchCol and may still read them. Calls pair up.
+  void holdBlocks() { ++blocksHeld; }
+  void letGoBlocks() { --blocksHeld; }
+
   // The select reads more than one table.
   virtual int getJoinFlag();
   virtual SQLRETURN createFieldMap();
@@ -318,7 +323,8 @@ class ScrollCursor : public FwdCursor {
   SQLULEN blockSize;
   SQLULEN blockBytes;  // of all blocks in memory
   SQLULEN rowsPerBlock;
-  tagFBHDR* blockList;  // owned, most recently used first
+  unsigned blocksHeld = 0;  // statements whose search values lie in blocks
+  tagFBHDR* blockList;      // owned, most recently used first
   char tempName[1024];
   CFile* file;              // owned
   SQLLEN fileLength;        // bytes written so far, by the block count

@@ -33,6 +33,7 @@ SqlParser::SqlParser(DMStmt* stmt)
 }
 
 SqlParser::~SqlParser() {
+  letGoSearch();
   cleanup();
   stmt->parser = nullptr;
 }
@@ -53,7 +54,8 @@ void SqlParser::initMembers() {
   resultCols = 0;
   textRoom = 0;
   targetName = nullptr;
-  searchBound = searchStale = suspended = false;
+  searched = nullptr;
+  searchStale = suspended = false;
   suspendedIn = Submit::ExecDirect;
 }
 
@@ -63,7 +65,7 @@ void SqlParser::cleanup() {
 }
 
 void SqlParser::reset() {
-  if (searchBound) resetParams();
+  if (searched) resetParams();
   cleanup();
   initMembers();
 }
@@ -142,7 +144,7 @@ SQLRETURN SqlParser::execute() {
 SQLRETURN SqlParser::putData(void* value, SQLLEN length) {
   const SQLRETURN rc = CursorLibPutData(stmt, value, length);
   if (rc != SQL_ERROR) return rc;
-  if (searchBound) {
+  if (searched) {
     moveErrors();
     resetParams();
   }

@@ -113,6 +113,8 @@ class SqlParser : public CLObject {
   void forgetExecution();
   void forgetResult();
   SQLRETURN flushStmts();
+  void holdSearch();
+  void letGoSearch();
   void resetParams();
   void moveErrors();
   bool isStmtPositioned();  // the driver finds the statement on no row
@@ -140,12 +142,12 @@ class SqlParser : public CLObject {
   bool groupBy;
   bool joinFlag;  // the select reads more than one table
   unsigned short resultCols;
-  SQLULEN textRoom;    // bytes of `text`
-  char* targetName;    // owned; the cursor's name in a positioned statement, else null
-  bool searchBound;    // the driver holds parameters that point into the target's cache
-  bool searchStale;    // the search has been sent once and was refused: it is built anew
-  bool suspended;      // the last call stopped on SQL_STILL_EXECUTING ...
-  Submit suspendedIn;  // ... in this, and the same call goes on with it
+  SQLULEN textRoom;        // bytes of `text`
+  char* targetName;        // owned; the cursor's name in a positioned statement, else null
+  ScrollCursor* searched;  // the driver holds parameters that point into this cursor's cache; or null
+  bool searchStale;        // the search has been sent once and was refused: it is built anew
+  bool suspended;          // the last call stopped on SQL_STILL_EXECUTING ...
+  Submit suspendedIn;      // ... in this, and the same call goes on with it
 };
 
 #endif

@@ -47,6 +47,11 @@ tagFBHDR* ScrollCursor::findBlock(SQLLEN row) const {
 tagFBHDR* ScrollCursor::getBlock(SQLLEN row) {
   tagFBHDR* block = findBlock(row);
   if (!block && blockBytes + blockSize < MEMORY_LIMIT) block = addBlock(row);
+  if (!block && blocksHeld) {
+    // Past the limit, since the driver may still read values in any of the others.
+    block = addBlock(row);
+    readBlock(block, row);
+  }
   if (!block) {
     block = blockList;
     while (block->next) block = block->next;

@@ -59,7 +59,7 @@ void SqlParser::buildSearch(DMStmt* statement) {
     position = stpcpy(stpcpy(position, isNull ? NullPredicate : ParamString), " ");
     if (isNull) continue;
     // No buffer length: the value stays in the cursor's block.
-    searchBound |= statement == stmt;
+    if (statement == stmt) holdSearch();
     const SQLRETURN rc = dvrBindParam(statement, parameter++, SQL_PARAM_INPUT, cType, sqlType, size, scale,
                                       value, 0, lengthPtr);
     if (clFailed(rc)) throw RCException(rc);
@@ -77,9 +77,21 @@ SQLRETURN SqlParser::dvrBindParam(DMStmt* statement, unsigned short number, shor
                                 lengthPtr);
 }
 
+// While the driver may still read the search values, the blocks that hold them stay in memory.
+void SqlParser::holdSearch() {
+  if (searched) return;
+  searched = target;
+  searched->holdBlocks();
+}
+
+void SqlParser::letGoSearch() {
+  if (searched) searched->letGoBlocks();
+  searched = nullptr;
+}
+
 // The generated parameters go, and the application's own come back. The first failure ends it.
 void SqlParser::resetParams() {
-  searchBound = false;
+  letGoSearch();
   CursorLibFreeStmt(stmt, SQL_RESET_PARAMS);
   for (const BindInfo* bind = stmt->apd->bindList; bind; bind = bind->next) {
     const SQLRETURN rc =
@@ -90,9 +102,8 @@ void SqlParser::resetParams() {
 }
 
 void SqlParser::forgetTarget(const ScrollCursor* cursor) {
-  if (target != cursor) return;
-  target = nullptr;
-  if (!searchBound) return;
+  if (target == cursor) target = nullptr;
+  if (searched != cursor) return;
   DriverSQLCancel(stmt);
   resetParams();
   forgetExecution();

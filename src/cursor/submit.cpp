@@ -24,7 +24,7 @@ SQLRETURN SqlParser::submitSql(Submit function) {
   try {
     rc = runSequence(function);
   } catch (const CException&) {
-    if (searchBound) {
+    if (searched) {
       moveErrors();
       resetParams();
     }
@@ -138,7 +138,7 @@ void SqlParser::describeResult(SQLRETURN* rc) {
 
 // The execution is over.
 void SqlParser::settle(SQLRETURN rc) {
-  if (target || searchBound) {
+  if (target || searched) {
     if (rc != SQL_SUCCESS) moveErrors();
     resetParams();
   }

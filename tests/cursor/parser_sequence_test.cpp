@@ -148,7 +148,7 @@ TEST_F(Positioned, ABinaryColumnNeedsALength) {
 TEST_F(Positioned, NamesAreQuotedAndNeverOverflow) {
   ScriptAnswer answer = scriptedRows(1);
   answer.columns[0].name = "a\"b";
-  answer.columns[1].name = std::string(15, '"') + std::string(14, 'x');  // does not fit when doubled
+  answer.columns[1].name.assign(15, '"').append(14, 'x');  // does not fit when doubled
   script.answers["select"] = answer;
   open(1);
   EXPECT_SQL(SQL_SUCCESS, change, change.execute("delete from t where current of c"));
@@ -209,6 +209,25 @@ TEST_F(Positioned, DataAtExecution) {
     EXPECT_SQL(SQL_SUCCESS, change, SQLParamData(change, &token));
     EXPECT_EQ("update t set name = ? WHERE \"id\" = ? AND \"name\" = ? | later | 1 | row 1", last());
   }
+}
+
+// The driver reads the search values when the data have come; the cursor has gone through its whole file by
+// then.
+TEST_F(Positioned, ValuesOutlastAJourneyWhileDataAreAwaited) {
+  script.answers["select"] = scriptedRows(5000);
+  open(1);
+  char value[8] = "later";
+  SQLLEN length = SQL_DATA_AT_EXEC;
+  SQLBindParameter(change, 1, SQL_PARAM_INPUT, SQL_C_CHAR, SQL_VARCHAR, 8, 0, value, 8, &length);
+  EXPECT_SQL(SQL_NEED_DATA, change, change.execute("update t set name = ? where current of c"));
+  SQLPOINTER token;
+  EXPECT_SQL(SQL_NEED_DATA, change, SQLParamData(change, &token));
+  ASSERT_TRUE(SQL_SUCCEEDED(rows->fetch(SQL_FETCH_LAST)));
+  for (SQLLEN row = 4000; row > 0; row -= 500)
+    ASSERT_TRUE(SQL_SUCCEEDED(rows->fetch(SQL_FETCH_ABSOLUTE, row)));
+  EXPECT_SQL(SQL_SUCCESS, change, SQLPutData(change, value, SQL_NTS));
+  EXPECT_SQL(SQL_SUCCESS, change, SQLParamData(change, &token));
+  EXPECT_EQ("update t set name = ? WHERE \"id\" = ? AND \"name\" = ? | later | 1 | row 1", last());
 }
 
 TEST_F(Positioned, CarriesOnWhereTheDriverStopped) {
