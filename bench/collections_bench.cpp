@@ -9,9 +9,9 @@
 #include <unordered_set>
 #include <vector>
 
-#include "collections/zuarray.h"
-#include "collections/zuset.h"
-#include "collections/zusorted.h"
+#include "zulib/collections/zuarray.h"
+#include "zulib/collections/zuset.h"
+#include "zulib/collections/zusorted.h"
 
 namespace {
 

@@ -11,11 +11,11 @@
 #include <string>
 #include <vector>
 
-#include "convert/ucnvconv.h"
+#include "zulib/codepages/ucnvconv.h"
 // The library keeps its table to itself; the reference searches a copy of it.
-#include "convert/ucnvtables.cpp"
-#include "os/bosfile.h"
-#include "os/zufilebyline.h"
+#include "zulib/codepages/ucnvtables.cpp"
+#include "zulib/os/files/bosfile.h"
+#include "zulib/os/files/zufilebyline.h"
 
 namespace {
 

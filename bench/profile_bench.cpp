@@ -10,7 +10,7 @@
 #include <cstring>
 #include <string>
 
-#include "os/zuini.h"
+#include "zulib/os/profiles/zuini.h"
 
 namespace {
 

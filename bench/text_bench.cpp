@@ -13,8 +13,8 @@
 #include <string>
 #include <vector>
 
-#include "runtime/ram.h"
-#include "text/zudbcs.h"
+#include "zulib/runtime/ram.h"
+#include "zulib/text/zudbcs.h"
 
 namespace {
 

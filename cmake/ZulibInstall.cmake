@@ -3,8 +3,11 @@
 include(CMakePackageConfigHelpers)
 
 install(TARGETS zulib zuodbc EXPORT zulibTargets LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR})
-install(DIRECTORY src/ DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/zulib FILES_MATCHING
-  PATTERN "*.h" PATTERN "internal" EXCLUDE PATTERN "cursor.h" EXCLUDE PATTERN "parser.h" EXCLUDE)
+install(DIRECTORY src/zulib DESTINATION ${CMAKE_INSTALL_INCLUDEDIR} FILES_MATCHING
+  PATTERN "*.h" PATTERN "internal" EXCLUDE PATTERN "cursor" EXCLUDE)
+install(FILES src/zulib/cursor/entry/cursorlib.h DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/zulib/cursor/entry)
+file(GLOB contract CONFIGURE_DEPENDS src/zuodbc/*.h)
+install(FILES ${contract} DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/zuodbc)
 install(EXPORT zulibTargets NAMESPACE zulib:: DESTINATION ${CMAKE_INSTALL_LIBDIR}/cmake/zulib)
 
 configure_package_config_file(cmake/zulibConfig.cmake.in zulibConfig.cmake

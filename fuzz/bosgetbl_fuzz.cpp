@@ -7,7 +7,7 @@
 #include <memory>
 #include <string>
 
-#include "os/bosgetbl.h"
+#include "zulib/os/files/bosgetbl.h"
 
 namespace {
 

@@ -7,7 +7,7 @@
 #include <memory>
 #include <string>
 
-#include "text/buttoken.h"
+#include "zulib/text/buttoken.h"
 
 namespace {
 

@@ -7,7 +7,7 @@
 #include <memory>
 #include <string>
 
-#include "convert/ucnvconv.h"
+#include "zulib/codepages/ucnvconv.h"
 
 namespace {
 

@@ -6,7 +6,7 @@
 #include <string>
 #include <vector>
 
-#include "text/zuhex.h"
+#include "zulib/text/zuhex.h"
 
 namespace {
 

@@ -9,7 +9,7 @@
 #include <cstring>
 #include <string>
 
-#include "os/zufilebyline.h"
+#include "zulib/os/files/zufilebyline.h"
 
 namespace {
 

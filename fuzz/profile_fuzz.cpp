@@ -7,8 +7,8 @@
 #include <string>
 #include <vector>
 
-#include "os/internal/zuinitext.h"
 #include "tests/os/zuini_model.h"
+#include "zulib/os/profiles/internal/zuinitext.h"
 
 namespace {
 

@@ -5,8 +5,8 @@
 #include <cstdlib>
 #include <string>
 
-#include "text/zustring.h"
-#include "text/zustringw.h"
+#include "zulib/text/zustring.h"
+#include "zulib/text/zustringw.h"
 
 namespace {
 

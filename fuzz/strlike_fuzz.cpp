@@ -6,8 +6,8 @@
 #include <memory>
 #include <vector>
 
-#include "text/strcopy.h"
-#include "text/strlike.h"
+#include "zulib/text/strcopy.h"
+#include "zulib/text/strlike.h"
 
 namespace {
 

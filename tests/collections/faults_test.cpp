@@ -4,11 +4,11 @@
 
 #include <deque>
 
-#include "collections/zuarray.h"
-#include "collections/zuset.h"
-#include "collections/zusorted.h"
 #include "tests/collections/support.h"
 #include "tests/support/fault_allocator.h"
+#include "zulib/collections/zuarray.h"
+#include "zulib/collections/zuset.h"
+#include "zulib/collections/zusorted.h"
 
 namespace {
 

@@ -5,7 +5,7 @@
 
 #include <random>
 
-#include "runtime/zuobject.h"
+#include "zulib/runtime/zuobject.h"
 
 // An object that knows its key, orders by it, and counts how many of its kind are alive.
 class Item : public ZuObject {

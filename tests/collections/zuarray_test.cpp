@@ -1,4 +1,4 @@
-#include "collections/zuarray.h"
+#include "zulib/collections/zuarray.h"
 
 #include <gtest/gtest.h>
 

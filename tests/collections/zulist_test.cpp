@@ -1,4 +1,4 @@
-#include "collections/zulist.h"
+#include "zulib/collections/zulist.h"
 
 #include <gtest/gtest.h>
 

@@ -1,4 +1,4 @@
-#include "collections/zuset.h"
+#include "zulib/collections/zuset.h"
 
 #include <gtest/gtest.h>
 

@@ -1,4 +1,4 @@
-#include "collections/zusorted.h"
+#include "zulib/collections/zusorted.h"
 
 #include <gtest/gtest.h>
 

@@ -1,6 +1,6 @@
 // The temporary file of a scrollable cursor: whole counts or an exception, and no signal.
 
-#include "cursor/internal/cfile.h"
+#include "zulib/cursor/rows/cfile.h"
 
 #include <fcntl.h>
 #include <sys/resource.h>

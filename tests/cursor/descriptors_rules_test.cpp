@@ -1,9 +1,9 @@
 // Descriptor calls: what may change under a cursor, the bookmark record, the header, and a descriptor that
 // is shared between statements.
 
-#include "cursor/internal/bindinfo.h"
 #include "tests/cursor/entry_fixture.h"
 #include "tests/support/fault_allocator.h"
+#include "zulib/cursor/entry/bindinfo.h"
 
 namespace {
 

@@ -2,9 +2,9 @@
 
 #include <functional>
 
-#include "cursor/cursorlib.h"
-#include "cursor/internal/bindinfo.h"
 #include "tests/cursor/entry_fixture.h"
+#include "zulib/cursor/entry/bindinfo.h"
+#include "zulib/cursor/entry/cursorlib.h"
 
 namespace {
 

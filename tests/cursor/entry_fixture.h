@@ -3,10 +3,10 @@
 #ifndef ZULIB_TESTS_CURSOR_ENTRY_FIXTURE_H
 #define ZULIB_TESTS_CURSOR_ENTRY_FIXTURE_H
 
-#include "drivermanager/dmhandle.h"
 #include "tests/support/odbc_fixture.h"
 #include "tests/support/rowset.h"
 #include "tests/support/scripted_driver.h"
+#include "zuodbc/dmhandle.h"
 
 class EntryTest : public testing::TestWithParam<ScriptedVariant> {
  protected:

@@ -2,8 +2,8 @@
 
 #include <set>
 
-#include "drivermanager/dmservices.h"
 #include "tests/cursor/entry_fixture.h"
+#include "zuodbc/dmservices.h"
 
 namespace {
 

@@ -5,8 +5,8 @@
 // that row, so that a later step may miss a row. The driver's handles all go, and the connection and the
 // statements themselves go on working.
 
-#include "cursor/internal/messages.h"
 #include "tests/cursor/faults_scenario.h"
+#include "zulib/cursor/entry/messages.h"
 
 namespace {
 

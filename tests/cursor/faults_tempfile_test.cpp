@@ -6,10 +6,10 @@
 
 #include <csignal>
 
-#include "cursor/internal/messages.h"
 #include "tests/support/odbc_fixture.h"
 #include "tests/support/rowset.h"
 #include "tests/support/scripted_driver.h"
+#include "zulib/cursor/entry/messages.h"
 
 namespace {
 

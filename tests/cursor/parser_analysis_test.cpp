@@ -2,9 +2,9 @@
 
 #include <cstring>
 
-#include "cursor/cursor.h"
-#include "cursor/parser.h"
 #include "tests/cursor/entry_fixture.h"
+#include "zulib/cursor/rows/cursor.h"
+#include "zulib/cursor/statement/parser.h"
 
 // Reaches into the analyser: the steps of the analysis and what they found.
 struct SqlParserTest {

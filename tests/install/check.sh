@@ -20,7 +20,7 @@ fail() {
 }
 
 cmake --install "$build" --prefix "$scratch/prefix" >/dev/null
-include=$scratch/prefix/include/zulib
+include=$scratch/prefix/include
 libdir=$(dirname "$(find "$scratch/prefix" -name libzulib.so)")
 
 # Each header compiles alone: in C++17, and in C where all it declares has C linkage.
@@ -30,7 +30,7 @@ while read -r header; do
   count=$((count + 1))
 done < <(cd "$include" && find . -name '*.h' | sort)
 [ "$count" -gt 5 ] || fail "only $count headers were installed"
-gcc -Wall -Wextra -Werror -I "$include" -x c -fsyntax-only "$include/cursor/cursorlib.h" || fail "cursorlib.h in C"
+gcc -Wall -Wextra -Werror -I "$include" -x c -fsyntax-only "$include/zulib/cursor/entry/cursorlib.h" || fail "cursorlib.h in C"
 pass "$count headers compile alone"
 
 # Only the interface is visible, under a version. (grep reads all of its input here: one that stops at the first

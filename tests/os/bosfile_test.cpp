@@ -1,7 +1,7 @@
 // Files against the real file system: which name is opened, how, under which lock, and what fails with which
 // error.
 
-#include "os/bosfile.h"
+#include "zulib/os/files/bosfile.h"
 
 #include <fcntl.h>
 #include <sys/resource.h>

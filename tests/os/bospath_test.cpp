@@ -1,18 +1,18 @@
 // Paths, the environment, walks, logical lines in memory, and texts between the widths.
 
-#include "os/bospath.h"
+#include "zulib/os/files/bospath.h"
 
 #include <mntent.h>
 
 #include <set>
 
-#include "os/bosenv.h"
-#include "os/bosgetbl.h"
-#include "os/boswalk.h"
-#include "os/zutextconvert.h"
-#include "runtime/ram.h"
 #include "tests/os/support.h"
 #include "tests/support/fault_allocator.h"
+#include "zulib/codepages/zutextconvert.h"
+#include "zulib/os/files/bosgetbl.h"
+#include "zulib/os/files/boswalk.h"
+#include "zulib/os/loading/bosenv.h"
+#include "zulib/runtime/ram.h"
 
 using namespace ostest;
 

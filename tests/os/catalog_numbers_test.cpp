@@ -8,8 +8,8 @@
 #include <set>
 #include <vector>
 
-#include "os/boscatalog.h"
 #include "tests/os/support.h"
+#include "zulib/os/catalogs/boscatalog.h"
 
 namespace {
 

@@ -1,18 +1,18 @@
 // Texts in the user's language: where catalogs are looked for, which language wins, what stands for a text
 // when a catalog is missing or damaged, who opens and closes, and how texts reach errors.
 
-#include "os/boscatalog.h"
+#include "zulib/os/catalogs/boscatalog.h"
 
 #include <gtest/gtest.h>
 
 #include <atomic>
 #include <thread>
 
-#include "runtime/zumessages.h"
 #include "tests/os/support.h"
 #include "tests/support/fault_allocator.h"
 #include "tests/support/locales.h"
-#include "text/zuresource.h"
+#include "zulib/errors/zumessages.h"
+#include "zulib/os/catalogs/zuresource.h"
 
 namespace {
 

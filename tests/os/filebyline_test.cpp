@@ -1,6 +1,6 @@
 // The line reader: against a plain model over random files and small buffers, and its states one by one.
 
-#include "os/zufilebyline.h"
+#include "zulib/os/files/zufilebyline.h"
 
 #include <fcntl.h>
 #include <sys/stat.h>
@@ -8,9 +8,9 @@
 #include <random>
 #include <thread>
 
-#include "os/bosfile.h"
 #include "tests/os/support.h"
 #include "tests/support/fault_allocator.h"
+#include "zulib/os/files/bosfile.h"
 
 using namespace ostest;
 

@@ -1,7 +1,7 @@
 // Files and libraries along lists of directories: the order of the lists, the directory above, names as they
 // stand, names that cannot be, and what the loader says of a file that is no library.
 
-#include "os/bosload.h"
+#include "zulib/os/loading/bosload.h"
 
 #include <dlfcn.h>
 #include <gtest/gtest.h>

@@ -17,8 +17,8 @@
 #include <optional>
 #include <string>
 
-#include "runtime/zudebug.h"
-#include "runtime/zuerror.h"
+#include "zulib/errors/zuerror.h"
+#include "zulib/runtime/zudebug.h"
 
 namespace ostest {
 

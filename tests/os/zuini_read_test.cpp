@@ -3,8 +3,8 @@
 
 #include <fcntl.h>
 
-#include "runtime/zumessages.h"
 #include "tests/os/zuini_support.h"
+#include "zulib/errors/zumessages.h"
 
 using namespace ostest;
 using namespace std::string_literals;

@@ -9,8 +9,8 @@
 #include <memory>
 #include <string>
 
-#include "os/zuini.h"
 #include "tests/os/support.h"
+#include "zulib/os/profiles/zuini.h"
 
 namespace ostest {
 

@@ -9,9 +9,9 @@
 #include <thread>
 #include <vector>
 
-#include "runtime/mds.h"
-#include "runtime/zudebug.h"
-#include "runtime/zuerror.h"
+#include "zulib/errors/zuerror.h"
+#include "zulib/runtime/mds.h"
+#include "zulib/runtime/zudebug.h"
 
 namespace {
 

@@ -9,11 +9,11 @@
 #include <thread>
 #include <vector>
 
-#include "runtime/zucritse.h"
-#include "runtime/zudebug.h"
-#include "runtime/zusemaph.h"
-#include "runtime/zusemaphoreinfo.h"
 #include "tests/runtime/worker.h"
+#include "zulib/os/host/zusemaphoreinfo.h"
+#include "zulib/runtime/zucritse.h"
+#include "zulib/runtime/zudebug.h"
+#include "zulib/runtime/zusemaph.h"
 
 namespace {
 

@@ -1,6 +1,6 @@
 // Records of threads: counting, reuse, lack of memory, and many threads at once.
 
-#include "runtime/mds.h"
+#include "zulib/runtime/mds.h"
 
 #include <gtest/gtest.h>
 

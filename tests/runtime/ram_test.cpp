@@ -1,6 +1,6 @@
 // The allocators' edges, and the byte moves against plain loops, overlapping ranges included.
 
-#include "runtime/ram.h"
+#include "zulib/runtime/ram.h"
 
 #include <gtest/gtest.h>
 
@@ -10,8 +10,8 @@
 #include <string>
 #include <vector>
 
-#include "runtime/zuerror.h"
 #include "tests/support/fault_allocator.h"
+#include "zulib/errors/zuerror.h"
 
 namespace {
 

@@ -3,7 +3,7 @@
 
 #include <string>
 
-#include "drivermanager/internal/cursorlibrary.h"
+#include "zuodbc/driver/cursorlibrary.h"
 
 namespace dm {
 

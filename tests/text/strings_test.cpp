@@ -4,7 +4,7 @@
 #include "tests/support/fault_allocator.h"
 #include "tests/support/locales.h"
 #include "tests/text/support.h"
-#include "text/zudbcs.h"
+#include "zulib/text/zudbcs.h"
 
 using namespace texttest;
 

@@ -1,6 +1,6 @@
 // LIKE against a matcher that is obviously right: it tries every split, character by character.
 
-#include "text/strlike.h"
+#include "zulib/text/strlike.h"
 
 #include "tests/support/locales.h"
 #include "tests/text/support.h"

@@ -12,7 +12,7 @@
 #include <string_view>
 #include <vector>
 
-#include "text/zudbcs.h"
+#include "zulib/text/zudbcs.h"
 
 namespace texttest {
 

@@ -1,7 +1,7 @@
 // UTF-16: pairs, lone surrogates and pairs cut by a count, at every boundary.
 
 #include "tests/text/support.h"
-#include "text/zudbcs.h"
+#include "zulib/text/zudbcs.h"
 
 using namespace texttest;
 

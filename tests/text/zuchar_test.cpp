@@ -1,6 +1,6 @@
 // Stepping, counting and classes of characters, in real encodings.
 
-#include "text/zuchar.h"
+#include "zulib/text/zuchar.h"
 
 #include <clocale>
 

@@ -1,6 +1,6 @@
 // Parameter strings, hex text, the older token reader and the text tools.
 
-#include "text/zuparams.h"
+#include "zulib/text/zuparams.h"
 
 #include <gtest/gtest.h>
 
@@ -8,12 +8,12 @@
 #include <string>
 #include <vector>
 
-#include "runtime/zuerror.h"
 #include "tests/support/fault_allocator.h"
-#include "text/buttoken.h"
-#include "text/zuhex.h"
-#include "text/zuresource.h"
-#include "text/zutexttools.h"
+#include "zulib/errors/zuerror.h"
+#include "zulib/os/catalogs/zuresource.h"
+#include "zulib/text/buttoken.h"
+#include "zulib/text/zuhex.h"
+#include "zulib/text/zutexttools.h"
 
 namespace {
 

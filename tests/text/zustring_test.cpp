@@ -1,14 +1,14 @@
 // The string classes against std::basic_string models. What both widths do is tested on both by one text.
 
-#include "text/zustring.h"
+#include "zulib/text/zustring.h"
 
-#include "collections/zuarray.h"
-#include "runtime/ram.h"
-#include "runtime/zuerror.h"
 #include "tests/support/fault_allocator.h"
 #include "tests/support/locales.h"
 #include "tests/text/support.h"
-#include "text/zustringw.h"
+#include "zulib/collections/zuarray.h"
+#include "zulib/errors/zuerror.h"
+#include "zulib/runtime/ram.h"
+#include "zulib/text/zustringw.h"
 
 using namespace texttest;
 

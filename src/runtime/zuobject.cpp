@@ -1,5 +1,0 @@
-#include "runtime/zuobject.h"
-
-ZuObject::~ZuObject() = default;
-
-int ZuObject::compare(const ZuObject*) const { return 0; }

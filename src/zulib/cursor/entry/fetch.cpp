@@ -1,0 +1,117 @@
+// The entry points that move through a result: fetches, SQLSetPos, SQLGetData, SQLRowCount, SQLMoreResults
+// and SQLCloseCursor.
+//
+// A statement has a cursor only from its first SQLFetchScroll or SQLExtendedFetch on. SQLFetch always goes
+// to the driver. The three functions exclude each other on a result, which `fetchState` remembers.
+
+#include "zulib/cursor/entry/bindinfo.h"
+#include "zulib/cursor/entry/cursorlib.h"
+#include "zulib/cursor/entry/forward.h"
+#include "zulib/cursor/entry/guard.h"
+#include "zulib/cursor/entry/stmtresources.h"
+
+namespace {
+
+SQLRETURN fetchThroughCursor(DMStmt* stmt, unsigned short api, unsigned short orientation, SQLLEN offset,
+                             SQLULEN* rowCount, SQLUSMALLINT* rowStatus) {
+  return guarded(stmt, [&] {
+    if (!stmt->cursor) AllocCursor(stmt, api);
+    SQLRETURN rc = stmt->cursor->fetch(orientation, offset, rowCount, rowStatus);
+    if (!clFailed(rc)) stmt->fetchState |= api == API_FETCHSCROLL ? DM_FETCH_BY_SCROLL : DM_FETCH_BY_EXTENDED;
+    return rc;
+  });
+}
+
+// The driver has to hear of the application's row array before its first SQLFetch, and again after any of
+// the settings has changed.
+bool rowArrayIsKnown(const DMStmt* stmt) {
+  return (stmt->fetchState & DM_FETCH_BY_FETCH) && !(stmt->fetchState & DM_FETCH_BIND_TYPE_SET) &&
+         !(stmt->ard->headerChanged & CL_HEADER_CHANGED) && !(stmt->ird->headerChanged & CL_HEADER_CHANGED);
+}
+
+}  // namespace
+
+SQLRETURN CLExtendedFetch(SQLHSTMT handle, SQLUSMALLINT orientation, SQLLEN offset, SQLULEN* rowCountPtr,
+                          SQLUSMALLINT* statusPtr) {
+  auto* stmt = static_cast<DMStmt*>(handle);
+  if (stmt->fetchState & (DM_FETCH_BY_FETCH | DM_FETCH_BY_SCROLL)) return clError(stmt, clmsg::FetchMixed);
+  return fetchThroughCursor(stmt, API_EXTENDEDFETCH, orientation, offset, rowCountPtr, statusPtr);
+}
+
+SQLRETURN CLFetchScroll(SQLHSTMT handle, SQLSMALLINT orientation, SQLLEN offset) {
+  auto* stmt = static_cast<DMStmt*>(handle);
+  if (stmt->fetchState & (DM_FETCH_BY_FETCH | DM_FETCH_BY_EXTENDED)) return clError(stmt, clmsg::FetchMixed);
+  return fetchThroughCursor(stmt, API_FETCHSCROLL, static_cast<unsigned short>(orientation), offset,
+                            stmt->ird->rowsProcessedPtr, stmt->ird->arrayStatusPtr);
+}
+
+SQLRETURN CLFetch(SQLHSTMT handle) {
+  auto* stmt = static_cast<DMStmt*>(handle);
+  if (stmt->fetchState & (DM_FETCH_BY_SCROLL | DM_FETCH_BY_EXTENDED)) return clError(stmt, clmsg::FetchMixed);
+  DMDesc& ard = *stmt->ard;
+  DMDesc& ird = *stmt->ird;
+  if (!rowArrayIsKnown(stmt)) {
+    SQLRETURN rc = CursorLibSetStmtAttr(stmt, ard.arraySize, ird.rowsProcessedPtr, ard.bindOffsetPtr,
+                                        ird.arrayStatusPtr, ard.bindType);
+    if (clFailed(rc)) return rc;
+  }
+  stmt->fetchState &= ~DM_FETCH_BIND_TYPE_SET;
+  ard.headerChanged &= ~CL_HEADER_CHANGED;
+  ird.headerChanged &= ~CL_HEADER_CHANGED;
+
+  stmt->fetchState |= DM_FETCH_IN_FETCH;
+  SQLRETURN rc = CursorLibFetch(stmt);
+  stmt->fetchState &= ~DM_FETCH_IN_FETCH;
+  if (!clFailed(rc)) stmt->fetchState |= DM_FETCH_BY_FETCH;
+  return rc;
+}
+
+SQLRETURN CLSetPos(SQLHSTMT handle, SQLSETPOSIROW row, SQLUSMALLINT operation, SQLUSMALLINT lock) {
+  auto* stmt = static_cast<DMStmt*>(handle);
+  const auto withCursor = [&](FwdCursor& cursor) {
+    const bool writes = operation == SQL_UPDATE || operation == SQL_DELETE || operation == SQL_ADD;
+    if (cursor.getConcurrency() == SQL_CONCUR_READ_ONLY && lock == SQL_LOCK_NO_CHANGE && writes)
+      throw ODBCException(stmt, clmsg::OperationNotSupported);
+    return cursor.setPos(row, operation, lock);
+  };
+  return cursorOrDriver(stmt, withCursor, [&] { return CursorLibSetPos(stmt, row, operation, lock); });
+}
+
+SQLRETURN CLBulkOperations(SQLHSTMT handle, SQLSMALLINT) {
+  return clError(handle, clmsg::OperationNotSupported);
+}
+
+SQLRETURN CLGetData(SQLHSTMT handle, SQLUSMALLINT column, SQLSMALLINT cType, SQLPOINTER value, SQLLEN length,
+                    SQLLEN* lengthPtr) {
+  auto* stmt = static_cast<DMStmt*>(handle);
+  return cursorOrDriver(
+      stmt, [&](FwdCursor& cursor) { return cursor.getData(column, cType, value, length, lengthPtr); },
+      [&] { return CursorLibGetData(stmt, column, cType, value, length, lengthPtr); });
+}
+
+SQLRETURN CLRowCount(SQLHSTMT handle, SQLLEN* count) {
+  auto* stmt = static_cast<DMStmt*>(handle);
+  return cursorOrDriver(
+      stmt, [&](FwdCursor& cursor) { return cursor.rowCount(count); },
+      [&] { return CursorLibRowCount(stmt, count); });
+}
+
+SQLRETURN CLMoreResults(SQLHSTMT handle) {
+  auto* stmt = static_cast<DMStmt*>(handle);
+  SQLRETURN rc = CursorLibMoreResults(stmt);
+  if (clFailed(rc) && rc != SQL_NO_DATA) return rc;
+  return guarded(stmt, [&] {
+    endResult(stmt);
+    return rc;
+  });
+}
+
+SQLRETURN CLCloseCursor(SQLHSTMT handle) {
+  auto* stmt = static_cast<DMStmt*>(handle);
+  SQLRETURN rc = CursorLibCloseCursor(stmt);
+  if (clFailed(rc)) return rc;
+  return guarded(stmt, [&] {
+    ReleaseCLStmtResources(stmt, SQL_CLOSE);
+    return rc;
+  });
+}

@@ -1,0 +1,56 @@
+// The library's objects that are made at load and destroyed at unload, in one unit, because only within
+// one unit does the language fix their order. dlopen and dlclose may load and unload the library any
+// number of times; each load runs this file from top to bottom, each unload from bottom to top.
+//
+// The order, by what each step makes:
+//    0  the profiles of code pages
+//    1  RAM_LOCK
+//    2  MDS_PERTHREAD_LOCK
+//    3  the sorter's statics
+//    4  VM_LOCK
+//    5  the lock of the security tokens
+//    6  MemoryError, DummyError
+//    7  the statics of the data sources
+//    8  ExchangeThreadLock, ExchangeTaskLock
+//    9  the statics of the counted libraries
+//   10  BOS_ZUSEMAPHORE_INFO, BOS_RUNTIME_DEBUG
+//   11  the statics of the region locks
+//   12  the statics of the install directory
+//   13  thisDLL, CursorLibrarySingleThreadLock
+// Locks and error records stand in front, so that whatever comes later may take locks and report errors
+// in its constructor and destructor. The profiles stand before all of them: they need neither, and code
+// pages are known before anything runs and as long as anything runs. A step whose part of the library is
+// not built yet is missing below.
+
+#include "zulib/codepages/ucnvconv.h"
+#include "zulib/errors/zuerror.h"
+#include "zulib/os/catalogs/boscatalog.h"
+#include "zulib/os/host/zusemaphoreinfo.h"
+#include "zulib/runtime/internal/threadlist.h"
+#include "zulib/runtime/mds.h"
+#include "zulib/runtime/zucritse.h"
+#include "zulib/runtime/zudebug.h"
+#include "zulib/runtime/zusemaph.h"
+
+static IniInitialize codePageProfiles;
+
+ZuCriticalSection RAM_LOCK(0);
+
+ZuCriticalSection MDS_PERTHREAD_LOCK(0);
+static ThreadListOwner threadListOwner;
+
+ZuError MemoryError(ErrSpecialMemory);
+ZuError DummyError(ErrSpecialDummy);
+
+ZuCriticalSection ExchangeThreadLock(0);
+ZuSemaphore ExchangeTaskLock(nullptr, nullptr);
+
+ZuSemaphoreInfo BOS_ZUSEMAPHORE_INFO;
+ZuRunTimeDebug BOS_RUNTIME_DEBUG;
+
+ZuCriticalSection CritOpen(0);
+ZuCriticalSection CritCatalog(0);
+static ProcessCatalogOwner processCatalogOwner;
+
+static CursorLibraryStart cursorLibraryStart;
+ZuCriticalSection CursorLibrarySingleThreadLock(0);

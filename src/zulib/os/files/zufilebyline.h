@@ -1,0 +1,88 @@
+// A text file by its lines, delivered as views into the reader's buffer: no line is copied.
+//
+// A line that is longer than the buffer comes in pieces of the buffer's size less 4, with
+// `isLineComplete` 0 for all but the last. A carriage return stays in the line. The file may grow or change
+// while it is read; what lies in the buffer stands as it was read.
+//
+// Offsets are those of the file, in bytes.
+//
+// Thread use: one thread at a time.
+
+#ifndef ZULIB_OS_ZUFILEBYLINE_H
+#define ZULIB_OS_ZUFILEBYLINE_H
+
+#include "zulib/runtime/zuapi.h"
+#include "zulib/runtime/zuobject.h"
+#include "zulib/text/zustring.h"
+
+class ZU_API ZuFileByLine : public ZuObject {
+ public:
+  ZuFileByLine();
+  ZuFileByLine(const ZuFileByLine&) = delete;
+  ZuFileByLine& operator=(const ZuFileByLine&) = delete;
+  ~ZuFileByLine() override;
+
+  // Closes the file that is open, and opens another for reading. A buffer of less than 5 bytes is made 5.
+  // 0, or 1 with no file open and the error recorded.
+  int openFile(const unsigned char* name, unsigned long bufferSize);
+  void closeFile();
+
+  // The first line, or the one at the reader's position. The view stands until the next call; it is empty
+  // at the end of the file. 0, or 1 with the reader where it was and the error recorded.
+  //
+  // Scrambled lines cannot be read: error 30041 as long as a crypt type is set.
+  int getFirstLine(ZuSubString* view);
+  int getNextLine(ZuSubString* view);
+  // Passes lines, and pieces, of nothing but white space.
+  int getNextNonBlankLine(ZuSubString* view);
+
+  // The line last delivered is the next one again.
+  void ungetLine();
+
+  // The next line is the one at `offset`; -1 takes the wish back.
+  void setSeekOffset(long long offset) { seekOffset = offset; }
+  // The next line is the one behind all that was delivered so far.
+  void seekToUnread() { seekOffset = unreadOffset; }
+
+  // Lines with their line feed, as is the rule, or without it.
+  void setReturnEol() { returnEol = true; }
+  void resetReturnEol() { returnEol = false; }
+
+  bool isEndOfFile() const { return endOfFile; }
+  bool isLineComplete() const { return lineComplete; }
+  bool isFileOpen() const { return handle > 0; }
+
+  // Where the line last delivered starts, and where it ends.
+  long long getPrevLineOffset() const { return lineOffset; }
+  long long getNextLineOffset() const { return readIndex < 0 ? bufferEnd : bufferStart + readIndex; }
+
+  // How the lines from here on are scrambled; 0: not at all.
+  void setCryptType(unsigned short type) { cryptType = type; }
+
+ private:
+  const unsigned char* nextLineFeed() const;
+  void leaveReadLine();
+  int load();
+  int fill(long long offset);
+  void deliver(const unsigned char* lineFeed, ZuSubString* view);
+
+  int handle = 0;
+  unsigned char* name = nullptr;    // owned
+  unsigned char* buffer = nullptr;  // owned; one byte more than its size
+  unsigned long bufferSize = 0;
+  unsigned long bytesInBuffer = 0;
+  long readIndex = -1;           // of the next line in the buffer; -1: nothing is loaded
+  long long bufferStart = 0;     // file offset of the buffer's first byte
+  long long bufferEnd = 0;       // file offset behind the buffer
+  long long lineOffset = 0;      // of the line last delivered
+  long long seekOffset = -1;     // where the next line is wanted from; -1: where the last one ended
+  long long unreadOffset = 0;    // the highest offset delivered so far
+  long long previousUnread = 0;  // what unreadOffset was before the last line
+  bool returnEol = true;
+  bool lineComplete = false;
+  bool endOfFile = false;
+  ZuString scratch;  // a line while it is unscrambled
+  unsigned short cryptType = 0;
+};
+
+#endif

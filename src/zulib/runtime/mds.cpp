@@ -1,0 +1,133 @@
+#include "zulib/runtime/mds.h"
+
+#include <pthread.h>
+
+#include <iterator>
+
+#include "zulib/runtime/internal/threadlist.h"
+
+void* MDS_PER_TASK_GLOBALS[PerTaskDataCount];
+
+namespace {
+
+unsigned long thisThread() { return static_cast<unsigned long>(pthread_self()); }
+
+ZuThreadInfo* firstRecord() { return static_cast<ZuThreadInfo*>(MDS_PER_TASK_GLOBALS[PerTaskThreadList]); }
+
+// A deleted record of the list, or null with `last` on the last record. The last record is not looked at
+// unless it is the only one: a deleted one stays unused until others stand behind it.
+ZuThreadInfo* findDeleted(ZuThreadInfo* head, ZuThreadInfo*& last) {
+  if (head->isDeleted()) return head;
+  for (last = head; last->getNext(); last = last->getNext()) {
+    if (last->isDeleted()) return last;
+  }
+  return nullptr;
+}
+
+// The record of a thread, or a deleted one made the thread's; null when a new one is needed, which goes
+// behind `last` (null: first on the list). The caller holds the lock.
+ZuThreadInfo* findOrReuse(unsigned long id, ZuThreadInfo*& last) {
+  if (ZuThreadInfo* info = findThreadInfo(id)) {
+    info->incrementCount();
+    return info;
+  }
+  last = nullptr;
+  ZuThreadInfo* head = firstRecord();
+  ZuThreadInfo* deleted = head ? findDeleted(head, last) : nullptr;
+  if (deleted) deleted->initialize(id);
+  return deleted;
+}
+
+void append(ZuThreadInfo* last, ZuThreadInfo* made) {
+  if (last) {
+    last->setNext(made);
+  } else {
+    MDS_PER_TASK_GLOBALS[PerTaskThreadList] = made;
+  }
+}
+
+}  // namespace
+
+ThreadListOwner::~ThreadListOwner() {
+  ZuCriticalSectionHolder lock(MDS_PERTHREAD_LOCK);
+  ZuThreadInfo* record = firstRecord();
+  MDS_PER_TASK_GLOBALS[PerTaskThreadList] = nullptr;
+  while (record) {
+    ZuThreadInfo* next = record->getNext();
+    delete record;
+    record = next;
+  }
+}
+
+void ZuThreadInfo::initialize(unsigned long id) {
+  for (void*& cell : data) cell = nullptr;
+  threadId = id;
+  count = 1;
+}
+
+void ZuThreadInfo::lockedDecrementCount() {
+  ZuCriticalSectionHolder lock(MDS_PERTHREAD_LOCK);
+  decrementCount();
+}
+
+void mdsPerTaskInit() {}
+void mdsPerTaskTerm() {}
+int mdsIsTaskInit() { return 1; }
+
+void* mdsGetPerTaskData(PerTaskData index) { return MDS_PER_TASK_GLOBALS[index]; }
+void** mdsGetPerTaskDataAddress(PerTaskData index) { return &MDS_PER_TASK_GLOBALS[index]; }
+void mdsSetPerTaskData(PerTaskData index, void* value) { MDS_PER_TASK_GLOBALS[index] = value; }
+void mdsSetPerTaskData(PerTaskData index, const void* value) {
+  MDS_PER_TASK_GLOBALS[index] = const_cast<void*>(value);
+}
+
+int mdsPerThreadInit() {
+  unsigned long id = thisThread();
+  ZuThreadInfo* last = nullptr;
+  {
+    ZuCriticalSectionHolder lock(MDS_PERTHREAD_LOCK);
+    if (findOrReuse(id, last)) return 1;
+  }
+  // Made without the lock: an allocation that fails looks for the thread's error list, by way of this list.
+  auto* made = new ZuThreadInfo(id);
+  if (!made) return 0;
+  ZuCriticalSectionHolder lock(MDS_PERTHREAD_LOCK);
+  if (findOrReuse(id, last)) {
+    delete made;
+  } else {
+    append(last, made);
+  }
+  return 1;
+}
+
+void mdsPerThreadTerm() {
+  ZuCriticalSectionHolder lock(MDS_PERTHREAD_LOCK);
+  if (ZuThreadInfo* info = findThreadInfo(thisThread())) info->decrementCount();
+}
+
+ZuThreadInfo* findThreadInfo(unsigned long id) {
+  for (ZuThreadInfo* info = firstRecord(); info; info = info->getNext()) {
+    if (info->isThread(id)) return info;
+  }
+  return nullptr;
+}
+
+ZuThreadInfo* getThreadInfo(unsigned long id) {
+  ZuCriticalSectionHolder lock(MDS_PERTHREAD_LOCK);
+  return findThreadInfo(id);
+}
+
+ZuThreadInfo* getThreadInfo() { return getThreadInfo(thisThread()); }
+
+void* mdsGetPerThreadData(PerThreadData index) {
+  ZuThreadInfo* info = getThreadInfo();
+  return info ? info->getThreadData(index) : nullptr;
+}
+
+void** mdsGetPerThreadDataAddress(PerThreadData index) {
+  return getThreadInfo()->getThreadDataAddress(index);
+}
+
+void mdsSetPerThreadData(PerThreadData index, void* value) { getThreadInfo()->setThreadData(index, value); }
+
+void BosLibMain() {}

@@ -1,0 +1,152 @@
+#include "zulib/text/strfind.h"
+
+#include <cstdlib>
+
+#include "zulib/runtime/ram.h"
+#include "zulib/text/internal/narrow.h"
+#include "zulib/text/strcase.h"
+
+using namespace zutext;
+
+namespace {
+
+// A block that goes with its scope.
+class Block {
+ public:
+  explicit Block(unsigned char* block) : block(block) {}
+  Block(const Block&) = delete;
+  Block& operator=(const Block&) = delete;
+  ~Block() { std::free(block); }
+  unsigned char* get() const { return block; }
+
+ private:
+  unsigned char* block;
+};
+
+// True when each of the `m` bytes at `p` is that of `upper` or that of `lower`.
+bool matchesEither(const unsigned char* p, const unsigned char* upper, const unsigned char* lower,
+                   unsigned long m) {
+  for (unsigned long i = 0; i < m; ++i) {
+    if (p[i] != upper[i] && p[i] != lower[i]) return false;
+  }
+  return true;
+}
+
+bool isInClass(unsigned char byte, unsigned long flags) {
+  return ((flags & strClassLower) != 0 && byte >= 'a' && byte <= 'z') ||
+         ((flags & strClassUpper) != 0 && byte >= 'A' && byte <= 'Z') ||
+         ((flags & strClassDigit) != 0 && byte >= '0' && byte <= '9');
+}
+
+// Walks until a character is in the set or a class (`wanted`), or is not (not `wanted`); true when one is
+// met.
+bool meets(bool wanted, const unsigned char* s, unsigned long n, const unsigned char* extra,
+           unsigned long flags, zuCPType cp) {
+  const NarrowWalk walk(cp);
+  const unsigned long extraLength = extra == nullptr ? 0 : narrowLength(extra);
+  for (unsigned long i = 0; i < n; i += walk.step(s + i, n - i)) {
+    const bool isIn = isInClass(s[i], flags) || findByte(walk, extra, extraLength, s[i]) != nullptr;
+    if (isIn == wanted) return true;
+  }
+  return false;
+}
+
+}  // namespace
+
+const unsigned char* strFind(const unsigned char* s, unsigned char ch, zuCPType cp) {
+  return findByte(NarrowWalk(cp), s, narrowLength(s), ch);
+}
+
+const unsigned char* strFindAnsi(const unsigned char* s, unsigned char ch) {
+  return strFind(s, ch, zuCPLocale);
+}
+
+const unsigned char* strFind(const unsigned char* s, const unsigned char* pat, zuCPType cp) {
+  return strFind(s, narrowLength(s), pat, narrowLength(pat), cp);
+}
+
+const unsigned char* strFind(const unsigned char* s, unsigned long n, const unsigned char* pat,
+                             unsigned long m, zuCPType cp) {
+  return findBytes(NarrowWalk(cp), s, n, pat, m);
+}
+
+const unsigned char* strFindReverse(const unsigned char* s, unsigned char ch, zuCPType cp) {
+  const NarrowWalk walk(cp);
+  const unsigned char* end = s + narrowLength(s);
+  const unsigned char* last = nullptr;
+  for (const unsigned char* p = s; p < end; p = walk.next(p, end)) {
+    p = findByte(walk, p, static_cast<unsigned long>(end - p), ch);
+    if (p == nullptr) break;
+    last = p;
+  }
+  return last;
+}
+
+// The options are not looked at: callers that ask for the first hit rely on getting the last.
+const unsigned char* strFind(const unsigned char* s, unsigned char ch, strFindOptions, zuCPType cp) {
+  return strFindReverse(s, ch, cp);
+}
+
+const unsigned char* strFind(const unsigned char* s, unsigned char ch, unsigned char q1, unsigned char q2,
+                             unsigned char q3, zuCPType cp) {
+  const NarrowWalk walk(cp);
+  unsigned char zone = 0;
+  const unsigned char* end = s + narrowLength(s);
+  for (const unsigned char* p = s; p < end; p = walk.next(p, end)) {
+    if (zone != 0) {
+      if (*p == zone) zone = 0;
+    } else if (*p == ch) {
+      return p;
+    } else if (*p == q1 || *p == q2 || *p == q3) {
+      zone = *p;
+    }
+  }
+  return nullptr;
+}
+
+const unsigned char* strFindCi(const unsigned char* s, unsigned long n, const unsigned char* pat,
+                               unsigned long m, zuCPType cp) {
+  if (m == 0 || m > n) return nullptr;
+  const Block text(ramAllocStr(s, n));
+  if (text.get() == nullptr) return nullptr;
+  const Block pattern(ramAllocStr(pat, m));
+  if (pattern.get() == nullptr) return nullptr;
+  strUpper(text.get(), n);
+  strUpper(pattern.get(), m);
+  const unsigned char* hit = strFind(text.get(), n, pattern.get(), m, cp);
+  return hit == nullptr ? nullptr : s + (hit - text.get());
+}
+
+const unsigned char* strFindCi(const unsigned char* s, unsigned long n, const unsigned char* upper,
+                               const unsigned char* lower, unsigned long m, zuCPType cp) {
+  if (m == 0 || m > n) return nullptr;
+  const NarrowWalk walk(cp);
+  const unsigned char* last = s + (n - m);
+  const unsigned char* end = s + n;
+  for (const unsigned char* p = s; p <= last;) {
+    const unsigned char* hit = findEither(p, last + 1, *upper, *lower);
+    if (hit == nullptr) return nullptr;
+    if (cp != zuCPSingleByte) {
+      p = walk.reach(p, hit, end);
+      if (p != hit) continue;
+      const unsigned long size = walk.step(p, static_cast<unsigned long>(end - p));
+      if (size != 1) {
+        p += size;
+        continue;
+      }
+    }
+    if (matchesEither(hit, upper, lower, m)) return hit;
+    p = hit + 1;
+  }
+  return nullptr;
+}
+
+bool strContains(const unsigned char* s, unsigned long n, const unsigned char* extra, unsigned long flags,
+                 zuCPType cp) {
+  return !meets(false, s, n, extra, flags, cp);
+}
+
+bool strDoesNotContain(const unsigned char* s, unsigned long n, const unsigned char* extra,
+                       unsigned long flags, zuCPType cp) {
+  return !meets(true, s, n, extra, flags, cp);
+}

@@ -1,0 +1,144 @@
+// Environments: their attributes, and the lists of data sources and drivers.
+
+#include <atomic>
+#include <cstdint>
+#include <cstring>
+
+#include "zuodbc/call/entry.h"
+#include "zuodbc/call/text.h"
+#include "zuodbc/sources/datasource.h"
+
+using namespace dm;
+
+namespace {
+
+// Connection pooling is a matter of the process when it is set without an environment. Connections are
+// never pooled here; the value is kept for the application that asks for it.
+std::atomic<SQLULEN> processPooling{SQL_CP_OFF};
+
+bool hasConnections(DMEnv& env) {
+  std::lock_guard guard(env.state->lock);
+  return !env.state->connections.empty();
+}
+
+SQLRETURN setAttribute(DMEnv& env, SQLINTEGER attribute, SQLULEN value) {
+  switch (attribute) {
+    case SQL_ATTR_ODBC_VERSION:
+      if (value != SQL_OV_ODBC2 && value != SQL_OV_ODBC3 && value != SQL_OV_ODBC3_80)
+        return fail(env, "HY024");
+      if (hasConnections(env)) return fail(env, "HY010");
+      env.odbcVersion = static_cast<long>(value);
+      return SQL_SUCCESS;
+    case SQL_ATTR_CONNECTION_POOLING:
+      if (value > SQL_CP_ONE_PER_HENV) return fail(env, "HY024");
+      env.state->connectionPooling = value;
+      return SQL_SUCCESS;
+    case SQL_ATTR_CP_MATCH:
+      if (value > SQL_CP_RELAXED_MATCH) return fail(env, "HY024");
+      env.state->poolingMatch = value;
+      return SQL_SUCCESS;
+    case SQL_ATTR_OUTPUT_NTS:
+      if (value == SQL_TRUE) return SQL_SUCCESS;
+      return fail(env, value == SQL_FALSE ? "HYC00" : "HY024");
+    default: return fail(env, "HY092");
+  }
+}
+
+SQLRETURN tell(SQLULEN number, SQLPOINTER value, SQLINTEGER* length) {
+  auto cell = static_cast<SQLINTEGER>(number);
+  if (value) std::memcpy(value, &cell, sizeof cell);
+  if (length) *length = sizeof cell;
+  return SQL_SUCCESS;
+}
+
+SQLRETURN getAttribute(DMEnv& env, SQLINTEGER attribute, SQLPOINTER value, SQLINTEGER* length) {
+  switch (attribute) {
+    case SQL_ATTR_ODBC_VERSION:
+      if (env.odbcVersion == 0) return fail(env, "HY010");
+      return tell(static_cast<SQLULEN>(env.odbcVersion), value, length);
+    case SQL_ATTR_CONNECTION_POOLING: return tell(env.state->connectionPooling, value, length);
+    case SQL_ATTR_CP_MATCH: return tell(env.state->poolingMatch, value, length);
+    case SQL_ATTR_OUTPUT_NTS: return tell(SQL_TRUE, value, length);
+    default: return fail(env, "HY092");
+  }
+}
+
+struct ListingOut {
+  SQLCHAR* name;
+  SQLSMALLINT nameSize;
+  SQLSMALLINT* nameLength;
+  SQLCHAR* description;
+  SQLSMALLINT descriptionSize;
+  SQLSMALLINT* descriptionLength;
+};
+
+// The next entry of a listing, or SQL_NO_DATA, after which it starts again.
+SQLRETURN tellNext(DMEnv& env, const std::vector<DataSourceEntry>& entries, size_t& next,
+                   const ListingOut& out) {
+  if (next >= entries.size()) {
+    next = 0;
+    return SQL_NO_DATA;
+  }
+  const DataSourceEntry& entry = entries[next++];
+  bool whole = copyText(entry.name, out.name, out.nameSize, out.nameLength);
+  whole &= copyText(entry.description, out.description, out.descriptionSize, out.descriptionLength);
+  return whole ? SQL_SUCCESS : warn(env, "01004");
+}
+
+}  // namespace
+
+extern "C" {
+
+ZU_API SQLRETURN SQL_API SQLSetEnvAttr(SQLHENV handle, SQLINTEGER attribute, SQLPOINTER value, SQLINTEGER) {
+  auto number = reinterpret_cast<SQLULEN>(value);
+  if (!handle && attribute == SQL_ATTR_CONNECTION_POOLING) {
+    if (number > SQL_CP_ONE_PER_HENV) return SQL_ERROR;
+    processPooling = number;
+    return SQL_SUCCESS;
+  }
+  return callEnvironment(handle, Api::SetEnvAttr,
+                         [&](DMEnv& env) { return setAttribute(env, attribute, number & UINT32_MAX); });
+}
+
+ZU_API SQLRETURN SQL_API SQLGetEnvAttr(SQLHENV handle, SQLINTEGER attribute, SQLPOINTER value, SQLINTEGER,
+                                       SQLINTEGER* length) {
+  if (!handle && attribute == SQL_ATTR_CONNECTION_POOLING) return tell(processPooling, value, length);
+  return callEnvironment(handle, Api::GetEnvAttr,
+                         [&](DMEnv& env) { return getAttribute(env, attribute, value, length); });
+}
+
+ZU_API SQLRETURN SQL_API SQLDataSources(SQLHENV handle, SQLUSMALLINT direction, SQLCHAR* name,
+                                        SQLSMALLINT nameSize, SQLSMALLINT* nameLength, SQLCHAR* description,
+                                        SQLSMALLINT descriptionSize, SQLSMALLINT* descriptionLength) {
+  return callEnvironment(handle, Api::DataSources, [&](DMEnv& env) -> SQLRETURN {
+    if (nameSize < 0 || descriptionSize < 0) return fail(env, "HY090");
+    DMEnvState& state = *env.state;
+    switch (direction) {
+      case SQL_FETCH_NEXT:
+        if (state.nextDataSource == 0) state.dataSources = listDataSources(DataSourceScope::Both);
+        break;
+      case SQL_FETCH_FIRST: state.dataSources = listDataSources(DataSourceScope::Both); break;
+      case SQL_FETCH_FIRST_USER: state.dataSources = listDataSources(DataSourceScope::User); break;
+      case SQL_FETCH_FIRST_SYSTEM: state.dataSources = listDataSources(DataSourceScope::System); break;
+      default: return fail(env, "HY103");
+    }
+    if (direction != SQL_FETCH_NEXT) state.nextDataSource = 0;
+    return tellNext(env, state.dataSources, state.nextDataSource,
+                    {name, nameSize, nameLength, description, descriptionSize, descriptionLength});
+  });
+}
+
+ZU_API SQLRETURN SQL_API SQLDrivers(SQLHENV handle, SQLUSMALLINT direction, SQLCHAR* name,
+                                    SQLSMALLINT nameSize, SQLSMALLINT* nameLength, SQLCHAR* attributes,
+                                    SQLSMALLINT attributesSize, SQLSMALLINT* attributesLength) {
+  return callEnvironment(handle, Api::Drivers, [&](DMEnv& env) -> SQLRETURN {
+    if (nameSize < 0 || attributesSize < 0) return fail(env, "HY090");
+    if (direction != SQL_FETCH_NEXT && direction != SQL_FETCH_FIRST) return fail(env, "HY103");
+    DMEnvState& state = *env.state;
+    if (direction == SQL_FETCH_FIRST) state.nextDriver = 0;
+    if (state.nextDriver == 0) state.drivers = listDrivers();
+    return tellNext(env, state.drivers, state.nextDriver,
+                    {name, nameSize, nameLength, attributes, attributesSize, attributesLength});
+  });
+}
+}

@@ -1,0 +1,148 @@
+// Statement attributes, and the options that ODBC 2 had in their place.
+
+#include "zuodbc/driver/bridge.h"
+
+using namespace dm;
+
+namespace {
+
+SQLPOINTER asPointer(SQLULEN number) { return reinterpret_cast<SQLPOINTER>(number); }
+
+constexpr SQLINTEGER FIRST_ATTRIBUTE = SQL_ATTR_CURSOR_SENSITIVITY;  // -2
+constexpr SQLINTEGER LAST_ATTRIBUTE = 29;
+constexpr SQLINTEGER FIRST_DRIVER_ATTRIBUTE = 1000;
+
+bool isKnown(SQLINTEGER attribute) {
+  return (attribute >= FIRST_ATTRIBUTE && attribute <= LAST_ATTRIBUTE) || attribute >= FIRST_DRIVER_ATTRIBUTE;
+}
+
+bool isReadOnly(SQLINTEGER attribute) {
+  return attribute == SQL_GET_BOOKMARK || attribute == SQL_ATTR_ROW_NUMBER;
+}
+
+// These shape the cursor, so they must stand before the statement is prepared or executed.
+bool shapesCursor(SQLINTEGER attribute) {
+  switch (attribute) {
+    case SQL_ATTR_CURSOR_SENSITIVITY:
+    case SQL_ATTR_CURSOR_SCROLLABLE:
+    case SQL_ATTR_CURSOR_TYPE:
+    case SQL_ATTR_CONCURRENCY:
+    case SQL_ATTR_SIMULATE_CURSOR:
+    case SQL_ATTR_USE_BOOKMARKS: return true;
+    default: return false;
+  }
+}
+
+const char* checkTime(DMStmt& stmt, SQLINTEGER attribute) {
+  if (!shapesCursor(attribute) || sequencePending(stmt)) return nullptr;
+  if (sequenceCursorOpen(stmt)) return "24000";
+  return stmt.flags & DM_STMT_PREPARED ? "HY011" : nullptr;
+}
+
+const char* checkDescriptor(const DMStmt& stmt, SQLINTEGER attribute, SQLPOINTER value) {
+  if (attribute == SQL_ATTR_IMP_ROW_DESC || attribute == SQL_ATTR_IMP_PARAM_DESC) return "HY017";
+  if ((attribute != SQL_ATTR_APP_ROW_DESC && attribute != SQL_ATTR_APP_PARAM_DESC) || !value) return nullptr;
+  const DMDesc* desc = findDescriptor(value);
+  if (!desc || desc->conn != stmt.conn) return "HY024";
+  if (desc->isExplicit()) return nullptr;
+  const DMDesc* own =
+      attribute == SQL_ATTR_APP_ROW_DESC ? &stmt.implicitArdStorage : &stmt.implicitApdStorage;
+  return desc == own ? nullptr : "HY017";
+}
+
+const char* checkSet(DMStmt& stmt, SQLINTEGER attribute, SQLPOINTER value) {
+  if (!isKnown(attribute) || isReadOnly(attribute)) return "HY092";
+  if (const char* wrong = checkDescriptor(stmt, attribute, value)) return wrong;
+  bool counts = attribute == SQL_ATTR_ROW_ARRAY_SIZE || attribute == SQL_ATTR_PARAMSET_SIZE ||
+                attribute == SQL_ROWSET_SIZE;
+  if (counts && !value) return "HY024";
+  return checkTime(stmt, attribute);
+}
+
+const char* checkGet(const DMStmt& stmt, SQLINTEGER attribute) {
+  if (!isKnown(attribute)) return "HY092";
+  StmtState state = stmt.state->sequence.state;
+  bool positioned =
+      state == StmtState::Fetched || state == StmtState::ExtendedFetched || sequencePending(stmt);
+  return isReadOnly(attribute) && !positioned ? "24000" : nullptr;
+}
+
+const char* checkScrollOptions(SQLUSMALLINT concurrency, SQLLEN keyset, SQLUSMALLINT rowset) {
+  if (concurrency < SQL_CONCUR_READ_ONLY || concurrency > SQL_CONCUR_VALUES) return "HY108";
+  if (rowset == 0 || keyset < SQL_SCROLL_STATIC || (keyset > 0 && keyset < rowset)) return "HY107";
+  return nullptr;
+}
+
+// What the driver manager keeps in its own flags, whoever took the attribute.
+void noteSet(DMStmt& stmt, SQLINTEGER attribute, SQLPOINTER value) {
+  if (attribute == SQL_ATTR_ASYNC_ENABLE || attribute == SQL_ATTR_USE_BOOKMARKS)
+    keepStmtAttr(stmt, attribute, value);
+}
+
+}  // namespace
+
+extern "C" {
+
+ZU_API SQLRETURN SQL_API SQLSetStmtAttr(SQLHSTMT handle, SQLINTEGER attribute, SQLPOINTER value,
+                                        SQLINTEGER length) {
+  return callChecked(
+      handle, Api::SetStmtAttr, [&](DMStmt& stmt) { return checkSet(stmt, attribute, value); },
+      [&](DMStmt& stmt, const CursorLibrary& library) {
+        SQLRETURN rc = library.CLSetStmtAttr(&stmt, attribute, value, length);
+        if (SQL_SUCCEEDED(rc)) noteSet(stmt, attribute, value);
+        return rc;
+      },
+      [&](DMStmt& stmt, const DMDriverFunctions& driver) {
+        return driverSetStmtAttr(stmt, driver, attribute, value, length);
+      });
+}
+
+ZU_API SQLRETURN SQL_API SQLSetStmtOption(SQLHSTMT handle, SQLUSMALLINT option, SQLULEN value) {
+  return callChecked(
+      handle, Api::SetStmtOption, [&](DMStmt& stmt) { return checkSet(stmt, option, asPointer(value)); },
+      [&](DMStmt& stmt, const CursorLibrary& library) {
+        SQLRETURN rc = library.CLSetStmtOption(&stmt, option, value);
+        if (SQL_SUCCEEDED(rc)) noteSet(stmt, option, asPointer(value));
+        return rc;
+      },
+      [&](DMStmt& stmt, const DMDriverFunctions& driver) {
+        return driverSetStmtOption(stmt, driver, option, value);
+      });
+}
+
+ZU_API SQLRETURN SQL_API SQLGetStmtAttr(SQLHSTMT handle, SQLINTEGER attribute, SQLPOINTER value,
+                                        SQLINTEGER length, SQLINTEGER* lengthPtr) {
+  return callChecked(
+      handle, Api::GetStmtAttr, [&](DMStmt& stmt) { return checkGet(stmt, attribute); },
+      [&](DMStmt& stmt, const CursorLibrary& library) {
+        return library.CLGetStmtAttr(&stmt, attribute, value, length, lengthPtr);
+      },
+      [&](DMStmt& stmt, const DMDriverFunctions& driver) {
+        return driverGetStmtAttr(stmt, driver, attribute, value, length, lengthPtr);
+      });
+}
+
+ZU_API SQLRETURN SQL_API SQLGetStmtOption(SQLHSTMT handle, SQLUSMALLINT option, SQLPOINTER value) {
+  return callChecked(
+      handle, Api::GetStmtOption, [&](DMStmt& stmt) { return checkGet(stmt, option); },
+      [&](DMStmt& stmt, const CursorLibrary& library) {
+        return library.CLGetStmtOption(&stmt, option, value);
+      },
+      [&](DMStmt& stmt, const DMDriverFunctions& driver) {
+        return driverGetStmtOption(stmt, driver, option, value);
+      });
+}
+
+ZU_API SQLRETURN SQL_API SQLSetScrollOptions(SQLHSTMT handle, SQLUSMALLINT concurrency, SQLLEN keyset,
+                                             SQLUSMALLINT rowset) {
+  return callChecked(
+      handle, Api::SetScrollOptions, [&](DMStmt&) { return checkScrollOptions(concurrency, keyset, rowset); },
+      [&](DMStmt& stmt, const CursorLibrary& library) {
+        return library.CLSetScrollOptions(&stmt, concurrency, keyset, rowset);
+      },
+      [&](DMStmt& stmt, const DMDriverFunctions& driver) {
+        return driverSetScrollOptions(stmt, driver, concurrency, keyset, rowset);
+      });
+}
+
+}  // extern "C"

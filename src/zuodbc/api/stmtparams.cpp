@@ -1,0 +1,111 @@
+// Parameters: their count and description, and what is bound to them.
+
+#include "zuodbc/driver/bridge.h"
+
+using namespace dm;
+
+namespace {
+
+struct Binding {
+  SQLUSMALLINT number;
+  SQLSMALLINT ioType;  // 0: the call does not say
+  SQLSMALLINT cType;
+  SQLSMALLINT sqlType;
+  SQLULEN size;
+  SQLSMALLINT scale;
+  SQLPOINTER data;
+  SQLLEN length;
+  SQLLEN* lengthPtr;
+
+  bool isOutput() const { return ioType == SQL_PARAM_OUTPUT || ioType == SQL_PARAM_OUTPUT_STREAM; }
+};
+
+const char* checkBinding(const Binding& binding) {
+  if (binding.number == 0) return "07009";
+  switch (binding.ioType) {
+    case 0:
+    case SQL_PARAM_INPUT:
+    case SQL_PARAM_INPUT_OUTPUT:
+    case SQL_PARAM_OUTPUT:
+    case SQL_PARAM_INPUT_OUTPUT_STREAM:
+    case SQL_PARAM_OUTPUT_STREAM: break;
+    default: return "HY105";
+  }
+  if (binding.length < 0 && binding.length != SQL_SETPARAM_VALUE_MAX) return "HY090";
+  return !binding.data && !binding.lengthPtr && !binding.isOutput() ? "HY009" : nullptr;
+}
+
+SQLRETURN bind(SQLHSTMT handle, Api api, const Binding& b) {
+  return callChecked(
+      handle, api, [&](DMStmt&) { return checkBinding(b); },
+      [&](DMStmt& stmt, const CursorLibrary& library) {
+        SQLSMALLINT ioType = b.ioType ? b.ioType : SQLSMALLINT(SQL_PARAM_INPUT);
+        return library.CLBindParameter(&stmt, b.number, ioType, b.cType, b.sqlType, b.size, b.scale, b.data,
+                                       b.length, b.lengthPtr);
+      },
+      [&](DMStmt& stmt, const DMDriverFunctions& driver) {
+        return driverBindParameter(stmt, driver, b.number, b.ioType, b.cType, b.sqlType, b.size, b.scale,
+                                   b.data, b.length, b.lengthPtr);
+      });
+}
+
+}  // namespace
+
+extern "C" {
+
+ZU_API SQLRETURN SQL_API SQLNumParams(SQLHSTMT handle, SQLSMALLINT* count) {
+  return callStatement(
+      handle, Api::NumParams,
+      [&](DMStmt& stmt, const CursorLibrary& library) {
+        return library.CLNumParams(&stmt, orScratch(count));
+      },
+      [&](DMStmt& stmt, const DMDriverFunctions& driver) {
+        return ask(driver.SQLNumParams, stmt.driverHandle, orScratch(count));
+      });
+}
+
+ZU_API SQLRETURN SQL_API SQLDescribeParam(SQLHSTMT handle, SQLUSMALLINT number, SQLSMALLINT* type,
+                                          SQLULEN* size, SQLSMALLINT* scale, SQLSMALLINT* nullable) {
+  return callChecked(
+      handle, Api::DescribeParam, [&](DMStmt&) { return number == 0 ? "07009" : nullptr; }, noCursorLibrary,
+      [&](DMStmt& stmt, const DMDriverFunctions& driver) {
+        SQLRETURN rc = ask(driver.SQLDescribeParam, stmt.driverHandle, number, type, size, scale, nullable);
+        if (SQL_SUCCEEDED(rc) && type) *type = typeForApplication(*stmt.conn, *type);
+        return rc;
+      });
+}
+
+ZU_API SQLRETURN SQL_API SQLBindParameter(SQLHSTMT handle, SQLUSMALLINT number, SQLSMALLINT ioType,
+                                          SQLSMALLINT cType, SQLSMALLINT sqlType, SQLULEN size,
+                                          SQLSMALLINT scale, SQLPOINTER data, SQLLEN length,
+                                          SQLLEN* lengthPtr) {
+  // 0 is the inner sign for "not said": from the application it is no input/output type.
+  SQLSMALLINT said = ioType == 0 ? SQLSMALLINT(-1) : ioType;
+  return bind(handle, Api::BindParameter,
+              {number, said, cType, sqlType, size, scale, data, length, lengthPtr});
+}
+
+ZU_API SQLRETURN SQL_API SQLBindParam(SQLHSTMT handle, SQLUSMALLINT number, SQLSMALLINT cType,
+                                      SQLSMALLINT sqlType, SQLULEN size, SQLSMALLINT scale, SQLPOINTER data,
+                                      SQLLEN* lengthPtr) {
+  return bind(handle, Api::BindParam,
+              {number, 0, cType, sqlType, size, scale, data, SQL_SETPARAM_VALUE_MAX, lengthPtr});
+}
+
+ZU_API SQLRETURN SQL_API SQLSetParam(SQLHSTMT handle, SQLUSMALLINT number, SQLSMALLINT cType,
+                                     SQLSMALLINT sqlType, SQLULEN size, SQLSMALLINT scale, SQLPOINTER data,
+                                     SQLLEN* lengthPtr) {
+  return bind(handle, Api::SetParam,
+              {number, 0, cType, sqlType, size, scale, data, SQL_SETPARAM_VALUE_MAX, lengthPtr});
+}
+
+ZU_API SQLRETURN SQL_API SQLParamOptions(SQLHSTMT handle, SQLULEN rows, SQLULEN* rowPtr) {
+  return callChecked(
+      handle, Api::ParamOptions, [&](DMStmt&) { return rows == 0 ? "HY107" : nullptr; },
+      [&](DMStmt& stmt, const CursorLibrary& library) { return library.CLParamOptions(&stmt, rows, rowPtr); },
+      [&](DMStmt& stmt, const DMDriverFunctions& driver) {
+        return driverParamOptions(stmt, driver, rows, rowPtr);
+      });
+}
+
+}  // extern "C"

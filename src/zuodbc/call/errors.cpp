@@ -1,0 +1,296 @@
+#include "zuodbc/call/errors.h"
+
+#include <algorithm>
+#include <cstdlib>
+#include <cstring>
+
+#include "zuodbc/call/entry.h"
+#include "zuodbc/dmservices.h"
+
+namespace dm {
+namespace {
+
+constexpr std::string_view ownPrefix = "[zulib][ODBC Driver Manager] ";
+constexpr char memoryText[] = "[zulib][ODBC Driver Manager] Memory allocation error";
+
+struct OwnMessage {
+  const char* sqlstate;
+  const char* text;
+};
+
+// By rising SQLSTATE.
+constexpr OwnMessage ownMessages[] = {
+    {"01000", "General warning"},
+    {"01004", "String data, right truncated"},
+    {"01S00", "Invalid connection string attribute"},
+    {"01S02", "Option value changed"},
+    {"07009", "Invalid descriptor index"},
+    {"08001", "Client unable to establish connection"},
+    {"08002", "Connection name in use"},
+    {"08003", "Connection does not exist"},
+    {"24000", "Invalid cursor state"},
+    {"25000", "Invalid transaction state"},
+    {"34000", "Invalid cursor name"},
+    {"3C000", "Duplicate cursor name"},
+    {"HY000", "General error"},
+    {"HY001", "Memory allocation error"},
+    {"HY003", "Invalid application buffer type"},
+    {"HY004", "Invalid SQL data type"},
+    {"HY007", "Associated statement is not prepared"},
+    {"HY008", "Operation canceled"},
+    {"HY009", "Invalid use of null pointer"},
+    {"HY010", "Function sequence error"},
+    {"HY011", "Attribute cannot be set now"},
+    {"HY012", "Invalid transaction operation code"},
+    {"HY013", "Memory management error"},
+    {"HY015", "No cursor name available"},
+    {"HY016", "Cannot modify an implementation row descriptor"},
+    {"HY017", "Invalid use of an automatically allocated descriptor handle"},
+    {"HY024", "Invalid attribute value"},
+    {"HY090", "Invalid string or buffer length"},
+    {"HY091", "Invalid descriptor field identifier"},
+    {"HY092", "Invalid attribute/option identifier"},
+    {"HY095", "Function type out of range"},
+    {"HY096", "Invalid information type"},
+    {"HY097", "Column type out of range"},
+    {"HY098", "Scope type out of range"},
+    {"HY099", "Nullable type out of range"},
+    {"HY100", "Uniqueness option type out of range"},
+    {"HY101", "Accuracy option type out of range"},
+    {"HY103", "Invalid retrieval code"},
+    {"HY104", "Invalid precision or scale value"},
+    {"HY105", "Invalid parameter type"},
+    {"HY106", "Fetch type out of range"},
+    {"HY107", "Row value out of range"},
+    {"HY109", "Invalid cursor position"},
+    {"HY110", "Invalid driver completion"},
+    {"HY111", "Invalid bookmark value"},
+    {"HYC00", "Optional feature not implemented"},
+    {"IM001", "Driver does not support this function"},
+    {"IM002", "Data source name not found, and no default driver specified"},
+    {"IM003", "Specified driver could not be loaded"},
+    {"IM004", "Driver's SQLAllocHandle on SQL_HANDLE_ENV failed"},
+    {"IM005", "Driver's SQLAllocHandle on SQL_HANDLE_DBC failed"},
+    {"IM006", "Driver's SQLSetConnectAttr failed"},
+    {"IM007", "No data source or driver specified; dialog prohibited"},
+    {"IM010", "Data source name too long"},
+    {"IM012", "DRIVER keyword syntax error"},
+};
+
+constexpr bool stateBefore(const OwnMessage& a, const OwnMessage& b) {
+  return std::string_view(a.sqlstate) < std::string_view(b.sqlstate);
+}
+static_assert(std::is_sorted(std::begin(ownMessages), std::end(ownMessages), stateBefore));
+
+const char* textOf(const char* sqlstate) {
+  const auto* found = std::lower_bound(std::begin(ownMessages), std::end(ownMessages),
+                                       OwnMessage{sqlstate, nullptr}, stateBefore);
+  bool known = found != std::end(ownMessages) && std::strcmp(found->sqlstate, sqlstate) == 0;
+  return known ? found->text : "General error";
+}
+
+tagERRBUF* allocateRecord(const char* sqlstate, size_t textLength) noexcept {
+  auto* record = static_cast<tagERRBUF*>(std::calloc(1, sizeof(tagERRBUF) + textLength));
+  if (!record) return nullptr;
+  std::memcpy(record->sqlstate, sqlstate, std::min<size_t>(std::strlen(sqlstate), 5));
+  record->row = SQL_NO_ROW_NUMBER;
+  record->column = SQL_NO_COLUMN_NUMBER;
+  record->textLength = static_cast<unsigned>(textLength);
+  return record;
+}
+
+// Appends; the caller holds the queue's lock.
+void append(DMHandle& handle, tagERRBUF* record) {
+  record->next = nullptr;
+  tagERRBUF** end = &handle.errorQueue;
+  while (*end) end = &(*end)->next;
+  *end = record;
+  if (record->flags & DM_ERR_UNSETTLED) __atomic_add_fetch(&handle.unsettled, 1, __ATOMIC_RELAXED);
+}
+
+void freeRecord(tagERRBUF* record) {
+  if (!(record->flags & DM_ERR_RESERVE)) std::free(record);
+}
+
+// The reserve record can stand in one place of the queue only.
+void queueReserve(DMHandle& handle) {
+  ZuCriticalSectionHolder lock(handle.queueLock);
+  if (!handle.reserve) return;
+  for (const tagERRBUF* record = handle.errorQueue; record; record = record->next) {
+    if (record == handle.reserve) return;
+  }
+  append(handle, handle.reserve);
+}
+
+}  // namespace
+
+tagERRBUF* makeReserve() noexcept {
+  tagERRBUF* record = allocateRecord("HY001", sizeof memoryText - 1);
+  if (!record) return nullptr;
+  std::memcpy(record->text, memoryText, sizeof memoryText);
+  record->flags = DM_ERR_RESERVE;
+  return record;
+}
+
+tagERRBUF* makeRecord(const char* sqlstate, std::string_view text) noexcept {
+  tagERRBUF* record = allocateRecord(sqlstate, text.size());
+  if (record && !text.empty()) std::memcpy(record->text, text.data(), text.size());
+  return record;
+}
+
+void queueRecord(DMHandle& handle, tagERRBUF* record) noexcept {
+  if (!record) return queueReserve(handle);
+  ZuCriticalSectionHolder lock(handle.queueLock);
+  append(handle, record);
+}
+
+void postError(DMHandle& handle, const char* sqlstate) noexcept {
+  postError(handle, sqlstate, textOf(sqlstate));
+}
+
+void postError(DMHandle& handle, const char* sqlstate, std::string_view text) noexcept {
+  tagERRBUF* record = allocateRecord(sqlstate, ownPrefix.size() + text.size());
+  if (record) {
+    std::memcpy(record->text, ownPrefix.data(), ownPrefix.size());
+    std::memcpy(record->text + ownPrefix.size(), text.data(), text.size());
+  }
+  queueRecord(handle, record);
+}
+
+SQLRETURN fail(DMHandle& handle, const char* sqlstate) noexcept {
+  postError(handle, sqlstate);
+  return SQL_ERROR;
+}
+
+SQLRETURN fail(DMHandle& handle, const char* sqlstate, std::string_view text) noexcept {
+  postError(handle, sqlstate, text);
+  return SQL_ERROR;
+}
+
+SQLRETURN warn(DMHandle& handle, const char* sqlstate) noexcept {
+  postError(handle, sqlstate);
+  return SQL_SUCCESS_WITH_INFO;
+}
+
+SQLRETURN failForMemory(DMHandle& handle) noexcept {
+  queueReserve(handle);
+  return SQL_ERROR;
+}
+
+void dropUnsettled(DMHandle& handle) noexcept {
+  ZuCriticalSectionHolder lock(handle.queueLock);
+  tagERRBUF** link = &handle.errorQueue;
+  while (tagERRBUF* record = *link) {
+    if (record->flags & DM_ERR_UNSETTLED) {
+      *link = record->next;
+      freeRecord(record);
+    } else {
+      link = &record->next;
+    }
+  }
+  __atomic_store_n(&handle.unsettled, 0, __ATOMIC_RELAXED);
+}
+
+void settleErrors(DMHandle& handle) noexcept {
+  if (!handle.hasUnsettled()) return;
+  ZuCriticalSectionHolder lock(handle.queueLock);
+  for (tagERRBUF* record = handle.errorQueue; record; record = record->next)
+    record->flags &= ~DM_ERR_UNSETTLED;
+  __atomic_store_n(&handle.unsettled, 0, __ATOMIC_RELAXED);
+}
+
+namespace {
+
+bool sameState(const unsigned short* wanted, const char* state) {
+  for (int i = 0; i < 6; ++i) {
+    if (wanted[i] != static_cast<unsigned char>(state[i])) return false;
+    if (!state[i]) return true;
+  }
+  return false;
+}
+
+void takeOver(tagERRBUF& record, long row, long column) {
+  record.flags &= ~DM_ERR_UNSETTLED;
+  if (row != SQL_ROW_NUMBER_UNKNOWN) record.row = row;
+  if (column != SQL_COLUMN_NUMBER_UNKNOWN) record.column = static_cast<SQLINTEGER>(column);
+}
+
+// Takes the unsettled records off a handle's queue, in their order.
+tagERRBUF* detachUnsettled(DMHandle& from) {
+  ZuCriticalSectionHolder lock(from.queueLock);
+  tagERRBUF* first = nullptr;
+  tagERRBUF** end = &first;
+  tagERRBUF** link = &from.errorQueue;
+  while (tagERRBUF* record = *link) {
+    if (!(record->flags & DM_ERR_UNSETTLED)) {
+      link = &record->next;
+      continue;
+    }
+    *link = record->next;
+    record->next = nullptr;
+    *end = record;
+    end = &record->next;
+  }
+  __atomic_store_n(&from.unsettled, 0, __ATOMIC_RELAXED);
+  return first;
+}
+
+// What this thread's cancel left in the driver, when nobody has asked yet.
+void pullAfterCancel(DMHandle& handle) {
+  if (__atomic_load_n(&handle.cancelThread, __ATOMIC_RELAXED) != pthread_self()) return;
+  __atomic_store_n(&handle.cancelThread, pthread_t{}, __ATOMIC_RELAXED);
+  pullDriverErrors(handle);
+}
+
+}  // namespace
+}  // namespace dm
+
+using namespace dm;
+
+void DMHandle::VFreeErrors() {
+  ZuCriticalSectionHolder lock(queueLock);
+  FreeErrorBuf(errorQueue);
+  errorQueue = nullptr;
+  __atomic_store_n(&unsettled, 0, __ATOMIC_RELAXED);
+}
+
+int DMHandle::SearchStatusCode(const unsigned short* sqlstate) {
+  pullAfterCancel(*this);
+  ZuCriticalSectionHolder lock(queueLock);
+  for (const tagERRBUF* record = errorQueue; record; record = record->next) {
+    if (sameState(sqlstate, record->sqlstate)) return 1;
+  }
+  return 0;
+}
+
+int DMHandle::ValidateErrorQueue(int (*accepts)(unsigned short* sqlstate)) {
+  ZuCriticalSectionHolder lock(queueLock);
+  for (const tagERRBUF* record = errorQueue; record; record = record->next) {
+    bool assigned = !(record->flags & DM_ERR_UNSETTLED) && record->row >= 1;
+    if (assigned) continue;
+    unsigned short state[6];
+    std::copy(std::begin(record->sqlstate), std::end(record->sqlstate), state);
+    if (!accepts(state)) return 0;
+  }
+  return 1;
+}
+
+void DMHandle::RetrieveDriverErrorsRowCol(DMHandle* from, int, long row, long column) {
+  if (!from) return;
+  pullAfterCancel(*from);
+  tagERRBUF* taken = detachUnsettled(*from);
+  while (taken) {
+    tagERRBUF* record = taken;
+    taken = record->next;
+    takeOver(*record, row, column);
+    queueRecord(*this, record);
+  }
+}
+
+extern "C" void FreeErrorBuf(tagERRBUF* first) {
+  while (first) {
+    tagERRBUF* next = first->next;
+    freeRecord(first);
+    first = next;
+  }
+}

@@ -1,0 +1,72 @@
+// Diagnostic records: the queue of a handle, and the driver manager's own messages.
+//
+// A record is one block of malloc. A queue belongs to its handle and is guarded by the handle's
+// queueLock. A driver's records come into the queue right after the driver call, marked as unsettled:
+// the cursor library either takes them over, for a row and a column, or lets the next driver call on
+// the handle drop them. What stands at the end of the application's call is what it may read.
+//
+// SQLSTATEs stand as they were given, by a driver of any version; they are put in the words of the
+// application's ODBC version when they are reported.
+
+#ifndef ZULIB_DRIVERMANAGER_INTERNAL_ERRORS_H
+#define ZULIB_DRIVERMANAGER_INTERNAL_ERRORS_H
+
+#include <string_view>
+
+#include "zuodbc/dmhandle.h"
+
+// tagERRBUF::flags
+enum : unsigned {
+  DM_ERR_UNSETTLED = 1u << 0,    // of the last driver call, not yet taken over
+  DM_ERR_FROM_DRIVER = 1u << 1,  // the text is the driver's own, with its own prefixes
+  DM_ERR_RESERVE = 1u << 2,      // the handle's reserve record: owned by the handle, not by the queue
+};
+
+struct tagERRBUF {
+  tagERRBUF* next;
+  unsigned flags;
+  SQLINTEGER nativeError;
+  SQLLEN row;         // from 1; SQL_NO_ROW_NUMBER, SQL_ROW_NUMBER_UNKNOWN
+  SQLINTEGER column;  // from 1; SQL_NO_COLUMN_NUMBER, SQL_COLUMN_NUMBER_UNKNOWN
+  char sqlstate[6];
+  unsigned textLength;  // bytes, without the zero
+  char text[1];         // zero-ended, as long as it is
+};
+
+namespace dm {
+
+// Queues one of the driver manager's own diagnostics, by SQLSTATE, with the table's text for it or with
+// the text given. Never fails: when memory is gone the handle's reserve record is queued.
+void postError(DMHandle& handle, const char* sqlstate) noexcept;
+void postError(DMHandle& handle, const char* sqlstate, std::string_view text) noexcept;
+
+// The same, as the last line of a function: answers SQL_ERROR, or SQL_SUCCESS_WITH_INFO.
+SQLRETURN fail(DMHandle& handle, const char* sqlstate) noexcept;
+SQLRETURN fail(DMHandle& handle, const char* sqlstate, std::string_view text) noexcept;
+SQLRETURN warn(DMHandle& handle, const char* sqlstate) noexcept;
+
+// The reserve record (HY001).
+SQLRETURN failForMemory(DMHandle& handle) noexcept;
+
+// A record in the driver manager's form. Null when memory is gone. The caller owns it until it is queued.
+[[nodiscard]] tagERRBUF* makeRecord(const char* sqlstate, std::string_view text) noexcept;
+
+// Puts it at the end of the queue. Null is the reserve record.
+void queueRecord(DMHandle& handle, tagERRBUF* record) noexcept;
+
+// The record that a handle keeps for the day when memory is gone.
+[[nodiscard]] tagERRBUF* makeReserve() noexcept;
+
+// Frees the unsettled records, or makes them stand.
+void dropUnsettled(DMHandle& handle) noexcept;
+void settleErrors(DMHandle& handle) noexcept;
+
+// Brings what the last driver call left into the queue, as unsettled records.
+void pullDriverErrors(DMHandle& handle) noexcept;
+
+// The SQLSTATE in the words of ODBC 2 or of ODBC 3. `out` takes five letters and a zero.
+void mapState(const char* sqlstate, bool toVersion2, char* out) noexcept;
+
+}  // namespace dm
+
+#endif

@@ -1,0 +1,69 @@
+// What the driver manager offers to the cursor library beside handles and ODBC functions.
+
+#include "zuodbc/dmservices.h"
+
+#include <cctype>
+
+#include "zuodbc/call/entry.h"
+#include "zuodbc/call/messagecatalog.h"
+
+using namespace dm;
+
+namespace {
+
+// Every text of the cursor library bears its name; other components have none.
+std::string_view componentPrefix(unsigned short component) {
+  return component == DM_COMPONENT_CURSOR_LIBRARY ? "[zulib][ODBC Cursor Library] " : "[zulib] ";
+}
+
+void post(DMHandle& handle, unsigned short component, unsigned short errorId, long row, long column) {
+  char text[messageTextSize];
+  char sqlstate[6];
+  std::string_view prefix = componentPrefix(component);
+  prefix.copy(text, prefix.size());
+  readMessage(errorId, text + prefix.size(), sizeof text - prefix.size(), sqlstate);
+  tagERRBUF* record = makeRecord(sqlstate, text);
+  if (record) {
+    record->row = row;
+    record->column = static_cast<SQLINTEGER>(column);
+  }
+  queueRecord(handle, record);
+}
+
+char lower(char letter) {
+  return letter >= 'A' && letter <= 'Z' ? static_cast<char>(letter + ('a' - 'A')) : letter;
+}
+
+}  // namespace
+
+extern "C" {
+
+void PostODBCError(unsigned short component, void* handle, unsigned short errorId, short) {
+  DMHandle* owner = findAnyHandle(handle);
+  if (owner) post(*owner, component, errorId, SQL_NO_ROW_NUMBER, SQL_NO_COLUMN_NUMBER);
+}
+
+void PostODBCComponentError(tagODBCERROR* error) {
+  DMHandle* owner = error ? findAnyHandle(error->handle) : nullptr;
+  if (owner) post(*owner, error->component, error->errorId, error->rowNumber, error->columnNumber);
+}
+
+void LockHandle(void* handle, long type, int lock) {
+  DMHandle* owner = findHandle(static_cast<int>(type), handle);
+  if (!owner) return;
+  if (lock) {
+    owner->lock();
+  } else {
+    owner->unlock();
+  }
+}
+
+int UTF16asciistrcmpi(const unsigned short* wide, const char* ascii) {
+  for (;; ++wide, ++ascii) {
+    int left = *wide < 0x80 ? static_cast<unsigned char>(lower(static_cast<char>(*wide))) : *wide;
+    int right = static_cast<unsigned char>(lower(*ascii));
+    if (left != right) return left < right ? -1 : 1;
+    if (left == 0) return 0;
+  }
+}
+}

@@ -1,0 +1,256 @@
+// The driver manager's handles: what an application holds as SQLHENV, SQLHDBC, SQLHSTMT and SQLHDESC.
+//
+// The cursor library reads and writes the members below directly, under the names given here, and calls
+// the operations; the rest of each handle belongs to the driver manager alone and stands in the structs
+// of drivermanager/internal/. A handle stands in the process-wide handle register from its constructor
+// to its destructor, which is how null, stale and wrong-type handles are told from live ones.
+//
+// The re-entrance mark. `CursorLibLockStmt(1)` and its like mark a handle for the calling thread until
+// the matching `(0)`. A call that this thread makes on a marked handle goes to the driver and not to the
+// cursor library, skips validation and the sequence rules, and leaves the error queue standing. Under a
+// mark a free call frees the driver's side only: the object itself goes with the application's own call.
+//
+// Locks: a handle's call lock is recursive for one thread and is taken only around calls into the
+// driver, always after `CursorLibrarySingleThreadLock`.
+
+#ifndef ZULIB_DRIVERMANAGER_DMHANDLE_H
+#define ZULIB_DRIVERMANAGER_DMHANDLE_H
+
+#include <pthread.h>
+#include <sql.h>
+#include <sqlext.h>
+
+#include "zulib/runtime/zuapi.h"
+#include "zulib/runtime/zucritse.h"
+
+class DMConn;
+class DMDesc;
+class DMEnv;
+class DMStmt;
+class FwdCursor;
+class SqlParser;
+struct BindInfo;
+struct DMConnState;
+struct DMDescState;
+struct DMDriverFunctions;
+struct DMEnvState;
+struct DMStmtState;
+struct tagERRBUF;
+
+// Converts text between an application's and a driver's encoding; a connection handle carries one when
+// the two differ.
+class ZU_API CharacterConverter {
+ public:
+  virtual ~CharacterConverter();
+};
+
+// `handleType` of a handle, as in the ODBC standard.
+enum DMHandleType : int {
+  DM_ENV = SQL_HANDLE_ENV,
+  DM_CONN = SQL_HANDLE_DBC,
+  DM_STMT = SQL_HANDLE_STMT,
+  DM_DESC = SQL_HANDLE_DESC
+};
+
+class ZU_API DMHandle {
+ public:
+  void* driverHandle = nullptr;  // the driver's own handle
+  void* selfRef = this;          // the object itself; its driverHandle while only the driver's side is meant
+  tagERRBUF* errorQueue = nullptr;          // owned, first to last
+  CharacterConverter* converter = nullptr;  // owned, or null
+  ZuCriticalSection callLock{0};            // held during a driver call, through lock() and unlock()
+  ZuCriticalSection queueLock{0};           // guards errorQueue
+  int handleType;
+
+  // Empties the error queue.
+  void VFreeErrors();
+
+  // 1 when the SQLSTATE (5 units and a zero) is queued, what the last driver call left included.
+  int SearchStatusCode(const unsigned short* sqlstate);
+
+  // 1 when `accepts` answers non-zero for every queued SQLSTATE, but for those that were already
+  // assigned to a row.
+  int ValidateErrorQueue(int (*accepts)(unsigned short* sqlstate));
+
+  // Takes over what the last driver call on `from` left, as diagnostics of the given row and column
+  // (-2: unknown). The second argument has no meaning here and is 1.
+  void RetrieveDriverErrorsRowCol(DMHandle* from, int, long row, long column);
+
+  // Ends the transaction on the driver's handle of an environment or a connection: SQLEndTran with
+  // `handleType`, or SQLTransact on a driver without it. The code of the driver.
+  int DoTransaction(short handleType, unsigned short completion, int endTran);
+
+  // Enters a statement or descriptor in the lists of the connection `owner` (null: in none; the register
+  // has it since its constructor). 0 when memory is gone, also when it was gone in the constructor.
+  int SetupHandleList(void* owner);
+
+  // The call lock, recursive for one thread.
+  void lock();
+  void unlock();
+
+  // The rest is the driver manager's own.
+  bool hasUnsettled() const { return __atomic_load_n(&unsettled, __ATOMIC_RELAXED) != 0; }
+  int unsettled = 0;         // records of the last driver call that nobody has taken over
+  pthread_t cancelThread{};  // sent a cancel whose diagnostics have not been fetched from the driver; or 0
+  short lastReturn = 0;      // SQL_DIAG_RETURNCODE
+  tagERRBUF* reserve = nullptr;        // owned; queued when there is no memory for another record
+  DMHandle* nextInRegister = nullptr;  // guarded by the register's lock
+
+ protected:
+  explicit DMHandle(DMHandleType type);  // enters the register
+  DMHandle(const DMHandle&) = delete;
+  DMHandle& operator=(const DMHandle&) = delete;
+
+  // Leaves the register, frees the queue and the converter. Virtual so that a handle has one address,
+  // whichever of its classes names it: that address is what the application holds.
+  virtual ~DMHandle();
+
+ private:
+  pthread_t lockOwner{};
+  long lockDepth = 0;  // written by the owner only
+};
+
+class ZU_API DMEnv : public DMHandle {
+ public:
+  long odbcVersion = 0;  // SQL_ATTR_ODBC_VERSION: SQL_OV_ODBC2, SQL_OV_ODBC3; 0 until set
+  int utf8Mode = 1;      // 1: applications speak the locale's encoding
+
+  DMEnv();
+  ~DMEnv() override;
+
+  DMEnvState* state;  // the driver manager's own part
+};
+
+class ZU_API DMConn : public DMHandle {
+ public:
+  DMEnv* env;
+  unsigned short driverVersion = 0;  // the driver's ODBC version times 100; 300 and above is version 3
+  DMDriverFunctions* driverFunctions = nullptr;  // the connection's own table; null until connected
+  int hasOpenResult = 0;                         // a statement of this connection has rows left in the driver
+  int inCursorName = 0;                          // the cursor library is asking for cursor names
+  char identifierQuote[8] = "";            // SQL_IDENTIFIER_QUOTE_CHAR; empty when the driver quotes nothing
+  unsigned short maxColumnNameLength = 0;  // in bytes; never 0 once connected
+  unsigned short maxCursorNameLength = 0;  // in bytes; never 0 once connected
+  unsigned short activeStatements = 0;     // SQL_ACTIVE_STATEMENTS; 0 is no limit
+  unsigned short cursorBehavior[2] = {SQL_CB_DELETE, SQL_CB_DELETE};  // by SQL_COMMIT, SQL_ROLLBACK
+  int caseSensitiveIdentifiers = 0;
+
+  explicit DMConn(DMEnv* env);
+  ~DMConn() override;
+
+  // The statements of this connection, in the order of their allocation; null at the end.
+  DMStmt* GetFirstStmtFromDbcList();
+  DMStmt* GetNextStmtFromDbcList(DMStmt* stmt);
+
+  // The re-entrance mark on the connection: 1 sets, 0 takes it back.
+  void CursorLibLockDbc(int mark);
+
+  virtual int isUTF8Driver() const;
+  virtual int isUTF8DriverIgnoringCursorLib() const;
+  virtual int isUTF8EnvAttr() const;
+
+  DMConnState* state;  // the driver manager's own part
+};
+
+// DMDesc::flags
+enum : unsigned {
+  DM_DESC_EXPLICIT = 1u << 2,  // allocated by the application
+  DM_DESC_IRD = 1u << 3,       // implementation row descriptor
+  DM_DESC_IPD = 1u << 4,       // implementation parameter descriptor
+};
+
+class ZU_API DMDesc : public DMHandle {
+ public:
+  DMConn* conn;
+  DMStmt* ownerStmt;  // of an implicit descriptor, else null
+  unsigned flags;
+  SQLULEN arraySize = 1;
+  SQLULEN* rowsProcessedPtr = nullptr;
+  SQLUSMALLINT* arrayStatusPtr = nullptr;
+  SQLLEN* bindOffsetPtr = nullptr;
+  SQLULEN bindType = SQL_BIND_BY_COLUMN;
+  long shareCount = 0;           // statements on which a copy stands in for this descriptor
+  unsigned headerChanged = 0;    // bit 0: a header field changed since the driver was last told
+  BindInfo* bindList = nullptr;  // owned; the cursor library's records, by rising buffer address
+
+  DMDesc(DMConn* conn, DMStmt* ownerStmt, unsigned flags);
+  ~DMDesc() override;
+
+  // The re-entrance mark on the descriptor.
+  void CursorLibLockDesc(int mark);
+
+  // The driver manager's own flags for a column's record. Bit 0: the application's narrow text is bound
+  // to the driver in its wide form.
+  unsigned short recordFlags(unsigned short column) const;
+
+  // 0, or 1 when memory is gone.
+  int setRecordFlags(unsigned short column, unsigned short flags);
+
+  bool isExplicit() const { return (flags & DM_DESC_EXPLICIT) != 0; }
+
+  DMDescState* state;  // the driver manager's own part
+};
+
+// DMStmt::flags
+enum : unsigned {
+  DM_STMT_PREPARED = 1u << 0,
+  DM_STMT_EXECUTED = 1u << 1,
+  DM_STMT_ASYNC = 1u << 2,         // SQL_ATTR_ASYNC_ENABLE is on
+  DM_STMT_FLUSHED = 1u << 5,       // the cursor library read the result to its end
+  DM_STMT_UB_ON = 1u << 9,         // SQL_USE_BOOKMARKS is SQL_UB_ON
+  DM_STMT_UB_VARIABLE = 1u << 10,  // SQL_USE_BOOKMARKS is SQL_UB_VARIABLE
+};
+
+// DMStmt::fetchState
+enum : unsigned short {
+  DM_FETCH_BY_FETCH = 1u << 0,       // SQLFetch was used on the driver
+  DM_FETCH_BY_SCROLL = 1u << 1,      // SQLFetchScroll through a cursor
+  DM_FETCH_BIND_TYPE_SET = 1u << 2,  // an option call changed the bind type
+  DM_FETCH_BY_EXTENDED = 1u << 3,    // SQLExtendedFetch through a cursor
+  DM_FETCH_IN_FETCH = 1u << 4,       // inside CLFetch
+};
+
+class ZU_API DMStmt : public DMHandle {
+ public:
+  DMConn* conn;
+  unsigned flags = 0;
+  DMDesc* ard;  // current descriptors: the embedded ones or the application's own
+  DMDesc* apd;
+  DMDesc* ird;
+  DMDesc* ipd;
+  DMDesc* implicitApd;
+  SqlParser* parser = nullptr;  // the cursor library's analyser, owned by the cursor library
+  FwdCursor* cursor = nullptr;  // the cursor library's cursor, owned by the cursor library
+  DMDesc* savedArd = nullptr;   // the application's row descriptor while a copy stands in for it
+  SQLULEN rowsetSize = 1;       // SQL_ROWSET_SIZE
+  SQLULEN cursorType = SQL_CURSOR_FORWARD_ONLY;
+  unsigned short concurrency = SQL_CONCUR_READ_ONLY;
+  unsigned short fetchState = 0;
+  SQLULEN useBookmarks = SQL_UB_OFF;
+  SQLLEN* fetchBookmarkPtr = nullptr;
+  int busy = 0;             // a call is active on the driver
+  int unicodeApp = 0;       // the application called a wide entry point
+  int ofCursorLibrary = 0;  // allocated by the cursor library for itself: its calls go to the driver
+
+  DMDesc implicitArdStorage;
+  DMDesc implicitApdStorage;
+  DMDesc implicitIrdStorage;
+  DMDesc implicitIpdStorage;
+
+  explicit DMStmt(DMConn* conn);
+  ~DMStmt() override;
+
+  // The re-entrance mark on the statement.
+  void CursorLibLockStmt(int mark);
+
+  virtual int isUTF8App() const { return !conn || !conn->env || (conn->env->utf8Mode != 1 && unicodeApp); }
+  virtual int isUTF8Driver() const { return conn ? conn->isUTF8Driver() : 1; }
+  virtual int isUTF8DriverIgnoringCursorLib() const {
+    return conn ? conn->isUTF8DriverIgnoringCursorLib() : 1;
+  }
+  virtual int isUTF8EnvAttr() const { return conn ? conn->isUTF8EnvAttr() : 1; }
+
+  DMStmtState* state;  // the driver manager's own part
+};
+
+#endif

@@ -1,0 +1,142 @@
+// From an unconnected handle to a driver and back.
+
+#include "zuodbc/call/entry.h"
+#include "zuodbc/driver/connecting.h"
+#include "zuodbc/driver/driverloading.h"
+
+namespace dm {
+namespace {
+
+// Used where a driver gives no limit: no name is longer than this in practice.
+constexpr unsigned short usualNameLength = 255;
+
+SQLRETURN allocateDriverHandles(DMConn& conn) {
+  const DMDriverFunctions& driver = *conn.driverFunctions;
+  SQLRETURN rc = driver.SQLAllocHandle
+                     ? driver.SQLAllocHandle(SQL_HANDLE_ENV, nullptr, &conn.state->driverEnv)
+                     : ask(driver.SQLAllocEnv, &conn.state->driverEnv);
+  if (!SQL_SUCCEEDED(rc)) {
+    conn.state->driverEnv = nullptr;
+    return fail(conn, "IM004");
+  }
+  auto version = static_cast<SQLULEN>(conn.env->odbcVersion);
+  ask(driver.SQLSetEnvAttr, conn.state->driverEnv, static_cast<SQLINTEGER>(SQL_ATTR_ODBC_VERSION),
+      reinterpret_cast<SQLPOINTER>(version), static_cast<SQLINTEGER>(SQL_IS_UINTEGER));
+  rc = driver.SQLAllocHandle
+           ? driver.SQLAllocHandle(SQL_HANDLE_DBC, conn.state->driverEnv, &conn.driverHandle)
+           : ask(driver.SQLAllocConnect, conn.state->driverEnv, &conn.driverHandle);
+  if (!SQL_SUCCEEDED(rc)) {
+    conn.driverHandle = nullptr;
+    return fail(conn, "IM005");
+  }
+  return SQL_SUCCESS;
+}
+
+std::string askText(DMConn& conn, SQLUSMALLINT type) {
+  char text[256] = "";
+  SQLSMALLINT length = 0;
+  SQLRETURN rc = ask(conn.driverFunctions->SQLGetInfo, conn.driverHandle, type, static_cast<SQLPOINTER>(text),
+                     static_cast<SQLSMALLINT>(sizeof text), &length);
+  text[sizeof text - 1] = '\0';
+  return SQL_SUCCEEDED(rc) ? text : "";
+}
+
+template <class Number>
+Number askNumber(DMConn& conn, SQLUSMALLINT type, Number otherwise) {
+  SQLULEN cell = 0;  // wide enough for any driver's idea of the number
+  SQLSMALLINT length = 0;
+  SQLRETURN rc = ask(conn.driverFunctions->SQLGetInfo, conn.driverHandle, type,
+                     static_cast<SQLPOINTER>(&cell), static_cast<SQLSMALLINT>(sizeof cell), &length);
+  return SQL_SUCCEEDED(rc) ? static_cast<Number>(cell) : otherwise;
+}
+
+// "03.51" is 351. A driver that does not say is taken by what it exports.
+unsigned short parseVersion(const std::string& text, const DMDriverFunctions& driver) {
+  size_t dot = text.find('.');
+  int major = std::atoi(text.c_str());
+  int minor = dot == std::string::npos ? 0 : std::atoi(text.substr(dot + 1, 2).c_str());
+  if (major <= 0) return driver.SQLAllocHandle ? 300 : 200;
+  return static_cast<unsigned short>(major * 100 + minor);
+}
+
+unsigned short askBehavior(DMConn& conn, SQLUSMALLINT type) {
+  return askNumber<unsigned short>(conn, type, SQL_CB_DELETE);
+}
+
+void learnAboutDriver(DMConn& conn) {
+  conn.driverVersion = parseVersion(askText(conn, SQL_DRIVER_ODBC_VER), *conn.driverFunctions);
+  conn.cursorBehavior[SQL_COMMIT] = askBehavior(conn, SQL_CURSOR_COMMIT_BEHAVIOR);
+  conn.cursorBehavior[SQL_ROLLBACK] = askBehavior(conn, SQL_CURSOR_ROLLBACK_BEHAVIOR);
+  conn.activeStatements = askNumber<unsigned short>(conn, SQL_ACTIVE_STATEMENTS, 0);
+  std::string quote = askText(conn, SQL_IDENTIFIER_QUOTE_CHAR);
+  if (quote == " ") quote.clear();  // how a driver says that it quotes nothing
+  quote.copy(conn.identifierQuote, sizeof conn.identifierQuote - 1);
+  auto orUsual = [](unsigned short length) { return length == 0 ? usualNameLength : length; };
+  conn.maxColumnNameLength = orUsual(askNumber<unsigned short>(conn, SQL_MAX_COLUMN_NAME_LEN, 0));
+  conn.maxCursorNameLength = orUsual(askNumber<unsigned short>(conn, SQL_MAX_CURSOR_NAME_LEN, 0));
+  conn.caseSensitiveIdentifiers = askNumber<unsigned short>(conn, SQL_IDENTIFIER_CASE, 0) == SQL_IC_SENSITIVE;
+}
+
+bool wantsCursorLibrary(DMConn& conn) {
+  switch (conn.state->odbcCursors) {
+    case SQL_CUR_USE_ODBC: return true;
+    case SQL_CUR_USE_IF_NEEDED:
+      return (askNumber<SQLUINTEGER>(conn, SQL_SCROLL_OPTIONS, 0) & SQL_SO_STATIC) == 0;
+    default: return false;
+  }
+}
+
+}  // namespace
+
+SQLRETURN attachDriver(DMConn& conn, const std::string& library) {
+  std::string why;
+  const LoadedDriver* driver = loadDriver(library, why);
+  if (!driver) return fail(conn, "IM003", "Specified driver could not be loaded: " + why);
+  conn.state->functions = std::make_unique<DMDriverFunctions>(driver->functions());
+  conn.state->driver = driver;
+  conn.driverFunctions = conn.state->functions.get();
+  SQLRETURN rc = allocateDriverHandles(conn);
+  return SQL_SUCCEEDED(rc) ? joined(rc, applyKeptAttributes(conn, true)) : rc;
+}
+
+SQLRETURN completeConnection(DMConn& conn) {
+  learnAboutDriver(conn);
+  if (wantsCursorLibrary(conn)) {
+    std::string why;
+    conn.state->cursorLibrary = loadCursorLibrary(why);
+    if (!conn.state->cursorLibrary)
+      return fail(conn, "IM003", "The cursor library could not be loaded: " + why);
+  }
+  SQLRETURN rc = applyKeptAttributes(conn, false);
+  conn.state->connected = true;
+  conn.state->browsing = false;
+  return rc;
+}
+
+void detachDriver(DMConn& conn) noexcept {
+  DMConnState& state = *conn.state;
+  if (conn.driverFunctions) {
+    const DMDriverFunctions& driver = *conn.driverFunctions;
+    if (conn.driverHandle && driver.SQLFreeHandle)
+      driver.SQLFreeHandle(SQL_HANDLE_DBC, conn.driverHandle);
+    else if (conn.driverHandle)
+      ask(driver.SQLFreeConnect, conn.driverHandle);
+    if (state.driverEnv && driver.SQLFreeHandle)
+      driver.SQLFreeHandle(SQL_HANDLE_ENV, state.driverEnv);
+    else if (state.driverEnv)
+      ask(driver.SQLFreeEnv, state.driverEnv);
+  }
+  conn.driverHandle = nullptr;
+  conn.driverFunctions = nullptr;
+  conn.driverVersion = 0;
+  conn.hasOpenResult = 0;
+  conn.identifierQuote[0] = '\0';
+  state.driverEnv = nullptr;
+  state.functions.reset();
+  state.driver = nullptr;
+  state.cursorLibrary = nullptr;
+  state.connected = state.browsing = false;
+  state.dataSource.clear();
+}
+
+}  // namespace dm

@@ -1,0 +1,89 @@
+// SQLColAttribute and SQLColAttributes, either through the other.
+
+#include <algorithm>
+#include <iterator>
+
+#include "zuodbc/driver/bridge.h"
+
+namespace dm {
+namespace {
+
+struct FieldPair {
+  SQLUSMALLINT version3;
+  SQLUSMALLINT version2;
+};
+
+// The fields that have two numbers; those from 6 to 18 have one in both versions.
+constexpr FieldPair FIELDS[] = {
+    {SQL_DESC_COUNT, SQL_COLUMN_COUNT},         {SQL_DESC_NAME, SQL_COLUMN_NAME},
+    {SQL_DESC_TYPE, SQL_COLUMN_TYPE},           {SQL_DESC_LENGTH, SQL_COLUMN_LENGTH},
+    {SQL_DESC_OCTET_LENGTH, SQL_COLUMN_LENGTH}, {SQL_DESC_PRECISION, SQL_COLUMN_PRECISION},
+    {SQL_DESC_SCALE, SQL_COLUMN_SCALE},         {SQL_DESC_NULLABLE, SQL_COLUMN_NULLABLE},
+};
+
+// Of these a version 3 driver has its own ideas under the new number: length, precision and scale go to it
+// as they are, with their meaning of version 2.
+constexpr SQLUSMALLINT RENUMBERED[] = {SQL_COLUMN_COUNT, SQL_COLUMN_NAME, SQL_COLUMN_NULLABLE};
+
+// A driver's own fields begin here, but for those that version 3 has taken in the meantime.
+constexpr SQLUSMALLINT DRIVER_FIELDS = 1000;
+
+// The version 2 number; false when there is none.
+bool toVersion2(SQLUSMALLINT field, SQLUSMALLINT* out) {
+  auto pair =
+      std::find_if(std::begin(FIELDS), std::end(FIELDS), [&](auto& p) { return p.version3 == field; });
+  bool paired = pair != std::end(FIELDS);
+  *out = paired ? pair->version2 : field;
+  bool ofVersion3Alone = field >= SQL_DESC_COUNT && field <= SQL_DESC_ALLOC_TYPE;
+  return paired || field <= SQL_COLATT_OPT_MAX || (field >= DRIVER_FIELDS && !ofVersion3Alone);
+}
+
+SQLUSMALLINT toVersion3(SQLUSMALLINT field) {
+  if (std::find(std::begin(RENUMBERED), std::end(RENUMBERED), field) == std::end(RENUMBERED)) return field;
+  return std::find_if(std::begin(FIELDS), std::end(FIELDS), [&](auto& p) { return p.version2 == field; })
+      ->version3;
+}
+
+// A type that a column attribute has answered, in the application's words.
+void convertType(const DMStmt& stmt, SQLUSMALLINT field, SQLLEN* number) {
+  if (!number) return;
+  auto type = static_cast<SQLSMALLINT>(*number);
+  if (field == SQL_DESC_CONCISE_TYPE) *number = typeForApplication(*stmt.conn, type);
+}
+
+// The verbose type for a version 2 one: date, time and timestamp are one type there.
+void makeVerbose(SQLUSMALLINT field, SQLLEN* number) {
+  if (field == SQL_DESC_TYPE && number && *number >= SQL_DATE && *number <= SQL_TIMESTAMP)
+    *number = SQL_DATETIME;
+}
+
+}  // namespace
+
+SQLRETURN driverColAttribute(DMStmt& stmt, const DMDriverFunctions& driver, SQLUSMALLINT column,
+                             SQLUSMALLINT field, SQLPOINTER text, SQLSMALLINT size, SQLSMALLINT* length,
+                             SQLLEN* number) {
+  SQLRETURN rc;
+  if (driver.SQLColAttribute || !driver.SQLColAttributes) {
+    rc = ask(driver.SQLColAttribute, stmt.driverHandle, column, field, text, size, length, number);
+  } else {
+    SQLUSMALLINT old;
+    if (!toVersion2(field, &old)) return refuse(stmt, "HY091");
+    rc = driver.SQLColAttributes(stmt.driverHandle, column, old, text, size, length, number);
+    if (SQL_SUCCEEDED(rc)) makeVerbose(field, number);
+  }
+  if (SQL_SUCCEEDED(rc)) convertType(stmt, field, number);
+  return rc;
+}
+
+SQLRETURN driverColAttributes(DMStmt& stmt, const DMDriverFunctions& driver, SQLUSMALLINT column,
+                              SQLUSMALLINT field, SQLPOINTER text, SQLSMALLINT size, SQLSMALLINT* length,
+                              SQLLEN* number) {
+  SQLRETURN rc = driver.SQLColAttributes
+                     ? driver.SQLColAttributes(stmt.driverHandle, column, field, text, size, length, number)
+                     : ask(driver.SQLColAttribute, stmt.driverHandle, column, toVersion3(field), text, size,
+                           length, number);
+  if (SQL_SUCCEEDED(rc)) convertType(stmt, field, number);
+  return rc;
+}
+
+}  // namespace dm

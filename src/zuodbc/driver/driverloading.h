@@ -1,0 +1,41 @@
+// Drivers as shared libraries.
+//
+// A driver once loaded stays to the end of the process: drivers leave thread-local destructors and exit
+// handlers behind, which must not point into unmapped memory. A driver's own inner calls to SQL...
+// names stay its own.
+//
+// Thread use: any thread.
+
+#ifndef ZULIB_DRIVERMANAGER_INTERNAL_DRIVERLOADING_H
+#define ZULIB_DRIVERMANAGER_INTERNAL_DRIVERLOADING_H
+
+#include <string>
+
+#include "zuodbc/driver/driverfunctions.h"
+
+namespace dm {
+
+class LoadedDriver {
+ public:
+  LoadedDriver(std::string library, void* module);
+
+  const std::string& library() const { return path; }
+  void* module() const { return handle; }
+  const DMDriverFunctions& functions() const { return table; }
+
+ private:
+  std::string path;
+  void* handle;
+  DMDriverFunctions table;
+};
+
+// Opens a library by its path, or by a bare name: as the loader searches, then in the directory "odbc"
+// beside the system's ODBC libraries. Null on failure; `why` takes the loader's words.
+const LoadedDriver* loadDriver(const std::string& library, std::string& why);
+
+// The directory of the shared object (or program) that holds `address`, without the last slash.
+std::string directoryOf(const void* address);
+
+}  // namespace dm
+
+#endif

@@ -1,0 +1,323 @@
+// The handles' constructors and destructors, the register, the lists and the call lock.
+
+#include "zuodbc/handles/handles.h"
+
+#include <algorithm>
+#include <array>
+#include <cstdint>
+#include <cstdlib>
+#include <new>
+#include <shared_mutex>
+
+#include "zulib/cursor/entry/bindinfo.h"
+#include "zuodbc/call/errors.h"
+#include "zuodbc/dmservices.h"
+#include "zuodbc/driver/driverloading.h"
+
+namespace dm {
+namespace {
+
+// Buckets of live handles by address. Handles are at least 16 bytes apart, so the low bits say nothing.
+constexpr size_t bucketCount = 4096;
+constinit std::array<DMHandle*, bucketCount> buckets{};
+std::shared_mutex registerLock;
+
+DMHandle*& bucketOf(const void* address) {
+  auto number = reinterpret_cast<uintptr_t>(address) >> 4;
+  return buckets[(number ^ (number >> 12) ^ (number >> 24)) % bucketCount];
+}
+
+void enterRegister(DMHandle* handle) {
+  std::unique_lock lock(registerLock);
+  DMHandle*& first = bucketOf(handle);
+  handle->nextInRegister = first;
+  first = handle;
+}
+
+void leaveRegister(DMHandle* handle) {
+  std::unique_lock lock(registerLock);
+  DMHandle** link = &bucketOf(handle);
+  while (*link && *link != handle) link = &(*link)->nextInRegister;
+  if (*link) *link = handle->nextInRegister;
+}
+
+}  // namespace
+
+DMHandle* findAnyHandle(SQLHANDLE address) noexcept {
+  if (!address) return nullptr;
+  std::shared_lock lock(registerLock);
+  DMHandle* handle = bucketOf(address);
+  while (handle && handle != address) handle = handle->nextInRegister;
+  return handle;
+}
+
+DMHandle* findHandle(int type, SQLHANDLE address) noexcept {
+  DMHandle* handle = findAnyHandle(address);
+  return handle && handle->handleType == type ? handle : nullptr;
+}
+
+DMEnv* findEnvironment(SQLHANDLE address) noexcept {
+  return static_cast<DMEnv*>(findHandle(DM_ENV, address));
+}
+DMConn* findConnection(SQLHANDLE address) noexcept {
+  return static_cast<DMConn*>(findHandle(DM_CONN, address));
+}
+DMStmt* findStatement(SQLHANDLE address) noexcept {
+  return static_cast<DMStmt*>(findHandle(DM_STMT, address));
+}
+DMDesc* findDescriptor(SQLHANDLE address) noexcept {
+  return static_cast<DMDesc*>(findHandle(DM_DESC, address));
+}
+
+DMConn* connectionOf(DMHandle& handle) noexcept {
+  switch (handle.handleType) {
+    case DM_CONN: return static_cast<DMConn*>(&handle);
+    case DM_STMT: return static_cast<DMStmt&>(handle).conn;
+    case DM_DESC: return static_cast<DMDesc&>(handle).conn;
+    default: return nullptr;
+  }
+}
+
+bool isVersion2Application(DMHandle& handle) noexcept {
+  DMConn* conn = connectionOf(handle);
+  const DMEnv* env = conn ? conn->env : static_cast<DMEnv*>(handle.handleType == DM_ENV ? &handle : nullptr);
+  return env && env->odbcVersion == SQL_OV_ODBC2;
+}
+
+DMStmt* makeStatement(DMConn& conn) noexcept {
+  auto* stmt = new (std::nothrow) DMStmt(&conn);
+  if (stmt && stmt->SetupHandleList(&conn)) return stmt;
+  delete stmt;
+  return nullptr;
+}
+
+DMDesc* makeDescriptor(DMConn& conn) noexcept {
+  auto* desc = new (std::nothrow) DMDesc(&conn, nullptr, DM_DESC_EXPLICIT);
+  if (desc && desc->SetupHandleList(&conn)) return desc;
+  delete desc;
+  return nullptr;
+}
+
+namespace {
+
+// Room in `released` is taken when a handle enters the lists, so putting it there cannot fail.
+bool reserveRelease(DMConnState& state, size_t more) {
+  try {
+    size_t live = state.released.size() + state.descriptors.size() + more;
+    for (DMStmt* stmt = state.firstStmt; stmt; stmt = stmt->state->next) ++live;
+    if (live > state.released.capacity()) state.released.reserve(2 * live);
+    return true;
+  } catch (const std::bad_alloc&) {
+    return false;
+  }
+}
+
+void unlist(DMStmt* stmt) {
+  DMConnState& conn = *stmt->conn->state;
+  DMStmtState& own = *stmt->state;
+  if (!own.listed) return;
+  (own.previous ? own.previous->state->next : conn.firstStmt) = own.next;
+  (own.next ? own.next->state->previous : conn.lastStmt) = own.previous;
+  own.listed = false;
+}
+
+void unlist(DMDesc* desc) {
+  if (!desc->state || !desc->state->listed) return;
+  auto& list = desc->conn->state->descriptors;
+  list.erase(std::find(list.begin(), list.end(), desc));
+  desc->state->listed = false;
+}
+
+pthread_t releaser(DMHandle* handle) {
+  if (handle->handleType == DM_STMT) return static_cast<DMStmt*>(handle)->state->releasedBy;
+  return static_cast<DMDesc*>(handle)->state->releasedBy;
+}
+
+void destroy(DMHandle* handle) {
+  if (handle->handleType == DM_STMT) {
+    delete static_cast<DMStmt*>(handle);
+  } else {
+    delete static_cast<DMDesc*>(handle);
+  }
+}
+
+}  // namespace
+
+void retireStatement(DMStmt* stmt) noexcept {
+  DMConnState& conn = *stmt->conn->state;
+  std::unique_lock lock(conn.lock);
+  unlist(stmt);
+  if (stmt->ofCursorLibrary) {
+    stmt->state->releasedBy = pthread_self();
+    conn.released.push_back(stmt);
+    ++conn.releasedCount;
+    return;
+  }
+  lock.unlock();
+  delete stmt;
+}
+
+void retireDescriptor(DMDesc* desc) noexcept {
+  DMConnState& conn = *desc->conn->state;
+  std::unique_lock lock(conn.lock);
+  unlist(desc);
+  for (DMStmt* stmt = conn.firstStmt; stmt; stmt = stmt->state->next) {
+    if (stmt->ard == desc) stmt->ard = &stmt->implicitArdStorage;
+    if (stmt->apd == desc) stmt->apd = &stmt->implicitApdStorage;
+  }
+  if (desc->state->ofCursorLibrary) {
+    desc->state->releasedBy = pthread_self();
+    conn.released.push_back(desc);
+    ++conn.releasedCount;
+    return;
+  }
+  lock.unlock();
+  delete desc;
+}
+
+void reapReleased(DMConn& conn, bool all) noexcept {
+  DMConnState& state = *conn.state;
+  std::lock_guard lock(state.lock);
+  auto keep = [&](DMHandle* handle) {
+    if (!all && !pthread_equal(releaser(handle), pthread_self())) return true;
+    destroy(handle);
+    --state.releasedCount;
+    return false;
+  };
+  auto end =
+      std::remove_if(state.released.begin(), state.released.end(), [&](DMHandle* h) { return !keep(h); });
+  state.released.erase(end, state.released.end());
+}
+
+}  // namespace dm
+
+using namespace dm;
+
+CharacterConverter::~CharacterConverter() = default;
+
+DMHandle::DMHandle(DMHandleType type) : handleType(type), reserve(makeReserve()) { enterRegister(this); }
+
+DMHandle::~DMHandle() {
+  leaveRegister(this);
+  FreeErrorBuf(errorQueue);
+  std::free(reserve);
+  delete converter;
+}
+
+void DMHandle::lock() {
+  pthread_t self = pthread_self();
+  if (__atomic_load_n(&lockOwner, __ATOMIC_RELAXED) == self) {
+    ++lockDepth;
+    return;
+  }
+  callLock.enter();
+  __atomic_store_n(&lockOwner, self, __ATOMIC_RELAXED);
+  lockDepth = 1;
+}
+
+void DMHandle::unlock() {
+  if (--lockDepth != 0) return;
+  __atomic_store_n(&lockOwner, pthread_t{}, __ATOMIC_RELAXED);
+  callLock.leave();
+}
+
+int DMHandle::SetupHandleList(void* owner) {
+  if (!reserve) return 0;
+  auto* conn = static_cast<DMConn*>(owner);
+  if (handleType == DM_STMT) {
+    auto* stmt = static_cast<DMStmt*>(this);
+    if (!stmt->state || !stmt->implicitArdStorage.state || !stmt->implicitApdStorage.state ||
+        !stmt->implicitIrdStorage.state || !stmt->implicitIpdStorage.state)
+      return 0;
+    if (!conn) return 1;
+    std::lock_guard lock(conn->state->lock);
+    if (!reserveRelease(*conn->state, 1)) return 0;
+    stmt->state->previous = conn->state->lastStmt;
+    (conn->state->lastStmt ? conn->state->lastStmt->state->next : conn->state->firstStmt) = stmt;
+    conn->state->lastStmt = stmt;
+    stmt->state->listed = true;
+    return 1;
+  }
+  if (handleType != DM_DESC) return 1;
+  auto* desc = static_cast<DMDesc*>(this);
+  if (!desc->state) return 0;
+  if (!conn) return 1;
+  std::lock_guard lock(conn->state->lock);
+  if (!reserveRelease(*conn->state, 1)) return 0;
+  try {
+    conn->state->descriptors.push_back(desc);
+  } catch (const std::bad_alloc&) {
+    return 0;
+  }
+  desc->state->listed = true;
+  return 1;
+}
+
+DMEnv::DMEnv() : DMHandle(DM_ENV), state(new (std::nothrow) DMEnvState) {}
+DMEnv::~DMEnv() { delete state; }
+
+DMConn::DMConn(DMEnv* env) : DMHandle(DM_CONN), env(env), state(new (std::nothrow) DMConnState) {}
+DMConn::~DMConn() { delete state; }
+
+DMStmt* DMConn::GetFirstStmtFromDbcList() {
+  std::lock_guard lock(state->lock);
+  return state->firstStmt;
+}
+
+DMStmt* DMConn::GetNextStmtFromDbcList(DMStmt* stmt) {
+  std::lock_guard lock(state->lock);
+  return stmt && stmt->state ? stmt->state->next : nullptr;
+}
+
+// Narrow drivers and narrow applications are all there is so far.
+int DMConn::isUTF8Driver() const { return 0; }
+int DMConn::isUTF8DriverIgnoringCursorLib() const { return 0; }
+int DMConn::isUTF8EnvAttr() const { return env && env->utf8Mode != 1; }
+
+DMDesc::DMDesc(DMConn* conn, DMStmt* ownerStmt, unsigned flags)
+    : DMHandle(DM_DESC),
+      conn(conn),
+      ownerStmt(ownerStmt),
+      flags(flags),
+      state(new (std::nothrow) DMDescState) {}
+
+DMDesc::~DMDesc() {
+  while (bindList) {
+    BindInfo* next = bindList->next;
+    std::free(bindList);
+    bindList = next;
+  }
+  delete state;
+}
+
+unsigned short DMDesc::recordFlags(unsigned short column) const {
+  if (!state || state->recordFlags.empty()) return 0;
+  auto found = state->recordFlags.find(column);
+  return found == state->recordFlags.end() ? 0 : found->second;
+}
+
+int DMDesc::setRecordFlags(unsigned short column, unsigned short flags) {
+  if (!state) return 1;
+  try {
+    state->recordFlags[column] = flags;
+    return 0;
+  } catch (const std::bad_alloc&) {
+    return 1;
+  }
+}
+
+DMStmt::DMStmt(DMConn* conn)
+    : DMHandle(DM_STMT),
+      conn(conn),
+      ard(&implicitArdStorage),
+      apd(&implicitApdStorage),
+      ird(&implicitIrdStorage),
+      ipd(&implicitIpdStorage),
+      implicitApd(&implicitApdStorage),
+      implicitArdStorage(conn, this, 0),
+      implicitApdStorage(conn, this, 0),
+      implicitIrdStorage(conn, this, DM_DESC_IRD),
+      implicitIpdStorage(conn, this, DM_DESC_IPD),
+      state(new (std::nothrow) DMStmtState) {}
+
+DMStmt::~DMStmt() { delete state; }

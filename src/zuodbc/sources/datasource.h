@@ -1,0 +1,34 @@
+// Data sources and installed drivers, out of the system's odbc.ini and odbcinst.ini.
+//
+// Thread use: any thread; one lock guards the reader behind it.
+
+#ifndef ZULIB_DRIVERMANAGER_INTERNAL_DATASOURCE_H
+#define ZULIB_DRIVERMANAGER_INTERNAL_DATASOURCE_H
+
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "zuodbc/handles/handles.h"
+
+namespace dm {
+
+// The longest name of a data source that the standard allows.
+constexpr size_t maxDataSourceName = SQL_MAX_DSN_LENGTH;
+
+// The library of a data source's driver; empty when there is no such data source.
+std::string driverOfDataSource(const std::string& dataSource);
+
+// The library for a driver as a connection string or odbc.ini names it: the one that odbcinst.ini gives
+// for the name, else the name itself.
+std::string libraryOfDriver(const std::string& driver);
+
+enum class DataSourceScope { User, System, Both };
+
+// Names with the driver's description, and names with the driver's attribute pairs (each zero-ended).
+std::vector<DataSourceEntry> listDataSources(DataSourceScope scope);
+std::vector<DataSourceEntry> listDrivers();
+
+}  // namespace dm
+
+#endif
