@@ -11,7 +11,7 @@
 #include "tests/os/support.h"
 #include "tests/support/fault_allocator.h"
 #include "tests/support/locales.h"
-#include "zulib/errors/zumessages.h"
+#include "zulib/runtime/zumessages.h"
 #include "zulib/os/catalogs/zuresource.h"
 
 namespace {

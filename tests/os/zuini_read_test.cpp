@@ -4,7 +4,7 @@
 #include <fcntl.h>
 
 #include "tests/os/zuini_support.h"
-#include "zulib/errors/zumessages.h"
+#include "zulib/runtime/zumessages.h"
 
 using namespace ostest;
 using namespace std::string_literals;

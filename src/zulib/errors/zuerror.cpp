@@ -2,7 +2,7 @@
 
 #include <cstring>
 
-#include "zulib/errors/zumessages.h"
+#include "zulib/runtime/zumessages.h"
 #include "zulib/text/strcopy.h"
 
 namespace {

@@ -14,8 +14,8 @@
 //
 // Thread use: a list, with its records, one thread at a time. The two static records are read-only.
 
-#ifndef ZULIB_RUNTIME_ZUERROR_H
-#define ZULIB_RUNTIME_ZUERROR_H
+#ifndef ZULIB_ERRORS_ZUERROR_H
+#define ZULIB_ERRORS_ZUERROR_H
 
 #include "zulib/collections/zulist.h"
 #include "zulib/collections/zusorted.h"
@@ -250,5 +250,14 @@ ZU_API ZuError& addDatabaseError(unsigned short number, long native, const unsig
 // from 1.
 ZU_API void appendTextToLastError(unsigned short id);
 ZU_API void appendTextToErrorAtPos(unsigned short id, unsigned long pos);
+
+namespace zuerrors {
+
+// Registers the error list as the place where the lower floors report. Made once, at load.
+struct ReporterStart {
+  ReporterStart();
+};
+
+}  // namespace zuerrors
 
 #endif

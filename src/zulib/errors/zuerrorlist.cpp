@@ -1,7 +1,7 @@
 // The list of error records, the way to the calling thread's list, and the functions that post on it.
 
 #include "zulib/errors/zuerror.h"
-#include "zulib/os/catalogs/zuresource.h"
+#include "zulib/runtime/zuhooks.h"
 
 namespace {
 
@@ -248,6 +248,16 @@ bool ZuErrorKeeper::isExistingError() {
 
 namespace {
 
+// A text of the catalog as a value.
+class TextOf {
+ public:
+  explicit TextOf(unsigned short id) { zuhooks::readText(text, id); }
+  operator const unsigned short*() const { return text; }
+
+ private:
+  unsigned short text[zuhooks::kTextSize];
+};
+
 ZuError& post(unsigned short id, const unsigned short* text, ErrorType type) {
   ZuErrorList* list = ZuErrorKeeper::getErrorList();
   return list ? ZuErrorKeeper::addError(list->allocError(id, text, type, 0, 0)) : DummyError;
@@ -260,7 +270,7 @@ ZuError& post(unsigned short id, long native, const unsigned char* text, ErrorTy
 
 }  // namespace
 
-ZuError& addError(unsigned short id) { return post(id, ZuResourceStringW(id), ErrTypeError); }
+ZuError& addError(unsigned short id) { return post(id, TextOf(id), ErrTypeError); }
 
 ZuError& addError(unsigned short id, const unsigned short* text) { return post(id, text, ErrTypeError); }
 
@@ -268,21 +278,35 @@ ZuError& addError(unsigned short id, const unsigned char* text) {
   return post(id, 0, text, ErrTypeError, zuCPLocale);
 }
 
-ZuError& addWarning(unsigned short id) { return post(id, ZuResourceStringW(id), ErrTypeWarning); }
+ZuError& addWarning(unsigned short id) { return post(id, TextOf(id), ErrTypeWarning); }
 
 ZuError& addDatabaseError(unsigned short number, long native, const unsigned char* text, ErrorType type,
                           zuCPType page) {
   return post(number, native, text, type, page);
 }
 
-void appendTextToLastError(unsigned short id) {
-  ZuErrorKeeper::appendTextToLastError(static_cast<const unsigned short*>(ZuResourceStringW(id)));
-}
+void appendTextToLastError(unsigned short id) { ZuErrorKeeper::appendTextToLastError(TextOf(id)); }
 
 void appendTextToErrorAtPos(unsigned short id, unsigned long pos) {
   ZuErrorList* list = ZuErrorKeeper::getErrorList();
   if (!list || pos >= list->getCount()) return;
   auto* record = static_cast<ZuError*>(list->at(pos));
-  if (!record->appendText(static_cast<const unsigned short*>(ZuResourceStringW(id))))
-    record->resetParamCount();
+  if (!record->appendText(TextOf(id))) record->resetParamCount();
 }
+
+namespace zuerrors {
+namespace {
+
+void postReport(const zuhooks::Report& report) {
+  ZuError& record = addError(report.number);
+  if (report.param)
+    record << ZuSubString(report.param, report.paramLength, static_cast<zuCPType>(report.codePage));
+  if (report.sqlstate) record.setInterfaceCode(report.sqlstate);
+  if (report.interfaceError) record.setInterfaceError(report.interfaceError);
+}
+
+}  // namespace
+
+ReporterStart::ReporterStart() { zuhooks::setReporter(postReport, ZuErrorKeeper::addMemoryError); }
+
+}  // namespace zuerrors

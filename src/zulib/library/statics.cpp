@@ -25,6 +25,7 @@
 #include "zulib/codepages/ucnvconv.h"
 #include "zulib/errors/zuerror.h"
 #include "zulib/os/catalogs/boscatalog.h"
+#include "zulib/os/catalogs/zuresource.h"
 #include "zulib/os/host/zusemaphoreinfo.h"
 #include "zulib/runtime/internal/threadlist.h"
 #include "zulib/runtime/mds.h"
@@ -39,6 +40,7 @@ ZuCriticalSection RAM_LOCK(0);
 ZuCriticalSection MDS_PERTHREAD_LOCK(0);
 static ThreadListOwner threadListOwner;
 
+static zuerrors::ReporterStart reporterStart;
 ZuError MemoryError(ErrSpecialMemory);
 ZuError DummyError(ErrSpecialDummy);
 
@@ -50,6 +52,7 @@ ZuRunTimeDebug BOS_RUNTIME_DEBUG;
 
 ZuCriticalSection CritOpen(0);
 ZuCriticalSection CritCatalog(0);
+static ResourceTextStart resourceTextStart;
 static ProcessCatalogOwner processCatalogOwner;
 
 static CursorLibraryStart cursorLibraryStart;

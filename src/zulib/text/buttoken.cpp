@@ -2,9 +2,8 @@
 
 #include <cstring>
 
-#include "zulib/errors/zuerror.h"
-#include "zulib/errors/zumessages.h"
 #include "zulib/runtime/ram.h"
+#include "zulib/runtime/zuhooks.h"
 #include "zulib/text/zudbcs.h"
 #include "zulib/text/zustring.h"
 
@@ -229,7 +228,7 @@ int Token::makeRoom(unsigned long bytes) {
   }
   bool canGrow = flags & butGrow && place == out && room >= butBlockOffset + sizeof(unsigned char*);
   if (canGrow) return grow();
-  addError(ZU_MSG_TOKEN_TOO_LONG);
+  zuhooks::report(ZU_MSG_TOKEN_TOO_LONG);
   return 1;
 }
 
@@ -248,7 +247,7 @@ int Token::grow() {
 
 int Token::notClosed() {
   place[length] = 0;
-  addError(ZU_MSG_TOKEN_NOT_CLOSED) << ZuSubString(place, length, cp);
+  zuhooks::report({.number = ZU_MSG_TOKEN_NOT_CLOSED, .param = place, .paramLength = length, .codePage = cp});
   return 1;
 }
 
@@ -257,7 +256,7 @@ int Token::notClosed() {
 int buttoken(unsigned char* out, const unsigned char** cursor, unsigned short kindAndFlags,
              unsigned short outSize, zuCPType cp) {
   if (outSize == 0) {
-    addError(ZU_MSG_TOKEN_TOO_LONG);
+    zuhooks::report(ZU_MSG_TOKEN_TOO_LONG);
     return 1;
   }
   Token token(out, *cursor, kindAndFlags, outSize, cp);

@@ -1,7 +1,6 @@
 #include "zulib/text/zuhex.h"
 
-#include "zulib/errors/zuerror.h"
-#include "zulib/errors/zumessages.h"
+#include "zulib/runtime/zuhooks.h"
 
 namespace {
 
@@ -31,7 +30,7 @@ int readDigits(const Char* text, unsigned long n, bool skipZero, Store&& store) 
     if (skipZero && text[i] == 0) continue;
     int value = digitValue(text[i]);
     if (value < 0) {
-      addError(ZU_MSG_BAD_HEX_DIGIT);
+      zuhooks::report(ZU_MSG_BAD_HEX_DIGIT);
       return 1;
     }
     if (high < 0) {

@@ -2,8 +2,7 @@
 
 #include <cctype>
 
-#include "zulib/errors/zumessages.h"
-#include "zulib/os/catalogs/zuresource.h"
+#include "zulib/runtime/zuhooks.h"
 #include "zulib/text/zudbcs.h"
 
 namespace {
@@ -48,10 +47,10 @@ bool isTrueStr(const unsigned char* s) {
   return first == '1' || first == 'T' || (first == 'O' && javaToUpper(s[1]) == 'N');
 }
 
-void getMenuAccelerator(unsigned char* out) { winGetString(out, ZU_TEXT_ACCELERATOR_MARKERS); }
+void getMenuAccelerator(unsigned char* out) { zuhooks::readText(out, ZU_TEXT_ACCELERATOR_MARKERS); }
 
 const unsigned char* findMenuAccelerator(const unsigned char* label) {
-  unsigned char markers[zuResourceTextSize];
+  unsigned char markers[zuhooks::kTextSize];
   getMenuAccelerator(markers);
   for (const unsigned char* marker = markers; *marker; ++marker) {
     if (const unsigned char* found = strFind(label, *marker, LABEL_CODE_PAGE)) return found;
@@ -67,8 +66,8 @@ void setAcceleratorKey(unsigned char* bitmap, const unsigned char* label) {
 }
 
 void makeDialogText(unsigned char* bitmap, unsigned char* label, const unsigned char* arg) {
-  unsigned char text[zuResourceTextSize - 1];
-  unsigned char markers[zuResourceTextSize];
+  unsigned char text[zuhooks::kTextSize - 1];
+  unsigned char markers[zuhooks::kTextSize];
   if (arg) {
     formatLabel(text, sizeof text, label, arg);
   } else {

@@ -14,7 +14,7 @@
 // True when the text begins with "1", with "T", or with "ON", in either case; the rest does not count.
 ZU_API bool isTrueStr(const unsigned char* s);
 
-// Writes the marker set to `out`, which has room for zuResourceTextSize bytes; empty when there is none.
+// Writes the marker set to `out`, which has room for 1024 bytes; empty when there is none.
 ZU_API void getMenuAccelerator(unsigned char* out);
 
 // The first marker in the label, or null. The markers are tried in the order of the set.

@@ -3,6 +3,7 @@
 #include <atomic>
 
 #include "zulib/os/catalogs/boscatalog.h"
+#include "zulib/runtime/zuhooks.h"
 #include "zulib/text/strcopy.h"
 
 namespace {
@@ -32,3 +33,5 @@ unsigned long winGetString(unsigned short* out, unsigned short id) {
   openCatalog();
   return LoadStringW(BZUHINST, id, out, zuResourceTextSize);
 }
+
+ResourceTextStart::ResourceTextStart() { zuhooks::setTexts(winGetString, winGetString); }

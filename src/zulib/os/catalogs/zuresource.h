@@ -1,10 +1,10 @@
-// Texts of the catalog, by number (os/boscatalog.h): UTF-8, and UTF-16. A text that no catalog has is its
-// number in decimal.
+// Texts of the catalog, by number (os/catalogs/boscatalog.h): UTF-8, and UTF-16. A text that no catalog has
+// is its number in decimal.
 //
 // Thread use: any thread.
 
-#ifndef ZULIB_TEXT_ZURESOURCE_H
-#define ZULIB_TEXT_ZURESOURCE_H
+#ifndef ZULIB_OS_CATALOGS_ZURESOURCE_H
+#define ZULIB_OS_CATALOGS_ZURESOURCE_H
 
 #include "zulib/runtime/zuapi.h"
 
@@ -39,6 +39,11 @@ class ZU_API ZuResourceStringW {
 
  private:
   unsigned short buffer[zuResourceTextSize];
+};
+
+// Makes this the source of the texts that the lower floors ask for. Made once, at load.
+struct ResourceTextStart {
+  ResourceTextStart();
 };
 
 #endif

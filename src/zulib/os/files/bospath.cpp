@@ -6,7 +6,7 @@
 #include <cstdlib>
 
 #include "zulib/errors/zuerror.h"
-#include "zulib/errors/zumessages.h"
+#include "zulib/runtime/zumessages.h"
 #include "zulib/os/files/internal/pathtext.h"
 #include "zulib/os/files/internal/tracing.h"
 #include "zulib/text/strtrim.h"

@@ -6,7 +6,7 @@
 #include <cstring>
 
 #include "zulib/errors/zuerror.h"
-#include "zulib/errors/zumessages.h"
+#include "zulib/runtime/zumessages.h"
 #include "zulib/os/files/bosfile.h"
 #include "zulib/runtime/ram.h"
 #include "zulib/text/strcopy.h"

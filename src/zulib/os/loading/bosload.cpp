@@ -8,7 +8,7 @@
 #include <cstring>
 
 #include "zulib/errors/zuerror.h"
-#include "zulib/errors/zumessages.h"
+#include "zulib/runtime/zumessages.h"
 #include "zulib/os/files/bospath.h"
 #include "zulib/os/files/internal/pathtext.h"
 #include "zulib/os/files/internal/tracing.h"

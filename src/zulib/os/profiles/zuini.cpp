@@ -4,7 +4,7 @@
 #include <cstdlib>
 
 #include "zulib/errors/zuerror.h"
-#include "zulib/errors/zumessages.h"
+#include "zulib/runtime/zumessages.h"
 
 ZuIni::~ZuIni() { closeCache(); }
 

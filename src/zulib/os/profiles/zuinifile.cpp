@@ -8,7 +8,7 @@
 #include <cstring>
 #include <ctime>
 
-#include "zulib/errors/zumessages.h"
+#include "zulib/runtime/zumessages.h"
 #include "zulib/os/profiles/internal/zuinitrace.h"
 #include "zulib/runtime/ram.h"
 #include "zulib/text/strcompare.h"

@@ -4,7 +4,7 @@
 #include <cerrno>
 #include <cstring>
 
-#include "zulib/errors/zumessages.h"
+#include "zulib/runtime/zumessages.h"
 #include "zulib/os/profiles/internal/zuinifile.h"
 #include "zulib/os/profiles/internal/zuinitrace.h"
 

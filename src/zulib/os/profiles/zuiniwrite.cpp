@@ -2,7 +2,7 @@
 
 #include <cstdio>
 
-#include "zulib/errors/zumessages.h"
+#include "zulib/runtime/zumessages.h"
 #include "zulib/os/profiles/internal/zuinifile.h"
 #include "zulib/os/profiles/internal/zuinireplace.h"
 #include "zulib/os/profiles/internal/zuinitext.h"

@@ -1,0 +1,50 @@
+// Calls from a lower floor to a higher one: posting an error record, and reading a text of the message
+// catalog. The owner of each service registers its function when the library is loaded (library/statics.cpp).
+// Until then, and in a program that links only the lower floors, a report is dropped and a text is its
+// number.
+//
+// Thread safety: functions are registered at load, before another thread can use the library, and are not
+// changed afterwards.
+
+#ifndef ZULIB_RUNTIME_ZUHOOKS_H
+#define ZULIB_RUNTIME_ZUHOOKS_H
+
+#include "zulib/runtime/zumessages.h"
+
+namespace zuhooks {
+
+// An error to be posted on the calling thread's list.
+struct Report {
+  ZuMessage number;
+  const char* sqlstate = nullptr;        // 5 characters, or null for none
+  unsigned short interfaceError = 0;     // of the record, 0 for none
+  const unsigned char* param = nullptr;  // fills the first placeholder of the text; null for none
+  unsigned long paramLength = 0;         // bytes
+  int codePage = 0;                      // of `param`, a zuCPType
+};
+
+using PostReport = void (*)(const Report& report);
+using MarkOutOfMemory = void (*)();
+using ReadText = unsigned long (*)(unsigned char* out, unsigned short id);
+using ReadTextW = unsigned long (*)(unsigned short* out, unsigned short id);
+
+// Registered by errors/.
+void setReporter(PostReport post, MarkOutOfMemory mark);
+// Registered by os/catalogs/.
+void setTexts(ReadText narrow, ReadTextW wide);
+
+// Posts an error record. Allocation failure in the attempt leaves the out-of-memory record instead.
+void report(const Report& report);
+inline void report(ZuMessage number) { report(Report{number}); }
+
+// Characters that readText may write, with the terminator.
+constexpr unsigned long kTextSize = 1024;
+
+// Writes text `id` of the library's catalog to `out`, which has room for kTextSize characters, terminated.
+// Returns its length. A text that no catalog has is its number in decimal.
+unsigned long readText(unsigned char* out, unsigned short id);
+unsigned long readText(unsigned short* out, unsigned short id);
+
+}  // namespace zuhooks
+
+#endif
