@@ -11,8 +11,8 @@
 #include "tests/os/support.h"
 #include "tests/support/fault_allocator.h"
 #include "tests/support/locales.h"
-#include "zulib/runtime/zumessages.h"
 #include "zulib/os/catalogs/zuresource.h"
+#include "zulib/runtime/zumessages.h"
 
 namespace {
 

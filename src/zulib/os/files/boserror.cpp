@@ -6,10 +6,10 @@
 #include <iterator>
 
 #include "zulib/errors/zuerror.h"
-#include "zulib/runtime/zumessages.h"
 #include "zulib/os/catalogs/zuresource.h"
 #include "zulib/os/files/bosfile.h"
 #include "zulib/os/files/internal/pathtext.h"
+#include "zulib/runtime/zumessages.h"
 
 namespace {
 

@@ -8,9 +8,9 @@
 #include <cstdio>
 
 #include "zulib/errors/zuerror.h"
-#include "zulib/runtime/zumessages.h"
 #include "zulib/os/files/internal/pathtext.h"
 #include "zulib/runtime/ram.h"
+#include "zulib/runtime/zumessages.h"
 
 using zuos::NarrowName;
 

@@ -6,9 +6,9 @@
 #include <cstdlib>
 
 #include "zulib/errors/zuerror.h"
-#include "zulib/runtime/zumessages.h"
 #include "zulib/os/files/internal/pathtext.h"
 #include "zulib/os/files/internal/tracing.h"
+#include "zulib/runtime/zumessages.h"
 #include "zulib/text/strtrim.h"
 
 using zuos::NarrowName;

@@ -6,9 +6,9 @@
 #include <cstring>
 
 #include "zulib/errors/zuerror.h"
-#include "zulib/runtime/zumessages.h"
 #include "zulib/os/files/bosfile.h"
 #include "zulib/runtime/ram.h"
+#include "zulib/runtime/zumessages.h"
 #include "zulib/text/strcopy.h"
 
 namespace {

@@ -8,12 +8,12 @@
 #include <cstring>
 
 #include "zulib/errors/zuerror.h"
-#include "zulib/runtime/zumessages.h"
 #include "zulib/os/files/bospath.h"
 #include "zulib/os/files/internal/pathtext.h"
 #include "zulib/os/files/internal/tracing.h"
 #include "zulib/os/loading/bosenv.h"
 #include "zulib/runtime/ram.h"
+#include "zulib/runtime/zumessages.h"
 #include "zulib/text/strcopy.h"
 #include "zulib/text/strtrim.h"
 

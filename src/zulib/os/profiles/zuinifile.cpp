@@ -8,9 +8,9 @@
 #include <cstring>
 #include <ctime>
 
-#include "zulib/runtime/zumessages.h"
 #include "zulib/os/profiles/internal/zuinitrace.h"
 #include "zulib/runtime/ram.h"
+#include "zulib/runtime/zumessages.h"
 #include "zulib/text/strcompare.h"
 
 namespace zuini {

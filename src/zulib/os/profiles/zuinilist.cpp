@@ -4,9 +4,9 @@
 #include <cerrno>
 #include <cstring>
 
-#include "zulib/runtime/zumessages.h"
 #include "zulib/os/profiles/internal/zuinifile.h"
 #include "zulib/os/profiles/internal/zuinitrace.h"
+#include "zulib/runtime/zumessages.h"
 
 using zuini::chars;
 using zuini::NewErrors;

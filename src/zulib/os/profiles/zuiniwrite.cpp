@@ -2,12 +2,12 @@
 
 #include <cstdio>
 
-#include "zulib/runtime/zumessages.h"
 #include "zulib/os/profiles/internal/zuinifile.h"
 #include "zulib/os/profiles/internal/zuinireplace.h"
 #include "zulib/os/profiles/internal/zuinitext.h"
 #include "zulib/os/profiles/internal/zuinitrace.h"
 #include "zulib/os/profiles/zuinicache.h"
+#include "zulib/runtime/zumessages.h"
 
 using zuini::Bytes;
 using zuini::bytesOf;
