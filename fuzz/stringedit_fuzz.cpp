@@ -100,9 +100,7 @@ class Edit {
         const size_t before = s.getLength();
         demand(s.addQuotes('\'') == 0);
         s.removeQuotes();
-        // Only a character that the end cuts is lost.
-        demand(s.getLength() <= before && before - s.getLength() < 2);
-        model.resize(s.getLength());
+        demand(s.getLength() == before);
         break;
       }
       case 3:

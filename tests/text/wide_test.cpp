@@ -177,6 +177,9 @@ TEST(Wide, AgainstUTF8) {
                      {u"\uFFFD", "\xF0\x9F\x98\x80", -1},
                      {u"\u20AC", "\xE2\x82", 1},
                      {u"\xD83D", "\xF0\x9F\x98\x80", -1},
+                     {u"\xD83D", "", -1},
+                     {u"", "\xE2\x82", 1},
+                     {u"", "", 0},
                      {u"\u00E9", "\xC3\xA8", 1}};
   for (const auto& c : cases) EXPECT_EQ(c.order, strCompareUTF8(units(c.w), bytes(c.u))) << c.u;
 }

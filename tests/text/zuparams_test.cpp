@@ -52,6 +52,11 @@ TEST_F(TextTools, ParametersFindTheirOwnPlaces) {
   wide << ~0UL << static_cast<const unsigned short*>(nullptr) << u16(u"%s4") << u16(u"later");
   EXPECT_EQ(str(wide), u"18446744073709551615||later|later");
 
+  // UCS-2 ends at a zero unit, not at the zero byte in its first letter.
+  ASSERT_EQ(wide.initialize(reinterpret_cast<const unsigned char*>(u"u%s1"), zuCPUCS2), 0);
+  wide << u16(u"2");
+  EXPECT_EQ(str(wide), u"u2");
+
   wide.resetParamCount();
   EXPECT_EQ(wide.initialize(u16(u"again %s1"), 7), 0);
   wide << u16(u"x");
@@ -272,6 +277,8 @@ TEST_F(TextTools, TruthAndKeysOfLabels) {
   EXPECT_EQ(label("Open", nullptr), marker + "Open");
   EXPECT_EQ(bitmap['o' >> 3], 1 << ('o' & 7));
   EXPECT_EQ(label("%s or %s, %% %d", "OO"), "OO o" + marker + "r %s, % %d");
+  EXPECT_EQ(label("%6.2s|%-4s|%%", "xyz"), "    " + marker + "xy|%-4s|%");
+  EXPECT_EQ(label("%-4s|%.9q", "z"), marker + "z   |%.9q");
   EXPECT_EQ(label((marker + "Quit").c_str(), nullptr), marker + "Quit");
   EXPECT_EQ(label("qq", nullptr), marker + "qq") << "nothing is free: the first";
   EXPECT_EQ(label("", nullptr), "");

@@ -276,6 +276,8 @@ TYPED_TEST(Strings, GrowthIsExactAndABorrowedBufferDoesNotGrow) {
     EXPECT_EQ(this->model("abcd"), text(borrowed.asCStr()));
     borrowed.initializeWithBuffer(buffer, 4, 4);
     EXPECT_EQ(nullptr, borrowed.asCStr()) << "no room for a terminator";
+    ASSERT_EQ(0, TypeParam::change(borrowed, 1, 2, this->chars(this->model("z")), 1));
+    EXPECT_EQ(this->model("azd"), text(borrowed.asCStr())) << "a shorter text makes the room itself";
     ASSERT_EQ(0, borrowed.initialize(this->chars(this->model("own"))));
     ASSERT_EQ(0, borrowed.concat(Char{'!'})) << "a fresh block is the string's own";
   }
@@ -354,7 +356,46 @@ TEST(ZuString, ViewsSearchByCharacter) {
   EXPECT_EQ("x\x83\x5C", text(out.asCStr()));
 }
 
+// A byte at the end that could lead a character of two is text too. Only a count can cut a character.
+TEST(ZuString, QuotingKeepsTheLastByte) {
+  const TestLocale utf8("en_US.UTF-8");
+  unsigned char out[16];
+  for (const zuCPType cp : {zuCPLocale, zuCPUTF8, zuCPSingleByte}) {
+    const ZuSubString view(bytes("Spa\xDF"), 4, cp);
+    view.getCopyQuoted(out, 0);
+    EXPECT_EQ("'Spa\xDF'", text(out));
+    strCopyQuoted(out, bytes("Spa\xDF"), cp, '\'');
+    EXPECT_EQ("'Spa\xDF'", text(out));
+    strCopyQuoted(out, bytes("Spa\xC3\xA9"), 4, cp, '\'');
+    EXPECT_EQ(cp == zuCPSingleByte ? "'Spa\xC3'" : "'Spa'", text(out));
+    ZuString s;
+    ASSERT_EQ(0, s.initialize(view));
+    ASSERT_EQ(0, s.addQuotes('\''));
+    ASSERT_EQ(0, s.addQuotedBytes(view, '"'));
+    EXPECT_EQ("'Spa\xDF'\"Spa\xDF\"", text(s.asCStr()));
+    {
+      ZuReplaceString editor(&s);
+      ASSERT_EQ(0, editor.addQuotedBytes(bytes("\xDF"), 1, '\''));
+    }
+    EXPECT_EQ("'\xDF''Spa\xDF'", text(s.asCStr()).substr(0, 9));
+  }
+}
+
 TEST(ZuString, HashAndOrderIgnoreCase) {
+  for (const char* locale : {"zh_CN.GBK", "ja_JP.SJIS", "en_US.UTF-8", "tr_TR.ISO-8859-9"}) {
+    const TestLocale inLocale(locale);
+    for (const zuCPType cp : {zuCPLocale, zuCPUTF8, zuCPSingleByte}) {
+      for (unsigned lead = 0x80; lead < 0x100; ++lead) {
+        const std::string s = {'x', static_cast<char>(lead), 'a', 'I', static_cast<char>(lead)};
+        const std::string t = {'X', static_cast<char>(lead), 'A', 'i', static_cast<char>(lead)};
+        const ZuSubString one(bytes(s), 5, cp);
+        const ZuSubString other(bytes(t), 5, cp);
+        if (one.isEqualCi(other)) {
+          EXPECT_EQ(one.hash(), other.hash()) << locale << cp << lead;
+        }
+      }
+    }
+  }
   const unsigned char a[] = "abcdefgh";
   const ZuSubString lower(a, 8);
   const ZuSubString upper(bytes("ABCDEZZZ"));

@@ -2,7 +2,7 @@
 //
 // "ANSI" is Latin-1 here, whatever the locale. All take terminated text and write terminated text of at most
 // `size` - 1 bytes or units; what does not fit is cut. The forms without a size have room for
-// zuTextConvertSize. The answer is the length, or -1 when the text does not convert (nothing is put in the
+// zuTextConvertSize. Returns the length, or -1 when the text does not convert (nothing is put in the
 // place of a character), when a text is null or `size` is 0, and for lack of memory; `out` is then not to be
 // used. No error is recorded.
 //

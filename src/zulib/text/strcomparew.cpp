@@ -76,16 +76,14 @@ int strCompare(const unsigned short* a, unsigned long na, const unsigned short* 
 }
 
 int strCompareUTF8(const unsigned short* w, const unsigned char* u) {
-  while (*w != 0 && *u != 0) {
+  for (;;) {
     if (isHigh(w[0]) && w[1] == 0) return -1;
-    const unsigned long size = wideSize(w, 2);
     const std::uint32_t left = codePointAt(w, 2);
     std::uint32_t right;
     if (!nextUTF8(u, &right)) return 1;
-    if (left != right) return order(left, right);
-    w += size;
+    if (left != right || left == 0) return order(left, right);
+    w += left > 0xFFFF ? 2 : 1;
   }
-  return order(*w, *u);
 }
 
 bool strEqual(const unsigned short* a, const unsigned short* b) {

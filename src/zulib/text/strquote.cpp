@@ -28,20 +28,23 @@ bool isWellQuoted(const unsigned char* s, unsigned long n, unsigned char quote, 
 
 unsigned char* strCopyQuoted(unsigned char* dst, const unsigned char* src, unsigned long n, zuCPType cp,
                              unsigned char quote) {
-  return writeQuoted(dst, src, n, NarrowWalk(cp), quote);
+  const NarrowWalk walk(cp);
+  // Single-byte text has no pair that a count could cut, whatever the locale makes of its last byte.
+  const unsigned long whole = cp == zuCPSingleByte ? n : wholeCharacters(src, n, walk);
+  return writeQuoted(dst, src, whole, walk, quote);
 }
 
 unsigned char* strCopyQuoted(unsigned char* dst, const unsigned char* src, zuCPType cp, unsigned char quote) {
-  return strCopyQuoted(dst, src, narrowLength(src), cp, quote);
+  return writeQuoted(dst, src, narrowLength(src), NarrowWalk(cp), quote);
 }
 
 unsigned short* strCopyQuoted(unsigned short* dst, const unsigned short* src, unsigned long n,
                               unsigned short quote) {
-  return writeQuoted(dst, src, n, WideWalk(), quote);
+  return writeQuoted(dst, src, wholeCharacters(src, n, WideWalk()), WideWalk(), quote);
 }
 
 unsigned short* strCopyQuoted(unsigned short* dst, const unsigned short* src, unsigned short quote) {
-  return strCopyQuoted(dst, src, wideLength(src), quote);
+  return writeQuoted(dst, src, wideLength(src), WideWalk(), quote);
 }
 
 unsigned char* strCatQuoted(unsigned char* dst, const unsigned char* src, unsigned long n, zuCPType cp,

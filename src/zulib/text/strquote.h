@@ -1,7 +1,8 @@
 // Putting text in quotes and taking it out again.
 //
 // A quoted text begins and ends with the quote, and each quote inside is doubled. Only characters of one
-// byte (one unit) can be a quote. A character cut by the count is dropped.
+// byte (one unit) can be a quote. The counted forms drop a character that the count cuts, except in
+// single-byte text; nothing else is ever dropped.
 //
 // `dst` must hold 2 + 2n + 1 elements for quoting, n for unquoting. Unquoting may run in place (`dst` is
 // `src`); quoting may not.

@@ -2,6 +2,7 @@
 
 #include <charconv>
 
+#include "zulib/text/internal/narrow.h"
 #include "zulib/text/strcopy.h"
 
 namespace {
@@ -110,7 +111,7 @@ template class ZuParamStringOf<ZuStringW, ZuSubStringW, unsigned short>;
 ZuParamString::~ZuParamString() = default;
 
 int ZuParamString::initialize(const unsigned char* text, zuCPType cp) {
-  return initialize(text, strLen(text), cp);
+  return initialize(text, zutext::narrowLength(text, cp), cp);
 }
 
 int ZuParamString::initialize(const unsigned char* text, unsigned long n, zuCPType cp) {
@@ -126,7 +127,7 @@ int ZuParamString::initialize(unsigned long capacity, zuCPType cp) {
 ZuParamStringW::~ZuParamStringW() = default;
 
 int ZuParamStringW::initialize(const unsigned char* text, zuCPType cp) {
-  return initialize(text, strLen(text), cp);
+  return initialize(text, zutext::narrowLength(text, cp), cp);
 }
 
 int ZuParamStringW::initialize(const unsigned char* text, unsigned long n, zuCPType cp) {

@@ -14,7 +14,7 @@ ZuString::~ZuString() { unInitialize(); }
 int ZuString::initialize(const unsigned char* terminated) { return initialize(terminated, zuCPLocale); }
 
 int ZuString::initialize(const unsigned char* terminated, zuCPType cp) {
-  return initialize(terminated, narrowLength(terminated), cp);
+  return initialize(terminated, narrowLength(terminated, cp), cp);
 }
 
 int ZuString::initialize(const unsigned char* p, unsigned long n) { return initialize(p, n, zuCPLocale); }

@@ -110,8 +110,7 @@ unsigned long encodeLocaleText(const unsigned short* p, unsigned long n, unsigne
 }  // namespace
 
 int ZuStringW::initialize(const unsigned char* terminated, zuCPType cp) {
-  const unsigned long n = cp == zuCPUCS2 ? 2 * zuCharLen(terminated, cp) : narrowLength(terminated);
-  return initialize(terminated, n, cp);
+  return initialize(terminated, narrowLength(terminated, cp), cp);
 }
 
 int ZuStringW::initialize(const unsigned char* p, unsigned long n, zuCPType cp) {

@@ -20,7 +20,7 @@ ZuSubString::ZuSubString(const unsigned char* terminated) {
 }
 
 ZuSubString::ZuSubString(const unsigned char* terminated, zuCPType cp) {
-  initialize(terminated, narrowLength(terminated), cp);
+  initialize(terminated, narrowLength(terminated, cp), cp);
 }
 
 ZuSubString::ZuSubString(const ZuSubString& other) = default;
@@ -99,6 +99,10 @@ std::uint32_t ZuSubString::hash() const {
   constexpr unsigned long most = 5;
   unsigned char folded[most + 1] = {};
   moveChars(folded, data, length < most ? length : most);
+  // A letter after a byte of UTF-8 that leads a pair in the locale is still a letter for `isEqualCi`.
+  if (codePage == zuCPUTF8) {
+    for (unsigned char& byte : folded) byte = asciiUpper[byte];
+  }
   strUpper(folded);
   std::uint32_t sum = 0;
   for (const unsigned char* p = folded; *p != 0; ++p) sum += *p;
@@ -120,7 +124,7 @@ unsigned char* ZuSubString::getCopyUnquoted(unsigned char* dst) const {
 // The quote is always the apostrophe: what callers build with this is SQL text.
 unsigned char* ZuSubString::getCopyQuoted(unsigned char* dst, unsigned char) const {
   constexpr unsigned char apostrophe = 0x27;
-  return strCopyQuoted(dst, data, length, codePage, apostrophe);
+  return writeQuoted(dst, data, length, NarrowWalk(codePage), apostrophe);
 }
 
 int ZuSubString::copyQuotedStr(ZuString* target) const { return Algorithms::copyQuoted(*this, *target); }

@@ -107,7 +107,7 @@ unsigned short* ZuSubStringW::getCopyUnquoted(unsigned short* dst) const {
 }
 
 unsigned short* ZuSubStringW::getCopyQuoted(unsigned short* dst, unsigned short quote) const {
-  return strCopyQuoted(dst, data, length, quote);
+  return writeQuoted(dst, data, length, WideWalk(), quote);
 }
 
 int ZuSubStringW::copyQuotedStr(ZuStringW* target) const { return Algorithms::copyQuoted(*this, *target); }

@@ -1,6 +1,8 @@
 #include "zulib/text/zutexttools.h"
 
+#include <algorithm>
 #include <cctype>
+#include <cstring>
 
 #include "zulib/runtime/zuhooks.h"
 #include "zulib/text/zudbcs.h"
@@ -14,22 +16,69 @@ bool isTaken(const unsigned char* bitmap, unsigned char key) {
   return bitmap[value >> 3] >> (value & 7) & 1;
 }
 
+// Decimal digits at `*p`, at most kMostField; `*p` moves past them.
+unsigned long takeCount(const unsigned char** p) {
+  constexpr unsigned long kMostField = zuhooks::kTextSize;
+  unsigned long count = 0;
+  for (; **p >= '0' && **p <= '9'; ++*p) count = std::min(10 * count + (**p - '0'), kMostField);
+  return count;
+}
+
+// A conversion of a text as sprintf has it: "%", flags, width, "." and precision, "s".
+struct TextField {
+  bool leftJustified = false;
+  unsigned long width = 0;
+  unsigned long precision = ~0UL;
+
+  // Reads the field at `*p` and moves `*p` past it; false, with `*p` as it was, if none is there.
+  bool read(const unsigned char** p) {
+    const unsigned char* at = *p;
+    if (*at++ != '%') return false;
+    for (; *at == '-' || *at == ' ' || *at == '+' || *at == '#' || *at == '0'; ++at)
+      leftJustified |= *at == '-';
+    width = takeCount(&at);
+    if (*at == '.') precision = takeCount(&++at);
+    if (*at++ != 's') return false;
+    *p = at;
+    return true;
+  }
+};
+
+// A buffer that takes what fits and drops the rest.
+class BoundedText {
+ public:
+  BoundedText(unsigned char* out, unsigned long size) : out(out), end(out + size - 1) {}
+  void put(unsigned char byte) {
+    if (out < end) *out++ = byte;
+  }
+  void blanks(unsigned long n) {
+    while (n-- > 0) put(' ');
+  }
+  void terminate() { *out = 0; }
+
+ private:
+  unsigned char* out;
+  unsigned char* const end;
+};
+
 // Fills `arg` in at the first "%s", and writes "%%" as "%". The label comes from outside, so no other
-// conversion is done: it stays as it stands.
-void formatLabel(unsigned char* out, unsigned long size, const unsigned char* label,
-                 const unsigned char* arg) {
-  const unsigned char* const end = out + size - 1;
-  while (*label && out < end) {
-    if (label[0] == '%' && label[1] == 's' && arg) {
-      while (*arg && out < end) *out++ = *arg++;
+// conversion is done: it stays as it is.
+void formatLabel(BoundedText out, const unsigned char* label, const unsigned char* arg) {
+  while (*label) {
+    TextField field;
+    if (arg && field.read(&label)) {
+      const unsigned long n = strnlen(reinterpret_cast<const char*>(arg), field.precision);
+      const unsigned long padding = field.width > n ? field.width - n : 0;
+      if (!field.leftJustified) out.blanks(padding);
+      for (unsigned long i = 0; i < n; ++i) out.put(arg[i]);
+      if (field.leftJustified) out.blanks(padding);
       arg = nullptr;
-      label += 2;
     } else {
       if (label[0] == '%' && label[1] == '%') ++label;
-      *out++ = *label++;
+      out.put(*label++);
     }
   }
-  *out = 0;
+  out.terminate();
 }
 
 // The character that becomes the key of a text that has none.
@@ -69,7 +118,7 @@ void makeDialogText(unsigned char* bitmap, unsigned char* label, const unsigned 
   unsigned char text[zuhooks::kTextSize - 1];
   unsigned char markers[zuhooks::kTextSize];
   if (arg) {
-    formatLabel(text, sizeof text, label, arg);
+    formatLabel(BoundedText(text, sizeof text), label, arg);
   } else {
     strCopy(text, sizeof text, label);
   }

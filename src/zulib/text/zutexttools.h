@@ -23,9 +23,10 @@ ZU_API const unsigned char* findMenuAccelerator(const unsigned char* label);
 // Marks the key of the label in the bitmap of 32 bytes. A label without a key marks nothing.
 ZU_API void setAcceleratorKey(unsigned char* bitmap, const unsigned char* label);
 
-// Puts `arg` (null: nothing) in place of the "%s" of the label, then sees to it that the label has a key: the
-// first character that is not blank and still free in the bitmap, or the first character of all. Marks the
-// key in the bitmap. `label` has room for the text, `arg` and one marker; text beyond 1022 bytes is cut.
+// Puts `arg` (null: nothing) in place of the first "%s" of the label, which may have flags, a width and a
+// precision as in printf, then sees to it that the label has a key: the first character that is not blank and
+// still free in the bitmap, or the first character of all. Marks the key in the bitmap. `label` has room for
+// the text, `arg` and one marker; text beyond 1022 bytes is cut.
 ZU_API void makeDialogText(unsigned char* bitmap, unsigned char* label, const unsigned char* arg);
 
 #endif

@@ -159,6 +159,11 @@ inline unsigned long narrowLength(const unsigned char* s) {
   return std::strlen(reinterpret_cast<const char*>(s));
 }
 
+// Bytes before the terminator, which in UCS-2 is a zero unit.
+inline unsigned long narrowLength(const unsigned char* s, zuCPType cp) {
+  return cp == zuCPUCS2 ? 2 * zuCharLen(s, cp) : narrowLength(s);
+}
+
 }  // namespace zutext
 
 #endif

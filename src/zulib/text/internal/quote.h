@@ -30,14 +30,13 @@ Char* putChars(Char* out, const Char* p, unsigned long n) {
   return out;
 }
 
-// Writes the text quoted and terminated; answers the terminator's position.
+// Writes the text quoted and terminated; returns the terminator's position. Every element is kept, also
+// what looks like the start of a longer character at the end.
 template <class Char, class Steps>
 Char* writeQuoted(Char* out, const Char* src, unsigned long n, const Steps& steps, Char quote) {
   *out++ = quote;
   for (const Char* end = src + n; src < end;) {
-    const auto left = static_cast<unsigned long>(end - src);
-    const unsigned long size = steps.size(src, left);
-    if (size > left) break;
+    const unsigned long size = steps.step(src, static_cast<unsigned long>(end - src));
     if (size == 1 && *src == quote) *out++ = quote;
     out = putChars(out, src, size);
     src += size;
@@ -63,6 +62,18 @@ Char* writeUnquoted(Char* out, const Char* src, unsigned long n, const Steps& st
   }
   *out = 0;
   return out;
+}
+
+// `n` without the character at the end that the count cuts.
+template <class Char, class Steps>
+unsigned long wholeCharacters(const Char* src, unsigned long n, const Steps& steps) {
+  unsigned long i = 0;
+  while (i < n) {
+    const unsigned long size = steps.size(src + i, n - i);
+    if (size > n - i) break;
+    i += size;
+  }
+  return i;
 }
 
 // Elements that `writeQuoted` adds inside the quotes.

@@ -167,7 +167,9 @@ struct StringAlgorithms {
     if (p != nullptr && newLength == 0) newLength = Kind::length(p);
     const StableText<Char> text(p, newLength, isInside(s, p));
     if (text.hasFailed()) return 1;
-    if (assureSpace(s, newLength > oldLength ? newLength - oldLength : 0)) return 1;
+    // A shorter text makes room for the terminator by itself.
+    const bool shrinks = s.data != nullptr && newLength < oldLength;
+    if (!shrinks && assureSpace(s, newLength - oldLength)) return 1;
     // Only the low 16 bits of both lengths count, as those who store such texts rely on: 65535 is the limit.
     const auto tail = static_cast<unsigned short>(s.length - offset - oldLength);
     Char* place = s.data + offset;
