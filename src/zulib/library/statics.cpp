@@ -6,7 +6,7 @@
 //    0  the profiles of code pages
 //    1  RAM_LOCK
 //    2  MDS_PERTHREAD_LOCK
-//    3  the sorter's statics
+//    3  TMP_FILES, of the sorter's and the other stores' temporary files
 //    4  VM_LOCK
 //    5  the lock of the security tokens
 //    6  MemoryError, DummyError
@@ -32,6 +32,7 @@
 #include "zulib/runtime/zucritse.h"
 #include "zulib/runtime/zudebug.h"
 #include "zulib/runtime/zusemaph.h"
+#include "zulib/storage/tmp.h"
 
 static IniInitialize codePageProfiles;
 
@@ -39,6 +40,8 @@ ZuCriticalSection RAM_LOCK(0);
 
 ZuCriticalSection MDS_PERTHREAD_LOCK(0);
 static ThreadListOwner threadListOwner;
+
+ZuTmpFileList TMP_FILES;
 
 static zuerrors::ReporterStart reporterStart;
 ZuError MemoryError(ErrSpecialMemory);
