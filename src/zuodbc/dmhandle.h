@@ -76,6 +76,12 @@ class ZU_API DMHandle {
   // (-2: unknown). The second argument has no meaning here and is 1.
   void RetrieveDriverErrorsRowCol(DMHandle* from, int, long row, long column);
 
+  // Takes the queue off the handle, so that a call which empties it loses nothing. The caller owns the
+  // records until it gives them back with ReleaseErrors, which puts them in front of what was queued
+  // meanwhile.
+  [[nodiscard]] tagERRBUF* HoldErrors();
+  void ReleaseErrors(tagERRBUF* held);
+
   // Ends the transaction on the driver's handle of an environment or a connection: SQLEndTran with
   // `handleType`, or SQLTransact on a driver without it. The code of the driver.
   int DoTransaction(short handleType, unsigned short completion, int endTran);
@@ -142,6 +148,10 @@ class ZU_API DMConn : public DMHandle {
   DMStmt* GetFirstStmtFromDbcList();
   DMStmt* GetNextStmtFromDbcList(DMStmt* stmt);
 
+  // Locks (1) or unlocks (0) the list of statements: until then none is entered, removed or destroyed.
+  // Recursive for one thread. Taken after CursorLibrarySingleThreadLock and before call locks.
+  void LockStmtList(int lock);
+
   // The re-entrance mark on the connection: 1 sets, 0 takes it back.
   void CursorLibLockDbc(int mark);
 
@@ -150,6 +160,38 @@ class ZU_API DMConn : public DMHandle {
   virtual int isUTF8EnvAttr() const;
 
   DMConnState* state;  // the driver manager's own part
+};
+
+// The statements of a connection for a range-based for, which none of them leaves meanwhile:
+//
+//   for (DMStmt* stmt : DMStmtList(conn)) ...
+class DMStmtList {
+ public:
+  class Iterator {
+   public:
+    Iterator(DMConn* conn, DMStmt* stmt) : conn(conn), stmt(stmt) {}
+    DMStmt* operator*() const { return stmt; }
+    Iterator& operator++() {
+      stmt = conn->GetNextStmtFromDbcList(stmt);
+      return *this;
+    }
+    bool operator!=(const Iterator& other) const { return stmt != other.stmt; }
+
+   private:
+    DMConn* conn;
+    DMStmt* stmt;
+  };
+
+  explicit DMStmtList(DMConn* conn) : conn(conn) { conn->LockStmtList(1); }
+  DMStmtList(const DMStmtList&) = delete;
+  DMStmtList& operator=(const DMStmtList&) = delete;
+  ~DMStmtList() { conn->LockStmtList(0); }
+
+  Iterator begin() const { return {conn, conn->GetFirstStmtFromDbcList()}; }
+  Iterator end() const { return {conn, nullptr}; }
+
+ private:
+  DMConn* conn;
 };
 
 // DMDesc::flags
@@ -178,13 +220,6 @@ class ZU_API DMDesc : public DMHandle {
 
   // The re-entrance mark on the descriptor.
   void CursorLibLockDesc(int mark);
-
-  // The driver manager's own flags for a column's record. Bit 0: the application's narrow text is bound
-  // to the driver in its wide form.
-  unsigned short recordFlags(unsigned short column) const;
-
-  // 0, or 1 when memory is gone.
-  int setRecordFlags(unsigned short column, unsigned short flags);
 
   bool isExplicit() const { return (flags & DM_DESC_EXPLICIT) != 0; }
 

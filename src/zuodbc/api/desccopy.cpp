@@ -1,10 +1,10 @@
 // SQLCopyDesc: the driver copies its descriptor, and the driver manager its own side of it: the header
-// fields, the flags of the records, and the bindings that the cursor library keeps, in the same order.
+// fields, and the bindings that the cursor library keeps, in the same order.
 
 #include <cstdlib>
 #include <memory>
 
-#include "zulib/cursor/entry/bindinfo.h"
+#include "zuodbc/bindinfo.h"
 #include "zuodbc/call/statementcall.h"
 
 using namespace dm;
@@ -58,7 +58,6 @@ const char* checkCopy(const DMDesc& source, const DMDesc& target) {
 SQLRETURN copyDescriptor(DMDesc& source, DMDesc& target, const DMDriverFunctions& driver) {
   if (!driver.SQLCopyDesc || !haveDriverDescriptor(source)) return driverLacksFunction;
   Bindings bindings = copyBindings(source.bindList);
-  auto recordFlags = source.state->recordFlags;
   SQLRETURN rc = driver.SQLCopyDesc(source.driverHandle, target.driverHandle);
   if (!SQL_SUCCEEDED(rc)) return rc;
   target.arraySize = source.arraySize;
@@ -67,7 +66,6 @@ SQLRETURN copyDescriptor(DMDesc& source, DMDesc& target, const DMDriverFunctions
   target.bindOffsetPtr = source.bindOffsetPtr;
   target.bindType = source.bindType;
   target.headerChanged |= source.headerChanged;
-  target.state->recordFlags.swap(recordFlags);
   freeBindings(target.bindList);
   target.bindList = bindings.release();
   return rc;

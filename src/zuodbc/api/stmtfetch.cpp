@@ -39,12 +39,6 @@ SQLRETURN driverFreeStmt(DMStmt& stmt, const DMDriverFunctions& driver, SQLUSMAL
   return rc;
 }
 
-// What SQL_UNBIND and SQL_RESET_PARAMS leave of the driver manager's own records.
-void forgetBindings(DMStmt& stmt, SQLUSMALLINT option) {
-  if (option == SQL_UNBIND) stmt.ard->state->recordFlags.clear();
-  if (option == SQL_RESET_PARAMS) stmt.apd->state->recordFlags.clear();
-}
-
 }  // namespace
 
 extern "C" {
@@ -120,11 +114,8 @@ ZU_API SQLRETURN SQL_API SQLFreeStmt(SQLHSTMT handle, SQLUSMALLINT option) {
       handle, Api::FreeStmt, [&](DMStmt&) { return option > SQL_RESET_PARAMS ? "HY092" : nullptr; },
       [&](DMStmt& stmt, const CursorLibrary& library) { return library.CLFreeStmt(&stmt, option); },
       [&](DMStmt& stmt, const DMDriverFunctions& driver) { return driverFreeStmt(stmt, driver, option); });
-  if (SQL_SUCCEEDED(rc) && !marked) {
-    if (DMStmt* stmt = findStatement(handle)) {
-      if (option == SQL_CLOSE) sequenceClosed(*stmt);
-      forgetBindings(*stmt, option);
-    }
+  if (SQL_SUCCEEDED(rc) && !marked && option == SQL_CLOSE) {
+    if (DMStmt* stmt = findStatement(handle)) sequenceClosed(*stmt);
   }
   return rc;
 }

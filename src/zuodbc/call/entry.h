@@ -38,7 +38,7 @@
 #include "zuodbc/call/sequence.h"
 #include "zuodbc/dmhandle.h"
 #include "zuodbc/driver/cursorlibrary.h"
-#include "zuodbc/driver/driverfunctions.h"
+#include "zuodbc/driverfunctions.h"
 #include "zuodbc/handles/handles.h"
 
 namespace dm {

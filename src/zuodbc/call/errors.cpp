@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cstdlib>
 #include <cstring>
+#include <utility>
 
 #include "zuodbc/call/entry.h"
 #include "zuodbc/dmservices.h"
@@ -109,16 +110,18 @@ void append(DMHandle& handle, tagERRBUF* record) {
 }
 
 void freeRecord(tagERRBUF* record) {
-  if (!(record->flags & DM_ERR_RESERVE)) std::free(record);
+  if (record->flags & DM_ERR_RESERVE) {
+    record->flags &= ~DM_ERR_IN_USE;
+  } else {
+    std::free(record);
+  }
 }
 
-// The reserve record can stand in one place of the queue only.
+// The reserve record can be in one place only.
 void queueReserve(DMHandle& handle) {
   ZuCriticalSectionHolder lock(handle.queueLock);
-  if (!handle.reserve) return;
-  for (const tagERRBUF* record = handle.errorQueue; record; record = record->next) {
-    if (record == handle.reserve) return;
-  }
+  if (!handle.reserve || handle.reserve->flags & DM_ERR_IN_USE) return;
+  handle.reserve->flags |= DM_ERR_IN_USE;
   append(handle, handle.reserve);
 }
 
@@ -252,6 +255,22 @@ void DMHandle::VFreeErrors() {
   FreeErrorBuf(errorQueue);
   errorQueue = nullptr;
   __atomic_store_n(&unsettled, 0, __ATOMIC_RELAXED);
+}
+
+tagERRBUF* DMHandle::HoldErrors() {
+  ZuCriticalSectionHolder lock(queueLock);
+  __atomic_store_n(&unsettled, 0, __ATOMIC_RELAXED);
+  return std::exchange(errorQueue, nullptr);
+}
+
+void DMHandle::ReleaseErrors(tagERRBUF* held) {
+  ZuCriticalSectionHolder lock(queueLock);
+  tagERRBUF** end = &held;
+  for (; *end; end = &(*end)->next) {
+    if ((*end)->flags & DM_ERR_UNSETTLED) __atomic_add_fetch(&unsettled, 1, __ATOMIC_RELAXED);
+  }
+  *end = errorQueue;
+  errorQueue = held;
 }
 
 int DMHandle::SearchStatusCode(const unsigned short* sqlstate) {

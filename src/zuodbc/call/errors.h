@@ -17,9 +17,9 @@
 
 // tagERRBUF::flags
 enum : unsigned {
-  DM_ERR_UNSETTLED = 1u << 0,    // of the last driver call, not yet taken over
-  DM_ERR_FROM_DRIVER = 1u << 1,  // the text is the driver's own, with its own prefixes
-  DM_ERR_RESERVE = 1u << 2,      // the handle's reserve record: owned by the handle, not by the queue
+  DM_ERR_UNSETTLED = 1u << 0,  // of the last driver call, not yet taken over
+  DM_ERR_RESERVE = 1u << 1,    // the handle's reserve record: owned by the handle, not by the queue
+  DM_ERR_IN_USE = 1u << 2,     // the reserve record is in a queue, or held with one
 };
 
 struct tagERRBUF {

@@ -7,7 +7,7 @@
 #include <string_view>
 
 #include "zuodbc/call/errors.h"
-#include "zuodbc/driver/driverfunctions.h"
+#include "zuodbc/driverfunctions.h"
 #include "zuodbc/handles/handles.h"
 
 namespace {

@@ -6,7 +6,7 @@
 #include <cstring>
 
 #include "zuodbc/call/errors.h"
-#include "zuodbc/driver/driverfunctions.h"
+#include "zuodbc/driverfunctions.h"
 #include "zuodbc/handles/handles.h"
 
 namespace dm {
@@ -31,7 +31,7 @@ tagERRBUF* makeDriverRecord(const Text& text, std::string_view words) {
   tagERRBUF* record = makeRecord(state, words);
   if (!record) return nullptr;
   record->nativeError = text.native;
-  record->flags = DM_ERR_FROM_DRIVER | DM_ERR_UNSETTLED;
+  record->flags = DM_ERR_UNSETTLED;
   return record;
 }
 

@@ -11,7 +11,7 @@
 
 #include <string>
 
-#include "zuodbc/driver/driverfunctions.h"
+#include "zuodbc/driverfunctions.h"
 
 namespace dm {
 

@@ -9,7 +9,7 @@
 #include <new>
 #include <shared_mutex>
 
-#include "zulib/cursor/entry/bindinfo.h"
+#include "zuodbc/bindinfo.h"
 #include "zuodbc/call/errors.h"
 #include "zuodbc/dmservices.h"
 #include "zuodbc/driver/driverloading.h"
@@ -153,8 +153,7 @@ void retireStatement(DMStmt* stmt) noexcept {
     ++conn.releasedCount;
     return;
   }
-  lock.unlock();
-  delete stmt;
+  delete stmt;  // under the lock that walks of the list hold
 }
 
 void retireDescriptor(DMDesc* desc) noexcept {
@@ -269,6 +268,14 @@ DMStmt* DMConn::GetNextStmtFromDbcList(DMStmt* stmt) {
   return stmt && stmt->state ? stmt->state->next : nullptr;
 }
 
+void DMConn::LockStmtList(int lock) {
+  if (lock) {
+    state->lock.lock();
+  } else {
+    state->lock.unlock();
+  }
+}
+
 // Narrow drivers and narrow applications are all there is so far.
 int DMConn::isUTF8Driver() const { return 0; }
 int DMConn::isUTF8DriverIgnoringCursorLib() const { return 0; }
@@ -288,22 +295,6 @@ DMDesc::~DMDesc() {
     bindList = next;
   }
   delete state;
-}
-
-unsigned short DMDesc::recordFlags(unsigned short column) const {
-  if (!state || state->recordFlags.empty()) return 0;
-  auto found = state->recordFlags.find(column);
-  return found == state->recordFlags.end() ? 0 : found->second;
-}
-
-int DMDesc::setRecordFlags(unsigned short column, unsigned short flags) {
-  if (!state) return 1;
-  try {
-    state->recordFlags[column] = flags;
-    return 0;
-  } catch (const std::bad_alloc&) {
-    return 1;
-  }
 }
 
 DMStmt::DMStmt(DMConn* conn)

@@ -20,7 +20,7 @@
 #include "zuodbc/call/sequence.h"
 #include "zuodbc/dmhandle.h"
 #include "zuodbc/driver/cursorlibrary.h"
-#include "zuodbc/driver/driverfunctions.h"
+#include "zuodbc/driverfunctions.h"
 
 namespace dm {
 class LoadedDriver;
@@ -77,7 +77,6 @@ struct DMDescState {
   bool ofCursorLibrary = false;
   bool listed = false;  // in the connection's list of explicit descriptors
   pthread_t releasedBy{};
-  std::map<unsigned short, unsigned short> recordFlags;
 };
 
 struct DMStmtState {

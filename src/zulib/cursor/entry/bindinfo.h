@@ -12,35 +12,11 @@
 #ifndef ZULIB_CURSOR_INTERNAL_BINDINFO_H
 #define ZULIB_CURSOR_INTERNAL_BINDINFO_H
 
+#include "zuodbc/bindinfo.h"
 #include "zuodbc/dmhandle.h"
 
 // The bit of `DMDesc::headerChanged`: a header field changed since the driver was last told.
 constexpr unsigned CL_HEADER_CHANGED = 1u << 0;
-
-// How a binding's type was stated.
-enum tagETBINDTYPE : int {
-  ET_BIND_NONE = 0,
-  ET_BIND_CONCISE = 1,  // by a bind call or SQL_DESC_CONCISE_TYPE
-  ET_BIND_VERBOSE = 2,  // by SQL_DESC_TYPE or SQLSetDescRec
-};
-
-struct BindInfo {
-  BindInfo* next;
-  unsigned short column;   // column or parameter number; 0 is the bookmark column
-  short cType;             // C type in effect, after default resolution
-  short intervalCode;      // SQL_DESC_DATETIME_INTERVAL_CODE
-  short sqlType;           // of a parameter
-  short typeGiven;         // as the application gave it; SQL_C_DEFAULT stays
-  void* data;              // SQL_DESC_DATA_PTR
-  SQLLEN length;           // SQL_DESC_OCTET_LENGTH, bytes
-  SQLLEN* octetLengthPtr;  // SQL_DESC_OCTET_LENGTH_PTR
-  SQLLEN* indicatorPtr;    // SQL_DESC_INDICATOR_PTR
-  short ioType;            // SQL_DESC_PARAMETER_TYPE
-  short scale;             // SQL_DESC_SCALE, decimal digits
-  SQLULEN size;            // column size, from SQLDescribeCol or the bind call
-  tagETBINDTYPE typeForm;
-  SQLLEN lengthGiven;  // as the application gave it; `length` of a fixed-size type becomes its own
-};
 
 // The record of a column in place, or null.
 BindInfo* FindBindInfo(DMDesc* desc, unsigned short column);

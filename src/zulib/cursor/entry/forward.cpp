@@ -3,7 +3,7 @@
 #include "zulib/cursor/entry/forward.h"
 
 #include "zuodbc/dmservices.h"
-#include "zuodbc/driver/driverfunctions.h"
+#include "zuodbc/driverfunctions.h"
 
 namespace {
 

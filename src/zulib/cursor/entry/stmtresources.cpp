@@ -5,7 +5,7 @@
 #include "zulib/cursor/entry/bindinfo.h"
 #include "zulib/cursor/entry/exception.h"
 #include "zulib/cursor/entry/forward.h"
-#include "zuodbc/driver/driverfunctions.h"
+#include "zuodbc/driverfunctions.h"
 
 namespace {
 

@@ -3,13 +3,11 @@
 
 #include <algorithm>
 #include <cstring>
-#include <utility>
 
 #include "zulib/cursor/entry/forward.h"
 #include "zulib/cursor/entry/queue.h"
 #include "zulib/cursor/rows/cursor.h"
-#include "zuodbc/call/errors.h"
-#include "zuodbc/driver/driverfunctions.h"
+#include "zuodbc/driverfunctions.h"
 
 namespace {
 
@@ -18,31 +16,19 @@ enum Stage : int { CheckBindings = 1, Allocate = 2, Describe = 3, Bind = 4, Done
 constexpr short BOOKMARK_TYPE = SQL_C_ULONG;  // -18
 constexpr SQLULEN BOOKMARK_SIZE = 4;
 constexpr char NO_QUOTE[] = " ";
-constexpr unsigned short RECORD_CONVERTED = 1;  // DMDesc::recordFlags
 constexpr SQLLEN MAX_VALUE = SQLLEN{1} << 46;
 
-// Keeps a statement's diagnostics out of the way of a call that empties the queue, and puts them back in
-// front. With the handle's reserve record in the queue they stay where they are: it can stand in one place.
+// Keeps a statement's diagnostics out of the way of a call that empties the queue.
 class HeldErrors {
  public:
-  explicit HeldErrors(DMStmt* stmt) : stmt(stmt) {
-    if (clQueued(stmt, u"HY001")) return;
-    const ZuCriticalSectionHolder lock(stmt->queueLock);
-    held = std::exchange(stmt->errorQueue, nullptr);
-  }
+  explicit HeldErrors(DMStmt* stmt) : stmt(stmt), held(stmt->HoldErrors()) {}
   HeldErrors(const HeldErrors&) = delete;
   HeldErrors& operator=(const HeldErrors&) = delete;
-  ~HeldErrors() {
-    const ZuCriticalSectionHolder lock(stmt->queueLock);
-    tagERRBUF** end = &held;
-    while (*end) end = &(*end)->next;
-    *end = stmt->errorQueue;
-    stmt->errorQueue = held;
-  }
+  ~HeldErrors() { stmt->ReleaseErrors(held); }
 
  private:
   DMStmt* stmt;
-  tagERRBUF* held = nullptr;
+  tagERRBUF* held;
 };
 
 }  // namespace
@@ -201,10 +187,7 @@ SQLRETURN FwdCursor::setStmtBindings() {
   return SQL_SUCCESS;
 }
 
-// Narrow text that the driver manager converts is fetched in its wide form, which is what the driver binds.
 void FwdCursor::unbindDriver() {
-  for (tagCINFO* info = columns; info != endOfColumns(); info = NextCINFO(info))
-    if (stmt->ard->recordFlags(info->bind->column) & RECORD_CONVERTED) info->bind->typeGiven = SQL_C_WCHAR;
   driverBound = true;
   CursorLibFreeStmt(stmt, SQL_UNBIND);
 }
