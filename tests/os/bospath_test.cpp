@@ -137,7 +137,12 @@ TEST_F(BosPath, IsTakenApart) {
 TEST_F(BosPath, EnvironmentInBothWidths) {
   set("ZU", "\xE9");
   EXPECT_EQ(text(bosGetEnv(bytes("ZU"))), "\xE9");
-  EXPECT_EQ(text(bosGetEnv(units(u"ZU"))), u"\u00e9");
+  const unsigned short* const first = bosGetEnv(units(u"ZU"));
+  set("ZU", "other");
+  EXPECT_EQ(text(bosGetEnv(units(u"ZU"))), u"other");
+  EXPECT_EQ(text(first), u"\u00e9") << "a value outlives the next question";
+  set("ZU", "\xE9");
+  EXPECT_EQ(bosGetEnv(units(u"ZU")), first);
   set("ZU", std::string(2000, 'v').c_str());
   EXPECT_EQ(bosGetEnv(units(u"ZU")), nullptr);
   EXPECT_EQ(bosGetEnv(units(u"\u4e2d")), nullptr);

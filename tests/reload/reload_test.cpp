@@ -1,14 +1,21 @@
-// The library loaded and unloaded again and again, by a program that is not linked with it. Each load runs
-// its static objects afresh, each unload ends them and takes the records of threads along; the leak check at
-// the end of the program sees what stays.
+// The library as a driver gets it: opened at run time, by a program that is not linked with it.
+//
+// Each load runs its static objects afresh, each unload ends them and takes the records of threads along; the
+// leak check at the end of the program sees what stays. And whatever allocation fails, on a thread that was
+// there before the library or came later: nothing ends the process.
 
 #include <dlfcn.h>
 #include <gtest/gtest.h>
+#include <link.h>
 
+#include <cstring>
+#include <semaphore>
 #include <string>
 #include <thread>
 #include <vector>
 
+#include "tests/reload/failing_malloc.h"
+#include "tests/reload/scenarios.h"
 #include "zulib/errors/zuerror.h"
 #include "zulib/runtime/mds.h"
 #include "zulib/runtime/zudebug.h"
@@ -17,7 +24,8 @@ namespace {
 
 class Library {
  public:
-  Library() : handle(dlopen(ZULIB_LIBRARY, RTLD_NOW | RTLD_LOCAL)) {}
+  explicit Library(const char* path = ZULIB_LIBRARY, int flags = 0)
+      : handle(dlopen(path, RTLD_NOW | RTLD_LOCAL | flags)) {}
   Library(const Library&) = delete;
   Library& operator=(const Library&) = delete;
   ~Library() {
@@ -68,6 +76,66 @@ TEST(Reload, EachLoadStartsAfreshAndEachUnloadLeavesNothing) {
     ASSERT_FALSE(still) << "something in the library keeps it from being unloaded";
   }
   unsetenv("ZU_DEBUGGING");
+}
+
+// Whether a loaded library has a segment of thread-local storage.
+bool hasThreadLocals(const char* name) {
+  struct Query {
+    const char* name;
+    bool found = false;
+    bool threadLocals = false;
+  } query{name};
+  dl_iterate_phdr(
+      [](dl_phdr_info* info, size_t, void* data) {
+        auto* asked = static_cast<Query*>(data);
+        if (!std::strstr(info->dlpi_name, asked->name)) return 0;
+        asked->found = true;
+        for (int i = 0; i < info->dlpi_phnum; ++i) {
+          if (info->dlpi_phdr[i].p_type == PT_TLS) asked->threadLocals = true;
+        }
+        return 1;
+      },
+      &query);
+  EXPECT_TRUE(query.found) << name;
+  return query.threadLocals;
+}
+
+TEST(Reload, NoAllocationThatFailsEndsTheProcess) {
+  // A thread without anything of the library, since there is no library yet.
+  std::binary_semaphore opened(0);
+  unsigned count = 0;
+  const Scenario* scenarios = nullptr;
+  std::thread early([&] {
+    opened.acquire();
+    for (unsigned i = 0; i < count; ++i) {
+      const auto failing = FailingMalloc::from(1);
+      scenarios[i].run();
+    }
+  });
+  // ICU keeps its caches when it is unloaded, so it is not: that is not a leak of ours.
+  const Library module(ZULIB_SCENARIOS, RTLD_NODELETE);
+  const bool isLoaded = module.isLoaded();
+  if (isLoaded) scenarios = module.get<decltype(scenarioTable)>("scenarioTable")(&count);
+  opened.release();
+  early.join();
+  ASSERT_TRUE(isLoaded) << dlerror();
+  EXPECT_FALSE(hasThreadLocals("libzulib.so"));
+
+  for (unsigned i = 0; i < count; ++i) {
+    bool failed = true;
+    for (unsigned long n = 1; failed; ++n) {
+      ASSERT_LT(n, 10000u) << scenarios[i].name;
+      std::thread([&] {
+        bool worked;
+        {
+          const auto failing = FailingMalloc::at(n);
+          worked = scenarios[i].run();
+          failed = failing.triggered();
+        }
+        EXPECT_TRUE(worked || failed) << scenarios[i].name << ": no allocation failed";
+      }).join();
+    }
+  }
 }
 
 }  // namespace

@@ -131,9 +131,9 @@ long numberOf(const char* value, long defaultValue) {
 
 // The value of the first variable that is set, or `fileName` in "HOME". False when there is no path.
 bool findPath(const char* first, const char* second, const char* fileName, char (&path)[PATH_SIZE]) {
-  const char* value = std::getenv(first);
-  if (!value) value = std::getenv(second);
-  const char* home = value ? "" : std::getenv("HOME");
+  const char* value = secure_getenv(first);
+  if (!value) value = secure_getenv(second);
+  const char* home = value ? "" : secure_getenv("HOME");
   if (!home) return false;
   const Text head = value ? value : home;
   const Text tail = value ? "" : fileName;

@@ -1,10 +1,13 @@
 #include "zulib/text/internal/narrow.h"
 
 #include <langinfo.h>
+#include <pthread.h>
 #if defined(__x86_64__)
 #include <immintrin.h>
 #endif
 
+#include <algorithm>
+#include <atomic>
 #include <bit>
 #include <climits>
 #include <cstdlib>
@@ -17,9 +20,6 @@ namespace {
 typedef signed char Bytes16 __attribute__((vector_size(16)));
 typedef unsigned char UnsignedBytes16 __attribute__((vector_size(16)));
 typedef std::uint64_t Words2 __attribute__((vector_size(16)));
-
-// Plain data, so that it needs no constructor and no destructor in a library that may be unloaded.
-thread_local LocaleFacts threadFacts;
 
 size_t sizeOf(const char* bytes, size_t n) {
   std::mbstate_t state{};
@@ -63,7 +63,41 @@ void fillFacts(LocaleFacts& facts, const char* codeset) {
   }
   std::strncpy(facts.codeset, codeset, sizeof facts.codeset - 1);
   facts.codeset[sizeof facts.codeset - 1] = 0;
-  facts.ready = true;
+}
+
+// The facts of every encoding that the process has used so far. They depend on the encoding alone, so all
+// threads share them. Rows are added under the lock, read without it, and never changed afterwards.
+//
+// Neither compiler thread-local storage nor the heap: both can fail, and a text operation cannot.
+constexpr unsigned kMostEncodings = 128;  // the C library comes with fewer that a locale can have
+LocaleFacts knownFacts[kMostEncodings];
+constinit std::atomic<unsigned> knownCount = 0;
+pthread_mutex_t knownLock = PTHREAD_MUTEX_INITIALIZER;
+
+const LocaleFacts* findFacts(const char* codeset) {
+  const unsigned count = knownCount.load(std::memory_order_acquire);
+  for (unsigned i = 0; i < count; ++i) {
+    if (std::strncmp(knownFacts[i].codeset, codeset, sizeof knownFacts[i].codeset - 1) == 0) {
+      return &knownFacts[i];
+    }
+  }
+  return nullptr;
+}
+
+// A process with more encodings than rows, which takes custom ones, reads all others as the last of them.
+const LocaleFacts& addFacts(const char* codeset) {
+  pthread_mutex_lock(&knownLock);
+  const LocaleFacts* found = findFacts(codeset);
+  if (!found) {
+    const unsigned row = std::min(knownCount.load(std::memory_order_relaxed), kMostEncodings - 1);
+    found = &knownFacts[row];
+    if (knownCount.load(std::memory_order_relaxed) < kMostEncodings) {
+      fillFacts(knownFacts[row], codeset);
+      knownCount.store(row + 1, std::memory_order_release);
+    }
+  }
+  pthread_mutex_unlock(&knownLock);
+  return *found;
 }
 
 Bytes16 load16(const unsigned char* p) {
@@ -191,10 +225,9 @@ const unsigned char* findEitherShort(const unsigned char* p, const unsigned char
 }  // namespace
 
 const LocaleFacts& localeFacts() {
-  LocaleFacts& facts = threadFacts;
   const char* codeset = nl_langinfo(CODESET);
-  if (!facts.ready || std::strcmp(facts.codeset, codeset) != 0) fillFacts(facts, codeset);
-  return facts;
+  const LocaleFacts* known = findFacts(codeset);
+  return known ? *known : addFacts(codeset);
 }
 
 bool isDoubleByte(const unsigned char* p) { return sizeOf(reinterpret_cast<const char*>(p), 2) == 2; }

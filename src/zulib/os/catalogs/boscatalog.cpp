@@ -14,7 +14,7 @@
 
 #include "zulib/codepages/zutextconvert.h"
 #include "zulib/os/catalogs/internal/installdir.h"
-#include "zulib/os/files/internal/tracing.h"
+#include "zulib/os/internal/tracing.h"
 #include "zulib/text/strcopy.h"
 
 unsigned char InstallDirLocation[bosInstallDirSize];
@@ -48,7 +48,7 @@ nl_catd openAt(const char* locale, size_t length, const char* file, const char* 
 
 // What a variable says when it is set and says something else than `current`.
 const char* wish(const char* variable, const char* current) {
-  const char* value = std::getenv(variable);
+  const char* value = secure_getenv(variable);
   return value && *value && std::strcmp(value, current) != 0 ? value : nullptr;
 }
 

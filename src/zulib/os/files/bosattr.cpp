@@ -7,8 +7,8 @@
 #include <cstdio>
 
 #include "zulib/os/files/bosfile.h"
-#include "zulib/os/files/internal/pathtext.h"
-#include "zulib/os/files/internal/tracing.h"
+#include "zulib/os/internal/pathtext.h"
+#include "zulib/os/internal/tracing.h"
 
 namespace {
 

@@ -8,7 +8,7 @@
 #include "zulib/errors/zuerror.h"
 #include "zulib/os/catalogs/zuresource.h"
 #include "zulib/os/files/bosfile.h"
-#include "zulib/os/files/internal/pathtext.h"
+#include "zulib/os/internal/pathtext.h"
 #include "zulib/runtime/zumessages.h"
 
 namespace {

@@ -8,7 +8,7 @@
 #include <cstdio>
 
 #include "zulib/errors/zuerror.h"
-#include "zulib/os/files/internal/pathtext.h"
+#include "zulib/os/internal/pathtext.h"
 #include "zulib/runtime/ram.h"
 #include "zulib/runtime/zumessages.h"
 

@@ -11,8 +11,8 @@
 
 #include "zulib/errors/zuerror.h"
 #include "zulib/os/files/bosfile.h"
-#include "zulib/os/files/internal/pathtext.h"
-#include "zulib/os/files/internal/tracing.h"
+#include "zulib/os/internal/pathtext.h"
+#include "zulib/os/internal/tracing.h"
 #include "zulib/os/loading/bosload.h"
 
 using zuos::PathText;
@@ -49,7 +49,7 @@ const SpecialName* findSpecialName(const char* name) {
 
 const char* valueOf(const SpecialName& special) {
   for (const char* variable : special.variables) {
-    const char* value = variable ? getenv(variable) : nullptr;
+    const char* value = variable ? secure_getenv(variable) : nullptr;
     if (value) return value;
   }
   return nullptr;
@@ -117,7 +117,7 @@ bool Opening::run() {
 bool Opening::makeTemporary() {
   path.clear();
   for (const char* variable : {"TMPDIR", "ZU_TMPDIR"}) {
-    const char* directory = getenv(variable);
+    const char* directory = secure_getenv(variable);
     if (directory && isDirectory(directory)) {
       path.append(directory);
       break;
@@ -140,7 +140,7 @@ bool Opening::mapSpecial() {
   mode |= bosOpenIsSpecial;
   if (traced(TRACE_FILE_OPEN)) std::printf("bosfopen: Replacing %s ", path.text());
   const PathText plain = path;
-  if (const char* home = getenv("HOME")) path.set(home).append("/").append(plain.text());
+  if (const char* home = secure_getenv("HOME")) path.set(home).append("/").append(plain.text());
   if (!path.fits() || !applyEnvironment(*special)) return false;
   if (traced(TRACE_FILE_OPEN)) std::printf("with %s\n", path.text());
   isPathNew = true;

@@ -6,8 +6,8 @@
 #include <cstdlib>
 
 #include "zulib/errors/zuerror.h"
-#include "zulib/os/files/internal/pathtext.h"
-#include "zulib/os/files/internal/tracing.h"
+#include "zulib/os/internal/pathtext.h"
+#include "zulib/os/internal/tracing.h"
 #include "zulib/runtime/zumessages.h"
 #include "zulib/text/strtrim.h"
 
@@ -61,8 +61,8 @@ int bosfpath(unsigned char* path, unsigned long n) {
 
 int boshpath(unsigned char* name) {
   PathText path;
-  const char* home = std::getenv("HOME");
-  if (!home) home = std::getenv("ZU");
+  const char* home = secure_getenv("HOME");
+  if (!home) home = secure_getenv("ZU");
   if (home) {
     path.append(home);
   } else if (!appendCurrentDirectory(path)) {

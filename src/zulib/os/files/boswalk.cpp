@@ -5,7 +5,7 @@
 #include <sys/stat.h>
 
 #include "zulib/os/files/bosfile.h"
-#include "zulib/os/files/internal/pathtext.h"
+#include "zulib/os/internal/pathtext.h"
 #include "zulib/runtime/ram.h"
 
 struct BosDirectoryWalk {

@@ -9,9 +9,8 @@
 
 #include "zulib/errors/zuerror.h"
 #include "zulib/os/files/bospath.h"
-#include "zulib/os/files/internal/pathtext.h"
-#include "zulib/os/files/internal/tracing.h"
-#include "zulib/os/loading/bosenv.h"
+#include "zulib/os/internal/pathtext.h"
+#include "zulib/os/internal/tracing.h"
 #include "zulib/runtime/ram.h"
 #include "zulib/runtime/zumessages.h"
 #include "zulib/text/strcopy.h"
@@ -41,7 +40,7 @@ class PathList {
     list = appendPath(list, dir);
     failed = !list;
   }
-  void addVariable(const char* name) { add(bosGetEnv(bytes(name))); }
+  void addVariable(const char* name) { add(bytes(secure_getenv(name))); }
 
   // Null when there are no directories, or no memory for them.
   const unsigned char* text() const { return list; }

@@ -32,7 +32,7 @@ bool isWriteDenied(unsigned short error) {
 
 bool mayBeMissing(const unsigned char* name) {
   if (strEqualCi(name, bytes("ODBCINST.INI")) || strEqualCi(name, bytes(".odbcinst.ini"))) return true;
-  const char* variable = std::getenv("ODBCINST");
+  const char* variable = secure_getenv("ODBCINST");
   return variable && std::strcmp(variable, chars(name)) == 0;
 }
 

@@ -9,7 +9,7 @@
 #include <cerrno>
 
 #include "zulib/os/files/bosfile.h"
-#include "zulib/os/files/internal/pathtext.h"
+#include "zulib/os/internal/pathtext.h"
 
 namespace zuini {
 namespace {

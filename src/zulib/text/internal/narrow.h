@@ -1,6 +1,6 @@
 // Walking narrow text by character without asking the C library about bytes whose answer cannot differ.
 //
-// What the C locale makes of each single byte is worked out once per thread and encoding (LocaleFacts) and
+// What the C locale makes of each single byte is worked out once per encoding (LocaleFacts) and
 // looked up from then on; only a byte that may begin a double-byte character is put to the C library. The
 // facts hang on the name of the encoding, so a later `setlocale` or `uselocale` is seen by the next call.
 
@@ -17,7 +17,6 @@
 namespace zutext {
 
 struct LocaleFacts {
-  bool ready;                // the rest is filled for `codeset`
   bool asciiPlain;           // no byte below 0x80 begins a longer character
   bool asciiFold;            // below 0x80 exactly a to z and A to Z fold, and nothing above folds into it
   char codeset[64];          // the name of the encoding
@@ -25,7 +24,7 @@ struct LocaleFacts {
   unsigned char upper[256];  // the byte as a character of its own, folded by strUpper
 };
 
-// The facts of the calling thread's locale, valid until its next call.
+// The facts of the calling thread's locale. They stay valid until the library is unloaded.
 const LocaleFacts& localeFacts();
 
 // True when the two bytes at `p` are one character of the C locale.
