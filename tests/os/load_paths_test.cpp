@@ -5,9 +5,12 @@
 
 #include <dlfcn.h>
 #include <gtest/gtest.h>
+#include <sys/auxv.h>
 
 #include "tests/os/support.h"
 #include "tests/support/fault_allocator.h"
+#include "zulib/codepages/ucnvconv.h"
+#include "zulib/os/files/bospath.h"
 
 namespace {
 
@@ -108,6 +111,46 @@ TEST_F(LoadPaths, WithoutMemoryNothingIsFound) {
     return result == 0;
   });
   EXPECT_EQ(swept, 8u) << "one for each directory or list of them";
+}
+
+constexpr int notSecure = 77;
+
+// The other half of the next test, in a process that has another user's rights.
+TEST(SecureEnvironment, DISABLED_InTheOtherProcess) {
+  if (!getauxval(AT_SECURE)) _exit(notSecure);
+  unsigned char name[bosPathSize] = ".odbc.ini";
+  int handle = 0;
+  if (bosFileOpen(name, bosOpenMapSpecial, &handle) == 0) _exit(1);
+  if (locate("planted", everywhere & ~bosLocateCurrent) != "") _exit(2);
+  unsigned char home[bosPathSize] = "planted";
+  if (boshpath(home) != 0 || text(home) != "/usr/planted") _exit(3);
+  const IniInitialize profiles;
+  if (ucnvGetAppCodePageFromDSN(nullptr) != 4) _exit(4);
+  if (bosFileOpen(name, bosOpenTemporary, &handle) != 0) _exit(5);
+  unlink(reinterpret_cast<const char*>(name));
+  _exit(text(name).rfind("/tmp/zu", 0) == 0 && text(name).find('/', 5) == std::string::npos ? 0 : 6);
+}
+
+TEST_F(LoadPaths, AProcessWithAnotherUsersRightsFollowsNoVariables) {
+  const std::string planted = d("planted");
+  make("planted/d/planted");
+  make("planted/d/.odbc.ini", "[ODBC]\nIANAAppCodePage=106\n");
+  for (const char* variable :
+       {"HOME", "ZU", "ZULIB", "LD_LIBRARY_PATH", "LD_RUN_PATH", "PATH", "TMPDIR", "ZU_TMPDIR"})
+    set(variable, planted.c_str());
+  for (const char* variable : {"ODBCINI", "ODBC_INI"}) set(variable, (planted + "/.odbc.ini").c_str());
+  fs::copy_file("/proc/self/exe", path("program"));
+  ASSERT_EQ(chown(path("program").c_str(), 65534, 65534), 0);
+  fs::permissions(path("program"), fs::perms(04755));
+  fs::permissions(planted, fs::perms(0777));
+  const int result = inOtherProcess([&] {
+    fs::current_path("/usr");
+    execl(path("program").c_str(), "program", "--gtest_also_run_disabled_tests",
+          "--gtest_filter=SecureEnvironment.*", nullptr);
+    return 99;
+  });
+  if (result == notSecure) GTEST_SKIP() << "the file system ignores the set-user-ID bit";
+  EXPECT_EQ(result, 0);
 }
 
 TEST(LoadLists, AListGrowsByOneDirectory) {
