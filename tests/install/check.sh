@@ -1,6 +1,6 @@
 #!/usr/bin/env bash
 # Installs a build into a scratch directory and uses the result as a stranger would: every installed
-# header alone, the README's example through the CMake package and through pkg-config, the demo.
+# header alone, the README's examples through the CMake package and through pkg-config, the demo.
 #
 # usage: check.sh BUILD_DIRECTORY
 set -euo pipefail
@@ -43,40 +43,48 @@ nm -D --defined-only "$libdir/libzuodbc.so" | grep ' SQLFetch@@' >/dev/null || f
 readelf -d "$libdir/libzulib.so" | grep 'SONAME.*libzulib.so.0' >/dev/null || fail "libzulib.so has no SONAME"
 pass "exports and SONAME"
 
-# The example that the README shows.
+# The examples that the README shows: an application and a driver's first lines.
 example=$scratch/example
 mkdir "$example"
-sed -n '/^```cpp$/,/^```$/{/^```/d;p}' README.md >"$example/main.cpp"
-[ -s "$example/main.cpp" ] || fail "the README shows no example"
+block() { awk -v wanted="$1" '/^```/ { inside = /^```cpp$/ && ++n == wanted; next } inside' README.md; }
+block 1 >"$example/application.cpp"
+block 2 >"$example/driver.cpp"
+grep -q SQLFetchScroll "$example/application.cpp" || fail "the README shows no application"
+grep -q ZuErrorList "$example/driver.cpp" || fail "the README shows no driver"
+printf '[mydata]\nServer = db.example\n' >"$scratch/animals.ini"
 
-# Runs an example program in the scratch directory and looks for the row that it has to print.
+# Runs an example program in the scratch directory and looks for the text that it has to print.
 run_example() {
   local output
   output=$(cd "$scratch" && LD_LIBRARY_PATH=$libdir "$1") || fail "$1 ended with an error: $output"
-  grep -q 'Zebra' <<<"$output" || fail "$1 printed: $output"
+  grep -q "$2" <<<"$output" || fail "$1 printed: $output"
 }
 
 cat >"$example/CMakeLists.txt" <<'CMAKE'
 cmake_minimum_required(VERSION 3.25)
 project(example LANGUAGES CXX)
 find_package(zulib REQUIRED)
-add_executable(example main.cpp)
-target_link_libraries(example PRIVATE zulib::zuodbc)
-add_executable(both main.cpp)
-target_link_libraries(both PRIVATE zulib::zuodbc zulib::zulib)
+add_executable(application application.cpp)
+target_link_libraries(application PRIVATE zulib::zuodbc)
+add_executable(driver driver.cpp)
+target_link_libraries(driver PRIVATE zulib::zulib)
 CMAKE
 cmake -S "$example" -B "$example/build" -G Ninja -DCMAKE_PREFIX_PATH="$scratch/prefix" >/dev/null
-cmake --build "$example/build" >/dev/null || fail "the example does not build by the CMake package"
-run_example "$example/build/example"
-run_example "$example/build/both"
-pass "the README's example through find_package"
+cmake --build "$example/build" >/dev/null || fail "the README's examples do not build by the CMake package"
+run_example "$example/build/application" Zebra
+run_example "$example/build/driver" 'server: db.example'
+run_example "$example/build/driver" 'source: mydata, code page: UTF-8'
+pass "the README's examples through find_package"
 
 export PKG_CONFIG_PATH=$libdir/pkgconfig
-g++ -std=c++17 "$example/main.cpp" -o "$example/by_pkgconfig" $(pkg-config --cflags --libs zuodbc) ||
-  fail "the example does not build by pkg-config"
-run_example "$example/by_pkgconfig"
-pkg-config --exists zulib || fail "pkg-config does not know zulib"
-pass "the README's example through pkg-config"
+g++ -std=c++17 "$example/application.cpp" -o "$example/by_pkgconfig" $(pkg-config --cflags --libs zuodbc) ||
+  fail "the application does not build by pkg-config"
+run_example "$example/by_pkgconfig" Zebra
+g++ -std=c++17 "$example/driver.cpp" -o "$example/driver_by_pkgconfig" $(pkg-config --cflags --libs zulib) ||
+  fail "the driver does not build by pkg-config"
+rm "$scratch/animals.ini"
+run_example "$example/driver_by_pkgconfig" 'animals.ini'
+pass "the README's examples through pkg-config"
 
 # The demo: its exit code, and one line that only a working cursor prints.
 cmake -S examples/scroll -B "$scratch/scroll" -G Ninja -DCMAKE_PREFIX_PATH="$scratch/prefix" >/dev/null
