@@ -23,6 +23,7 @@
 // not built yet is missing below.
 
 #include "zulib/codepages/ucnvconv.h"
+#include "zulib/convert/sources/zumemory.h"
 #include "zulib/errors/zuerror.h"
 #include "zulib/os/catalogs/boscatalog.h"
 #include "zulib/os/catalogs/zuresource.h"
@@ -46,6 +47,8 @@ ZuTmpFileList TMP_FILES;
 static zuerrors::ReporterStart reporterStart;
 ZuError MemoryError(ErrSpecialMemory);
 ZuError DummyError(ErrSpecialDummy);
+
+ZuMemorySource AnEmptyDataSource(nullptr, 0);
 
 ZuCriticalSection ExchangeThreadLock(0);
 ZuSemaphore ExchangeTaskLock(nullptr, nullptr);
