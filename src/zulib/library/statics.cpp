@@ -27,6 +27,7 @@
 #include "zulib/errors/zuerror.h"
 #include "zulib/os/catalogs/boscatalog.h"
 #include "zulib/os/catalogs/zuresource.h"
+#include "zulib/os/files/regionlist.h"
 #include "zulib/os/host/zusemaphoreinfo.h"
 #include "zulib/runtime/internal/threadlist.h"
 #include "zulib/runtime/mds.h"
@@ -34,6 +35,7 @@
 #include "zulib/runtime/zudebug.h"
 #include "zulib/runtime/zusemaph.h"
 #include "zulib/storage/tmp.h"
+#include "zulib/storage/zuvm.h"
 
 static IniInitialize codePageProfiles;
 
@@ -43,6 +45,8 @@ ZuCriticalSection MDS_PERTHREAD_LOCK(0);
 static ThreadListOwner threadListOwner;
 
 ZuTmpFileList TMP_FILES;
+
+ZuCriticalSection VM_LOCK(0);
 
 static zuerrors::ReporterStart reporterStart;
 ZuError MemoryError(ErrSpecialMemory);
@@ -55,6 +59,8 @@ ZuSemaphore ExchangeTaskLock(nullptr, nullptr);
 
 ZuSemaphoreInfo BOS_ZUSEMAPHORE_INFO;
 ZuRunTimeDebug BOS_RUNTIME_DEBUG;
+
+zuos::RegionList REGION_LOCKS;
 
 ZuCriticalSection CritOpen(0);
 ZuCriticalSection CritCatalog(0);

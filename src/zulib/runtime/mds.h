@@ -18,6 +18,7 @@
 
 // Index of a cell of the task.
 enum PerTaskData : unsigned short {
+  PerTaskPagePool = 4,     // the vm_info
   PerTaskThreadList = 13,  // the first ZuThreadInfo
   PerTaskDataCount = 32,
 };

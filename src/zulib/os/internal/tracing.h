@@ -9,6 +9,7 @@ namespace zuos {
 
 constexpr unsigned long TRACE_FILE_OPEN = 1;
 constexpr unsigned long TRACE_EXISTENCE = 256;
+constexpr unsigned long TRACE_FILE_SEARCH = 512;
 constexpr unsigned long TRACE_PATHS = 1024;
 
 inline bool traced(unsigned long bit) { return BOS_RUNTIME_DEBUG.debugItem(bit) != 0; }
