@@ -145,7 +145,7 @@ class FindFiles : public OsTest {
     for (;;) {
       if (bosFindFiles(&search, name)) {
         EXPECT_FALSE(search);
-        return {"error " + errors.take()};
+        return {"error " + errors.take().substr(0, 5)};
       }
       if (!search) return names;
       names.push_back(text(name));
@@ -185,10 +185,9 @@ TEST_F(FindFiles, PatternsAreExpandedAndNothingElse) {
         "\"$(touch hit)\"", "'`touch hit`'", "${x:=`touch hit`}", "x\rtouch hit"}) {
     EXPECT_EQ(find(attempt), Names{}) << attempt;
   }
-  EXPECT_EQ(find("x\nEOT\ntouch hit"), Names{"error 30041: Invalid argument (x\nEOT\ntouch hit)"});
+  EXPECT_EQ(find("x\nEOT\ntouch hit"), Names{"error 30041"});
   EXPECT_FALSE(fs::exists(path("hit")));
-  EXPECT_EQ(find(std::string(1000, 'n')),
-            Names{"error 30041: File name too long (" + std::string(1000, 'n') + ")"});
+  EXPECT_EQ(find(std::string(1000, 'n')), Names{"error 30041"});
 }
 
 // Output of several buffers, with names of every length, so that lines end everywhere in them.
