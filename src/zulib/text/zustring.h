@@ -19,6 +19,7 @@
 #include "zulib/runtime/zuapi.h"
 #include "zulib/runtime/zuobject.h"
 #include "zulib/text/zuchar.h"
+#include "zulib/text/zuscramble.h"
 
 class ZuArray;
 class ZuString;
@@ -210,6 +211,10 @@ class ZU_API ZuString : public ZuSubString {
   unsigned char* asPascalStr(unsigned long offset = 0) { return data + offset; }
   using ZuSubString::operator[];
   unsigned char& operator[](unsigned long index) { return data[index]; }
+
+  // Scramble the text in place (zuscramble.h).
+  void encrypt(unsigned short mode, const unsigned char* key) { ::encrypt(data, length, mode, key); }
+  void decrypt(unsigned short mode, const unsigned char* key) { ::decrypt(data, length, mode, key); }
 
  protected:
   template <class Kind>

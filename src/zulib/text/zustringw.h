@@ -14,6 +14,7 @@
 #include "zulib/runtime/zuapi.h"
 #include "zulib/runtime/zuobject.h"
 #include "zulib/text/zuchar.h"
+#include "zulib/text/zuscramble.h"
 
 class ZuArray;
 class ZuStringW;
@@ -202,6 +203,10 @@ class ZU_API ZuStringW : public ZuSubStringW {
   unsigned short* asPascalStr(unsigned long offset = 0) { return data + offset; }
   using ZuSubStringW::operator[];
   unsigned short& operator[](unsigned long index) { return data[index]; }
+
+  // Scramble the text in place (zuscramble.h).
+  void encrypt(unsigned short mode, const unsigned short* key) { ::encrypt(data, length, mode, key); }
+  void decrypt(unsigned short mode, const unsigned short* key) { ::decrypt(data, length, mode, key); }
 
  protected:
   template <class Kind>

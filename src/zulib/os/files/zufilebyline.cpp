@@ -5,10 +5,8 @@
 #include <cerrno>
 #include <cstring>
 
-#include "zulib/errors/zuerror.h"
 #include "zulib/os/files/bosfile.h"
 #include "zulib/runtime/ram.h"
-#include "zulib/runtime/zumessages.h"
 #include "zulib/text/strcopy.h"
 
 namespace {
@@ -61,10 +59,9 @@ int ZuFileByLine::getNextLine(ZuSubString* view) {
     bosMapError(EBADF, name);
     return 1;
   }
-  if (cryptType != 0) {
-    addError(ZU_MSG_FILE_IO, reinterpret_cast<const unsigned char*>("The lines of this file are scrambled"));
-    return 1;
-  }
+  // Room for any line comes first, so that a failure leaves the reader where it was.
+  scratch.clear();
+  if (cryptType != 0 && scratch.assureSpace(bufferSize)) return 1;
   leaveReadLine();
   const unsigned char* lineFeed = nextLineFeed();
   if (!lineFeed) {
@@ -72,6 +69,7 @@ int ZuFileByLine::getNextLine(ZuSubString* view) {
     lineFeed = nextLineFeed();
   }
   deliver(lineFeed, view);
+  if (cryptType != 0) unscramble(view);
   return 0;
 }
 
@@ -169,4 +167,10 @@ void ZuFileByLine::deliver(const unsigned char* lineFeed, ZuSubString* view) {
   previousUnread = unreadOffset;
   unreadOffset = std::max(unreadOffset, getNextLineOffset());
   view->initialize(line, length);
+}
+
+void ZuFileByLine::unscramble(ZuSubString* view) {
+  static_cast<void>(scratch.concat(*view));
+  scratch.decrypt(cryptType, nullptr);
+  view->initialize(scratch.asPascalStr(), scratch.getLength());
 }

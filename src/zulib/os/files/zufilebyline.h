@@ -1,4 +1,5 @@
-// A text file by its lines, delivered as views into the reader's buffer: no line is copied.
+// A text file by its lines, delivered as views into the reader's buffer: no line is copied unless it is
+// scrambled.
 //
 // A line that is longer than the buffer comes in pieces of the buffer's size less 4, with
 // `isLineComplete` 0 for all but the last. A carriage return stays in the line. The file may grow or change
@@ -29,8 +30,6 @@ class ZU_API ZuFileByLine : public ZuObject {
 
   // The first line, or the one at the reader's position. The view stands until the next call; it is empty
   // at the end of the file. 0, or 1 with the reader where it was and the error recorded.
-  //
-  // Scrambled lines cannot be read: error 30041 as long as a crypt type is set.
   int getFirstLine(ZuSubString* view);
   int getNextLine(ZuSubString* view);
   // Passes lines, and pieces, of nothing but white space.
@@ -56,7 +55,9 @@ class ZU_API ZuFileByLine : public ZuObject {
   long long getPrevLineOffset() const { return lineOffset; }
   long long getNextLineOffset() const { return readIndex < 0 ? bufferEnd : bufferStart + readIndex; }
 
-  // How the lines from here on are scrambled; 0: not at all.
+  // How the lines from here on are scrambled: a mode of `encrypt` with the library's own key, 0 for not at
+  // all. Each line, or piece of one, is unscrambled by itself, with the line feed if that is delivered, and
+  // its view then points to a copy.
   void setCryptType(unsigned short type) { cryptType = type; }
 
  private:
@@ -65,6 +66,7 @@ class ZU_API ZuFileByLine : public ZuObject {
   int load();
   int fill(long long offset);
   void deliver(const unsigned char* lineFeed, ZuSubString* view);
+  void unscramble(ZuSubString* view);
 
   int handle = 0;
   unsigned char* name = nullptr;    // owned
