@@ -10,6 +10,7 @@
 #include "tests/os/support.h"
 #include "tests/support/fault_allocator.h"
 #include "zulib/codepages/ucnvconv.h"
+#include "zulib/os/files/bosfile.h"
 #include "zulib/os/files/bospath.h"
 
 namespace {

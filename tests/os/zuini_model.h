@@ -6,6 +6,7 @@
 
 #include <strings.h>
 
+#include <algorithm>
 #include <optional>
 #include <string>
 
@@ -73,6 +74,41 @@ inline Text value(const Text& text, const Text& name, const Text& key, const Tex
   const auto place = section(text, name);
   const auto line = place ? entry(text, place->start, key) : std::nullopt;
   return line && !line->value.empty() ? line->value : otherwise;
+}
+
+// The list of keys without a limit; empty when there is none.
+inline Text keys(const Text& text, const Text& name) {
+  const auto place = section(text, name);
+  Text list;
+  size_t line = place ? text.find('\n', place->close) : NONE;
+  while (line != NONE && ++line < place->end) {
+    const size_t feed = text.find('\n', line);
+    const Text whole = text.substr(line, std::min(feed, place->end) - line);
+    const size_t first = whole.find_first_not_of(" \t");
+    const bool isBlank = first == NONE || whole.substr(first) == "\r";
+    const size_t equals = whole.find('=');
+    if (!isBlank && whole[first] != ';' && whole[first] != '#') {
+      Text key = whole.substr(first, equals == NONE ? NONE : equals - first);
+      while (equals != NONE && !key.empty() && (key.back() == ' ' || key.back() == '\t')) key.pop_back();
+      list += key + (equals == NONE ? "" : Text(1, 0));
+    }
+    line = feed;
+  }
+  if (!list.empty() && list.back() != 0) list += '\0';
+  return list.empty() ? list : list + '\0';
+}
+
+// Whether a write is refused, because it could not be read back or would change what is read of others.
+inline bool isRefused(const Text& name, const Text* key, const Text* newValue) {
+  const auto opens = [](const Text& text) {
+    const size_t open = text.rfind('[');
+    return open != NONE && text.find(']', open) == NONE;
+  };
+  if (name.find_first_of("]\n") != NONE) return true;
+  if (key && (key->empty() || key->find_first_of("= \t\n") != NONE || Text(";#[").find(key->front()) != NONE))
+    return true;
+  if (newValue && newValue->find('\n') != NONE) return true;
+  return (key && opens(*key)) || (newValue && opens(*newValue));
 }
 
 inline Text write(const Text& text, const Text& name, const Text* key, const Text* newValue) {

@@ -41,6 +41,7 @@ enum ZuMessage : unsigned short {
   ZU_MSG_TOO_MANY_SORT_KEYS = 2710,
   ZU_MSG_BORROWED_BUFFER_FULL = 2716,
   ZU_MSG_NO_PROFILE_OPEN = 2717,
+  ZU_MSG_PROFILE_TEXT_REFUSED = 2718,  // key, or section
   ZU_MSG_NOT_A_QUERY_FILE = 2720,      // name
   ZU_MSG_QUERY_FILE_NOT_SAVED = 2721,  // name
 

@@ -56,6 +56,18 @@ class ZU_API ZuSemaphore : public ZuObject {
   ZuSemaphore** slot;
 };
 
+// Holds a semaphore for the life of a scope.
+class ZuSemaphoreHolder {
+ public:
+  explicit ZuSemaphoreHolder(ZuSemaphore& semaphore) : semaphore(semaphore) { semaphore.SemaphoreEnter(); }
+  ZuSemaphoreHolder(const ZuSemaphoreHolder&) = delete;
+  ZuSemaphoreHolder& operator=(const ZuSemaphoreHolder&) = delete;
+  ~ZuSemaphoreHolder() { semaphore.SemaphoreExit(); }
+
+ private:
+  ZuSemaphore& semaphore;
+};
+
 ZU_API void zuSemaphoreEnter(ZuSemaphore* semaphore);
 ZU_API void zuSemaphoreExit(ZuSemaphore* semaphore);
 

@@ -96,7 +96,11 @@ bool isTrueStr(const unsigned char* s) {
   return first == '1' || first == 'T' || (first == 'O' && javaToUpper(s[1]) == 'N');
 }
 
-void getMenuAccelerator(unsigned char* out) { zuhooks::readText(out, ZU_TEXT_ACCELERATOR_MARKERS); }
+void getMenuAccelerator(unsigned char* out) {
+  zuhooks::readText(out, ZU_TEXT_ACCELERATOR_MARKERS);
+  // Without a catalog the text is its number, and a digit marks no key.
+  if (std::isdigit(*out)) *out = 0;
+}
 
 const unsigned char* findMenuAccelerator(const unsigned char* label) {
   unsigned char markers[zuhooks::kTextSize];

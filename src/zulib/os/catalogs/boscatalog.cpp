@@ -24,7 +24,6 @@ CursorLibraryRecord thisDLL = {reinterpret_cast<nl_catd>(-1)};  // NOLINT
 
 namespace {
 
-constexpr unsigned long TRACE_CATALOGS = 8;
 constexpr int messageSet = 1;
 constexpr unsigned long longestText = 4096;  // of LoadStringW, in bytes with its terminator
 constexpr unsigned long sqlstateSize = 6;
@@ -35,7 +34,7 @@ constexpr const char* cursorCatalog = "odbc.m";
 const char* chars(const unsigned char* text) { return reinterpret_cast<const char*>(text); }
 const unsigned char* bytes(const char* text) { return reinterpret_cast<const unsigned char*>(text); }
 
-bool traces() { return zuos::traced(TRACE_CATALOGS); }
+bool traces() { return zuos::traced(zuos::kTraceCatalogs); }
 
 // Under CritOpen, since the directory may be set anew meanwhile.
 nl_catd openAt(const char* locale, size_t length, const char* file, const char* ending) {

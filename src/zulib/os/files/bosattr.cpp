@@ -1,19 +1,20 @@
-// What a name stands for, and whether a file can be made beside it.
+#include "zulib/os/files/bosattr.h"
 
 #include <fcntl.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <cerrno>
 #include <cstdio>
+#include <cstring>
 
-#include "zulib/os/files/bosfile.h"
 #include "zulib/os/internal/pathtext.h"
 #include "zulib/os/internal/tracing.h"
 
 namespace {
 
-// The owner's id is compared with the caller's group id where the group's bit is concerned. That is meant:
-// callers rely on which files count as read-only, so it is not put right.
+// For the group's bit the owner's id is compared with the caller's group id. Kept: callers rely on which
+// files count as read-only.
 bool isReadOnly(const struct stat& facts) {
   mode_t writeBit = S_IWOTH;
   if (facts.st_uid == getuid()) {
@@ -27,7 +28,7 @@ bool isReadOnly(const struct stat& facts) {
 }  // namespace
 
 int bosfattr(const unsigned char* name) {
-  const char* path = reinterpret_cast<const char*>(name);
+  const char* const path = zuos::chars(name);
   if (std::strcmp(path, "..") == 0) return bosAttrDirectory;
   struct stat facts;
   if (stat(path, &facts) != 0) return errno == ENOENT ? bosAttrNotFound : bosAttrUnknown;
@@ -37,8 +38,8 @@ int bosfattr(const unsigned char* name) {
 }
 
 int bosexist(const unsigned char* name) {
-  const bool traced = zuos::traced(zuos::TRACE_EXISTENCE);
-  if (traced) std::printf("bosexist: Name=%s ", reinterpret_cast<const char*>(name));
+  const bool traced = zuos::traced(zuos::kTraceExistence);
+  if (traced) std::printf("bosexist: Name=%s ", zuos::chars(name));
   const int exists = bosfattr(name) & bosAttrFile;
   if (traced) std::printf(" exists: %d\n", exists);
   return exists;
@@ -46,13 +47,12 @@ int bosexist(const unsigned char* name) {
 
 int bosexist(const unsigned short* name) {
   const zuos::NarrowName narrow(name);
-  // 1 also for a name that does not convert: the answer of every UTF-16 form there.
   return narrow.converts() ? bosexist(narrow.text()) : 1;
 }
 
 bool bosftest(const unsigned char* path) {
-  const char* text = reinterpret_cast<const char*>(path);
-  const char* slash = std::strrchr(text, '/');
+  const char* const text = zuos::chars(path);
+  const char* const slash = std::strrchr(text, '/');
   if (!slash) return false;
   zuos::PathText probe;
   probe.append(text, static_cast<unsigned long>(slash + 1 - text)).append("$$$zu$$$.$zu");

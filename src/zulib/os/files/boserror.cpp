@@ -1,14 +1,14 @@
-// The library's error for each errno.
+#include "zulib/os/files/boserror.h"
 
 #include <algorithm>
 #include <cerrno>
 #include <cstring>
 #include <iterator>
 
+#include "zulib/codepages/zutextconvert.h"
 #include "zulib/errors/zuerror.h"
-#include "zulib/os/catalogs/zuresource.h"
-#include "zulib/os/files/bosfile.h"
-#include "zulib/os/internal/pathtext.h"
+#include "zulib/os/internal/tracing.h"
+#include "zulib/runtime/zuhooks.h"
 #include "zulib/runtime/zumessages.h"
 
 namespace {
@@ -19,7 +19,7 @@ struct MappedError {
   bool withName;
 };
 
-constexpr MappedError MAPPED_ERRORS[] = {
+constexpr MappedError kMappedErrors[] = {
     {EPERM, ZU_MSG_NOT_PERMITTED, true},
     {ENOENT, ZU_MSG_FILE_NOT_FOUND, true},
     {EIO, ZU_MSG_FILE_IO, true},
@@ -35,14 +35,14 @@ constexpr MappedError MAPPED_ERRORS[] = {
     {ENOLCK, ZU_MSG_NO_LOCKS_LEFT, false},
 };
 
-// The name's own text when there is one, with the explanation and the name as its parameters. Without a
-// text that takes them the explanation stands alone: a number by itself would explain nothing.
+// With a name: the catalog's text, which takes the explanation and the name. Without a name, or if no catalog
+// has that text: the explanation alone.
 void addExplained(const char* explanation, const unsigned char* name) {
-  const auto* plain = reinterpret_cast<const unsigned char*>(explanation);
-  const ZuResourceString frame(ZU_TEXT_FILE_ERROR_REASON);
-  const unsigned char* text = frame;
-  if (*name && std::strstr(reinterpret_cast<const char*>(text), "%s1")) {
-    addError(ZU_MSG_FILE_IO, text) << plain << name;
+  const unsigned char* const plain = zuos::bytes(explanation);
+  unsigned char frame[zuhooks::kTextSize];
+  zuhooks::readText(frame, ZU_TEXT_FILE_ERROR_REASON);
+  if (*name && std::strstr(zuos::chars(frame), "%s1")) {
+    addError(ZU_MSG_FILE_IO, frame) << plain << name;
   } else {
     addError(ZU_MSG_FILE_IO, plain);
   }
@@ -51,10 +51,11 @@ void addExplained(const char* explanation, const unsigned char* name) {
 }  // namespace
 
 void bosMapError(int errnum, const unsigned char* name) {
-  if (!name) name = reinterpret_cast<const unsigned char*>("");
-  const auto* mapped = std::find_if(std::begin(MAPPED_ERRORS), std::end(MAPPED_ERRORS),
-                                    [errnum](const MappedError& e) { return e.errnum == errnum; });
-  if (mapped == std::end(MAPPED_ERRORS)) {
+  if (!name) name = zuos::bytes("");
+  const auto* const mapped =
+      std::find_if(std::begin(kMappedErrors), std::end(kMappedErrors),
+                   [errnum](const MappedError& each) { return each.errnum == errnum; });
+  if (mapped == std::end(kMappedErrors)) {
     char scratch[256];
     addExplained(strerror_r(errnum, scratch, sizeof scratch), name);
     return;

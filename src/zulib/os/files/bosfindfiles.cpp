@@ -167,7 +167,7 @@ int ZuBosFileFindDesc::getData(unsigned char* out) {
 
 int bosFindFiles(ZuBosFileFindDesc** desc, unsigned char* name) {
   if (!*desc) {
-    if (zuos::traced(zuos::TRACE_FILE_SEARCH)) {
+    if (zuos::traced(zuos::kTraceFileSearch)) {
       std::printf("bosFindFiles: Search for %s\n", reinterpret_cast<const char*>(name));
     }
     *desc = new ZuBosFileFindDesc(name);
@@ -178,7 +178,7 @@ int bosFindFiles(ZuBosFileFindDesc** desc, unsigned char* name) {
     if (!*desc) return 1;
   }
   if ((*desc)->isDataAvailable() && (*desc)->getData(name)) {
-    if (zuos::traced(zuos::TRACE_FILE_SEARCH)) {
+    if (zuos::traced(zuos::kTraceFileSearch)) {
       std::printf("bosFindFiles: returns fileName=%s\n", reinterpret_cast<const char*>(name));
     }
     return 0;

@@ -11,14 +11,13 @@
 #include "zulib/runtime/zumessages.h"
 #include "zulib/text/strtrim.h"
 
+using zuos::chars;
+using zuos::kTracePaths;
 using zuos::NarrowName;
 using zuos::PathText;
-using zuos::TRACE_PATHS;
 using zuos::traced;
 
 namespace {
-
-const char* chars(const unsigned char* text) { return reinterpret_cast<const char*>(text); }
 
 int fail(const unsigned char* name) {
   bosMapError(errno, name);
@@ -41,7 +40,7 @@ bool makeAbsolute(PathText& path) {
   return true;
 }
 
-// UTF-16 results have room for as many units as their narrow form has bytes, so they always fit.
+// A UTF-16 result has room for as many units as its narrow form has bytes.
 int widen(const unsigned char* narrow, unsigned short* out) {
   return zuGetUTF16StrFromANSIStr(narrow, out, strLen(narrow) + 1) < 0 ? 1 : 0;
 }
@@ -75,20 +74,20 @@ int boshpath(unsigned char* name) {
 }
 
 void bosmpath(unsigned char* path) {
-  constexpr unsigned long behindDrive = 2;
+  constexpr unsigned long kAfterDrive = 2;
   PathText current;
   if (!appendCurrentDirectory(current)) return;
   current.endWithSlash();
   unsigned long cut = 0;
   for (unsigned long i = 0; path[i] && path[i] == current.name()[i]; ++i) {
-    if (path[i] == ':' || (path[i] == '/' && i != behindDrive)) cut = i + 1;
+    if (path[i] == ':' || (path[i] == '/' && i != kAfterDrive)) cut = i + 1;
   }
   std::memmove(path, path + cut, strLen(path + cut) + 1);
 }
 
 int bospath(unsigned char* out, const unsigned char* dir, const unsigned char* name,
             const unsigned char* defaultExt) {
-  if (traced(TRACE_PATHS)) {
+  if (traced(kTracePaths)) {
     std::printf("BOSPATH: dir:%s name:%s default_ext:%s\n", dir ? chars(dir) : "", chars(name),
                 defaultExt ? chars(defaultExt) : "");
   }
@@ -109,7 +108,7 @@ int bospath(unsigned char* out, const unsigned char* dir, const unsigned char* n
   path.append(text);
   if (!hasExtension && defaultExt) path.append(".").append(defaultExt);
   if (!path.fits() || !makeAbsolute(path)) return fail(name);
-  if (traced(TRACE_PATHS)) std::printf("bospath: after bosfpath path:%s\n", path.text());
+  if (traced(kTracePaths)) std::printf("bospath: after bosfpath path:%s\n", path.text());
   path.copyTo(out);
   return 0;
 }

@@ -4,7 +4,6 @@
 #include <mntent.h>
 #include <sys/stat.h>
 
-#include "zulib/os/files/bosfile.h"
 #include "zulib/os/internal/pathtext.h"
 #include "zulib/runtime/ram.h"
 
@@ -40,7 +39,7 @@ int bosGetDirectoryNames(BosDirectoryWalk** handle, unsigned char* out) {
     (*handle)->directory = opendir(".");
   }
   DIR* directory = (*handle)->directory;
-  // The stream is this walk's own, so other threads' walks do not disturb it.
+  // Each walk has a stream of its own, so walks of other threads do not disturb it.
   while (const dirent* entry = directory ? readdir(directory) : nullptr) {
     if (!isVisibleDirectory(directory, entry->d_name)) continue;
     zuos::PathText().append(entry->d_name).copyTo(out);
@@ -52,16 +51,16 @@ int bosGetDirectoryNames(BosDirectoryWalk** handle, unsigned char* out) {
 }
 
 int bosGetFileSystems(BosFileSystemWalk** handle, unsigned char* out) {
-  constexpr int lineSize = 4096;
+  constexpr int kLineSize = 4096;
   *out = 0;
   if (!*handle) {
     *handle = begin<BosFileSystemWalk>();
     if (!*handle) return 1;
   }
   FILE* table = (*handle)->table;
-  char line[lineSize];
+  char line[kLineSize];
   mntent entry;
-  while (table && getmntent_r(table, &entry, line, lineSize)) {
+  while (table && getmntent_r(table, &entry, line, kLineSize)) {
     const zuos::PathText directory(reinterpret_cast<const unsigned char*>(entry.mnt_dir));
     if (!directory.fits()) continue;
     directory.copyTo(out);

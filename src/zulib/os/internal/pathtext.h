@@ -7,12 +7,12 @@
 #include <cstring>
 
 #include "zulib/codepages/zutextconvert.h"
-#include "zulib/os/files/bosfile.h"
+#include "zulib/os/files/boserror.h"
 #include "zulib/text/strcopy.h"
 
 namespace zuos {
 
-// Text that does not fit is not taken in, and `fits` says so from then on.
+// Text that does not fit is not appended, and `fits` returns false from then on.
 class PathText {
  public:
   PathText() = default;
@@ -61,8 +61,8 @@ class PathText {
   bool overflown = false;
 };
 
-// A UTF-16 name in narrow form. A null name stays one. One that is too long is recorded; one that does not
-// convert is not.
+// A UTF-16 name in narrow form. A null name stays null. One that is too long records an error; one that does
+// not convert records none.
 class NarrowName {
  public:
   explicit NarrowName(const unsigned short* w) {

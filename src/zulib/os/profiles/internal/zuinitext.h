@@ -1,11 +1,11 @@
-// The rules of a profile's text: where its sections and entries stand, and what a write makes of it.
+// The rules of a profile's text: where its sections and entries are, and what a write makes of it.
 //
 // Everything here looks at text in memory, by length: a zero byte is a byte like others. Nothing is allocated
-// and nothing is changed; positions point into the text and stand as long as it does.
+// and nothing is changed; positions point into the text.
 //
 //   [name]          a section, at the start of a line; what follows on the line is passed over
-//   ; or #          a comment, when it is the first byte of a line that is no blank or tab
-//   key = value     an entry: the key ends at "=", blank or tab, and any run of these stands before the value
+//   ; or #          a comment, if it is the first byte of a line after blanks and tabs
+//   key = value     an entry: the key ends at "=", blank or tab; the value begins after any run of these
 //
 // Sections and keys match without regard to case, as the C locale sees it.
 
@@ -38,32 +38,31 @@ struct Entry {
   const unsigned char* valueEnd;  // at the line feed, or the text's end
 };
 
-// The first section of that name; false when there is none. A "[" takes the next "]" with it wherever that
-// stands, in a later line too, and the search goes on from there: that is meant.
+// Finds the first section of that name; false if there is none. A "[" extends to the next "]", also in a
+// later line, and the search goes on from there.
 bool findSection(Bytes text, Bytes name, Section* found);
 
-// The next "[" behind the section's header, or the text's end. That the "[" may stand inside a value or a
-// comment is meant: it ends the list of keys, and what a removal takes away.
+// The next "[" after the section's header, or the text's end. A "[" inside a value or a comment counts too:
+// it ends the list of keys, and what a removal takes away.
 const unsigned char* sectionEnd(Bytes text, const Section& section);
 
-// The first entry of that key in the lines behind the one of `from`, up to a line that begins with "[".
+// Finds the first entry of that key in the lines after the one of `from`, up to a line that begins with "[".
 bool findEntry(Bytes text, const unsigned char* from, Bytes key, Entry* found);
 
-// The keys of a section, each with a terminator, and one more behind the last; answers the bytes written, all
-// terminators counted, or 0 with `out` untouched when there is no key. Keys stand without the blanks around
-// them; a line without "=" is taken whole and gets no terminator, so that it runs into the next key, which is
-// meant. What does not fit is cut. From a size of 2 on the list always ends in two zeros.
+// Writes the keys of a section, each with a terminator, and one more terminator after the last. Returns the
+// bytes written, all terminators counted, or 0 with `out` untouched if there is no key. Keys come without the
+// blanks around them; a line without "=" is taken whole and gets no terminator, so it runs into the next key.
+// What does not fit is cut. From a size of 2 on the list always ends in two zeros.
 unsigned long listKeys(Bytes text, const Section& section, std::span<unsigned char> out);
 
 // The text after a write, as pieces of the old text and of what the caller gave. A null key removes the
 // section, a null value the entry.
 //
 // A new section goes to the end, a new entry to the top of its section, whose header is then written anew as
-// the caller spells it. A changed entry stays in its place.
+// the caller spells it. A changed entry stays where it is.
 class Edit {
  public:
-  // What the write is about.
-  enum Kind { addSection, addEntry, changeEntry, removeEntry, removeSection, nothing };
+  enum class Kind { AddSection, AddEntry, ChangeEntry, RemoveEntry, RemoveSection, Nothing };
 
   Edit(Bytes text, Bytes section, const unsigned char* key, const unsigned char* value);
 
@@ -80,13 +79,17 @@ class Edit {
   void addHeader(Bytes section);
   void addLine(const unsigned char* key, const unsigned char* value);
 
-  static constexpr unsigned long mostPieces = 10;
-  Bytes pieces[mostPieces];
+  static constexpr unsigned long kMostPieces = 10;
+  Bytes pieces[kMostPieces];
   unsigned long count = 0;
-  Kind kind = nothing;
+  Kind kind = Kind::Nothing;
 };
 
-// False for texts that would break the lines of the file: a line feed in any of them, a "]" in the section.
+// False if the texts, once written, would not be found again or would change what is read of other lines:
+//   - a section name, after which the first "]" of the header is not the one that closes it;
+//   - a key that is empty, begins like a comment or a header, or holds what ends a key;
+//   - a line feed in any of them;
+//   - a "[" in key or value without a "]" after it, which would swallow the next header.
 // Key and value may be null.
 bool isWritable(Bytes section, const unsigned char* key, const unsigned char* value);
 

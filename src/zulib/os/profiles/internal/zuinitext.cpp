@@ -4,6 +4,7 @@
 
 #include "zulib/text/strcompare.h"
 #include "zulib/text/strfind.h"
+#include "zulib/text/zuchar.h"
 
 namespace zuini {
 namespace {
@@ -12,12 +13,12 @@ bool isBlank(unsigned char byte) { return byte == ' ' || byte == '\t'; }
 bool endsKey(unsigned char byte) { return byte == '=' || isBlank(byte); }
 bool isComment(unsigned char byte) { return byte == ';' || byte == '#'; }
 
-// A byte at the start of a character of the locale.
+// Finds a byte at the start of a character of the locale.
 const unsigned char* findByte(const unsigned char* from, const unsigned char* end, unsigned char byte) {
   return strFind(from, static_cast<unsigned long>(end - from), &byte, 1, zuCPLocale);
 }
 
-// The line feed at or behind `from`, or the end.
+// The line feed at or after `from`, or the end.
 const unsigned char* lineEnd(const unsigned char* from, const unsigned char* end) {
   const void* found = std::memchr(from, '\n', static_cast<std::size_t>(end - from));
   return found ? static_cast<const unsigned char*>(found) : end;
@@ -33,8 +34,8 @@ const unsigned char* skipBlanks(const unsigned char* p, const unsigned char* end
   return p;
 }
 
-// ASCII that differs in more than case settles it, for most keys at the first bytes; the rest is asked of the
-// locale.
+// ASCII that differs in more than case decides most comparisons at the first bytes; the locale decides the
+// rest.
 bool equalsCi(const unsigned char* a, const unsigned char* b, unsigned long n) {
   for (unsigned long i = 0; i < n; ++i) {
     const unsigned char differing = a[i] ^ b[i];
@@ -43,7 +44,7 @@ bool equalsCi(const unsigned char* a, const unsigned char* b, unsigned long n) {
   return strEqualCi(a, n, b, n);
 }
 
-// Lines of a section's body become keys in the caller's buffer.
+// Writes the keys of a section's lines to the caller's buffer.
 class KeyList {
  public:
   explicit KeyList(std::span<unsigned char> out) : out(out), room(out.size() - 1) {}
@@ -89,6 +90,31 @@ class KeyList {
 
 bool holds(Bytes text, unsigned char byte) { return std::find(text.begin(), text.end(), byte) != text.end(); }
 
+// Whether the bytes before a "]" leave it a character of its own: none is a "]", and the last does not take
+// the next byte with it, as the first byte of a double-byte character does.
+bool closesItself(Bytes section) {
+  if (section.empty()) return true;
+  if (findByte(section.data(), endOf(section), ']')) return false;
+  const unsigned char pair[] = {section.back(), ']'};
+  const bool isLastAlone = zuCharLast(section.data(), section.size(), zuCPLocale) == section.size() - 1;
+  return !isLastAlone || !zuIsLeadByte(pair);
+}
+
+// Whether every "[" has a "]" after it before the end of the text.
+bool closesBrackets(Bytes text) {
+  const unsigned char* const end = endOf(text);
+  for (const unsigned char* at = text.data(); (at = findByte(at, end, '[')) != nullptr;) {
+    at = findByte(at, end, ']');
+    if (!at) return false;
+  }
+  return true;
+}
+
+bool isKey(Bytes key) {
+  return !key.empty() && !isComment(key.front()) && key.front() != '[' &&
+         std::none_of(key.begin(), key.end(), endsKey);
+}
+
 }  // namespace
 
 bool findSection(Bytes text, Bytes name, Section* found) {
@@ -115,14 +141,14 @@ const unsigned char* sectionEnd(Bytes text, const Section& section) {
 
 bool findEntry(Bytes text, const unsigned char* from, Bytes key, Entry* found) {
   const unsigned char* const end = endOf(text);
-  // A key that holds what ends a key, or a line, is in no file.
+  // No file has a key that holds what ends a key, or a line.
   if (std::any_of(key.begin(), key.end(), endsKey) || holds(key, '\n')) return false;
   for (const unsigned char* at = from;;) {
     const unsigned char* line = lineEnd(at, end);
     while (line < end && *line == '\n') ++line;
     const unsigned char* first = skipBlanks(line, end);
     if (first == end || *first == '[') return false;
-    // A key needs something behind it that ends it.
+    // A key needs something after it that ends it.
     const bool fits = key.size() < static_cast<std::size_t>(end - first);
     if (fits && endsKey(first[key.size()]) && !isComment(*first) && equalsCi(first, key.data(), key.size())) {
       const unsigned char* value = first + key.size();
@@ -169,22 +195,22 @@ Edit::Edit(Bytes text, Bytes section, const unsigned char* key, const unsigned c
   if (!findSection(text, section, &place)) {
     add(text);
     if (!key || !value) return;
-    kind = addSection;
-    // Behind a last line without a line feed the header would be part of that line.
+    kind = Kind::AddSection;
+    // After a last line without a line feed the header would be part of that line.
     if (!text.empty() && text.back() != '\n') add("\n");
     addHeader(section);
     addLine(key, value);
   } else if (!key) {
-    kind = removeSection;
+    kind = Kind::RemoveSection;
     add(between(begin, place.start));
     add(between(sectionEnd(text, place), end));
   } else if (findEntry(text, place.start, bytesOf(key), &entry)) {
-    kind = value ? changeEntry : removeEntry;
+    kind = value ? Kind::ChangeEntry : Kind::RemoveEntry;
     add(between(begin, entry.line));
     if (value) addLine(key, value);
     add(between(nextLine(entry.valueEnd, end), end));
   } else {
-    kind = value ? addEntry : nothing;
+    kind = value ? Kind::AddEntry : Kind::Nothing;
     add(between(begin, place.start));
     addHeader(section);
     if (value) addLine(key, value);
@@ -209,8 +235,11 @@ bool Edit::isSameAs(Bytes text) const {
 }
 
 bool isWritable(Bytes section, const unsigned char* key, const unsigned char* value) {
-  if (holds(section, '\n') || holds(section, ']')) return false;
-  return !(key && holds(bytesOf(key), '\n')) && !(value && holds(bytesOf(value), '\n'));
+  const Bytes keyText = key ? bytesOf(key) : Bytes();
+  const Bytes valueText = value ? bytesOf(value) : Bytes();
+  if (holds(section, '\n') || holds(keyText, '\n') || holds(valueText, '\n')) return false;
+  return closesItself(section) && (!key || isKey(keyText)) && closesBrackets(keyText) &&
+         closesBrackets(valueText);
 }
 
 }  // namespace zuini

@@ -1,0 +1,585 @@
+// Profile files: random requests against a plain model, many writers at once, files that resist, and failures
+// half-way, none of which may lose what the user wrote.
+
+#include <fcntl.h>
+#include <sched.h>
+#include <signal.h>
+#include <sys/mount.h>
+#include <sys/resource.h>
+#include <sys/stat.h>
+#include <sys/xattr.h>
+
+#include <atomic>
+#include <memory>
+#include <random>
+#include <thread>
+
+#include "tests/os/support.h"
+#include "tests/os/zuini_model.h"
+#include "tests/support/fault_allocator.h"
+#include "zulib/os/profiles/zuini.h"
+#include "zulib/runtime/zumessages.h"
+
+using namespace ostest;
+using namespace std::string_literals;
+
+namespace {
+
+constexpr uid_t kNobody = 65534;
+constexpr int kNotPermitted = 77;  // by a process that cannot mount here
+
+// A result of any length, in a block that ends where the call may write last.
+template <class Call>
+std::string resultOf(unsigned long size, Call call) {
+  const std::unique_ptr<unsigned char[]> out(new unsigned char[size + 1]);
+  const unsigned long length = call(out.get(), size);
+  return {reinterpret_cast<const char*>(out.get()), length};
+}
+
+std::string valueOf(ZuIniFileCache& cache, const std::string& section, const char* key,
+                    unsigned long size = 300) {
+  return resultOf(size, [&](unsigned char* out, unsigned long n) {
+    return cache.bosGetProfileString(bytes(section), key ? bytes(key) : nullptr, bytes("?"), out, n);
+  });
+}
+
+int put(ZuIniFileCache& cache, const char* section, const char* key, const std::string& value) {
+  return cache.bosPutProfileString(bytes(section), bytes(key), bytes(value));
+}
+
+// Gives a file a date in the past, so that it counts as unchanged from the first reading on.
+void setAge(const std::string& path, long seconds) {
+  const timespec then = {time(nullptr) - seconds, 0};
+  const timespec times[2] = {then, then};
+  utimensat(AT_FDCWD, path.c_str(), times, 0);
+}
+
+class Profiles : public OsTest {
+ protected:
+  Profiles() : file(path("a.ini")) {
+    // Where there is a file system in memory: every write waits for the disk.
+    if (access("/dev/shm", W_OK) != 0) return;
+    char name[] = "/dev/shm/zuiniXXXXXX";
+    fast = mkdtemp(name);
+    file = fast + "/a.ini";
+  }
+  ~Profiles() override {
+    delete bosGetPTaskIniList();
+    bosPutPTaskIniList(nullptr);
+    if (!fast.empty()) fs::remove_all(fast);
+  }
+
+  // The names in the directory of the file.
+  std::string names() const {
+    std::set<std::string> all;
+    for (const auto& entry : fs::directory_iterator(fs::path(file).parent_path()))
+      all.insert(entry.path().filename());
+    std::string joined;
+    for (const auto& name : all) joined += name + " ";
+    return joined;
+  }
+
+  std::string file;
+  std::string fast;
+};
+
+// One writer of the random sequence: by cache, by name, by name in UTF-16, or through an object.
+int writeBy(unsigned way, const std::string& file, ZuIniFileCache& cache, const std::string& section,
+            const std::string* key, const std::string* value) {
+  const auto wide = [](const std::string& s) { return std::u16string(s.begin(), s.end()); };
+  const unsigned char* k = key ? bytes(*key) : nullptr;
+  const unsigned char* v = value ? bytes(*value) : nullptr;
+  const auto isAscii = [](const std::string* s) {
+    return !s || std::all_of(s->begin(), s->end(), [](char c) { return c > 0; });
+  };
+  ZuIni ini;
+  switch (way) {
+    case 0: return zuWritePrivateProfileString(bytes(section), k, v, bytes(file));
+    case 1: return WritePrivateProfileString(bytes(section), k, v, bytes(file));
+    case 2: return ini.open(bytes(file)) == 0 && ini.writeEntry(bytes(section), k, v) == 0;
+    case 3:
+      if (isAscii(&section) && isAscii(key) && isAscii(value) && (!value || value->size() < 1000)) {
+        const std::u16string wideKey = wide(key ? *key : "");
+        const std::u16string wideValue = wide(value ? *value : "");
+        return zuWritePrivateProfileStringW(units(wide(section)), key ? units(wideKey) : nullptr,
+                                            value ? units(wideValue) : nullptr, &cache);
+      }
+      [[fallthrough]];
+    default: return cache.bosPutProfileString(bytes(section), k, v);
+  }
+}
+
+TEST_F(Profiles, RandomRequestsFollowTheModel) {
+  std::mt19937 random(4);
+  const auto pick = [&random](const auto& from) { return from[random() % std::size(from)]; };
+  const std::string sections[] = {"a", "A", "b", "ODBC", "my dsn", "", "[", "a]", "\xC3\xA4"};
+  const std::string keys[] = {"k",  "K", "kk",  "n",   "Driver", "my key",
+                              ";c", "",  "[x]", "a=b", "k[",     "\xC3\xA4"};
+  const std::string values[] = {"",
+                                "v",
+                                "a=b",
+                                " x ",
+                                "[v]",
+                                "]",
+                                "[v",
+                                "12abc",
+                                "-3",
+                                "2147483647",
+                                ";",
+                                "\t",
+                                "1\n[b]",
+                                "2147483648",
+                                "[v][",
+                                "0123456789012345678901",
+                                "\xE2\x82\xAC"};
+  const std::string parts[] = {
+      "[a]\n",        "[A] ;note\n", "\n[b\n[b]\r\n",       ";[a]\n", "#k=1\n",     "x[a]\n",
+      " k \t= v\r\n", "k v\n",       "n=12abc\n",           "kk\n",   "\tDriver=x", "[my dsn]\n",
+      "\r\n",         "k={[x]}\n",   "k=1"s + '\0' + "2\n", "[a]",    "=\n"};
+  for (int round = 0; round < 120; ++round) {
+    inimodel::Text model;
+    for (unsigned n = random() % 12; n > 0; --n) model += pick(parts);
+    const bool wellFormed = model.find("[b\n") == std::string::npos;
+    writeFile(file, model);
+    ZuIniFileCache writer(bytes(file));
+    ZuIniFileCache reader(bytes(file));
+    for (int step = 0; step < 25; ++step) {
+      SCOPED_TRACE("round " + std::to_string(round) + ", step " + std::to_string(step) + "\n" + model);
+      const std::string section = pick(sections);
+      const std::string key = pick(keys);
+      const std::string value = random() % 100 == 0 ? std::string(70000, 'x') : pick(values);
+      const bool withKey = random() % 10 != 0;
+      const bool withValue = random() % 4 != 0;
+      const std::string* const k = withKey ? &key : nullptr;
+      const std::string* const v = withValue ? &value : nullptr;
+      if (random() % 12 == 0) {  // a change from outside, with another size or another date
+        model = random() % 2 ? "[a]\nk=" + std::string(1 + random() % 2, 'o') + "\n" : pick(parts);
+        writeFile(file, model);
+        if (random() % 2) setAge(file, 100 + step);
+        if (random() % 4 == 0) {
+          fs::remove(file);
+          model.clear();
+          ASSERT_EQ(valueOf(reader, "a", "k"), "?") << "without a file";
+        }
+      }
+      const std::string before = model;
+      const bool refused = inimodel::isRefused(section, k, v);
+      if (!refused) model = inimodel::write(model, section, k, v);
+      ASSERT_EQ(writeBy(random() % 5, file, writer, section, k, v), refused ? 0 : 1)
+          << section << "|" << key << "|" << value;
+      const std::string named = withKey ? key : section;
+      ASSERT_EQ(errors.take(), refused ? "2718" + (named.empty() ? "" : ": " + named) : "");
+      if (!refused || fs::exists(file)) {
+        ASSERT_EQ(readFile(file), model) << section << "|" << key << "|" << value;
+      }
+      for (const auto& otherSection : sections) {
+        for (const auto& other : keys) {
+          const std::string now = inimodel::value(model, otherSection, other, "?");
+          if (random() % 8 == 0) {
+            const unsigned long size = random() % 3 ? 100000 : 1 + random() % 6;
+            ASSERT_EQ(valueOf(random() % 2 ? reader : writer, otherSection, other.c_str(), size),
+                      now.size() <= size || size == 100000 ? (now == "?" ? now.substr(0, size - 1) : now)
+                                                           : now.substr(0, size - 1));
+          }
+          const bool isWritten = inimodel::same(section, otherSection) && inimodel::same(key, other);
+          if (wellFormed && withKey && withValue && !isWritten) {
+            ASSERT_EQ(now, inimodel::value(before, otherSection, other, "?")) << otherSection << "|" << other;
+          }
+        }
+      }
+      const std::string list = inimodel::keys(model, section);
+      const unsigned long size = random() % 2 ? 300000 : 1 + random() % 12;
+      const std::string listed = valueOf(reader, section, nullptr, size);
+      if (list.empty()) {
+        ASSERT_EQ(listed, "?"s.substr(0, size - 1));
+      } else if (list.size() <= size) {
+        ASSERT_EQ(listed, list);
+      } else {
+        ASSERT_EQ(listed.size(), size);
+        ASSERT_EQ(listed.substr(listed.size() - std::min(size, 2UL)), std::string(std::min(size, 2UL), 0));
+        ASSERT_EQ(listed.substr(0, size - std::min(size, 2UL)), list.substr(0, size - std::min(size, 2UL)));
+      }
+      const std::string digits = inimodel::value(model, section, key, "").substr(0, 20);
+      const auto last = digits.find_first_not_of("0123456789");
+      const unsigned long number =
+          last == 0 || digits.empty() ? 1UL << 40 : std::stoul(digits.substr(0, std::min(last, 19UL)));
+      ASSERT_EQ(reader.bosGetProfileInt(bytes(section), bytes(key), -7),
+                number > INT_MAX ? -7 : static_cast<int>(number));
+    }
+  }
+}
+
+TEST_F(Profiles, WideTextGoesByLatin1) {
+  writeFile(file, "[a\xE4]\nk=gr\xFC\xDF\nlong=" + std::string(300, 'x') + "\nempty=\n");
+  const auto wide = [](const std::u16string& section, const std::u16string& key, const char16_t* otherwise,
+                       unsigned long size, auto from) {
+    std::vector<unsigned short> out(size, 0xEEEE);
+    const unsigned long n = zuGetPrivateProfileStringW(units(section), units(key),
+                                                       reinterpret_cast<const unsigned short*>(otherwise),
+                                                       out.data(), size, from);
+    return std::u16string(out.begin(), out.begin() + static_cast<long>(n)) +
+           (n < size && out[n] == 0 ? u"|" : u"");
+  };
+  ZuIniFileCache cache(bytes(file));
+  const std::u16string name(file.begin(), file.end());
+  const struct {
+    std::u16string section, key;
+    const char16_t* otherwise;
+    unsigned long size;
+    std::u16string value;  // "|": with a terminator
+  } cases[] = {
+      {u"A\u00E4", u"K", u"?", 200, u"gr\u00FC\u00DF|"},
+      {u"a\u00E4", u"long", u"?", 200, std::u16string(126, u'x') + u"|"},
+      {u"a\u00E4", u"long", u"?", 10, std::u16string(9, u'x') + u"|"},
+      {u"a\u00E4", u"none", u"other", 200, u"other|"},
+      {u"a\u00E4", u"empty", u"", 200, u"|"},
+      {u"a\u20AC", u"k", u"raw", 200, u"raw"},  // does not convert: the default without a terminator
+      {u"a\u00E4", std::u16string(128, u'k'), u"raw", 2, u"ra"},
+      {u"a\u00E4", u"k", nullptr, 200, u"gr\u00FC\u00DF|"},
+  };
+  for (const auto& c : cases) {
+    EXPECT_EQ(wide(c.section, c.key, c.otherwise, c.size, &cache), c.value);
+    EXPECT_EQ(wide(c.section, c.key, c.otherwise, c.size, units(name)), c.value);
+  }
+  EXPECT_EQ(zuGetPrivateProfileIntW(units(u"a\u20AC"), units(u"k"), 5, &cache), 5);
+  for (const std::u16string& bad : {u"\u20AC"s, std::u16string(1024, u'x')}) {
+    EXPECT_EQ(zuWritePrivateProfileStringW(units(u"n"), units(u"k"), units(bad), units(name)), 0);
+  }
+  EXPECT_EQ(readFile(file).find("[n]"), std::string::npos) << "a text that would be cut is not written";
+  // Without a file the default is terminated and stays within the size.
+  const std::u16string missing = u"no/such/dir.ini";
+  EXPECT_EQ(wide(u"a", u"k", u"raw", 200, units(missing)), u"raw|");
+  EXPECT_EQ(wide(u"a", u"k", u"raw", 3, units(missing)), u"ra|");
+  EXPECT_EQ(wide(u"a", u"k", u"raw", 3, units(u".odbcinst.ini")), u"ra|");
+}
+
+TEST_F(Profiles, FilesThatCannotBeOpened) {
+  EXPECT_TRUE(ZuIniFileCache(bytes(file)).isOpen()) << "a missing file is made";
+  EXPECT_TRUE(fs::exists(file));
+  ZuIniFileCache drivers(bytes(".odbcinst.ini"));
+  EXPECT_FALSE(drivers.isOpen());
+  EXPECT_EQ(valueOf(drivers, "a", "k"), "?");
+  EXPECT_EQ(put(drivers, "a", "k", "v"), 0);
+  for (int i = 0; i < 2; ++i)
+    EXPECT_EQ(zuGetProfileInt(bytes("a"), bytes("k"), 3, bytes(".odbcinst.ini")), 3);
+  EXPECT_EQ(errors.take(), "") << "drivers may be missing";
+
+  EXPECT_FALSE(ZuIniFileCache(bytes(directory)).isOpen());
+  EXPECT_EQ(errors.getErrorsMix(), ErrMixWarnings);
+  errors.take();
+  const std::string tooLong = path(std::string(1100, 'x'));
+  EXPECT_FALSE(ZuIniFileCache(bytes(tooLong)).isOpen());
+  EXPECT_EQ(zuPrivateProfileInit(bytes(tooLong)), nullptr);
+  EXPECT_NE(errors.take(), "");
+  EXPECT_EQ(zuGetPrivateProfileInt(bytes("a"), bytes("k"), 9, bytes("no/such/dir.ini")), 9);
+  EXPECT_EQ(errors.take(), "1509: no/such/dir.ini");
+}
+
+TEST_F(Profiles, AFileThatMayNotBeWrittenIsRead) {
+  writeFile(path("r.ini"), "[a]\nk=v\n");
+  fs::permissions(path("r.ini"), fs::perms(0444));
+  fs::permissions(directory, fs::perms(0755));
+  for (const bool withList : {true, false}) {
+    EXPECT_EQ(inOtherProcess(
+                  [&] {
+                    if (!withList) ZuErrorKeeper::giveUpErrorList();
+                    ZuIniFileCache cache(bytes(path("r.ini")));
+                    if (!cache.isOpen() || valueOf(cache, "a", "k") != "v" || errors.take() != "") return 1;
+                    if (put(cache, "a", "k", "w") != 0) return 2;
+                    if (errors.take() != (withList ? "1508: " + path("r.ini") : "")) return 3;
+                    return valueOf(cache, "a", "k") == "v" ? 0 : 4;
+                  },
+                  kNobody),
+              0);
+  }
+  EXPECT_EQ(inOtherProcess(
+                [&] {
+                  ZuErrorList one;
+                  ZuErrorKeeper::setErrorList(&one);
+                  addError(ZU_MSG_ACCESS_DENIED);
+                  const ZuIniFileCache cache(bytes(path("r.ini")));
+                  return cache.isOpen() && one.getCount() == 1 && one.isExistingError() ? 0 : 1;
+                },
+                kNobody),
+            0)
+      << "an older error of the same number stays";
+  EXPECT_EQ(readFile(path("r.ini")), "[a]\nk=v\n");
+}
+
+TEST_F(Profiles, OneCacheForAllWhoAsk) {
+  writeFile(path(".odbc.ini"), "[a]\nk=v\nn=70000\ns=-5\nt=12\n");
+  ZuIniFileCache* const first = zuPrivateProfileInit(bytes(".odbc.ini"));
+  ASSERT_NE(first, nullptr);
+  EXPECT_EQ(zuProfileInit(bytes(path(".odbc.ini"))), first) << "by its path and by its special name";
+  ZuIni ini;
+  unsigned char out[51];
+  EXPECT_EQ(ini.getEntry(bytes("a"), bytes("k"), out, 50, bytes("d")), 1);
+  EXPECT_EQ(text(out), "d");
+  EXPECT_EQ(errors.take(), "2717");
+  EXPECT_EQ(ini.writeEntry(bytes("a"), bytes("k"), bytes("w")), 1);
+  ASSERT_EQ(ini.open(bytes(".odbc.ini")), 0);
+  EXPECT_EQ(first->getUseCount(), 3);
+  const std::pair<const char*, short> numbers[] = {{"n", 3}, {"s", 3}, {"t", 12}};
+  for (const auto& [key, expected] : numbers) {
+    short number = 0;
+    EXPECT_EQ(ini.getEntry(bytes("a"), bytes(key), &number, 3), 0);
+    EXPECT_EQ(number, expected) << key;
+  }
+  EXPECT_EQ(ini.getSectionWithValues(bytes("a"), out, 50, bytes("d")), 9u);
+  EXPECT_EQ(first->getUseCount(), 4) << "this reference stays";
+  EXPECT_EQ(ini.deleteEntry(bytes("a"), bytes("n")), 0);
+  EXPECT_EQ(valueOf(*first, "a", nullptr), "k\0s\0t\0\0"s);
+  EXPECT_EQ(ini.open(bytes("no/such/dir.ini")), 1);
+  EXPECT_EQ(errors.take(), "1509: no/such/dir.ini");
+  EXPECT_EQ(first->getUseCount(), 3);
+
+  ZuIniFileCacheList list;
+  ZuIniFileCache* const cache = list.open(bytes(".odbc.ini"));
+  ASSERT_EQ(list.open(bytes(".odbc.ini")), cache);
+  list.close(cache);
+  list.close(first);  // not on this list
+  list.close(nullptr);
+  EXPECT_EQ(first->getUseCount(), 3);
+  list.remove(cache);
+  EXPECT_NE(list.open(bytes(".odbc.ini")), cache) << "no longer on the list";
+  cache->Close();
+  EXPECT_FALSE(cache->isOpen() || cache->isThisFile(bytes(path(".odbc.ini"))));
+  EXPECT_EQ(valueOf(*cache, "a", "k"), "?");
+  delete cache;
+}
+
+TEST_F(Profiles, TheTraceTellsWhatWasFound) {
+  writeFile(file, "[a]\nk=v\n");
+  setAge(file, 100);
+  ZuIniFileCache cache(bytes(file));
+  EXPECT_EQ(traceOf("20", [&] { valueOf(cache, "a", "k"); }),
+            "GetProfileString: Section a found.\nGetProfileString: Entry k found.\n"
+            "GetProfileString: Value=v\nGetProfileString: Return Len=1 returnBuf=v\n");
+  EXPECT_EQ(traceOf("10", [&] { valueOf(cache, "a", nullptr); }),
+            "GetProfileString: Multi-Entry Output Requested.\nGetProfileString: Fecthing all entries for a\n"
+            "GetProfileString: Section a found.\nGetProfileString: Entry k Len=1\n"
+            "GetProfileString: Return Len=3 returnBuf=k\n");
+  EXPECT_EQ(traceOf("10", [&] { put(cache, "a", "k", "w"); }),
+            "PutProfileString: Updating Entry Value with: w\nPutProfileString: Updated FileCache: Len=8\n"
+            "PutProfileString: Updated FileCache:\n|->[a]\nk=w\n\n");
+  EXPECT_EQ(traceOf("80", [&] { ZuIniFileCache(bytes(file)); }),
+            "ZuIniOpen: File:" + file + " \nZuIniOpen: File:" + file + " FileSize 8\n");
+}
+
+TEST_F(Profiles, WhatIsNotTextStaysToo) {
+  file = path("a.ini");
+  for (const bool linked : {false, true}) {
+    SCOPED_TRACE(linked);
+    writeFile(path("real.ini"), "[a]\nk=1\n");
+    ASSERT_EQ(chown(path("real.ini").c_str(), kNobody, kNobody), 0);
+    fs::permissions(path("real.ini"), fs::perms(0640));
+    ASSERT_EQ(setxattr(path("real.ini").c_str(), "user.note", "mine", 4, 0), 0);
+    if (linked) fs::create_hard_link(path("real.ini"), path("other.ini"));
+    fs::create_symlink("real.ini", file);
+    ZuIniFileCache cache(bytes(file));
+    ASSERT_EQ(put(cache, "a", "k", "2"), 1);
+    EXPECT_EQ(readFile(path(linked ? "other.ini" : "real.ini")), "[a]\nk=2\n");
+    EXPECT_TRUE(fs::is_symlink(file));
+    struct stat facts;
+    ASSERT_EQ(stat(file.c_str(), &facts), 0);
+    EXPECT_EQ(facts.st_uid, kNobody);
+    EXPECT_EQ(facts.st_gid, kNobody);
+    EXPECT_EQ(facts.st_mode & 07777, 0640u);
+    char note[8] = "";
+    EXPECT_EQ(getxattr(file.c_str(), "user.note", note, sizeof note), 4);
+    EXPECT_STREQ(note, "mine");
+    EXPECT_EQ(names(), linked ? "a.ini other.ini real.ini " : "a.ini real.ini ");
+    fs::remove(file);
+  }
+}
+
+// Runs `work` with the file on a file system of its own, of 64 KB. Skips the test where nothing can be
+// mounted.
+int onASmallDisk(const std::string& file, const std::function<int()>& work) {
+  const std::string directory = fs::path(file).parent_path();
+  return inOtherProcess([&] {
+    const bool mounted = unshare(CLONE_NEWNS) == 0 &&
+                         mount(nullptr, "/", nullptr, MS_REC | MS_PRIVATE, nullptr) == 0 &&
+                         mount("small", directory.c_str(), "tmpfs", 0, "size=64k") == 0;
+    return mounted ? work() : kNotPermitted;
+  });
+}
+
+TEST_F(Profiles, AFullDiskLosesNothing) {
+  std::string old = "[a]\nk=1\nlast=";
+  old.resize(40000, 'x');
+  old += "\n";
+  const int result = onASmallDisk(file, [&] {
+    writeFile(file, old);
+    ZuIniFileCache cache(bytes(file));
+    if (put(cache, "a", "k", std::string(30000, 'y')) != 0 || readFile(file) != old) return 1;
+    if (errors.take() != "1506: " + file) return 2;
+    writeFile(path("fill"), "");  // keeps the rest of the disk
+    std::ofstream(fs::path(file).parent_path() / "fill") << std::string(60000, 'z');
+    if (put(cache, "a", "k", "2") != 1 || valueOf(cache, "a", "k") != "2") return 3;
+    if (put(cache, "b", "k", std::string(5000, 'y')) != 0 || errors.take() != "1506: " + file) return 4;
+    return readFile(file) == old.replace(6, 1, "2") && names() == "a.ini fill " ? 0 : 5;
+  });
+  if (result == kNotPermitted) GTEST_SKIP() << "no mounts in this environment";
+  EXPECT_EQ(result, 0);
+}
+
+TEST_F(Profiles, AFileThatCannotBeReplacedIsRewrittenInPlace) {
+  writeFile(path("outside.ini"), "[a]\nk=a long value\nj=1\n");
+  fs::permissions(path("outside.ini"), fs::perms(0666));
+  fs::permissions(directory, fs::perms(0755));
+  const auto work = [&](const std::string& name) {
+    ZuIniFileCache cache(bytes(name));
+    return put(cache, "a", "k", "v") == 1 && put(cache, "b", "k", std::string(70000, 'y')) == 1 ? 0 : 1;
+  };
+  EXPECT_EQ(inOtherProcess([&] { return work(path("outside.ini")); }, kNobody), 0);
+  EXPECT_EQ(readFile(path("outside.ini")), "[a]\nk=v\nj=1\n[b]\nk=" + std::string(70000, 'y') + "\n");
+  EXPECT_EQ(inOtherProcess(
+                [&] {
+                  signal(SIGXFSZ, SIG_IGN);
+                  const rlimit limit = {71000, 71000};
+                  setrlimit(RLIMIT_FSIZE, &limit);
+                  ZuIniFileCache cache(bytes(path("outside.ini")));
+                  return put(cache, "a", "l", std::string(5000, 'z')) == 0 && valueOf(cache, "a", "k") == "v"
+                             ? 0
+                             : 1;
+                },
+                kNobody),
+            0)
+      << "a failure half-way";
+  EXPECT_EQ(fs::file_size(path("outside.ini")), 70019u);
+
+  writeFile(file, "");
+  const int result = inOtherProcess([&] {
+    const bool mounted = unshare(CLONE_NEWNS) == 0 &&
+                         mount(nullptr, "/", nullptr, MS_REC | MS_PRIVATE, nullptr) == 0 &&
+                         mount(path("outside.ini").c_str(), file.c_str(), nullptr, MS_BIND, nullptr) == 0;
+    if (!mounted) return kNotPermitted;
+    ZuIniFileCache cache(bytes(file));
+    return put(cache, "a", "k", "w") == 1 && valueOf(cache, "a", "k") == "w" ? 0 : 1;
+  });
+  if (result == kNotPermitted) GTEST_SKIP() << "no mounts in this environment";
+  EXPECT_EQ(result, 0) << "a mount point";
+  EXPECT_EQ(readFile(path("outside.ini")).substr(0, 8), "[a]\nk=w\n");
+  EXPECT_EQ(names(), "a.ini ");
+}
+
+TEST_F(Profiles, NoWriterLosesWhatAnotherWrote) {
+  constexpr int kKeys = 300;
+  writeFile(file, "[a]\nk=v\n");
+  const auto work = [&](const std::string& prefix) {
+    int written = 0;
+    for (int i = 0; i < kKeys; ++i) {
+      written +=
+          WritePrivateProfileString(bytes("a"), bytes(prefix + std::to_string(i)), bytes("1"), bytes(file));
+    }
+    return written == kKeys ? 0 : 1;
+  };
+  const pid_t other = fork();
+  if (other == 0) _exit(work("other"));
+  std::vector<std::thread> threads;
+  std::atomic<int> failed = 0;
+  for (const char* prefix : {"first", "second"})
+    threads.emplace_back([&, prefix] { failed += work(prefix); });
+  std::atomic<bool> done = false;
+  std::thread reader([&] {
+    ZuIniFileCache cache(bytes(file));
+    while (!done) failed += valueOf(cache, "a", "k") != "v";
+  });
+  for (auto& thread : threads) thread.join();
+  int status = -1;
+  waitpid(other, &status, 0);
+  done = true;
+  reader.join();
+  EXPECT_EQ(status + failed, 0);
+  ZuIniFileCache cache(bytes(file));
+  for (const char* prefix : {"other", "first", "second"}) {
+    for (int i = 0; i < kKeys; ++i) ASSERT_EQ(valueOf(cache, "a", (prefix + std::to_string(i)).c_str()), "1");
+  }
+  EXPECT_EQ(names(), "a.ini ");
+}
+
+TEST_F(Profiles, AWriterThatIsKilledLeavesAWholeFileAndNoOther) {
+  std::mt19937 random(9);
+  const auto twin = [](char letter) { return "[a]\nk=" + std::string(3000, letter) + "\n[b]\nk=x\n"; };
+  writeFile(file, twin('a'));
+  for (int round = 0; round < 100; ++round) {
+    const pid_t writer = fork();
+    if (writer == 0) {
+      for (char letter = 'a';; letter = letter == 'z' ? 'a' : static_cast<char>(letter + 1)) {
+        WritePrivateProfileString(bytes("a"), bytes("k"), bytes(std::string(3000, letter)), bytes(file));
+      }
+    }
+    usleep(random() % 3000);
+    kill(writer, SIGKILL);
+    waitpid(writer, nullptr, 0);
+    const std::string now = readFile(file);
+    ASSERT_EQ(now, twin(now[6])) << "a part of a text";
+  }
+  ZuIniFileCache cache(bytes(file));
+  EXPECT_EQ(put(cache, "a", "k", "done"), 1);
+  EXPECT_EQ(names(), "a.ini ");
+}
+
+TEST_F(Profiles, WithoutMemoryNothingIsLost) {
+  const std::string old = "[a]\nk=1\n";
+  const std::string changed = "[a]\nk=2\n";
+  sweepAllocations([&](FaultAllocator& faults) {
+    {
+      const FaultPause pause;
+      writeFile(file, old);
+    }
+    ZuIniFileCacheList list;
+    ZuIniFileCache* const cache = list.open(bytes(file));
+    bool worked = cache != nullptr;
+    unsigned char out[21] = "";
+    if (cache) {
+      cache->bosGetProfileString(bytes("a"), bytes("k"), bytes("?"), out, 20);
+      const bool wrote = cache->bosPutProfileString(bytes("a"), bytes("k"), bytes("2")) != 0;
+      const FaultPause pause;
+      EXPECT_TRUE(text(out) == "1" || text(out) == "?") << out;
+      EXPECT_EQ(readFile(file), wrote ? changed : old);
+      worked = wrote && *out == '1';
+    }
+    const bool failed = faults.triggered();
+    faults.stop();
+    ZuIni ini;
+    EXPECT_TRUE(!cache || ini.open(bytes(file)) == 0) << "good again";
+    const FaultPause pause;
+    EXPECT_TRUE(!cache || valueOf(*cache, "a", "k") == (readFile(file) == changed ? "2" : "1"));
+    errors.clearErrors();
+    return worked && !failed;
+  });
+  EXPECT_EQ(names(), "a.ini ");
+  sweepAllocations([&] {
+    ZuIni ini;
+    short number = 0;
+    const bool known = ini.open(bytes(file)) == 0 && ini.getEntry(bytes("a"), bytes("k"), &number, 7) == 0;
+    const FaultPause pause;
+    EXPECT_TRUE(!known || number == 2 || number == 7);
+    ini.close();
+    delete bosGetPTaskIniList();
+    bosPutPTaskIniList(nullptr);
+    errors.clearErrors();
+    return number == 2;
+  });
+}
+
+TEST(ProfileNames, Modules) {
+  const struct {
+    const char* module;
+    unsigned long size;
+    const char* name;
+  } cases[] = {{"libx", 8, "libx.so"}, {"libx", 7, "libx"}, {"libx", 3, "li"}, {"", 9, ""}};
+  for (const auto& c : cases) {
+    unsigned char out[20];
+    unsigned short wide[20];
+    const std::u16string module(c.module, c.module + strlen(c.module));
+    EXPECT_EQ(zuGetModName(bytes(c.module), out, c.size), strlen(c.name));
+    EXPECT_EQ(zuGetModFileNameW(units(module), c.size, wide), strlen(c.name));
+    EXPECT_EQ(text(out), c.name);
+    EXPECT_EQ(std::string(wide, wide + strlen(c.name) + 1), std::string(c.name) + '\0');
+  }
+}
+
+}  // namespace
