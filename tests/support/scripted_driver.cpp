@@ -61,6 +61,15 @@ int DriverScript::count(const std::string& function) {
   return counts[function];
 }
 
+std::string DriverScript::takeLog(const std::string& function) {
+  const std::lock_guard hold(mutex);
+  std::string taken;
+  for (const std::string& entry : log)
+    if (entry.starts_with(function)) taken += (taken.empty() ? "" : " ") + entry;
+  log.clear();
+  return taken;
+}
+
 std::vector<ScriptExecution> DriverScript::executed() {
   const std::lock_guard hold(mutex);
   return executions;

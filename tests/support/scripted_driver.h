@@ -64,6 +64,9 @@ struct ScriptExecution {
   std::vector<std::string> parameters;
 };
 
+// An attribute of connections that the driver defines, a text.
+constexpr SQLINTEGER SCRIPTED_TEXT_ATTRIBUTE = 1234;
+
 class DriverScript {
  public:
   DriverScript();
@@ -73,6 +76,7 @@ class DriverScript {
   std::map<std::string, ScriptAnswer> answers;
   std::vector<ScriptFault> faults;
   std::map<SQLUSMALLINT, std::variant<std::string, SQLUSMALLINT, SQLUINTEGER>> info;  // SQLGetInfo
+  SQLULEN largestRowset = ~SQLULEN{0};  // a larger SQL_ROWSET_SIZE becomes this, with 01S02
   bool oneActiveStatement = false;  // a second statement fails while another has rows left; set `info` too
   int failAtCall = 0;               // this call of all fails with HY000, for sweeps; 0: none
 
@@ -80,7 +84,7 @@ class DriverScript {
   std::string gate;
 
   // What happened.
-  std::vector<std::string> log;  // the functions called, in order
+  std::vector<std::string> log;  // the functions called, in order; "SQLSetStmtAttr 27=3" for a setting
   std::map<std::string, int>
       counts;  // calls by function, which ScriptFault::nth goes by; clear it to start anew
   std::vector<ScriptExecution> executions;
@@ -94,6 +98,9 @@ class DriverScript {
 
   // How often a function was called.
   int count(const std::string& function);
+
+  // Takes the entries of `log` that begin with `function`, with blanks between. The log is then empty.
+  std::string takeLog(const std::string& function);
   std::vector<ScriptExecution> executed();
 
   void closeGate(const std::string& function);

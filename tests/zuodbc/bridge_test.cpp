@@ -2,68 +2,287 @@
 
 #include "tests/support/odbc_fixture.h"
 #include "tests/support/scripted_driver.h"
+#include "zuodbc/call/sqlstates.h"
 
 namespace {
 
 SQLCHAR* text(const char* literal) { return reinterpret_cast<SQLCHAR*>(const_cast<char*>(literal)); }
 
 struct Bridge {
-  Bridge(ScriptedVariant variant, SQLULEN odbcVersion)
-      : driver(variant, script), conn(SQL_CUR_USE_DRIVER, odbcVersion) {
-    script.answers["select"] = scriptedRows(5);
+  explicit Bridge(ScriptedVariant variant, SQLULEN odbcVersion = SQL_OV_ODBC3,
+                  SQLULEN cursors = SQL_CUR_USE_DRIVER)
+      : driver(variant, script), conn(cursors, odbcVersion) {
+    script.answers["select"] = scriptedRows(9);
     ScriptAnswer dates;
     // The other version's code than the application's.
     dates.columns = {{"day", SQLSMALLINT(odbcVersion == SQL_OV_ODBC3 ? SQL_DATE : SQL_TYPE_DATE)}};
     dates.rows = {{{"2024-02-29"}, "", SQL_SUCCESS}};
     script.answers["dates"] = dates;
+  }
+  void connect() {
     EXPECT_SQL(SQL_SUCCESS, conn, conn.connect(driver.connectionString()));
+    script.takeLog("");
   }
   DriverScript script;
   ScriptedDriver driver;
   OdbcConnection conn;
 };
 
-TEST(Bridge, AVersion3ApplicationScrollsRowSetsOverAVersion2Driver) {
-  Bridge b(ScriptedVariant::Odbc2, SQL_OV_ODBC3);
-  OdbcStatement stmt(b.conn);
-  SQLULEN fetched = 99;
-  SQLUSMALLINT status[3] = {9, 9, 9};
-  SQLINTEGER id[3] = {};
-  EXPECT_SQL(SQL_SUCCESS, stmt, stmt.set(SQL_ATTR_ROW_ARRAY_SIZE, SQLULEN(3)));
-  EXPECT_SQL(SQL_SUCCESS, stmt, stmt.set(SQL_ATTR_ROWS_FETCHED_PTR, static_cast<void*>(&fetched)));
-  EXPECT_SQL(SQL_SUCCESS, stmt, stmt.set(SQL_ATTR_ROW_STATUS_PTR, static_cast<void*>(status)));
-  EXPECT_SQL(SQL_SUCCESS, stmt, SQLBindCol(stmt, 1, SQL_C_SLONG, id, 0, nullptr));
-  ASSERT_SQL(SQL_SUCCESS, stmt, stmt.execute("select 1"));
-  ASSERT_SQL(SQL_SUCCESS, stmt, SQLFetchScroll(stmt, SQL_FETCH_NEXT, 0));
-  EXPECT_EQ(3u, fetched);
-  EXPECT_EQ(3, id[2]);
-  ASSERT_SQL(SQL_SUCCESS, stmt, SQLFetch(stmt)) << "goes on by row sets too";
-  EXPECT_EQ(2u, fetched);
-  EXPECT_EQ(5, id[1]);
-  EXPECT_EQ(SQL_ROW_NOROW, status[2]);
-  EXPECT_EQ(2, b.script.count("SQLExtendedFetch"));
-  EXPECT_EQ(0, b.script.count("SQLFetch"));
-  EXPECT_SQL(SQL_SUCCESS, stmt, SQLCloseCursor(stmt)) << "by SQLFreeStmt";
+struct Connected : Bridge {
+  template <class... Arguments>
+  explicit Connected(Arguments... arguments) : Bridge(arguments...) {
+    connect();
+  }
+};
 
-  // Without places for count and status the driver gets places all the same.
-  EXPECT_SQL(SQL_SUCCESS, stmt, stmt.set(SQL_ATTR_ROWS_FETCHED_PTR, static_cast<void*>(nullptr)));
-  EXPECT_SQL(SQL_SUCCESS, stmt, stmt.set(SQL_ATTR_ROW_STATUS_PTR, static_cast<void*>(nullptr)));
+TEST(Bridge, SqlstatesOfEitherVersion) {
+  const struct {
+    const char* version3;
+    const char* version2;
+    bool isOneWay = false;  // down only
+  } pairs[] = {
+      {"42000", "37000"},       {"HY018", "70100"},       {"42S01", "S0001"},       {"42S02", "S0002"},
+      {"42S11", "S0011"},       {"42S12", "S0012"},       {"42S21", "S0021"},       {"42S22", "S0022"},
+      {"42S23", "S0023"},       {"22018", "22005"},       {"07009", "S1002"},       {"HY000", "S1000"},
+      {"HY010", "S1010"},       {"HYC00", "S1C00"},       {"HYT00", "S1T00"},       {"HY105", "S1105"},
+      {"08S01", "08S01"},       {"01004", "01004"},       {"IM001", "IM001"},       {"22007", "22008", true},
+      {"07005", "24000", true}, {"HY007", "S1010", true}, {"HY019", "22003", true}, {"HY024", "S1009", true},
+      {"HYT01", "S1T00", true},
+  };
+  char out[6];
+  for (const auto& pair : pairs) {
+    dm::mapState(pair.version3, true, out);
+    EXPECT_STREQ(pair.version2, out);
+    dm::mapState(pair.version2, true, out);
+    EXPECT_STREQ(pair.version2, out) << "is in the old form already";
+    dm::mapState(pair.version2, false, out);
+    if (!pair.isOneWay) {
+      EXPECT_STREQ(pair.version3, out);
+    }
+  }
+  for (const char* old : {"01S03", "01S04", "S1093"}) {
+    dm::mapState(old, false, out);
+    EXPECT_STREQ(old[0] == 'S' ? "07009" : "01001", out);
+  }
+}
+
+TEST(Bridge, TypesSpeakTheVersionOfWhoeverReadsThem) {
+  for (const auto& [variant, version, told, asked] :
+       {std::tuple{ScriptedVariant::Odbc3, SQL_OV_ODBC2, SQL_TIMESTAMP, SQL_TIMESTAMP},
+        std::tuple{ScriptedVariant::Odbc2, SQL_OV_ODBC3, SQL_TYPE_TIMESTAMP, SQL_TIMESTAMP}}) {
+    Connected b(variant, SQLULEN(version));
+    OdbcStatement stmt(b.conn);
+    SQLINTEGER value = 0;
+    EXPECT_SQL(SQL_SUCCESS, stmt,
+               SQLBindParameter(stmt, 1, SQL_PARAM_INPUT, SQLSMALLINT(told), SQLSMALLINT(told), 10, 0, &value,
+                                0, nullptr));
+    const std::string bound = variant == ScriptedVariant::Odbc3 ? "93=93" : "11=11";
+    EXPECT_EQ("SQLBindParameter " + bound, b.script.takeLog("SQLBindParameter"));
+    EXPECT_SQL(SQL_SUCCESS, stmt, SQLGetTypeInfo(stmt, SQLSMALLINT(told)));
+    EXPECT_EQ("SQLGetTypeInfo 0=" + std::to_string(asked), b.script.takeLog("SQLGetTypeInfo"));
+    EXPECT_SQL(SQL_SUCCESS, stmt, SQLFreeStmt(stmt, SQL_CLOSE));
+    EXPECT_SQL(SQL_SUCCESS, stmt, SQLFreeStmt(stmt, SQL_RESET_PARAMS));
+    ASSERT_SQL(SQL_SUCCESS, stmt, stmt.execute("dates"));
+    SQLSMALLINT type = 0;
+    EXPECT_SQL(SQL_SUCCESS, stmt,
+               SQLDescribeCol(stmt, 1, nullptr, 0, nullptr, &type, nullptr, nullptr, nullptr));
+    EXPECT_EQ(version == SQL_OV_ODBC2 ? SQL_DATE : SQL_TYPE_DATE, type);
+    SQLLEN number = 0;
+    EXPECT_SQL(SQL_SUCCESS, stmt,
+               SQLColAttribute(stmt, 1, SQL_DESC_CONCISE_TYPE, nullptr, 0, nullptr, &number));
+    EXPECT_EQ(type, number);
+    if (version == SQL_OV_ODBC2) continue;
+    EXPECT_SQL(SQL_SUCCESS, stmt, SQLColAttribute(stmt, 1, SQL_DESC_TYPE, nullptr, 0, nullptr, &number));
+    EXPECT_EQ(SQL_DATETIME, number);
+  }
+}
+
+// A version 3 driver that refuses the application's version only knows its own codes.
+TEST(Bridge, ADriverThatRefusesTheVersionGetsItsOwnTypes) {
+  Bridge b(ScriptedVariant::Odbc3, SQL_OV_ODBC2);
+  b.script.faults = {{"SQLSetEnvAttr", 1, SQL_ERROR, "HYC00"}};
+  b.connect();
+  OdbcStatement stmt(b.conn);
+  EXPECT_SQL(SQL_SUCCESS, stmt, SQLGetTypeInfo(stmt, SQL_TIMESTAMP));
+  EXPECT_EQ("SQLGetTypeInfo 0=93", b.script.takeLog("SQLGetTypeInfo"));
+}
+
+TEST(Bridge, ADriverThatDoesNotKnowItsVersionIsOfVersion1) {
+  Bridge b(ScriptedVariant::Odbc3);
+  b.script.info.erase(SQL_DRIVER_ODBC_VER);
+  b.connect();
+  char version[8] = "";
+  SQLSMALLINT length = 0;
+  EXPECT_SQL(SQL_SUCCESS, b.conn, SQLGetInfo(b.conn, SQL_DRIVER_ODBC_VER, version, sizeof version, &length));
+  EXPECT_STREQ("01.00", version);
+  EXPECT_SQL(SQL_SUCCESS_WITH_INFO, b.conn, SQLGetInfo(b.conn, SQL_DRIVER_ODBC_VER, version, 3, &length));
+  EXPECT_EQ("01004", b.conn.states());
+  OdbcStatement stmt(b.conn);
+  SQLSMALLINT type = SQL_TYPE_DATE;
+  EXPECT_SQL(SQL_SUCCESS, stmt, SQLGetTypeInfo(stmt, type));
+  EXPECT_EQ("SQLGetTypeInfo 0=9", b.script.takeLog("SQLGetTypeInfo"));
+}
+
+// An array of rows that is followed by a guard.
+struct Rows {
+  static constexpr SQLINTEGER kGuard = 0x5A5A5A5A;
+  SQLINTEGER ids[8];
+  SQLUSMALLINT statuses[8];
+  SQLULEN count = 99;
+  Rows() {
+    std::fill_n(ids, 8, kGuard);
+    std::fill_n(statuses, 8, SQLUSMALLINT(99));
+  }
+  void bind(OdbcStatement& stmt) {
+    EXPECT_SQL(SQL_SUCCESS, stmt, SQLBindCol(stmt, 1, SQL_C_SLONG, ids, 0, nullptr));
+    EXPECT_SQL(SQL_SUCCESS, stmt, stmt.set(SQL_ATTR_ROWS_FETCHED_PTR, static_cast<void*>(&count)));
+    EXPECT_SQL(SQL_SUCCESS, stmt, stmt.set(SQL_ATTR_ROW_STATUS_PTR, static_cast<void*>(statuses)));
+  }
+  // "3: 1 2 3" for three rows, of which only these are written.
+  std::string seen() const {
+    std::string all = std::to_string(count) + ":";
+    for (int i = 0; i < 8 && ids[i] != kGuard; ++i) all += " " + std::to_string(ids[i]);
+    return all;
+  }
+};
+
+// ODBC 2 has one size where ODBC 3 has two; each function uses the one that was set for it.
+TEST(Bridge, BothRowSetSizesOverAnOldDriver) {
+  Connected b(ScriptedVariant::Odbc2);
+  for (const bool rowsetLast : {false, true}) {
+    OdbcStatement stmt(b.conn);
+    Rows scrolled;
+    scrolled.bind(stmt);
+    if (rowsetLast) {
+      EXPECT_SQL(SQL_SUCCESS, stmt, stmt.set(SQL_ATTR_ROW_ARRAY_SIZE, SQLULEN(3)));
+    }
+    EXPECT_SQL(SQL_SUCCESS, stmt, SQLSetStmtOption(stmt, SQL_ROWSET_SIZE, 5));
+    if (!rowsetLast) {
+      EXPECT_SQL(SQL_SUCCESS, stmt, stmt.set(SQL_ATTR_ROW_ARRAY_SIZE, SQLULEN(3)));
+    }
+    SQLULEN arraySize = 0, rowset = 0;
+    EXPECT_SQL(SQL_SUCCESS, stmt, SQLGetStmtAttr(stmt, SQL_ATTR_ROW_ARRAY_SIZE, &arraySize, 0, nullptr));
+    EXPECT_SQL(SQL_SUCCESS, stmt, SQLGetStmtOption(stmt, SQL_ROWSET_SIZE, &rowset));
+    EXPECT_EQ(3u, arraySize);
+    EXPECT_EQ(5u, rowset);
+    ASSERT_SQL(SQL_SUCCESS, stmt, stmt.execute("select 1"));
+    ASSERT_SQL(SQL_SUCCESS, stmt, SQLFetchScroll(stmt, SQL_FETCH_NEXT, 0));
+    EXPECT_EQ("3: 1 2 3", scrolled.seen());
+    EXPECT_EQ(99, scrolled.statuses[3]);
+    ASSERT_SQL(SQL_SUCCESS, stmt, SQLFetch(stmt));
+    EXPECT_EQ("3: 4 5 6", scrolled.seen());
+    EXPECT_SQL(SQL_SUCCESS, stmt, SQLCloseCursor(stmt));
+
+    // Without places for count and status the driver gets places all the same.
+    ASSERT_SQL(SQL_SUCCESS, stmt, stmt.execute("select 1"));
+    EXPECT_SQL(SQL_SUCCESS, stmt, SQLExtendedFetch(stmt, SQL_FETCH_NEXT, 0, nullptr, nullptr));
+    EXPECT_EQ("3: 1 2 3 4 5", scrolled.seen());
+  }
+  EXPECT_EQ("", b.script.takeLog("SQLFetch")) << "such drivers forbid to mix it with SQLExtendedFetch";
+}
+
+TEST(Bridge, ARowSetSizeOfTheConnectionCountsForItsStatements) {
+  Connected b(ScriptedVariant::Odbc2, SQL_OV_ODBC2);
+  OdbcStatement before(b.conn);
+  EXPECT_SQL(SQL_SUCCESS, b.conn, SQLSetConnectOption(b.conn, SQL_ROWSET_SIZE, 6));
+  OdbcStatement after(b.conn);
+  for (OdbcStatement* stmt : {&before, &after}) {
+    SQLULEN rowset = 0;
+    EXPECT_SQL(SQL_SUCCESS, *stmt, SQLGetStmtOption(*stmt, SQL_ROWSET_SIZE, &rowset));
+    EXPECT_EQ(6u, rowset);
+    // The driver of the test keeps it for statements that set it.
+    EXPECT_SQL(SQL_SUCCESS, *stmt, SQLSetStmtOption(*stmt, SQL_ROWSET_SIZE, 5));
+    ASSERT_SQL(SQL_SUCCESS, *stmt, stmt->execute("select 1"));
+    EXPECT_SQL(SQL_SUCCESS, *stmt, SQLExtendedFetch(*stmt, SQL_FETCH_NEXT, 0, nullptr, nullptr));
+  }
+}
+
+TEST(Bridge, ARowSetSizeThatTheDriverChangesIsTheOneThatCounts) {
+  Connected b(ScriptedVariant::Odbc2);
+  b.script.largestRowset = 2;
+  OdbcStatement stmt(b.conn);
+  Rows rows;
+  rows.bind(stmt);
+  EXPECT_SQL(SQL_SUCCESS_WITH_INFO, stmt, stmt.set(SQL_ATTR_ROW_ARRAY_SIZE, SQLULEN(7)));
+  EXPECT_EQ("01S02", stmt.states());
+  SQLULEN size = 0;
+  EXPECT_SQL(SQL_SUCCESS, stmt, SQLGetStmtAttr(stmt, SQL_ATTR_ROW_ARRAY_SIZE, &size, 0, nullptr));
+  EXPECT_EQ(2u, size);
   ASSERT_SQL(SQL_SUCCESS, stmt, stmt.execute("select 1"));
-  EXPECT_SQL(SQL_SUCCESS, stmt, SQLFetchScroll(stmt, SQL_FETCH_NEXT, 0));
-  EXPECT_EQ(3, id[2]);
+  EXPECT_SQL(SQL_SUCCESS, stmt, SQLFetch(stmt));
+  EXPECT_EQ("2: 1 2", rows.seen());
+}
+
+// The only way to fetch of the oldest drivers is one row at a time.
+TEST(Bridge, RowArraysOverADriverWithoutThem) {
+  for (const SQLULEN cursors : {SQL_CUR_USE_DRIVER, SQL_CUR_USE_ODBC}) {
+    for (const ScriptedVariant variant : {ScriptedVariant::Odbc1, ScriptedVariant::Odbc2}) {
+      const bool canExtend = variant == ScriptedVariant::Odbc2;
+      Connected b(variant, SQLULEN(SQL_OV_ODBC3), cursors);
+      OdbcStatement stmt(b.conn);
+      Rows rows;
+      rows.bind(stmt);
+      ASSERT_SQL(SQL_SUCCESS, stmt, stmt.execute("select 1"));
+      EXPECT_SQL(SQL_SUCCESS, stmt, SQLFetch(stmt));
+      EXPECT_EQ("1: 1", rows.seen());
+      EXPECT_EQ(SQL_ROW_SUCCESS, rows.statuses[0]);
+      const bool isSetHere = cursors == SQL_CUR_USE_ODBC;  // the cursor library takes any size
+      EXPECT_SQL(canExtend || isSetHere ? SQL_SUCCESS : SQL_ERROR, stmt,
+                 stmt.set(SQL_ATTR_ROW_ARRAY_SIZE, SQLULEN(3)));
+      if (canExtend) {
+        EXPECT_SQL(SQL_SUCCESS, stmt, SQLFetch(stmt));
+        EXPECT_EQ("3: 2 3 4", rows.seen());
+      } else if (isSetHere) {
+        EXPECT_SQL(SQL_ERROR, stmt, SQLFetch(stmt));
+        EXPECT_EQ("HYC00", stmt.states());
+        EXPECT_EQ("1: 1", rows.seen());
+      } else {
+        EXPECT_EQ("HYC00", stmt.states());
+        EXPECT_SQL(SQL_ERROR, stmt, SQLFetchScroll(stmt, SQL_FETCH_LAST, 0));
+        EXPECT_EQ("IM001", stmt.states());
+        EXPECT_SQL(SQL_SUCCESS, stmt, SQLFetchScroll(stmt, SQL_FETCH_NEXT, 0));
+        EXPECT_EQ("1: 2", rows.seen());
+        EXPECT_SQL(SQL_ERROR, stmt, SQLMoreResults(stmt));
+        EXPECT_EQ("IM001", stmt.states());
+      }
+    }
+  }
+}
+
+// An error in the only row is an error to SQLFetch and a warning to SQLExtendedFetch.
+TEST(Bridge, AnErrorInTheOnlyRow) {
+  for (const auto& [variant, extended] :
+       {std::pair{ScriptedVariant::Odbc2, false}, {ScriptedVariant::Odbc3, true}}) {
+    Connected b(variant, SQLULEN(extended ? SQL_OV_ODBC2 : SQL_OV_ODBC3));
+    b.script.answers["select"].rows[0].sqlstate = "22003";
+    b.script.faults = {{"SQLExtendedFetch", 1, SQL_SUCCESS_WITH_INFO, ""}};
+    OdbcStatement stmt(b.conn);
+    SQLUSMALLINT status = 99;
+    SQLULEN count = 99;
+    ASSERT_SQL(SQL_SUCCESS, stmt, stmt.execute("select 1"));
+    if (extended) {
+      EXPECT_SQL(SQL_ERROR, stmt, SQLExtendedFetch(stmt, SQL_FETCH_NEXT, 0, &count, &status))
+          << "the driver names no row in error";
+    } else {
+      EXPECT_SQL(SQL_ERROR, stmt, SQLFetch(stmt));
+    }
+    EXPECT_EQ("22003", stmt.states());
+  }
 }
 
 TEST(Bridge, AVersion2ApplicationUsesItsOldCallsOverAVersion3Driver) {
-  Bridge b(ScriptedVariant::Odbc3, SQL_OV_ODBC2);
+  Connected b(ScriptedVariant::Odbc3, SQL_OV_ODBC2);
   OdbcStatement stmt(b.conn);
   SQLINTEGER id[2] = {};
   SQLULEN fetched = 99;
   SQLUSMALLINT status[2] = {9, 9};
-  EXPECT_SQL(SQL_SUCCESS, stmt, SQLSetStmtOption(stmt, SQL_ROWSET_SIZE, 2));
+  EXPECT_SQL(SQL_SUCCESS, stmt, SQLSetScrollOptions(stmt, SQL_CONCUR_READ_ONLY, SQL_SCROLL_FORWARD_ONLY, 2));
+  EXPECT_EQ("SQLSetStmtAttr 6=0 SQLSetStmtAttr 7=1", b.script.takeLog("SQLSetStmtAttr"));
   EXPECT_SQL(SQL_SUCCESS, stmt, SQLSetStmtOption(stmt, SQL_QUERY_TIMEOUT, 7));
   SQLULEN timeout = 0;
   EXPECT_SQL(SQL_SUCCESS, stmt, SQLGetStmtOption(stmt, SQL_QUERY_TIMEOUT, &timeout));
   EXPECT_EQ(7u, timeout);
+  EXPECT_SQL(SQL_SUCCESS, stmt, SQLGetStmtOption(stmt, SQL_QUERY_TIMEOUT, nullptr));
   EXPECT_SQL(SQL_SUCCESS, stmt, SQLBindCol(stmt, 1, SQL_C_SLONG, id, 0, nullptr));
   ASSERT_SQL(SQL_SUCCESS, stmt, stmt.execute("select 1"));
   SQLLEN number = 0;
@@ -74,16 +293,41 @@ TEST(Bridge, AVersion2ApplicationUsesItsOldCallsOverAVersion3Driver) {
   EXPECT_SQL(SQL_SUCCESS, stmt,
              SQLColAttributes(stmt, 1, SQL_COLUMN_NAME, name, sizeof name, &length, &number));
   EXPECT_STREQ("id", name);
+  b.script.takeLog("");
   ASSERT_SQL(SQL_SUCCESS, stmt, SQLExtendedFetch(stmt, SQL_FETCH_NEXT, 0, &fetched, status));
   EXPECT_EQ(2u, fetched);
   EXPECT_EQ(2, id[1]);
   EXPECT_EQ(SQL_ROW_SUCCESS, status[1]);
+  EXPECT_EQ(
+      "SQLSetStmtAttr 27=2 SQLSetStmtAttr 26=1 SQLSetStmtAttr 25=1 SQLSetStmtAttr 27=1 SQLSetStmtAttr 26=0 "
+      "SQLSetStmtAttr 25=0",
+      b.script.takeLog("SQLSetStmtAttr"))
+      << "the driver's row array is lent and given back";
+}
+
+TEST(Bridge, AnExtendedFetchThatStillExecutesKeepsTheDriversRowArray) {
+  Connected b(ScriptedVariant::Odbc3, SQL_OV_ODBC2);
+  OdbcStatement stmt(b.conn);
+  EXPECT_SQL(SQL_SUCCESS, stmt, SQLSetStmtOption(stmt, SQL_ASYNC_ENABLE, SQL_ASYNC_ENABLE_ON));
+  ASSERT_SQL(SQL_SUCCESS, stmt, stmt.execute("select 1"));
+  b.script.counts.clear();
+  b.script.faults = {{"SQLFetchScroll", 1, SQL_STILL_EXECUTING, ""}};
+  b.script.takeLog("");
+  SQLULEN fetched = 0;
+  SQLUSMALLINT status = 99;
+  EXPECT_EQ(SQL_STILL_EXECUTING, SQLExtendedFetch(stmt, SQL_FETCH_NEXT, 0, &fetched, &status));
+  EXPECT_SQL(SQL_SUCCESS, stmt, SQLExtendedFetch(stmt, SQL_FETCH_NEXT, 0, &fetched, &status));
+  EXPECT_EQ(
+      "SQLSetStmtAttr 27=1 SQLSetStmtAttr 26=1 SQLSetStmtAttr 25=1 SQLFetchScroll SQLFetchScroll "
+      "SQLSetStmtAttr 27=1 SQLSetStmtAttr 26=0 SQLSetStmtAttr 25=0",
+      b.script.takeLog("SQL"));
+  EXPECT_EQ(1u, fetched);
 }
 
 TEST(Bridge, ParameterArraysGoEitherWay) {
   for (auto [variant, version] :
        {std::pair{ScriptedVariant::Odbc3, SQL_OV_ODBC2}, {ScriptedVariant::Odbc2, SQL_OV_ODBC3}}) {
-    Bridge b(variant, version);
+    Connected b(variant, SQLULEN(version));
     OdbcStatement stmt(b.conn);
     SQLULEN done = 0;
     if (version == SQL_OV_ODBC2) {
@@ -103,25 +347,38 @@ TEST(Bridge, ParameterArraysGoEitherWay) {
   }
 }
 
-TEST(Bridge, DateTypesSpeakTheApplicationsVersion) {
-  for (auto [variant, version, expected] : {std::tuple{ScriptedVariant::Odbc3, SQL_OV_ODBC2, SQL_DATE},
-                                            {ScriptedVariant::Odbc2, SQL_OV_ODBC3, SQL_TYPE_DATE}}) {
-    Bridge b(variant, version);
+// The cursor library accepts parameter settings that an old driver cannot obey: the execution is refused.
+TEST(Bridge, ParameterSettingsThatAnOldDriverCannotObey) {
+  Connected b(ScriptedVariant::Odbc2, SQLULEN(SQL_OV_ODBC3), SQLULEN(SQL_CUR_USE_ODBC));
+  SQLLEN offset = 0;
+  SQLUSMALLINT statuses[2] = {};
+  SQLINTEGER value[2] = {1, 2};
+  const std::pair<SQLINTEGER, void*> settings[] = {
+      {SQL_ATTR_PARAM_BIND_OFFSET_PTR, &offset},
+      {SQL_ATTR_PARAM_OPERATION_PTR, statuses},
+      {SQL_ATTR_PARAM_STATUS_PTR, statuses},
+      {SQL_ATTR_PARAM_BIND_TYPE, reinterpret_cast<void*>(SQLULEN(16))},
+  };
+  for (const auto& [attribute, setting] : settings) {
     OdbcStatement stmt(b.conn);
-    ASSERT_SQL(SQL_SUCCESS, stmt, stmt.execute("dates"));
-    SQLSMALLINT type = 0;
-    EXPECT_SQL(SQL_SUCCESS, stmt,
-               SQLDescribeCol(stmt, 1, nullptr, 0, nullptr, &type, nullptr, nullptr, nullptr));
-    EXPECT_EQ(expected, type);
-    SQLLEN number = 0;
-    EXPECT_SQL(SQL_SUCCESS, stmt,
-               SQLColAttribute(stmt, 1, SQL_DESC_CONCISE_TYPE, nullptr, 0, nullptr, &number));
-    EXPECT_EQ(expected, number);
+    EXPECT_SQL(
+        SQL_SUCCESS, stmt,
+        SQLBindParameter(stmt, 1, SQL_PARAM_INPUT, SQL_C_SLONG, SQL_INTEGER, 10, 0, value, 0, nullptr));
+    EXPECT_SQL(SQL_SUCCESS, stmt, stmt.set(SQL_ATTR_PARAMSET_SIZE, SQLULEN(2)));
+    EXPECT_SQL(SQL_SUCCESS, stmt, stmt.set(attribute, setting));
+    EXPECT_SQL(SQL_ERROR, stmt, stmt.execute("insert"));
+    EXPECT_EQ("HYC00", stmt.states()) << attribute;
+    EXPECT_EQ(0u, b.script.executed().size());
+    EXPECT_SQL(SQL_SUCCESS, stmt, stmt.set(attribute, static_cast<void*>(nullptr)));
+    b.script.takeLog("");
+    EXPECT_SQL(SQL_SUCCESS, stmt, stmt.execute("insert"));
+    EXPECT_EQ("SQLParamOptions 22=2", b.script.takeLog("SQLParamOptions"));
+    b.script.executions.clear();
   }
 }
 
-TEST(Bridge, AnOldestDriverFetchesAndBindsByWhatItHas) {
-  Bridge b(ScriptedVariant::Odbc1, SQL_OV_ODBC3);
+TEST(Bridge, AnOldestDriverBindsByWhatItHas) {
+  Connected b(ScriptedVariant::Odbc1);
   OdbcStatement stmt(b.conn);
   SQLINTEGER value = 5;
   EXPECT_SQL(SQL_SUCCESS, stmt,
@@ -131,24 +388,49 @@ TEST(Bridge, AnOldestDriverFetchesAndBindsByWhatItHas) {
       SQL_ERROR, stmt,
       SQLBindParameter(stmt, 2, SQL_PARAM_OUTPUT, SQL_C_SLONG, SQL_INTEGER, 10, 0, &value, 0, nullptr));
   EXPECT_EQ("IM001", stmt.states());
-  SQLULEN fetched = 99;
-  EXPECT_SQL(SQL_SUCCESS, stmt, stmt.set(SQL_ATTR_ROWS_FETCHED_PTR, static_cast<void*>(&fetched)));
-  ASSERT_SQL(SQL_SUCCESS, stmt, stmt.execute("select 1"));
-  EXPECT_SQL(SQL_ERROR, stmt, SQLFetchScroll(stmt, SQL_FETCH_LAST, 0));
-  EXPECT_EQ("IM001", stmt.states());
-  EXPECT_SQL(SQL_SUCCESS, stmt, SQLFetchScroll(stmt, SQL_FETCH_NEXT, 0));
-  EXPECT_EQ(1u, fetched);
-  EXPECT_SQL(SQL_ERROR, stmt, SQLMoreResults(stmt));
-  EXPECT_EQ("IM001", stmt.states());
 }
 
-TEST(Bridge, WhatCannotBeBridgedIsRefusedWithoutADriverCall) {
-  Bridge b(ScriptedVariant::Odbc2, SQL_OV_ODBC3);
+// Statement attributes of ODBC 3 over a driver of ODBC 2: what cannot be bridged is refused without a driver
+// call, and reads as its default.
+TEST(Bridge, AttributesOfVersion3OverAnOldDriver) {
+  Connected b(ScriptedVariant::Odbc2);
   OdbcStatement stmt(b.conn);
-  SQLLEN offset = 0;
-  EXPECT_SQL(SQL_ERROR, stmt, stmt.set(SQL_ATTR_ROW_BIND_OFFSET_PTR, static_cast<void*>(&offset)));
-  EXPECT_EQ("HYC00", stmt.states());
-  EXPECT_SQL(SQL_SUCCESS, stmt, stmt.set(SQL_ATTR_ROW_BIND_OFFSET_PTR, static_cast<void*>(nullptr)));
+  SQLLEN cell = 0;
+  SQLHDESC own = nullptr;
+  EXPECT_SQL(SQL_SUCCESS, stmt, SQLGetStmtAttr(stmt, SQL_ATTR_APP_ROW_DESC, &own, 0, nullptr));
+  const struct {
+    SQLINTEGER attribute;
+    void* value;
+    const char* refused;  // or null
+  } table[] = {
+      {SQL_ATTR_ROW_BIND_OFFSET_PTR, &cell, "HYC00"},
+      {SQL_ATTR_ROW_BIND_OFFSET_PTR, nullptr, nullptr},
+      {SQL_ATTR_ROW_OPERATION_PTR, &cell, "HYC00"},
+      {SQL_ATTR_CURSOR_SCROLLABLE, reinterpret_cast<void*>(SQL_SCROLLABLE), "HYC00"},
+      {SQL_ATTR_CURSOR_SENSITIVITY, nullptr, nullptr},
+      {SQL_ATTR_ENABLE_AUTO_IPD, reinterpret_cast<void*>(SQL_TRUE), "HYC00"},
+      {SQL_ATTR_METADATA_ID, reinterpret_cast<void*>(SQL_TRUE), "HYC00"},
+      {SQL_ATTR_METADATA_ID, nullptr, nullptr},
+      {SQL_ATTR_APP_ROW_DESC, own, nullptr},
+      {SQL_ATTR_APP_ROW_DESC, nullptr, nullptr},
+      {65536 + SQL_BIND_TYPE, reinterpret_cast<void*>(SQLULEN(4)), "HY092"},
+  };
+  b.script.takeLog("");
+  for (const auto& row : table) {
+    EXPECT_SQL(row.refused ? SQL_ERROR : SQL_SUCCESS, stmt, stmt.set(row.attribute, row.value))
+        << row.attribute;
+    if (row.refused) {
+      EXPECT_EQ(row.refused, stmt.states()) << row.attribute;
+    }
+  }
+  for (const SQLINTEGER attribute :
+       {SQL_ATTR_CURSOR_SCROLLABLE, SQL_ATTR_CURSOR_SENSITIVITY, SQL_ATTR_ENABLE_AUTO_IPD,
+        SQL_ATTR_METADATA_ID, SQL_ATTR_ROW_BIND_TYPE}) {
+    SQLULEN value = 99;
+    EXPECT_SQL(SQL_SUCCESS, stmt, SQLGetStmtAttr(stmt, attribute, &value, 0, nullptr)) << attribute;
+    EXPECT_EQ(0u, value) << attribute;
+  }
+  EXPECT_EQ("", b.script.takeLog("SQL"));
   ASSERT_SQL(SQL_SUCCESS, stmt, stmt.execute("select 1"));
   char name[8];
   SQLSMALLINT length = 0;
@@ -159,9 +441,51 @@ TEST(Bridge, WhatCannotBeBridgedIsRefusedWithoutADriverCall) {
   EXPECT_STREQ("id", name);
 }
 
+TEST(Bridge, ConnectionAttributesOverADriverOfEitherVersion) {
+  for (const ScriptedVariant variant : {ScriptedVariant::Odbc2, ScriptedVariant::Odbc3}) {
+    Bridge b(variant);
+    const bool isOld = variant == ScriptedVariant::Odbc2;
+    // Not zero-ended: what lies after the length must not be read.
+    const std::vector<char> exact{'c', 'a', 't', 'z'};
+    auto* catalog = const_cast<char*>(exact.data());
+    EXPECT_SQL(SQL_SUCCESS, b.conn,
+               SQLSetConnectAttr(b.conn, SCRIPTED_TEXT_ATTRIBUTE, text("early"), SQL_NTS));
+    b.connect();
+    char value[300] = "";
+    SQLINTEGER length = 0;
+    EXPECT_SQL(SQL_SUCCESS, b.conn,
+               SQLGetConnectAttr(b.conn, SCRIPTED_TEXT_ATTRIBUTE, value, sizeof value, &length));
+    EXPECT_STREQ("early", value);
+    EXPECT_EQ(5, length);
+    for (const SQLINTEGER attribute : {SQL_ATTR_CURRENT_CATALOG, SCRIPTED_TEXT_ATTRIBUTE}) {
+      EXPECT_SQL(SQL_SUCCESS, b.conn, SQLSetConnectAttr(b.conn, attribute, catalog, 4));
+      EXPECT_SQL(SQL_SUCCESS, b.conn, SQLGetConnectAttr(b.conn, attribute, value, sizeof value, &length));
+      EXPECT_STREQ("catz", value) << attribute;
+      EXPECT_SQL(SQL_SUCCESS_WITH_INFO, b.conn, SQLGetConnectAttr(b.conn, attribute, value, 3, &length));
+      EXPECT_EQ("01004", b.conn.states());
+      EXPECT_STREQ("ca", value);
+      EXPECT_EQ(4, length);
+    }
+    EXPECT_SQL(SQL_ERROR, b.conn, SQLSetConnectAttr(b.conn, SQL_ATTR_CURRENT_CATALOG, catalog, -7));
+    EXPECT_EQ("HY090", b.conn.states());
+    EXPECT_SQL(SQL_ERROR, b.conn, SQLSetConnectAttr(b.conn, SQL_ATTR_CURRENT_CATALOG, nullptr, 0));
+    EXPECT_EQ("HY009", b.conn.states());
+    EXPECT_SQL(SQL_SUCCESS, b.conn, SQLSetConnectOption(b.conn, SQL_ACCESS_MODE, SQL_MODE_READ_ONLY));
+    SQLUINTEGER mode = 99;
+    EXPECT_SQL(SQL_SUCCESS, b.conn, SQLGetConnectOption(b.conn, SQL_ACCESS_MODE, &mode));
+    EXPECT_EQ(SQLUINTEGER(SQL_MODE_READ_ONLY), mode);
+    EXPECT_SQL(isOld ? SQL_ERROR : SQL_SUCCESS, b.conn,
+               SQLSetConnectAttr(b.conn, SQL_ATTR_CONNECTION_TIMEOUT, SQLPOINTER(5), 0));
+    EXPECT_SQL(isOld ? SQL_ERROR : SQL_SUCCESS, b.conn, SQLSetConnectAttr(b.conn, 70000, SQLPOINTER(5), 0));
+    if (isOld) {
+      EXPECT_EQ("HY092", b.conn.states());
+    }
+  }
+}
+
 TEST(CursorNames, AreKeptHereWhenTheDriverKeepsNone) {
   for (ScriptedVariant variant : {ScriptedVariant::Odbc3, ScriptedVariant::NoDescriptors}) {
-    Bridge b(variant, SQL_OV_ODBC3);
+    Connected b(variant);
     OdbcStatement first(b.conn);
     OdbcStatement second(b.conn);
     char name[32] = "";
@@ -188,7 +512,7 @@ TEST(CursorNames, AreKeptHereWhenTheDriverKeepsNone) {
 }
 
 TEST(CursorNames, BadOnesAreRefused) {
-  Bridge b(ScriptedVariant::Odbc3, SQL_OV_ODBC3);
+  Connected b(ScriptedVariant::Odbc3);
   OdbcStatement stmt(b.conn);
   for (const std::string& bad :
        {std::string(), std::string("SQL_CUR1"), std::string("sqlcurx"), std::string(4000, 'x')}) {

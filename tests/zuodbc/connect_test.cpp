@@ -217,6 +217,19 @@ TEST_F(Connecting, InformationOfTheDriverManagerItself) {
   EXPECT_EQ(SQL_ERROR, SQLGetInfo(conn, SQL_DRIVER_HSTMT, &handle, sizeof handle, &length));
   EXPECT_EQ("HY024", conn.states());
 
+  // What the application does not want goes to cells of ours, with and without the cursor library.
+  for (const SQLULEN cursors : {SQL_CUR_USE_DRIVER, SQL_CUR_USE_ODBC}) {
+    script.info[SQL_DBMS_NAME] = std::string(3000, 'n');
+    OdbcConnection other(driver.connectionString(), cursors);
+    for (const SQLUSMALLINT type : {SQL_DBMS_NAME, SQL_MAX_COLUMN_NAME_LEN, SQL_GETDATA_EXTENSIONS}) {
+      EXPECT_SQL(SQL_SUCCESS, other, SQLGetInfo(other, type, nullptr, 0, nullptr)) << type;
+      EXPECT_SQL(SQL_SUCCESS, other, SQLGetInfo(other, type, nullptr, 0, &length)) << type;
+      if (type == SQL_DBMS_NAME) {
+        EXPECT_EQ(3000, length);
+      }
+    }
+  }
+
   SQLUSMALLINT words[SQL_API_ODBC3_ALL_FUNCTIONS_SIZE], one = 99, old[100];
   ASSERT_EQ(SQL_SUCCESS, SQLGetFunctions(conn, SQL_API_ODBC3_ALL_FUNCTIONS, words));
   ASSERT_EQ(SQL_SUCCESS, SQLGetFunctions(conn, SQL_API_ALL_FUNCTIONS, old));
@@ -229,6 +242,60 @@ TEST_F(Connecting, InformationOfTheDriverManagerItself) {
   EXPECT_EQ(SQL_TRUE, SQL_FUNC_EXISTS(words, SQL_API_SQLSETSTMTOPTION)) << "bridged";
   EXPECT_EQ(SQL_ERROR, SQLGetFunctions(conn, 12345, &one));
   EXPECT_EQ("HY095", conn.states());
+}
+
+TEST(Environment, Attributes) {
+  SQLHENV env = nullptr;
+  ASSERT_EQ(SQL_SUCCESS, SQLAllocHandle(SQL_HANDLE_ENV, SQL_NULL_HANDLE, &env));
+  SQLINTEGER value = 99, length = 0;
+  EXPECT_EQ(SQL_ERROR, SQLGetEnvAttr(env, SQL_ATTR_ODBC_VERSION, &value, 0, &length)) << "not set yet";
+  EXPECT_EQ("HY010", sqlstates(SQL_HANDLE_ENV, env));
+  SQLHDBC conn = nullptr;
+  EXPECT_EQ(SQL_ERROR, SQLAllocHandle(SQL_HANDLE_DBC, env, &conn));
+  EXPECT_EQ("HY010", sqlstates(SQL_HANDLE_ENV, env));
+  const struct {
+    SQLINTEGER attribute;
+    SQLULEN value;
+    const char* refused;  // or null
+  } table[] = {
+      {SQL_ATTR_ODBC_VERSION, 4, "HY024"},
+      {SQL_ATTR_ODBC_VERSION, SQL_OV_ODBC3_80, nullptr},
+      {SQL_ATTR_ODBC_VERSION, SQL_OV_ODBC2, nullptr},
+      {SQL_ATTR_CONNECTION_POOLING, SQL_CP_ONE_PER_DRIVER, nullptr},
+      {SQL_ATTR_CONNECTION_POOLING, 9, "S1009"},
+      {SQL_ATTR_CP_MATCH, SQL_CP_RELAXED_MATCH, nullptr},
+      {SQL_ATTR_CP_MATCH, 9, "S1009"},
+      {SQL_ATTR_OUTPUT_NTS, SQL_TRUE, nullptr},
+      {SQL_ATTR_OUTPUT_NTS, SQL_FALSE, "S1C00"},
+      {SQL_ATTR_OUTPUT_NTS, 2, "S1009"},
+      {4711, 0, "S1092"},
+  };
+  for (const auto& row : table) {
+    const SQLPOINTER given = reinterpret_cast<SQLPOINTER>(row.value);
+    EXPECT_EQ(row.refused ? SQL_ERROR : SQL_SUCCESS, SQLSetEnvAttr(env, row.attribute, given, 0));
+    EXPECT_EQ(row.refused ? row.refused : "", sqlstates(SQL_HANDLE_ENV, env));
+    if (row.refused) continue;
+    EXPECT_EQ(SQL_SUCCESS, SQLGetEnvAttr(env, row.attribute, &value, 0, &length));
+    EXPECT_EQ(SQLINTEGER(row.value), value);
+    EXPECT_EQ(4, length);
+  }
+  EXPECT_EQ(SQL_ERROR, SQLGetEnvAttr(env, 4711, &value, 0, nullptr));
+  EXPECT_EQ("S1092", sqlstates(SQL_HANDLE_ENV, env));
+  ASSERT_EQ(SQL_SUCCESS, SQLAllocHandle(SQL_HANDLE_DBC, env, &conn));
+  EXPECT_EQ(SQL_ERROR, SQLSetEnvAttr(env, SQL_ATTR_ODBC_VERSION, SQLPOINTER(SQL_OV_ODBC3), 0));
+  EXPECT_EQ("S1010", sqlstates(SQL_HANDLE_ENV, env)) << "a connection has begun to use it";
+  EXPECT_EQ(SQL_SUCCESS, SQLFreeHandle(SQL_HANDLE_DBC, conn));
+  EXPECT_EQ(SQL_SUCCESS, SQLFreeHandle(SQL_HANDLE_ENV, env));
+
+  // The process's own pooling is set without an environment.
+  EXPECT_EQ(SQL_SUCCESS,
+            SQLSetEnvAttr(SQL_NULL_HENV, SQL_ATTR_CONNECTION_POOLING, SQLPOINTER(SQL_CP_ONE_PER_HENV), 0));
+  EXPECT_EQ(SQL_ERROR, SQLSetEnvAttr(SQL_NULL_HENV, SQL_ATTR_CONNECTION_POOLING, SQLPOINTER(9), 0));
+  EXPECT_EQ(SQL_SUCCESS, SQLGetEnvAttr(SQL_NULL_HENV, SQL_ATTR_CONNECTION_POOLING, &value, 0, nullptr));
+  EXPECT_EQ(SQL_CP_ONE_PER_HENV, SQLULEN(value));
+  EXPECT_EQ(SQL_SUCCESS,
+            SQLSetEnvAttr(SQL_NULL_HENV, SQL_ATTR_CONNECTION_POOLING, SQLPOINTER(SQL_CP_OFF), 0));
+  EXPECT_EQ(SQL_INVALID_HANDLE, SQLGetEnvAttr(SQL_NULL_HENV, SQL_ATTR_CP_MATCH, &value, 0, nullptr));
 }
 
 }  // namespace

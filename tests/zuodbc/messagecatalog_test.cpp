@@ -3,6 +3,8 @@
 
 #include "zuodbc/call/messagecatalog.h"
 
+#include <sys/resource.h>
+
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
@@ -11,12 +13,16 @@
 
 namespace {
 
-// The text and the state of message 64, in a process that has this environment.
-[[noreturn]] void exitWhetherMessageIs(const std::string& expected) {
-  char text[dm::messageTextSize];
+std::string message(unsigned short number) {
+  char text[dm::kMessageTextSize];
   char state[6];
-  dm::readMessage(64, text, sizeof text, state);
-  std::exit(std::string(state) + " " + text == expected ? 0 : 1);
+  dm::readMessage(number, text, sizeof text, state);
+  return std::string(state) + " " + text;
+}
+
+// Ends a process that has this environment.
+[[noreturn]] void exitWhetherMessageIs(const std::string& expected) {
+  std::exit(message(64) == expected ? 0 : 1);
 }
 
 class MessageCatalog : public testing::Test {
@@ -26,11 +32,12 @@ class MessageCatalog : public testing::Test {
     for (const char* variable : {"LC_MESSAGES", "LANG"}) unsetenv(variable);
   }
 
-  // A directory with a catalog of one text, in Latin.
+  // A directory with a catalog of two texts, in Latin.
   std::string latin() const {
     const std::string place = scratch.path() + "/own/locale/en_US/LC_MESSAGES";
     std::filesystem::create_directories(place);
-    std::ofstream(scratch.path() + "/odbc.msg") << "$set 1\n64 Nihil est.\n65 34000\n";
+    std::ofstream(scratch.path() + "/odbc.msg")
+        << "$set 1\n64 Nihil est.\n65 34000\n136 Plenum est.\n137 HY001\n";
     EXPECT_EQ(std::system(("gencat " + place + "/odbc.m " + scratch.path() + "/odbc.msg").c_str()), 0);
     return scratch.path() + "/own";
   }
@@ -58,6 +65,31 @@ TEST_F(MessageCatalog, ProfileFilesNameAnotherDirectory) {
   write("odbc.ini", scratch.path() + "/none");
   EXPECT_EXIT(exitWhetherMessageIs("HY000 64"), testing::ExitedWithCode(0), "")
       << "the user's file wins, and without a catalog the number is the text";
+}
+
+// No profile is read for it, so it looks for no catalog; one that is open is used.
+TEST_F(MessageCatalog, OutOfMemoryNeedsNoCatalog) {
+  write("odbc.ini", latin());
+  const auto steps = [] {
+    const bool before = message(136) == "HY001 Memory allocation error";
+    dm::openMessages();
+    std::exit(before && message(136) == "HY001 Plenum est." ? 0 : 1);
+  };
+  EXPECT_EXIT(steps(), testing::ExitedWithCode(0), "");
+}
+
+TEST_F(MessageCatalog, AFailedOpenIsTriedAgain) {
+  write("odbc.ini", latin());
+  const auto steps = [] {
+    rlimit limit;
+    getrlimit(RLIMIT_NOFILE, &limit);
+    const rlimit none{0, limit.rlim_max};
+    setrlimit(RLIMIT_NOFILE, &none);
+    const bool withoutDescriptor = message(64) == "HY000 64";
+    setrlimit(RLIMIT_NOFILE, &limit);
+    std::exit(withoutDescriptor && message(64) == "34000 Nihil est." ? 0 : 1);
+  };
+  EXPECT_EXIT(steps(), testing::ExitedWithCode(0), "");
 }
 
 }  // namespace

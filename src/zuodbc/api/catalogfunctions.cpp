@@ -56,7 +56,7 @@ extern "C" {
 ZU_API SQLRETURN SQL_API SQLGetTypeInfo(SQLHSTMT handle, SQLSMALLINT type) {
   return callStatement(
       handle, Api::GetTypeInfo, noCursorLibrary, [&](DMStmt& stmt, const DMDriverFunctions& driver) {
-        return ask(driver.SQLGetTypeInfo, stmt.driverHandle, typeForDriver(*stmt.conn, type));
+        return ask(driver.SQLGetTypeInfo, stmt.driverHandle, typeForTypeInfo(*stmt.conn, type));
       });
 }
 

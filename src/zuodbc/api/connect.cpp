@@ -2,7 +2,8 @@
 
 #include "zuodbc/call/entry.h"
 #include "zuodbc/call/text.h"
-#include "zuodbc/driver/connecting.h"
+#include "zuodbc/call/values.h"
+#include "zuodbc/driver/attach.h"
 #include "zuodbc/sources/connectionstring.h"
 #include "zuodbc/sources/datasource.h"
 
@@ -10,7 +11,6 @@ using namespace dm;
 
 namespace {
 
-SQLCHAR* bytes(std::string& text) { return reinterpret_cast<SQLCHAR*>(text.data()); }
 SQLSMALLINT length16(const std::string& text) { return static_cast<SQLSMALLINT>(text.size()); }
 
 // The longest text that fits the 16-bit length of the connect functions.

@@ -4,6 +4,7 @@
 #include <cstring>
 
 #include "zuodbc/call/entry.h"
+#include "zuodbc/call/sqlstates.h"
 #include "zuodbc/call/text.h"
 #include "zuodbc/dmservices.h"
 

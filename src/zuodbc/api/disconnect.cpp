@@ -1,7 +1,7 @@
 // SQLDisconnect: the driver first; then everything that stood on the connection goes with it.
 
 #include "zuodbc/call/entry.h"
-#include "zuodbc/driver/connecting.h"
+#include "zuodbc/driver/attach.h"
 
 using namespace dm;
 

@@ -1,6 +1,8 @@
 // SQLGetInfo and SQLNativeSql.
 
+#include <cstdint>
 #include <cstring>
+#include <vector>
 
 #include "zuodbc/call/entry.h"
 #include "zuodbc/call/text.h"
@@ -10,9 +12,11 @@ using namespace dm;
 
 namespace {
 
-// The ODBC version that the driver manager speaks, and its own version.
-constexpr std::string_view odbcVersion = "03.52";
-constexpr std::string_view managerVersion = "03.52.0001.0000";
+// The ODBC version that the driver manager implements, its own version, and the ODBC version of a driver that
+// does not know the question.
+constexpr std::string_view kOdbcVersion = "03.52";
+constexpr std::string_view kManagerVersion = "03.52.0001.0000";
+constexpr std::string_view kOldestVersion = "01.00";
 
 bool knownWithoutDriver(SQLUSMALLINT type) { return type == SQL_ODBC_VER || type == SQL_DM_VER; }
 
@@ -29,13 +33,13 @@ bool isOwn(SQLUSMALLINT type) {
   }
 }
 
-SQLRETURN tellHandle(const void* handle, SQLPOINTER value, SQLSMALLINT* length) {
+SQLRETURN putHandle(const void* handle, SQLPOINTER value, SQLSMALLINT* length) {
   if (value) std::memcpy(value, &handle, sizeof handle);
   if (length) *length = sizeof handle;
   return SQL_SUCCESS;
 }
 
-// The driver's handle for the application's, which stands in the value cell.
+// Replaces the application's handle in the value cell by the driver's.
 SQLRETURN exchangeHandle(DMConn& conn, int type, SQLPOINTER value, SQLSMALLINT* length) {
   if (!value) return fail(conn, "HY009");
   SQLHANDLE given;
@@ -43,20 +47,39 @@ SQLRETURN exchangeHandle(DMConn& conn, int type, SQLPOINTER value, SQLSMALLINT* 
   DMHandle* handle = findHandle(type, given);
   if (!handle || connectionOf(*handle) != &conn) return fail(conn, "HY024");
   if (type == DM_DESC) haveDriverDescriptor(static_cast<DMDesc&>(*handle));
-  return tellHandle(handle->driverHandle, value, length);
+  return putHandle(handle->driverHandle, value, length);
 }
 
 SQLRETURN ownInformation(DMConn& conn, SQLUSMALLINT type, SQLPOINTER value, SQLSMALLINT size,
                          SQLSMALLINT* length) {
   switch (type) {
-    case SQL_ODBC_VER: return writeText(conn, odbcVersion, value, size, length);
-    case SQL_DM_VER: return writeText(conn, managerVersion, value, size, length);
-    case SQL_DRIVER_HENV: return tellHandle(conn.state->driverEnv, value, length);
-    case SQL_DRIVER_HDBC: return tellHandle(conn.driverHandle, value, length);
-    case SQL_DRIVER_HLIB: return tellHandle(conn.state->driver->module(), value, length);
+    case SQL_ODBC_VER: return writeText(conn, kOdbcVersion, value, size, length);
+    case SQL_DM_VER: return writeText(conn, kManagerVersion, value, size, length);
+    case SQL_DRIVER_HENV: return putHandle(conn.state->driverEnv, value, length);
+    case SQL_DRIVER_HDBC: return putHandle(conn.driverHandle, value, length);
+    case SQL_DRIVER_HLIB: return putHandle(conn.state->driver->module(), value, length);
     case SQL_DRIVER_HSTMT: return exchangeHandle(conn, DM_STMT, value, length);
     default: return exchangeHandle(conn, DM_DESC, value, length);
   }
+}
+
+// Drivers write through null pointers: cells of ours take what the application does not want. `size` bytes
+// may be written to the value, however long the text is.
+SQLRETURN askDriverInformation(DMConn& conn, const DMDriverFunctions& driver, SQLUSMALLINT type,
+                               SQLPOINTER value, SQLSMALLINT size, SQLSMALLINT* length) {
+  if (size < 0) return refuse(conn, "HY090");
+  std::vector<char> scratch;
+  if (!value) {
+    scratch.resize(INT16_MAX);
+    value = scratch.data();
+    size = INT16_MAX;
+  }
+  SQLSMALLINT scratchLength = 0;
+  if (!length) length = &scratchLength;
+  const SQLRETURN rc = ask(driver.SQLGetInfo, conn.driverHandle, type, value, size, length);
+  if (type != SQL_DRIVER_ODBC_VER || SQL_SUCCEEDED(rc)) return rc;
+  return writeText(conn, kOldestVersion, value, size, length) == SQL_SUCCESS ? SQLRETURN(SQL_SUCCESS)
+                                                                             : warnedHere;
 }
 
 }  // namespace
@@ -78,14 +101,13 @@ ZU_API SQLRETURN SQL_API SQLGetInfo(SQLHDBC handle, SQLUSMALLINT type, SQLPOINTE
         return library.CLGetInfo(&conn, type, value, size, length);
       },
       [&](DMConn& conn, const DMDriverFunctions& driver) -> SQLRETURN {
-        if (size < 0) return refuse(conn, "HY090");
-        return ask(driver.SQLGetInfo, conn.driverHandle, type, value, size, length);
+        return askDriverInformation(conn, driver, type, value, size, length);
       });
 }
 
 ZU_API SQLRETURN SQL_API SQLNativeSql(SQLHDBC handle, SQLCHAR* sql, SQLINTEGER length, SQLCHAR* out,
                                       SQLINTEGER outSize, SQLINTEGER* outLength) {
-  auto refusal = [&]() -> const char* {
+  const auto refusal = [&]() -> const char* {
     if (!sql) return "HY009";
     if ((length < 0 && length != SQL_NTS) || outSize < 0) return "HY090";
     return nullptr;

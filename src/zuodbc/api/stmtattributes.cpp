@@ -6,21 +6,18 @@ using namespace dm;
 
 namespace {
 
-SQLPOINTER asPointer(SQLULEN number) { return reinterpret_cast<SQLPOINTER>(number); }
-
-constexpr SQLINTEGER FIRST_ATTRIBUTE = SQL_ATTR_CURSOR_SENSITIVITY;  // -2
-constexpr SQLINTEGER LAST_ATTRIBUTE = 29;
-constexpr SQLINTEGER FIRST_DRIVER_ATTRIBUTE = 1000;
+constexpr SQLINTEGER kFirstAttribute = SQL_ATTR_CURSOR_SENSITIVITY;
+constexpr SQLINTEGER kLastAttribute = 29;  // of those below the driver's own
 
 bool isKnown(SQLINTEGER attribute) {
-  return (attribute >= FIRST_ATTRIBUTE && attribute <= LAST_ATTRIBUTE) || attribute >= FIRST_DRIVER_ATTRIBUTE;
+  return (attribute >= kFirstAttribute && attribute <= kLastAttribute) || attribute >= kFirstDriverAttribute;
 }
 
 bool isReadOnly(SQLINTEGER attribute) {
   return attribute == SQL_GET_BOOKMARK || attribute == SQL_ATTR_ROW_NUMBER;
 }
 
-// These shape the cursor, so they must stand before the statement is prepared or executed.
+// These shape the cursor, so they must be set before the statement is prepared or executed.
 bool shapesCursor(SQLINTEGER attribute) {
   switch (attribute) {
     case SQL_ATTR_CURSOR_SENSITIVITY:
@@ -53,16 +50,16 @@ const char* checkDescriptor(const DMStmt& stmt, SQLINTEGER attribute, SQLPOINTER
 const char* checkSet(DMStmt& stmt, SQLINTEGER attribute, SQLPOINTER value) {
   if (!isKnown(attribute) || isReadOnly(attribute)) return "HY092";
   if (const char* wrong = checkDescriptor(stmt, attribute, value)) return wrong;
-  bool counts = attribute == SQL_ATTR_ROW_ARRAY_SIZE || attribute == SQL_ATTR_PARAMSET_SIZE ||
-                attribute == SQL_ROWSET_SIZE;
+  const bool counts = attribute == SQL_ATTR_ROW_ARRAY_SIZE || attribute == SQL_ATTR_PARAMSET_SIZE ||
+                      attribute == SQL_ROWSET_SIZE;
   if (counts && !value) return "HY024";
   return checkTime(stmt, attribute);
 }
 
 const char* checkGet(const DMStmt& stmt, SQLINTEGER attribute) {
   if (!isKnown(attribute)) return "HY092";
-  StmtState state = stmt.state->sequence.state;
-  bool positioned =
+  const StmtState state = stmt.state->sequence.state;
+  const bool positioned =
       state == StmtState::Fetched || state == StmtState::ExtendedFetched || sequencePending(stmt);
   return isReadOnly(attribute) && !positioned ? "24000" : nullptr;
 }
@@ -73,7 +70,7 @@ const char* checkScrollOptions(SQLUSMALLINT concurrency, SQLLEN keyset, SQLUSMAL
   return nullptr;
 }
 
-// What the driver manager keeps in its own flags, whoever took the attribute.
+// What the driver manager keeps in its own flags, also if the cursor library took the attribute.
 void noteSet(DMStmt& stmt, SQLINTEGER attribute, SQLPOINTER value) {
   if (attribute == SQL_ATTR_ASYNC_ENABLE || attribute == SQL_ATTR_USE_BOOKMARKS)
     keepStmtAttr(stmt, attribute, value);
@@ -88,12 +85,12 @@ ZU_API SQLRETURN SQL_API SQLSetStmtAttr(SQLHSTMT handle, SQLINTEGER attribute, S
   return callChecked(
       handle, Api::SetStmtAttr, [&](DMStmt& stmt) { return checkSet(stmt, attribute, value); },
       [&](DMStmt& stmt, const CursorLibrary& library) {
-        SQLRETURN rc = library.CLSetStmtAttr(&stmt, attribute, value, length);
+        const SQLRETURN rc = library.CLSetStmtAttr(&stmt, attribute, value, length);
         if (SQL_SUCCEEDED(rc)) noteSet(stmt, attribute, value);
         return rc;
       },
       [&](DMStmt& stmt, const DMDriverFunctions& driver) {
-        return driverSetStmtAttr(stmt, driver, attribute, value, length);
+        return driverSetStmtAttr(stmt, driver, Api::SetStmtAttr, attribute, value, length);
       });
 }
 
@@ -101,12 +98,12 @@ ZU_API SQLRETURN SQL_API SQLSetStmtOption(SQLHSTMT handle, SQLUSMALLINT option, 
   return callChecked(
       handle, Api::SetStmtOption, [&](DMStmt& stmt) { return checkSet(stmt, option, asPointer(value)); },
       [&](DMStmt& stmt, const CursorLibrary& library) {
-        SQLRETURN rc = library.CLSetStmtOption(&stmt, option, value);
+        const SQLRETURN rc = library.CLSetStmtOption(&stmt, option, value);
         if (SQL_SUCCEEDED(rc)) noteSet(stmt, option, asPointer(value));
         return rc;
       },
       [&](DMStmt& stmt, const DMDriverFunctions& driver) {
-        return driverSetStmtOption(stmt, driver, option, value);
+        return driverSetStmtAttr(stmt, driver, Api::SetStmtOption, option, asPointer(value), SQL_IS_UINTEGER);
       });
 }
 
@@ -118,7 +115,7 @@ ZU_API SQLRETURN SQL_API SQLGetStmtAttr(SQLHSTMT handle, SQLINTEGER attribute, S
         return library.CLGetStmtAttr(&stmt, attribute, value, length, lengthPtr);
       },
       [&](DMStmt& stmt, const DMDriverFunctions& driver) {
-        return driverGetStmtAttr(stmt, driver, attribute, value, length, lengthPtr);
+        return driverGetStmtAttr(stmt, driver, Api::GetStmtAttr, attribute, value, length, lengthPtr);
       });
 }
 
@@ -129,7 +126,8 @@ ZU_API SQLRETURN SQL_API SQLGetStmtOption(SQLHSTMT handle, SQLUSMALLINT option, 
         return library.CLGetStmtOption(&stmt, option, value);
       },
       [&](DMStmt& stmt, const DMDriverFunctions& driver) {
-        return driverGetStmtOption(stmt, driver, option, value);
+        return driverGetStmtAttr(stmt, driver, Api::GetStmtOption, option, value,
+                                 SQL_MAX_OPTION_STRING_LENGTH, nullptr);
       });
 }
 

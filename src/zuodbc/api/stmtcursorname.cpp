@@ -13,6 +13,7 @@
 #include <string_view>
 
 #include "zuodbc/driver/bridge.h"
+#include "zuodbc/driver/driverdiagnostics.h"
 
 using namespace dm;
 

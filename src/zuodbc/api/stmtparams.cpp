@@ -8,7 +8,7 @@ namespace {
 
 struct Binding {
   SQLUSMALLINT number;
-  SQLSMALLINT ioType;  // 0: the call does not say
+  SQLSMALLINT ioType;  // 0: the function has no such argument
   SQLSMALLINT cType;
   SQLSMALLINT sqlType;
   SQLULEN size;
@@ -39,7 +39,7 @@ SQLRETURN bind(SQLHSTMT handle, Api api, const Binding& b) {
   return callChecked(
       handle, api, [&](DMStmt&) { return checkBinding(b); },
       [&](DMStmt& stmt, const CursorLibrary& library) {
-        SQLSMALLINT ioType = b.ioType ? b.ioType : SQLSMALLINT(SQL_PARAM_INPUT);
+        const SQLSMALLINT ioType = b.ioType ? b.ioType : SQLSMALLINT(SQL_PARAM_INPUT);
         return library.CLBindParameter(&stmt, b.number, ioType, b.cType, b.sqlType, b.size, b.scale, b.data,
                                        b.length, b.lengthPtr);
       },
@@ -69,7 +69,8 @@ ZU_API SQLRETURN SQL_API SQLDescribeParam(SQLHSTMT handle, SQLUSMALLINT number, 
   return callChecked(
       handle, Api::DescribeParam, [&](DMStmt&) { return number == 0 ? "07009" : nullptr; }, noCursorLibrary,
       [&](DMStmt& stmt, const DMDriverFunctions& driver) {
-        SQLRETURN rc = ask(driver.SQLDescribeParam, stmt.driverHandle, number, type, size, scale, nullable);
+        const SQLRETURN rc =
+            ask(driver.SQLDescribeParam, stmt.driverHandle, number, type, size, scale, nullable);
         if (SQL_SUCCEEDED(rc) && type) *type = typeForApplication(*stmt.conn, *type);
         return rc;
       });
@@ -79,10 +80,10 @@ ZU_API SQLRETURN SQL_API SQLBindParameter(SQLHSTMT handle, SQLUSMALLINT number, 
                                           SQLSMALLINT cType, SQLSMALLINT sqlType, SQLULEN size,
                                           SQLSMALLINT scale, SQLPOINTER data, SQLLEN length,
                                           SQLLEN* lengthPtr) {
-  // 0 is the inner sign for "not said": from the application it is no input/output type.
-  SQLSMALLINT said = ioType == 0 ? SQLSMALLINT(-1) : ioType;
+  // An application's 0 is no input/output type; Binding uses it for SQLBindParam.
+  const SQLSMALLINT given = ioType == 0 ? SQLSMALLINT(-1) : ioType;
   return bind(handle, Api::BindParameter,
-              {number, said, cType, sqlType, size, scale, data, length, lengthPtr});
+              {number, given, cType, sqlType, size, scale, data, length, lengthPtr});
 }
 
 ZU_API SQLRETURN SQL_API SQLBindParam(SQLHSTMT handle, SQLUSMALLINT number, SQLSMALLINT cType,
@@ -95,8 +96,9 @@ ZU_API SQLRETURN SQL_API SQLBindParam(SQLHSTMT handle, SQLUSMALLINT number, SQLS
 ZU_API SQLRETURN SQL_API SQLSetParam(SQLHSTMT handle, SQLUSMALLINT number, SQLSMALLINT cType,
                                      SQLSMALLINT sqlType, SQLULEN size, SQLSMALLINT scale, SQLPOINTER data,
                                      SQLLEN* lengthPtr) {
-  return bind(handle, Api::SetParam,
-              {number, 0, cType, sqlType, size, scale, data, SQL_SETPARAM_VALUE_MAX, lengthPtr});
+  return bind(
+      handle, Api::SetParam,
+      {number, SQL_PARAM_INPUT_OUTPUT, cType, sqlType, size, scale, data, SQL_SETPARAM_VALUE_MAX, lengthPtr});
 }
 
 ZU_API SQLRETURN SQL_API SQLParamOptions(SQLHSTMT handle, SQLULEN rows, SQLULEN* rowPtr) {

@@ -2,7 +2,7 @@
 
 #include "zuodbc/call/entry.h"
 #include "zuodbc/dmservices.h"
-#include "zuodbc/driver/connecting.h"
+#include "zuodbc/driver/attach.h"
 
 using namespace dm;
 

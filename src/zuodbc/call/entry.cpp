@@ -1,6 +1,7 @@
 // The parts of the road that need not be in its templates.
 
 #include "zuodbc/call/entry.h"
+#include "zuodbc/driver/driverdiagnostics.h"
 
 namespace dm {
 

@@ -65,6 +65,13 @@ inline SQLRETURN refuse(DMHandle& handle, const char* sqlstate) noexcept {
   return refusedHere;
 }
 
+// The outcome of a driver call that returned `rc`, a success, and of `own`, what the driver manager made of
+// its result with a diagnostic of its own.
+inline SQLRETURN ownOutcome(SQLRETURN rc, SQLRETURN own) noexcept {
+  if (own == SQL_ERROR) return refusedHere;
+  return own == SQL_SUCCESS_WITH_INFO && rc == SQL_SUCCESS ? warnedHere : rc;
+}
+
 // Calls an entry of the driver's table, if it has it.
 template <class Result, class... Parameters, class... Arguments>
 SQLRETURN ask(Result (*function)(Parameters...), Arguments... arguments) {

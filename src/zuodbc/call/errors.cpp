@@ -7,6 +7,7 @@
 
 #include "zuodbc/call/entry.h"
 #include "zuodbc/dmservices.h"
+#include "zuodbc/driver/driverdiagnostics.h"
 
 namespace dm {
 namespace {

@@ -61,12 +61,6 @@ void queueRecord(DMHandle& handle, tagERRBUF* record) noexcept;
 void dropUnsettled(DMHandle& handle) noexcept;
 void settleErrors(DMHandle& handle) noexcept;
 
-// Brings what the last driver call left into the queue, as unsettled records.
-void pullDriverErrors(DMHandle& handle) noexcept;
-
-// The SQLSTATE in the words of ODBC 2 or of ODBC 3. `out` takes five letters and a zero.
-void mapState(const char* sqlstate, bool toVersion2, char* out) noexcept;
-
 }  // namespace dm
 
 #endif

@@ -16,26 +16,27 @@
 namespace dm {
 namespace {
 
-constexpr int messageSet = 1;
-constexpr const char* fallbackLocale = "en_US";
-constexpr const char* noLocale = "C";
+constexpr int kMessageSet = 1;
+constexpr unsigned short kOutOfMemory = 136;
+constexpr const char* kFallbackLocale = "en_US";
+constexpr const char* kNoLocale = "C";
 
 using Path = char[PATH_MAX];
 
-const nl_catd noCatalog = reinterpret_cast<nl_catd>(-1);  // NOLINT: what catopen answers on failure
+const nl_catd kNoCatalog = reinterpret_cast<nl_catd>(-1);  // NOLINT: what catopen returns on failure
 
-// What a variable says when it is set and says more than "no locale".
-const char* wish(const char* variable) {
-  const char* value = std::getenv(variable);
-  return value && *value && std::strcmp(value, noLocale) != 0 ? value : nullptr;
+// The value of a variable, unless it is unset, empty or "C". Null in a set-user-ID program.
+const char* localeFrom(const char* variable) {
+  const char* value = secure_getenv(variable);
+  return value && *value && std::strcmp(value, kNoLocale) != 0 ? value : nullptr;
 }
 
 // The program's own choice, else the user's. A value with a slash could lead out of the directory.
 const char* wantedLocale() {
   const char* locale = std::setlocale(LC_MESSAGES, nullptr);
-  if (locale && std::strcmp(locale, noLocale) == 0) locale = wish("LC_MESSAGES");
-  if (!locale) locale = wish("LANG");
-  return locale && *locale && !std::strchr(locale, '/') ? locale : fallbackLocale;
+  if (locale && std::strcmp(locale, kNoLocale) == 0) locale = localeFrom("LC_MESSAGES");
+  if (!locale) locale = localeFrom("LANG");
+  return locale && *locale && !std::strchr(locale, '/') ? locale : kFallbackLocale;
 }
 
 // The key "InstallDir" of section "ODBC", without white space and one slash at its end.
@@ -52,7 +53,7 @@ bool installDirOf(const char* file, Path& directory) {
 // The file that this code was loaded from. Of a program the loader knows the name only as it was typed.
 bool ownFile(Path& path) {
   Dl_info info{};
-  bool known = dladdr(reinterpret_cast<const void*>(&readMessage), &info) && info.dli_fname;
+  const bool known = dladdr(reinterpret_cast<const void*>(&readMessage), &info) && info.dli_fname;
   if (known && std::strchr(info.dli_fname, '/') && realpath(info.dli_fname, path)) return true;
   return realpath("/proc/self/exe", path);
 }
@@ -66,7 +67,7 @@ bool besideLibrary(Path& directory) {
     if (!slash) return false;
     *slash = 0;
     if (level == 0) continue;  // the library's own directory
-    int length = std::snprintf(directory, sizeof directory, "%s/share/zulib", own);
+    const int length = std::snprintf(directory, sizeof directory, "%s/share/zulib", own);
     struct stat facts;
     if (length > 0 && length < PATH_MAX && stat(directory, &facts) == 0 && S_ISDIR(facts.st_mode))
       return true;
@@ -76,9 +77,9 @@ bool besideLibrary(Path& directory) {
 
 nl_catd openFor(const Path& directory, const char* locale, size_t length) {
   Path path;
-  int written = std::snprintf(path, sizeof path, "%s/locale/%.*s/LC_MESSAGES/odbc.m", directory,
-                              static_cast<int>(length), locale);
-  return written > 0 && written < PATH_MAX ? catopen(path, 0) : noCatalog;
+  const int written = std::snprintf(path, sizeof path, "%s/locale/%.*s/LC_MESSAGES/odbc.m", directory,
+                                    static_cast<int>(length), locale);
+  return written > 0 && written < PATH_MAX ? catopen(path, 0) : kNoCatalog;
 }
 
 // de_DE.UTF-8, then de_DE, then the fallback.
@@ -86,32 +87,57 @@ nl_catd openCatalog() {
   Path directory;
   if (!installDirOf("odbc.ini", directory) && !installDirOf("odbcinst.ini", directory) &&
       !besideLibrary(directory)) {
-    return noCatalog;
+    return kNoCatalog;
   }
   const char* locale = wantedLocale();
-  size_t length = std::strlen(locale);
-  size_t plain = std::strcspn(locale, ".@");
+  const size_t length = std::strlen(locale);
+  const size_t plain = std::strcspn(locale, ".@");
   nl_catd catalog = openFor(directory, locale, length);
-  if (catalog == noCatalog && plain < length) catalog = openFor(directory, locale, plain);
-  if (catalog == noCatalog) catalog = openFor(directory, fallbackLocale, std::strlen(fallbackLocale));
+  if (catalog == kNoCatalog && plain < length) catalog = openFor(directory, locale, plain);
+  if (catalog == kNoCatalog) catalog = openFor(directory, kFallbackLocale, std::strlen(kFallbackLocale));
+  return catalog;
+}
+
+struct Catalog {
+  std::mutex lock;
+  nl_catd descriptor = kNoCatalog;
+
+  // The caller holds the lock.
+  nl_catd open() {
+    if (descriptor == kNoCatalog) descriptor = openCatalog();
+    return descriptor;
+  }
+};
+
+Catalog& messages() {
+  static Catalog catalog;
   return catalog;
 }
 
 }  // namespace
 
+void openMessages() noexcept {
+  Catalog& catalog = messages();
+  const std::lock_guard guard(catalog.lock);
+  catalog.open();
+}
+
 void readMessage(unsigned short number, char* text, size_t size, char (&sqlstate)[6]) noexcept {
-  static std::mutex lock;
-  static nl_catd catalog = noCatalog;
-  static bool sought = false;
+  Catalog& catalog = messages();
+  const std::lock_guard guard(catalog.lock);
+  const bool isMemory = number == kOutOfMemory;
+  const nl_catd descriptor = isMemory ? catalog.descriptor : catalog.open();
   char numeral[8];
   std::snprintf(numeral, sizeof numeral, "%u", static_cast<unsigned>(number));
-  std::lock_guard guard(lock);
-  if (!sought) catalog = openCatalog();
-  sought = true;
-  const char* words = catalog == noCatalog ? numeral : catgets(catalog, messageSet, number, numeral);
-  const char* state = catalog == noCatalog ? "" : catgets(catalog, messageSet, number + 1, "");
+  const char* words = isMemory ? "Memory allocation error" : numeral;
+  const char* state = isMemory ? "HY001" : "HY000";
+  if (descriptor != kNoCatalog) {
+    words = catgets(descriptor, kMessageSet, number, words);
+    const char* found = catgets(descriptor, kMessageSet, number + 1, state);
+    if (std::strlen(found) == sizeof sqlstate - 1) state = found;
+  }
   std::snprintf(text, size, "%s", words);
-  std::snprintf(sqlstate, sizeof sqlstate, "%s", std::strlen(state) == 5 ? state : "HY000");
+  std::snprintf(sqlstate, sizeof sqlstate, "%s", state);
 }
 
 }  // namespace dm

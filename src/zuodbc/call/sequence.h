@@ -15,8 +15,6 @@
 #ifndef ZULIB_DRIVERMANAGER_INTERNAL_SEQUENCE_H
 #define ZULIB_DRIVERMANAGER_INTERNAL_SEQUENCE_H
 
-#include <vector>
-
 #include "zuodbc/call/api.h"
 #include "zuodbc/dmhandle.h"
 
@@ -44,8 +42,6 @@ struct StmtSequence {
   Api asking = Api::Execute;                // the function that asked for data
   int columns = -1;                         // of the result, when SQLNumResultCols has told; else -1
   int underWay = 0;                         // a call other than a cancel runs; read by cancelling threads
-
-  std::vector<SQLUSMALLINT> rowStatuses;  // for an extended fetch whose caller wants no status
 };
 
 // Null when `api` may be called now, else the SQLSTATE that refuses it. `throughLibrary` is set when the

@@ -17,7 +17,7 @@ std::string_view componentPrefix(unsigned short component) {
 }
 
 void post(DMHandle& handle, unsigned short component, unsigned short errorId, long row, long column) {
-  char text[messageTextSize];
+  char text[kMessageTextSize];
   char sqlstate[6];
   std::string_view prefix = componentPrefix(component);
   prefix.copy(text, prefix.size());

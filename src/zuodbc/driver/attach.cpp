@@ -1,14 +1,15 @@
-// From an unconnected handle to a driver and back.
+#include "zuodbc/driver/attach.h"
 
 #include "zuodbc/call/entry.h"
-#include "zuodbc/driver/connecting.h"
+#include "zuodbc/call/messagecatalog.h"
+#include "zuodbc/driver/connectionattributes.h"
 #include "zuodbc/driver/driverloading.h"
 
 namespace dm {
 namespace {
 
 // Used where a driver gives no limit: no name is longer than this in practice.
-constexpr unsigned short usualNameLength = 255;
+constexpr unsigned short kUsualNameLength = 255;
 
 SQLRETURN allocateDriverHandles(DMConn& conn) {
   const DMDriverFunctions& driver = *conn.driverFunctions;
@@ -19,9 +20,10 @@ SQLRETURN allocateDriverHandles(DMConn& conn) {
     conn.state->driverEnv = nullptr;
     return fail(conn, "IM004");
   }
-  auto version = static_cast<SQLULEN>(conn.env->odbcVersion);
-  ask(driver.SQLSetEnvAttr, conn.state->driverEnv, static_cast<SQLINTEGER>(SQL_ATTR_ODBC_VERSION),
-      reinterpret_cast<SQLPOINTER>(version), static_cast<SQLINTEGER>(SQL_IS_UINTEGER));
+  const auto version = static_cast<SQLULEN>(conn.env->odbcVersion);
+  rc = ask(driver.SQLSetEnvAttr, conn.state->driverEnv, static_cast<SQLINTEGER>(SQL_ATTR_ODBC_VERSION),
+           reinterpret_cast<SQLPOINTER>(version), static_cast<SQLINTEGER>(SQL_IS_UINTEGER));
+  conn.state->driverKnowsVersion = SQL_SUCCEEDED(rc);
   rc = driver.SQLAllocHandle
            ? driver.SQLAllocHandle(SQL_HANDLE_DBC, conn.state->driverEnv, &conn.driverHandle)
            : ask(driver.SQLAllocConnect, conn.state->driverEnv, &conn.driverHandle);
@@ -50,13 +52,13 @@ Number askNumber(DMConn& conn, SQLUSMALLINT type, Number otherwise) {
   return SQL_SUCCEEDED(rc) ? static_cast<Number>(cell) : otherwise;
 }
 
-// "03.51" is 351. A driver that does not say is taken by what it exports.
-unsigned short parseVersion(const std::string& text, const DMDriverFunctions& driver) {
-  size_t dot = text.find('.');
-  int major = std::atoi(text.c_str());
-  int minor = dot == std::string::npos ? 0 : std::atoi(text.substr(dot + 1, 2).c_str());
-  if (major <= 0) return driver.SQLAllocHandle ? 300 : 200;
-  return static_cast<unsigned short>(major * 100 + minor);
+// "03.51" is 351. A driver that does not know the question is of version 1.
+unsigned short parseVersion(const std::string& text) {
+  const size_t dot = text.find('.');
+  const int major = std::atoi(text.c_str());
+  const int minor = dot == std::string::npos ? 0 : std::atoi(text.substr(dot + 1, 2).c_str());
+  const bool isVersion = major >= 1 && major <= 99 && minor >= 0;
+  return static_cast<unsigned short>(isVersion ? major * 100 + minor : 100);
 }
 
 unsigned short askBehavior(DMConn& conn, SQLUSMALLINT type) {
@@ -64,14 +66,14 @@ unsigned short askBehavior(DMConn& conn, SQLUSMALLINT type) {
 }
 
 void learnAboutDriver(DMConn& conn) {
-  conn.driverVersion = parseVersion(askText(conn, SQL_DRIVER_ODBC_VER), *conn.driverFunctions);
+  conn.driverVersion = parseVersion(askText(conn, SQL_DRIVER_ODBC_VER));
   conn.cursorBehavior[SQL_COMMIT] = askBehavior(conn, SQL_CURSOR_COMMIT_BEHAVIOR);
   conn.cursorBehavior[SQL_ROLLBACK] = askBehavior(conn, SQL_CURSOR_ROLLBACK_BEHAVIOR);
   conn.activeStatements = askNumber<unsigned short>(conn, SQL_ACTIVE_STATEMENTS, 0);
   std::string quote = askText(conn, SQL_IDENTIFIER_QUOTE_CHAR);
   if (quote == " ") quote.clear();  // how a driver says that it quotes nothing
   quote.copy(conn.identifierQuote, sizeof conn.identifierQuote - 1);
-  auto orUsual = [](unsigned short length) { return length == 0 ? usualNameLength : length; };
+  const auto orUsual = [](unsigned short length) { return length == 0 ? kUsualNameLength : length; };
   conn.maxColumnNameLength = orUsual(askNumber<unsigned short>(conn, SQL_MAX_COLUMN_NAME_LEN, 0));
   conn.maxCursorNameLength = orUsual(askNumber<unsigned short>(conn, SQL_MAX_CURSOR_NAME_LEN, 0));
   conn.caseSensitiveIdentifiers = askNumber<unsigned short>(conn, SQL_IDENTIFIER_CASE, 0) == SQL_IC_SENSITIVE;
@@ -83,6 +85,19 @@ bool wantsCursorLibrary(DMConn& conn) {
     case SQL_CUR_USE_IF_NEEDED:
       return (askNumber<SQLUINTEGER>(conn, SQL_SCROLL_OPTIONS, 0) & SQL_SO_STATIC) == 0;
     default: return false;
+  }
+}
+
+void freeDriverHandles(DMConn& conn, const DMDriverFunctions& driver) {
+  if (conn.driverHandle && driver.SQLFreeHandle) {
+    driver.SQLFreeHandle(SQL_HANDLE_DBC, conn.driverHandle);
+  } else if (conn.driverHandle) {
+    ask(driver.SQLFreeConnect, conn.driverHandle);
+  }
+  if (conn.state->driverEnv && driver.SQLFreeHandle) {
+    driver.SQLFreeHandle(SQL_HANDLE_ENV, conn.state->driverEnv);
+  } else if (conn.state->driverEnv) {
+    ask(driver.SQLFreeEnv, conn.state->driverEnv);
   }
 }
 
@@ -106,8 +121,9 @@ SQLRETURN completeConnection(DMConn& conn) {
     conn.state->cursorLibrary = loadCursorLibrary(why);
     if (!conn.state->cursorLibrary)
       return fail(conn, "IM003", "The cursor library could not be loaded: " + why);
+    openMessages();
   }
-  SQLRETURN rc = applyKeptAttributes(conn, false);
+  const SQLRETURN rc = applyKeptAttributes(conn, false);
   conn.state->connected = true;
   conn.state->browsing = false;
   return rc;
@@ -116,15 +132,10 @@ SQLRETURN completeConnection(DMConn& conn) {
 void detachDriver(DMConn& conn) noexcept {
   DMConnState& state = *conn.state;
   if (conn.driverFunctions) {
-    const DMDriverFunctions& driver = *conn.driverFunctions;
-    if (conn.driverHandle && driver.SQLFreeHandle)
-      driver.SQLFreeHandle(SQL_HANDLE_DBC, conn.driverHandle);
-    else if (conn.driverHandle)
-      ask(driver.SQLFreeConnect, conn.driverHandle);
-    if (state.driverEnv && driver.SQLFreeHandle)
-      driver.SQLFreeHandle(SQL_HANDLE_ENV, state.driverEnv);
-    else if (state.driverEnv)
-      ask(driver.SQLFreeEnv, state.driverEnv);
+    try {
+      freeDriverHandles(conn, *conn.driverFunctions);
+    } catch (...) {  // the driver's handles are lost then
+    }
   }
   conn.driverHandle = nullptr;
   conn.driverFunctions = nullptr;
@@ -135,7 +146,9 @@ void detachDriver(DMConn& conn) noexcept {
   state.functions.reset();
   state.driver = nullptr;
   state.cursorLibrary = nullptr;
-  state.connected = state.browsing = false;
+  state.connected = state.browsing = state.driverKnowsVersion = false;
+  state.rowsetSize = 1;
+  state.bindType = SQL_BIND_BY_COLUMN;
   state.dataSource.clear();
 }
 

@@ -14,40 +14,38 @@ struct FieldPair {
 };
 
 // The fields that have two numbers; those from 6 to 18 have one in both versions.
-constexpr FieldPair FIELDS[] = {
+constexpr FieldPair kFields[] = {
     {SQL_DESC_COUNT, SQL_COLUMN_COUNT},         {SQL_DESC_NAME, SQL_COLUMN_NAME},
     {SQL_DESC_TYPE, SQL_COLUMN_TYPE},           {SQL_DESC_LENGTH, SQL_COLUMN_LENGTH},
     {SQL_DESC_OCTET_LENGTH, SQL_COLUMN_LENGTH}, {SQL_DESC_PRECISION, SQL_COLUMN_PRECISION},
     {SQL_DESC_SCALE, SQL_COLUMN_SCALE},         {SQL_DESC_NULLABLE, SQL_COLUMN_NULLABLE},
 };
 
-// Of these a version 3 driver has its own ideas under the new number: length, precision and scale go to it
-// as they are, with their meaning of version 2.
-constexpr SQLUSMALLINT RENUMBERED[] = {SQL_COLUMN_COUNT, SQL_COLUMN_NAME, SQL_COLUMN_NULLABLE};
+// The fields that a version 3 driver is asked for by the new number. Length, precision and scale mean
+// something else under their new numbers, so they go to it by the old ones.
+constexpr SQLUSMALLINT kRenumbered[] = {SQL_COLUMN_COUNT, SQL_COLUMN_NAME, SQL_COLUMN_NULLABLE};
 
-// A driver's own fields begin here, but for those that version 3 has taken in the meantime.
-constexpr SQLUSMALLINT DRIVER_FIELDS = 1000;
-
-// The version 2 number; false when there is none.
+// The version 2 number; false if there is none. Version 3 has taken some of the numbers that were a driver's
+// own in version 2.
 bool toVersion2(SQLUSMALLINT field, SQLUSMALLINT* out) {
-  auto pair =
-      std::find_if(std::begin(FIELDS), std::end(FIELDS), [&](auto& p) { return p.version3 == field; });
-  bool paired = pair != std::end(FIELDS);
+  const auto* pair =
+      std::find_if(std::begin(kFields), std::end(kFields), [&](auto& p) { return p.version3 == field; });
+  const bool paired = pair != std::end(kFields);
   *out = paired ? pair->version2 : field;
-  bool ofVersion3Alone = field >= SQL_DESC_COUNT && field <= SQL_DESC_ALLOC_TYPE;
-  return paired || field <= SQL_COLATT_OPT_MAX || (field >= DRIVER_FIELDS && !ofVersion3Alone);
+  const bool ofVersion3Alone = field >= SQL_DESC_COUNT && field <= SQL_DESC_ALLOC_TYPE;
+  return paired || field <= SQL_COLATT_OPT_MAX || (field >= kFirstDriverAttribute && !ofVersion3Alone);
 }
 
 SQLUSMALLINT toVersion3(SQLUSMALLINT field) {
-  if (std::find(std::begin(RENUMBERED), std::end(RENUMBERED), field) == std::end(RENUMBERED)) return field;
-  return std::find_if(std::begin(FIELDS), std::end(FIELDS), [&](auto& p) { return p.version2 == field; })
+  if (std::find(std::begin(kRenumbered), std::end(kRenumbered), field) == std::end(kRenumbered)) return field;
+  return std::find_if(std::begin(kFields), std::end(kFields), [&](auto& p) { return p.version2 == field; })
       ->version3;
 }
 
-// A type that a column attribute has answered, in the application's words.
+// A type that came as a column attribute, in the application's version.
 void convertType(const DMStmt& stmt, SQLUSMALLINT field, SQLLEN* number) {
   if (!number) return;
-  auto type = static_cast<SQLSMALLINT>(*number);
+  const auto type = static_cast<SQLSMALLINT>(*number);
   if (field == SQL_DESC_CONCISE_TYPE) *number = typeForApplication(*stmt.conn, type);
 }
 

@@ -5,47 +5,71 @@
 namespace dm {
 namespace {
 
-SQLPOINTER asPointer(SQLULEN number) { return reinterpret_cast<SQLPOINTER>(number); }
-
 // One row by SQLFetch, reported like a row set of one.
 SQLRETURN fetchOneRow(DMStmt& stmt, const DMDriverFunctions& driver, SQLULEN* rowCountPtr,
                       SQLUSMALLINT* statusPtr) {
-  SQLRETURN rc = ask(driver.SQLFetch, stmt.driverHandle);
+  const SQLRETURN rc = ask(driver.SQLFetch, stmt.driverHandle);
   if (rc == driverLacksFunction || rc == SQL_STILL_EXECUTING) return rc;
-  bool row = SQL_SUCCEEDED(rc);
-  if (rowCountPtr) *rowCountPtr = row;
-  if (statusPtr && rc != SQL_NO_DATA) *statusPtr = SQLUSMALLINT(row ? SQL_ROW_SUCCESS : SQL_ROW_ERROR);
+  const bool isRow = SQL_SUCCEEDED(rc);
+  if (rowCountPtr) *rowCountPtr = isRow;
+  if (statusPtr && rc != SQL_NO_DATA)
+    *statusPtr = static_cast<SQLUSMALLINT>(isRow ? SQL_ROW_SUCCESS : SQL_ROW_ERROR);
   return rc;
 }
 
-// SQLExtendedFetch for a call that may want neither count nor status, which the function has to have.
-SQLRETURN extendedFetch(DMStmt& stmt, const DMDriverFunctions& driver, SQLUSMALLINT orientation,
-                        SQLLEN offset, SQLULEN rows, SQLULEN* rowCountPtr, SQLUSMALLINT* statusPtr) {
-  if (!statusPtr) {
-    auto& statuses = stmt.state->sequence.rowStatuses;
-    if (statuses.size() < rows) statuses.resize(rows);
-    statusPtr = statuses.data();
-  }
-  return driver.SQLExtendedFetch(stmt.driverHandle, orientation, offset, orScratch(rowCountPtr), statusPtr);
+// The status array of an extended fetch: SQLExtendedFetch must be given one. Its first entry is set, so that
+// an old one is not taken for that of a fetch which failed as a whole.
+SQLUSMALLINT* statusesFor(DMStmt& stmt, SQLUSMALLINT* statusPtr, SQLULEN rows) {
+  auto& own = stmt.state->driverRowset.statuses;
+  if (!statusPtr && own.size() < rows) own.resize(rows);
+  SQLUSMALLINT* statuses = statusPtr ? statusPtr : own.data();
+  *statuses = SQL_ROW_NOROW;
+  return statuses;
 }
 
-// The row-array settings of a version 3 driver, as an extended fetch needs them. They are put back as the
-// application set them, once the diagnostics of the fetch are safe.
+SQLRETURN extendedFetch(DMStmt& stmt, const DMDriverFunctions& driver, SQLUSMALLINT orientation,
+                        SQLLEN offset, SQLULEN rows, SQLULEN* rowCountPtr, SQLUSMALLINT* statuses) {
+  const SQLRETURN taken = driverTakeRowset(stmt, driver, rows);
+  if (!SQL_SUCCEEDED(taken)) return taken;
+  if (!rowCountPtr) rowCountPtr = &stmt.state->driverRowset.fetchedRows;
+  return driver.SQLExtendedFetch(stmt.driverHandle, orientation, offset, rowCountPtr, statuses);
+}
+
+// The same for SQLFetch and SQLFetchScroll, to which an error in the only row is an error.
+SQLRETURN fetchRowArray(DMStmt& stmt, const DMDriverFunctions& driver, SQLUSMALLINT orientation,
+                        SQLLEN offset) {
+  const SQLULEN rows = stmt.ard->arraySize;
+  SQLUSMALLINT* statuses = statusesFor(stmt, stmt.ird->arrayStatusPtr, rows);
+  const SQLRETURN rc =
+      extendedFetch(stmt, driver, orientation, offset, rows, stmt.ird->rowsProcessedPtr, statuses);
+  const bool isRowError = rc == SQL_SUCCESS_WITH_INFO && rows == 1 && *statuses == SQL_ROW_ERROR;
+  return isRowError ? SQLRETURN(SQL_ERROR) : rc;
+}
+
+// Lends the row array of a driver of ODBC 3 to an extended fetch, or to another function of ODBC 2 that works
+// on the extended row set. It is set back as the application set it once the diagnostics of the call are
+// safe.
 class RowArrayLoan {
  public:
   RowArrayLoan(DMStmt& stmt, const DMDriverFunctions& driver) : stmt(stmt), driver(driver) {}
 
+  // Does nothing if the call goes on that already has the array.
   SQLRETURN take(SQLULEN* rowCountPtr, SQLUSMALLINT* statusPtr) {
+    if (stmt.state->driverRowset.isLent) return SQL_SUCCESS;
     return set(stmt.rowsetSize, rowCountPtr, statusPtr);
   }
-  void giveBack() {
-    pullDriverErrors(stmt);
+
+  // After the call has returned `rc`.
+  void giveBack(SQLRETURN rc) {
+    stmt.state->driverRowset.isLent = rc == SQL_STILL_EXECUTING;
+    if (stmt.state->driverRowset.isLent) return;
+    if (rc != SQL_SUCCESS) pullDriverErrors(stmt);
     set(stmt.ard->arraySize, stmt.ird->rowsProcessedPtr, stmt.ird->arrayStatusPtr);
   }
 
  private:
   SQLRETURN set(SQLULEN rows, SQLULEN* rowCountPtr, SQLUSMALLINT* statusPtr) {
-    auto one = [&](SQLINTEGER attribute, SQLPOINTER value, SQLINTEGER length) {
+    const auto one = [&](SQLINTEGER attribute, SQLPOINTER value, SQLINTEGER length) {
       return ask(driver.SQLSetStmtAttr, stmt.driverHandle, attribute, value, length);
     };
     SQLRETURN rc = one(SQL_ATTR_ROW_ARRAY_SIZE, asPointer(rows), SQL_IS_UINTEGER);
@@ -59,11 +83,16 @@ class RowArrayLoan {
 };
 
 SQLRETURN scrollByBookmark(DMStmt& stmt, const DMDriverFunctions& driver, SQLLEN bookmark) {
-  SQLRETURN rc = ask(driver.SQLSetStmtAttr, stmt.driverHandle, SQL_ATTR_FETCH_BOOKMARK_PTR,
-                     SQLPOINTER(&bookmark), SQL_IS_POINTER);
-  if (!SQL_SUCCEEDED(rc)) return rc;
-  rc = driver.SQLFetchScroll(stmt.driverHandle, SQL_FETCH_BOOKMARK, 0);
-  pullDriverErrors(stmt);
+  DriverRowset& own = stmt.state->driverRowset;
+  SQLRETURN rc = SQL_SUCCESS;
+  if (!own.isLent) {
+    own.bookmark = bookmark;
+    rc = ask(driver.SQLSetStmtAttr, stmt.driverHandle, SQL_ATTR_FETCH_BOOKMARK_PTR, SQLPOINTER(&own.bookmark),
+             SQL_IS_POINTER);
+  }
+  if (SQL_SUCCEEDED(rc)) rc = driver.SQLFetchScroll(stmt.driverHandle, SQL_FETCH_BOOKMARK, 0);
+  if (rc == SQL_STILL_EXECUTING) return rc;
+  if (rc != SQL_SUCCESS) pullDriverErrors(stmt);
   ask(driver.SQLSetStmtAttr, stmt.driverHandle, SQL_ATTR_FETCH_BOOKMARK_PTR,
       SQLPOINTER(stmt.fetchBookmarkPtr), SQL_IS_POINTER);
   return rc;
@@ -72,16 +101,16 @@ SQLRETURN scrollByBookmark(DMStmt& stmt, const DMDriverFunctions& driver, SQLLEN
 SQLRETURN scrollForExtendedFetch(DMStmt& stmt, const DMDriverFunctions& driver, SQLUSMALLINT orientation,
                                  SQLLEN offset, SQLULEN* rowCountPtr, SQLUSMALLINT* statusPtr) {
   RowArrayLoan loan(stmt, driver);
+  if (statusPtr) *statusPtr = SQL_ROW_NOROW;
   SQLRETURN rc = loan.take(rowCountPtr, statusPtr);
   if (SQL_SUCCEEDED(rc)) {
     rc = orientation == SQL_FETCH_BOOKMARK
              ? scrollByBookmark(stmt, driver, offset)
-             : driver.SQLFetchScroll(stmt.driverHandle, SQLSMALLINT(orientation), offset);
+             : driver.SQLFetchScroll(stmt.driverHandle, static_cast<SQLSMALLINT>(orientation), offset);
   }
-  if (rc != SQL_STILL_EXECUTING) loan.giveBack();
-  // An error in a row is a warning to this function, also when the row set has but one.
-  if (rc == SQL_ERROR && statusPtr && *statusPtr == SQL_ROW_ERROR) rc = SQL_SUCCESS_WITH_INFO;
-  return rc;
+  loan.giveBack(rc);
+  // An error in a row is a warning to this function, also if the row set has only one.
+  return rc == SQL_ERROR && statusPtr && *statusPtr == SQL_ROW_ERROR ? SQLRETURN(SQL_SUCCESS_WITH_INFO) : rc;
 }
 
 bool wantsRowSet(const DMStmt& stmt) {
@@ -90,60 +119,65 @@ bool wantsRowSet(const DMStmt& stmt) {
 
 }  // namespace
 
-// SQLFetch on a driver below version 3, which knows nothing of row arrays there. The cursor library takes
-// one row at a time and keeps the application's settings to itself.
+// SQLFetch on a driver below version 3. An application of ODBC 3 may mix it with SQLFetchScroll, which such a
+// driver forbids, so both use the same function of the driver. The cursor library's own fetches are of
+// one row, into its own buffers; what it passes on for the application is marked with DM_FETCH_IN_FETCH.
 SQLRETURN driverFetchArray(DMStmt& stmt, const DMDriverFunctions& driver) {
-  if (!driver.SQLExtendedFetch || isMarked(&stmt) || !wantsRowSet(stmt)) {
-    return ask(driver.SQLFetch, stmt.driverHandle);
-  }
-  return extendedFetch(stmt, driver, SQL_FETCH_NEXT, 0, stmt.ard->arraySize, stmt.ird->rowsProcessedPtr,
-                       stmt.ird->arrayStatusPtr);
+  const bool isMarkedCall = isMarked(&stmt);
+  const bool isOwnRow = isMarkedCall && !(stmt.fetchState & DM_FETCH_IN_FETCH);
+  const bool driverHasArrays = driver.SQLSetStmtAttr && !isMarkedCall;
+  const bool isPlain = !isVersion3Application(*stmt.conn) && !wantsRowSet(stmt);
+  if (isOwnRow || driverHasArrays || isPlain) return ask(driver.SQLFetch, stmt.driverHandle);
+  if (driver.SQLExtendedFetch) return fetchRowArray(stmt, driver, SQL_FETCH_NEXT, 0);
+  if (stmt.ard->arraySize > 1) return refuse(stmt, "HYC00");
+  return fetchOneRow(stmt, driver, stmt.ird->rowsProcessedPtr, stmt.ird->arrayStatusPtr);
 }
 
 SQLRETURN driverFetchScroll(DMStmt& stmt, const DMDriverFunctions& driver, SQLSMALLINT orientation,
                             SQLLEN offset) {
   if (driver.SQLFetchScroll) return driver.SQLFetchScroll(stmt.driverHandle, orientation, offset);
-  DMDesc& rows = *stmt.ird;
-  if (!driver.SQLExtendedFetch) {
-    if (orientation != SQL_FETCH_NEXT || stmt.ard->arraySize > 1) return driverLacksFunction;
-    return fetchOneRow(stmt, driver, rows.rowsProcessedPtr, rows.arrayStatusPtr);
-  }
+  if (!driver.SQLExtendedFetch)
+    return orientation == SQL_FETCH_NEXT ? driverFetchArray(stmt, driver) : driverLacksFunction;
   if (orientation == SQL_FETCH_BOOKMARK) {
     if (!stmt.fetchBookmarkPtr) return refuse(stmt, "HY111");
     if (offset != 0) return refuse(stmt, "HYC00");  // ODBC 2 cannot count from a bookmark
     offset = *stmt.fetchBookmarkPtr;
   }
-  return extendedFetch(stmt, driver, SQLUSMALLINT(orientation), offset, stmt.ard->arraySize,
-                       rows.rowsProcessedPtr, rows.arrayStatusPtr);
+  return fetchRowArray(stmt, driver, static_cast<SQLUSMALLINT>(orientation), offset);
 }
 
 SQLRETURN driverExtendedFetch(DMStmt& stmt, const DMDriverFunctions& driver, SQLUSMALLINT orientation,
                               SQLLEN offset, SQLULEN* rowCountPtr, SQLUSMALLINT* statusPtr) {
   if (driver.SQLExtendedFetch) {
-    return extendedFetch(stmt, driver, orientation, offset, stmt.rowsetSize, rowCountPtr, statusPtr);
+    return extendedFetch(stmt, driver, orientation, offset, stmt.rowsetSize, rowCountPtr,
+                         statusesFor(stmt, statusPtr, stmt.rowsetSize));
   }
-  if (driver.SQLFetchScroll) {
+  if (driver.SQLFetchScroll)
     return scrollForExtendedFetch(stmt, driver, orientation, offset, rowCountPtr, statusPtr);
-  }
   if (orientation != SQL_FETCH_NEXT || stmt.rowsetSize > 1) return driverLacksFunction;
   return fetchOneRow(stmt, driver, rowCountPtr, statusPtr);
 }
 
+// SQL_ADD, which adds every row of the row set if `row` is 0, is SQLBulkOperations in ODBC 3.
 SQLRETURN driverSetPos(DMStmt& stmt, const DMDriverFunctions& driver, SQLSETPOSIROW row,
                        SQLUSMALLINT operation, SQLUSMALLINT lock) {
-  // Adding rows is no business of SQLSetPos in ODBC 3.
-  if (operation == SQL_ADD && isVersion3Driver(*stmt.conn) && driver.SQLBulkOperations) {
-    return driver.SQLBulkOperations(stmt.driverHandle, SQL_ADD);
-  }
-  return ask(driver.SQLSetPos, stmt.driverHandle, row, operation, lock);
+  const bool addsAll = operation == SQL_ADD && (row == 0 || stmt.rowsetSize == 1);
+  if (!addsAll || !isVersion3Driver(*stmt.conn) || !driver.SQLBulkOperations)
+    return ask(driver.SQLSetPos, stmt.driverHandle, row, operation, lock);
+  if (stmt.rowsetSize == stmt.ard->arraySize) return driver.SQLBulkOperations(stmt.driverHandle, SQL_ADD);
+  RowArrayLoan loan(stmt, driver);
+  SQLRETURN rc = loan.take(stmt.ird->rowsProcessedPtr, nullptr);
+  if (SQL_SUCCEEDED(rc)) rc = driver.SQLBulkOperations(stmt.driverHandle, SQL_ADD);
+  loan.giveBack(rc);
+  return rc;
 }
 
 SQLRETURN driverBulkOperations(DMStmt& stmt, const DMDriverFunctions& driver, SQLSMALLINT operation) {
+  constexpr SQLSETPOSIROW kEveryRow = 0;
   if (driver.SQLBulkOperations) return driver.SQLBulkOperations(stmt.driverHandle, operation);
-  if (operation != SQL_ADD) return driverLacksFunction;
-  constexpr SQLSETPOSIROW EVERY_ROW = 0;
-  return ask(driver.SQLSetPos, stmt.driverHandle, EVERY_ROW, SQLUSMALLINT(SQL_ADD),
-             SQLUSMALLINT(SQL_LOCK_NO_CHANGE));
+  if (operation != SQL_ADD || !driver.SQLSetPos) return driverLacksFunction;
+  const SQLRETURN rc = driverTakeRowset(stmt, driver, stmt.ard->arraySize);
+  return SQL_SUCCEEDED(rc) ? driver.SQLSetPos(stmt.driverHandle, kEveryRow, SQL_ADD, SQL_LOCK_NO_CHANGE) : rc;
 }
 
 SQLRETURN driverCloseCursor(DMStmt& stmt, const DMDriverFunctions& driver) {

@@ -5,15 +5,15 @@
 namespace dm {
 namespace {
 
-constexpr SQLSMALLINT TO_VERSION_3 = SQL_TYPE_DATE - SQL_DATE;
-static_assert(SQL_TYPE_TIME - SQL_TIME == TO_VERSION_3 && SQL_TYPE_TIMESTAMP - SQL_TIMESTAMP == TO_VERSION_3);
+constexpr SQLSMALLINT kToVersion3 = SQL_TYPE_DATE - SQL_DATE;
+static_assert(SQL_TYPE_TIME - SQL_TIME == kToVersion3 && SQL_TYPE_TIMESTAMP - SQL_TIMESTAMP == kToVersion3);
 
 SQLSMALLINT toVersion3(SQLSMALLINT type) {
-  return type >= SQL_DATE && type <= SQL_TIMESTAMP ? SQLSMALLINT(type + TO_VERSION_3) : type;
+  return type >= SQL_DATE && type <= SQL_TIMESTAMP ? SQLSMALLINT(type + kToVersion3) : type;
 }
 
 SQLSMALLINT toVersion2(SQLSMALLINT type) {
-  return type >= SQL_TYPE_DATE && type <= SQL_TYPE_TIMESTAMP ? SQLSMALLINT(type - TO_VERSION_3) : type;
+  return type >= SQL_TYPE_DATE && type <= SQL_TYPE_TIMESTAMP ? SQLSMALLINT(type - kToVersion3) : type;
 }
 
 bool versionsDiffer(const DMConn& conn) { return isVersion3Driver(conn) != isVersion3Application(conn); }
@@ -30,18 +30,23 @@ SQLSMALLINT typeForApplication(const DMConn& conn, SQLSMALLINT type) noexcept {
   return isVersion3Application(conn) ? toVersion3(type) : toVersion2(type);
 }
 
+SQLSMALLINT typeForTypeInfo(const DMConn& conn, SQLSMALLINT type) noexcept {
+  const bool takesEither = isVersion3Driver(conn) && conn.state->driverKnowsVersion;
+  return takesEither ? type : typeForDriver(conn, type);
+}
+
 SQLRETURN driverBindParameter(DMStmt& stmt, const DMDriverFunctions& driver, SQLUSMALLINT number,
                               SQLSMALLINT ioType, SQLSMALLINT cType, SQLSMALLINT sqlType, SQLULEN size,
                               SQLSMALLINT scale, SQLPOINTER data, SQLLEN length, SQLLEN* lengthPtr) {
   cType = typeForDriver(*stmt.conn, cType);
   sqlType = typeForDriver(*stmt.conn, sqlType);
-  // SQLSetParam, all that a version 1 driver has, takes parameters that may go both ways.
-  bool canSetParam =
+  // SQLSetParam, all that a version 1 driver has, binds for input and output.
+  const bool canSetParam =
       driver.SQLSetParam && (ioType == 0 || ioType == SQL_PARAM_INPUT || ioType == SQL_PARAM_INPUT_OUTPUT);
   if (!driver.SQLBindParameter && canSetParam) {
     return driver.SQLSetParam(stmt.driverHandle, number, cType, sqlType, size, scale, data, lengthPtr);
   }
-  SQLSMALLINT direction = ioType ? ioType : SQLSMALLINT(SQL_PARAM_INPUT);
+  const SQLSMALLINT direction = ioType ? ioType : SQLSMALLINT(SQL_PARAM_INPUT);
   return ask(driver.SQLBindParameter, stmt.driverHandle, number, direction, cType, sqlType, size, scale, data,
              length, lengthPtr);
 }

@@ -86,7 +86,11 @@ bool isVersion2Application(DMHandle& handle) noexcept {
 
 DMStmt* makeStatement(DMConn& conn) noexcept {
   auto* stmt = new (std::nothrow) DMStmt(&conn);
-  if (stmt && stmt->SetupHandleList(&conn)) return stmt;
+  if (stmt && stmt->SetupHandleList(&conn)) {
+    stmt->rowsetSize = stmt->state->driverRowset.size = conn.state->rowsetSize;
+    stmt->ard->bindType = stmt->state->driverRowset.bindType = conn.state->bindType;
+    return stmt;
+  }
   delete stmt;
   return nullptr;
 }

@@ -33,9 +33,21 @@ struct DataSourceEntry {
 // A connection attribute that was set before there was a driver to take it.
 struct KeptAttribute {
   SQLULEN value = 0;
-  std::string text;  // when the attribute is a text
-  bool isText = false;
+  std::string text;       // when the attribute is a text
+  bool isText = false;    // or a binary value
   SQLINTEGER length = 0;  // as the application gave it
+};
+
+// What the driver was last told about the extended row set of a statement, and cells of ours for what the
+// application does not want to know. They outlive the call: a call that still executes keeps the pointers.
+struct DriverRowset {
+  SQLULEN size = 1;
+  SQLULEN bindType = SQL_BIND_BY_COLUMN;
+  bool isLent = false;  // the driver's row array serves an extended fetch that still executes
+  SQLLEN bookmark = 0;
+  SQLULEN fetchedRows = 0;
+  SQLULEN parameterRow = 0;
+  std::vector<SQLUSMALLINT> statuses;
 };
 }  // namespace dm
 
@@ -70,7 +82,13 @@ struct DMConnState {
   DMStmt* openStmt = nullptr;  // whose result `hasOpenResult` stands for; only compared
 
   SQLULEN odbcCursors = SQL_CUR_USE_DRIVER;
+  std::string traceFile;
   std::map<SQLINTEGER, dm::KeptAttribute> keptAttributes;
+  bool driverKnowsVersion = false;  // the driver took the application's SQL_ATTR_ODBC_VERSION
+
+  // Defaults of new statements, set by options of ODBC 2 on the connection.
+  SQLULEN rowsetSize = 1;
+  SQLULEN bindType = SQL_BIND_BY_COLUMN;
 };
 
 struct DMDescState {
@@ -88,6 +106,7 @@ struct DMStmtState {
 
   StmtSequence sequence;   // moved by the statement functions (internal/sequence.h)
   std::string cursorName;  // as set by the application, when the driver keeps none; empty until then
+  dm::DriverRowset driverRowset;
 };
 
 namespace dm {

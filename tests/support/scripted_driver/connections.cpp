@@ -19,7 +19,30 @@ SQLRETURN connect(const char* function, SQLHDBC handle, const SQLCHAR* text, SQL
 template <class Object>
 SQLRETURN setAttribute(const char* function, SQLHANDLE handle, SQLINTEGER attribute, SQLULEN value) {
   return answer<Object>(handle, function, [&](Object& object) {
+    noteSetting(attribute, value);
     object.attributes[attribute] = value;
+    return OK;
+  });
+}
+
+// The two attributes that are texts here: the catalog, and one of the driver's own.
+SQLRETURN setConnAttribute(const char* function, SQLHDBC handle, SQLINTEGER attribute, SQLPOINTER value,
+                           SQLINTEGER length) {
+  const bool isText = attribute == SQL_ATTR_CURRENT_CATALOG || attribute == SCRIPTED_TEXT_ATTRIBUTE;
+  if (!isText) return setAttribute<Conn>(function, handle, attribute, number(value));
+  return answer<Conn>(handle, function, [&](Conn& conn) {
+    conn.texts[attribute] = textOf(static_cast<SQLCHAR*>(value), length);
+    noteSetting(attribute, conn.texts[attribute]);
+    return OK;
+  });
+}
+
+// SQLGetConnectOption is told no size.
+SQLRETURN getConnAttribute(const char* function, SQLHDBC handle, SQLINTEGER attribute, SQLPOINTER value,
+                           SQLINTEGER size, SQLINTEGER* length) {
+  return answer<Conn>(handle, function, [&](Conn& conn) {
+    if (conn.texts.contains(attribute)) return copyText(conn, conn.texts[attribute], value, size, length);
+    *static_cast<SQLUINTEGER*>(value) = static_cast<SQLUINTEGER>(conn.attributes[attribute]);
     return OK;
   });
 }
@@ -34,6 +57,9 @@ SQLRETURN getAttribute(const char* function, SQLHANDLE handle, SQLINTEGER attrib
 
 // The row-array attributes of a statement are fields of its descriptors.
 SQLRETURN setStmtAttribute(Stmt& stmt, SQLINTEGER attribute, SQLPOINTER value) {
+  const bool isPointer = attribute >= SQL_ATTR_FETCH_BOOKMARK_PTR && attribute != SQL_ATTR_ROW_ARRAY_SIZE &&
+                         attribute != SQL_ATTR_PARAM_BIND_TYPE && attribute != SQL_ATTR_PARAMSET_SIZE;
+  noteSetting(attribute, isPointer ? number(value) != 0 : number(value));
   switch (attribute) {
     case SQL_ATTR_APP_ROW_DESC:
     case SQL_ATTR_APP_PARAM_DESC: {
@@ -54,7 +80,9 @@ SQLRETURN setStmtAttribute(Stmt& stmt, SQLINTEGER attribute, SQLPOINTER value) {
     default: break;
   }
   stmt.attributes[attribute] = number(value);
-  return OK;
+  if (attribute == SQL_ROWSET_SIZE)
+    stmt.attributes[attribute] = std::min(number(value), script->largestRowset);
+  return stmt.attributes[attribute] == number(value) ? OK : stmt.post("01S02", SQL_SUCCESS_WITH_INFO);
 }
 
 SQLULEN stmtAttribute(Stmt& stmt, SQLINTEGER attribute) {
@@ -153,18 +181,20 @@ SQLRETURN SQL_API SQLGetEnvAttr(SQLHENV env, SQLINTEGER attribute, SQLPOINTER va
                                 SQLINTEGER*) {
   return getAttribute<Env>("SQLGetEnvAttr", env, attribute, value);
 }
-SQLRETURN SQL_API SQLSetConnectAttr(SQLHDBC conn, SQLINTEGER attribute, SQLPOINTER value, SQLINTEGER) {
-  return setAttribute<Conn>("SQLSetConnectAttr", conn, attribute, number(value));
+SQLRETURN SQL_API SQLSetConnectAttr(SQLHDBC conn, SQLINTEGER attribute, SQLPOINTER value, SQLINTEGER length) {
+  return setConnAttribute("SQLSetConnectAttr", conn, attribute, value, length);
 }
-SQLRETURN SQL_API SQLGetConnectAttr(SQLHDBC conn, SQLINTEGER attribute, SQLPOINTER value, SQLINTEGER,
-                                    SQLINTEGER*) {
-  return getAttribute<Conn>("SQLGetConnectAttr", conn, attribute, value);
+SQLRETURN SQL_API SQLGetConnectAttr(SQLHDBC conn, SQLINTEGER attribute, SQLPOINTER value, SQLINTEGER size,
+                                    SQLINTEGER* length) {
+  return getConnAttribute("SQLGetConnectAttr", conn, attribute, value, size, length);
 }
 SQLRETURN SQL_API SQLSetConnectOption(SQLHDBC conn, SQLUSMALLINT option, SQLULEN value) {
-  return setAttribute<Conn>("SQLSetConnectOption", conn, option, value);
+  return setConnAttribute("SQLSetConnectOption", conn, option, reinterpret_cast<SQLPOINTER>(value), SQL_NTS);
 }
 SQLRETURN SQL_API SQLGetConnectOption(SQLHDBC conn, SQLUSMALLINT option, SQLPOINTER value) {
-  return getAttribute<Conn>("SQLGetConnectOption", conn, option, value);
+  SQLINTEGER length;
+  return getConnAttribute("SQLGetConnectOption", conn, option, value, SQL_MAX_OPTION_STRING_LENGTH + 1,
+                          &length);
 }
 
 SQLRETURN SQL_API SQLSetStmtAttr(SQLHSTMT handle, SQLINTEGER attribute, SQLPOINTER value, SQLINTEGER) {

@@ -44,6 +44,7 @@ struct Conn : Handle {
   explicit Conn(Env* env) : Handle(SQL_HANDLE_DBC), env(env) {}
   Env* env;
   bool connected = false;
+  std::map<SQLINTEGER, std::string> texts;
 };
 
 struct Record {
@@ -174,6 +175,17 @@ inline std::string textOf(const SQLCHAR* text, SQLINTEGER length) {
 SQLRETURN convert(Stmt& stmt, const ScriptValue& value, const ScriptColumn& column, SQLSMALLINT cType,
                   void* target, SQLLEN size, SQLLEN* lengthPtr, SQLLEN* indicatorPtr, std::size_t from,
                   std::size_t& taken);
+
+// Adds what is set to the log's entry of this call.
+template <class Value>
+void noteSetting(SQLINTEGER attribute, const Value& value) {
+  std::string& entry = script->log.back();
+  entry += ' ' + std::to_string(attribute) + '=';
+  if constexpr (std::is_same_v<Value, std::string>)
+    entry += value;
+  else
+    entry += std::to_string(value);
+}
 
 SQLRETURN setDescHeader(Desc& desc, SQLSMALLINT field, SQLPOINTER value);
 

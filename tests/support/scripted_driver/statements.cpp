@@ -109,6 +109,7 @@ SQLRETURN executeCatalog(const char* function, SQLHSTMT handle) {
 
 SQLRETURN bind(const char* function, SQLHSTMT handle, SQLUSMALLINT number, const Record& record) {
   return answer<Stmt>(handle, function, [&](Stmt& stmt) {
+    noteSetting(record.cType, record.sqlType);
     stmt.apd->contents.records[static_cast<SQLSMALLINT>(number)] = record;
     return OK;
   });
@@ -160,8 +161,13 @@ SQLRETURN SQL_API SQLColumns(SQLHSTMT handle, SQLCHAR*, SQLSMALLINT, SQLCHAR*, S
                              SQLSMALLINT, SQLCHAR*, SQLSMALLINT) {
   return executeCatalog("SQLColumns", handle);
 }
-SQLRETURN SQL_API SQLGetTypeInfo(SQLHSTMT handle, SQLSMALLINT) {
-  return executeCatalog("SQLGetTypeInfo", handle);
+SQLRETURN SQL_API SQLGetTypeInfo(SQLHSTMT handle, SQLSMALLINT type) {
+  return answer<Stmt>(handle, "SQLGetTypeInfo", [&](Stmt& stmt) {
+    noteSetting(0, type);
+    stmt.text = "SQLGetTypeInfo";
+    stmt.prepared = false;
+    return execute(stmt);
+  });
 }
 
 SQLRETURN SQL_API SQLBindParameter(SQLHSTMT handle, SQLUSMALLINT number, SQLSMALLINT, SQLSMALLINT cType,
@@ -175,6 +181,7 @@ SQLRETURN SQL_API SQLSetParam(SQLHSTMT handle, SQLUSMALLINT number, SQLSMALLINT 
 }
 SQLRETURN SQL_API SQLParamOptions(SQLHSTMT handle, SQLULEN rows, SQLULEN*) {
   return answer<Stmt>(handle, "SQLParamOptions", [&](Stmt& stmt) {
+    noteSetting(SQL_ATTR_PARAMSET_SIZE, rows);
     stmt.apd->contents.arraySize = rows;
     return OK;
   });

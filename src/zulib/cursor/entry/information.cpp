@@ -89,11 +89,18 @@ SQLRETURN corrected(DMConn* conn, const CorrectedAnswer& rule, SQLPOINTER value,
 SQLRETURN CLGetInfo(SQLHDBC handle, SQLUSMALLINT type, SQLPOINTER value, SQLSMALLINT length,
                     SQLSMALLINT* lengthPtr) {
   auto* conn = static_cast<DMConn*>(handle);
+  // Cells for what the caller does not want: drivers write through null pointers.
+  constexpr SQLSMALLINT kScratchSize = 4096;
+  char scratch[kScratchSize];
+  SQLSMALLINT scratchLength;
+  if (!lengthPtr) lengthPtr = &scratchLength;
+  *lengthPtr = sizeof(SQLUINTEGER);
   if (type == SQL_ROW_UPDATES) return rowUpdates(conn, value, length, lengthPtr);
   for (const auto& fixed : FIXED_ANSWERS)
     if (fixed.type == type) return putNumber(fixed.answer, value, lengthPtr);
   for (const auto& rule : CORRECTED_ANSWERS)
     if (rule.type == type) return corrected(conn, rule, value, lengthPtr);
+  if (!value) return CursorLibGetInfo(conn, type, scratch, kScratchSize, lengthPtr);
   return CursorLibGetInfo(conn, type, value, length, lengthPtr);
 }
 
