@@ -5,7 +5,7 @@
 
 #include "zuodbc/call/api.h"
 #include "zuodbc/call/values.h"
-#include "zuodbc/driver/driverfunctions.h"
+#include "zuodbc/driverfunctions.h"
 #include "zuodbc/handles/handles.h"
 
 namespace dm {
