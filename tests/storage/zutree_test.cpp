@@ -392,6 +392,33 @@ TEST_F(TreeSequences, OfPositionsAreThoseOfAVector) {
   }
 }
 
+// Every key of a permutation is added, every third deleted, the rest walked
+// through.
+TEST_F(TreeSequences, GrowToThousandsOfNodes) {
+  constexpr uint32_t kRecords = 250000;
+  constexpr uint64_t kStep = 618033;  // shares no factor with kRecords
+  Tree tree(4, 4, treeZUSIZE_TCompare, 1, 0, 1);
+  for (uint64_t i = 0; i < kRecords; ++i) {
+    const auto key = static_cast<uint32_t>(i * kStep % kRecords);
+    ASSERT_EQ(tree.add(&key, &key, nullptr), 0);
+  }
+  tree.check();
+  unsigned found = 0;
+  for (uint32_t key = 0; key < kRecords; key += 3) {
+    ASSERT_EQ(tree.deleteKey(&key, &found), 0);
+    ASSERT_EQ(found, 1u);
+  }
+  tree.check();
+  uint32_t key = 0;
+  uint32_t data = 0;
+  ASSERT_EQ(tree.getFirst(&key, &data, &found, nullptr), 0);
+  for (uint32_t i = 1; i < kRecords; i += i % 3) {
+    ASSERT_TRUE(found && key == i && data == i) << i;
+    ASSERT_EQ(tree.getNext(&key, &data, &found, nullptr), 0);
+  }
+  EXPECT_FALSE(found);
+}
+
 class TreeFaults : public StorageTest {
  protected:
   static std::string key(unsigned long n) {
