@@ -442,6 +442,51 @@ TEST(ZuString, QuotesTrimAndLimits) {
   EXPECT_EQ(1, s.replaceSubString(ZuSubString(bytes("q")), bytes("-"), 1)) << "not this string's buffer";
 }
 
+TEST(ZuString, ReadsSizes) {
+  constexpr int kOk = 0;
+  const struct {
+    const char* s;
+    int narrow, wide;
+    ZUSIZE_T number;
+  } cases[] = {
+      {"0", kOk, kOk, 0},
+      {" \t12  ", kOk, kOk, 12},
+      {"+4294967295", kOk, kOk, 4294967295},
+      {"4294967296", 2701, 2701, 0},
+      {"99999999999999999999", 2701, 2701, 0},
+      {"+ 7", kOk, kOk, 7},
+      {" + +7", kOk, 2702, 7},
+      {"", kOk, 2702, 0},
+      {"  ", kOk, 2702, 0},
+      {"+", 2702, 2702, 0},
+      {"12a", 2702, 2702, 0},
+      {"1 2", 2702, 2702, 0},
+      {"-1", 2702, 2702, 0},
+  };
+  ZuErrorList errors;
+  ZuErrorKeeper::setErrorList(&errors);
+  const auto check = [&](const auto& view, int error, ZUSIZE_T number, const char* s) {
+    constexpr ZUSIZE_T kUntouched = 77;
+    ZUSIZE_T out = kUntouched;
+    EXPECT_EQ(error == kOk ? 0 : 1, view.getAsZUSIZE_T(&out)) << s;
+    EXPECT_EQ(error == kOk ? number : kUntouched, out) << s;
+    EXPECT_EQ(error, ZuErrorKeeper::getLastErrorNumber()) << s;
+    if (error) {
+      const std::u16string whole = text(errors.getLastError()->getErrorView().asPascalStr(),
+                                        errors.getLastError()->getErrorView().getLength());
+      EXPECT_NE(std::u16string::npos, whole.find(std::u16string(s, s + std::strlen(s)))) << s;
+    }
+    errors.clearErrors();
+  };
+  for (const auto& c : cases) {
+    const ExactBytes narrow(std::string(c.s));
+    const ExactUnits wide(std::string(c.s));
+    check(ZuSubString(narrow.get(), narrow.size()), c.narrow, c.number, c.s);
+    check(ZuSubStringW(wide.get(), wide.size()), c.wide, c.number, c.s);
+  }
+  ZuErrorKeeper::giveUpErrorList();
+}
+
 TEST(ZuString, FoldedViews) {
   const ZuSubString view(bytes("Select"));
   ZuSubStringUpper upper(&view);

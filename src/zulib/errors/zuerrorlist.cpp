@@ -301,6 +301,8 @@ void postReport(const zuhooks::Report& report) {
   ZuError& record = addError(report.number);
   if (report.param)
     record << ZuSubString(report.param, report.paramLength, static_cast<zuCPType>(report.codePage));
+  if (report.appended) static_cast<void>(record.appendText(report.appended));
+  if (report.appendedW) static_cast<void>(record.appendText(report.appendedW));
   if (report.sqlstate) record.setInterfaceCode(report.sqlstate);
   if (report.interfaceError) record.setInterfaceError(report.interfaceError);
 }

@@ -21,6 +21,9 @@ struct Report {
   const unsigned char* param = nullptr;  // fills the first placeholder of the text; null for none
   unsigned long paramLength = 0;         // bytes
   int codePage = 0;                      // of `param`, a zuCPType
+  // Terminated text that goes after that of the message, in one width or the other; null for none.
+  const unsigned char* appended = nullptr;
+  const unsigned short* appendedW = nullptr;
 };
 
 using PostReport = void (*)(const Report& report);

@@ -1,24 +1,15 @@
 #include "zulib/text/strcase.h"
 
-#include <unicode/uchar.h>
-
 #include <climits>
 #include <cwchar>
 
-#include "zulib/text/internal/narrow.h"
-#include "zulib/text/internal/wide.h"
+#include "zulib/text/internal/walk.h"
 
 using namespace zutext;
 
 namespace {
 
 using MapPoint = std::uint32_t (*)(std::uint32_t);
-
-std::uint32_t icuUpper(std::uint32_t c) { return foldPoint(c); }
-std::uint32_t icuLower(std::uint32_t c) {
-  if (c < 0x80) return c >= 'A' && c <= 'Z' ? c + 32 : c;
-  return static_cast<std::uint32_t>(u_tolower(static_cast<UChar32>(c)));
-}
 
 // Writes the folded form of the character of `size` bytes over it, when it has that size too.
 void writeFolded(unsigned char* p, unsigned long size, std::uint32_t folded) {
@@ -80,20 +71,20 @@ void foldWide(unsigned short* s, unsigned long n, MapPoint map) {
 
 }  // namespace
 
-void strUpper(unsigned char* s) { foldNarrowTerminated(s, ULONG_MAX, javaToUpper, 'a'); }
-void strUpper(unsigned char* s, unsigned long n) { foldNarrowTerminated(s, n, javaToUpper, 'a'); }
-void strLower(unsigned char* s) { foldNarrowTerminated(s, ULONG_MAX, javaToLower, 'A'); }
-void strLower(unsigned char* s, unsigned long n) { foldNarrowTerminated(s, n, javaToLower, 'A'); }
+void strUpper(unsigned char* s) { foldNarrowTerminated(s, ULONG_MAX, upperLatin, 'a'); }
+void strUpper(unsigned char* s, unsigned long n) { foldNarrowTerminated(s, n, upperLatin, 'a'); }
+void strLower(unsigned char* s) { foldNarrowTerminated(s, ULONG_MAX, lowerLatin, 'A'); }
+void strLower(unsigned char* s, unsigned long n) { foldNarrowTerminated(s, n, lowerLatin, 'A'); }
 
 void strUpper(unsigned short* s) {
-  if (s != nullptr) foldWide(s, wideLength(s), icuUpper);
+  if (s != nullptr) foldWide(s, lengthOf(s), upperPoint);
 }
 void strUpper(unsigned short* s, unsigned long n) {
-  if (s != nullptr) foldWide(s, n, icuUpper);
+  if (s != nullptr) foldWide(s, n, upperPoint);
 }
 void strLower(unsigned short* s) {
-  if (s != nullptr) foldWide(s, wideLength(s), icuLower);
+  if (s != nullptr) foldWide(s, lengthOf(s), lowerPoint);
 }
 void strLower(unsigned short* s, unsigned long n) {
-  if (s != nullptr) foldWide(s, n, icuLower);
+  if (s != nullptr) foldWide(s, n, lowerPoint);
 }

@@ -3,7 +3,7 @@
 #include <cstring>
 
 #include "zulib/runtime/ram.h"
-#include "zulib/text/internal/wide.h"
+#include "zulib/text/internal/walk.h"
 
 using namespace zutext;
 
@@ -26,7 +26,7 @@ unsigned long lengthWithin(const unsigned char* s, unsigned long most) {
 }  // namespace
 
 unsigned long strLen(const unsigned char* s) { return BUTSTLEN(s); }
-unsigned long strLen(const unsigned short* s) { return wideLength(s); }
+unsigned long strLen(const unsigned short* s) { return lengthOf(s); }
 
 unsigned char* strCopy(unsigned char* dst, unsigned long size, const unsigned char* src) {
   if (size == 0) return dst;
@@ -50,7 +50,7 @@ unsigned short* strCopy(unsigned short* dst, unsigned long size, const unsigned 
 }
 
 unsigned short* strCopy(unsigned short* dst, const unsigned short* src) {
-  return strCopy(dst, src, wideLength(src));
+  return strCopy(dst, src, lengthOf(src));
 }
 
 unsigned short* strCopy(unsigned short* dst, const unsigned short* src, unsigned long n) {
@@ -73,7 +73,7 @@ unsigned short* strCopy(unsigned short* dst, const unsigned char* src, unsigned 
 }
 
 unsigned char* strCopy(unsigned char* dst, const unsigned short* src) {
-  return copyElements(dst, src, wideLength(src));
+  return copyElements(dst, src, lengthOf(src));
 }
 
 unsigned char* strCopy(unsigned char* dst, unsigned long size, const unsigned short* src, unsigned long n) {

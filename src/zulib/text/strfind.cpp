@@ -3,8 +3,9 @@
 #include <cstdlib>
 
 #include "zulib/runtime/ram.h"
-#include "zulib/text/internal/narrow.h"
+#include "zulib/text/internal/walk.h"
 #include "zulib/text/strcase.h"
+#include "zulib/text/strcompare.h"
 
 using namespace zutext;
 
@@ -43,18 +44,34 @@ bool isInClass(unsigned char byte, unsigned long flags) {
 bool meets(bool wanted, const unsigned char* s, unsigned long n, const unsigned char* extra,
            unsigned long flags, zuCPType cp) {
   const NarrowWalk walk(cp);
-  const unsigned long extraLength = extra == nullptr ? 0 : narrowLength(extra);
+  const unsigned long extraLength = extra == nullptr ? 0 : lengthOf(extra);
   for (unsigned long i = 0; i < n; i += walk.step(s + i, n - i)) {
-    const bool isIn = isInClass(s[i], flags) || findByte(walk, extra, extraLength, s[i]) != nullptr;
+    const bool isIn = isInClass(s[i], flags) || find(walk, extra, extraLength, s[i]) != nullptr;
     if (isIn == wanted) return true;
   }
   return false;
 }
 
+template <class Char>
+bool isInSet(const Char* set, unsigned short unit) {
+  for (; *set != 0; ++set) {
+    if (*set == unit) return true;
+  }
+  return false;
+}
+
+template <class Char>
+const unsigned short* findAnyOf(const unsigned short* s, unsigned long n, const Char* set) {
+  for (unsigned long i = 0; i < n; ++i) {
+    if (isInSet(set, s[i]) && !isHalfOfPair(s, n, i)) return s + i;
+  }
+  return nullptr;
+}
+
 }  // namespace
 
 const unsigned char* strFind(const unsigned char* s, unsigned char ch, zuCPType cp) {
-  return findByte(NarrowWalk(cp), s, narrowLength(s), ch);
+  return find(NarrowWalk(cp), s, lengthOf(s), ch);
 }
 
 const unsigned char* strFindAnsi(const unsigned char* s, unsigned char ch) {
@@ -62,20 +79,20 @@ const unsigned char* strFindAnsi(const unsigned char* s, unsigned char ch) {
 }
 
 const unsigned char* strFind(const unsigned char* s, const unsigned char* pat, zuCPType cp) {
-  return strFind(s, narrowLength(s), pat, narrowLength(pat), cp);
+  return strFind(s, lengthOf(s), pat, lengthOf(pat), cp);
 }
 
 const unsigned char* strFind(const unsigned char* s, unsigned long n, const unsigned char* pat,
                              unsigned long m, zuCPType cp) {
-  return findBytes(NarrowWalk(cp), s, n, pat, m);
+  return find(NarrowWalk(cp), s, n, pat, m);
 }
 
 const unsigned char* strFindReverse(const unsigned char* s, unsigned char ch, zuCPType cp) {
   const NarrowWalk walk(cp);
-  const unsigned char* end = s + narrowLength(s);
+  const unsigned char* end = s + lengthOf(s);
   const unsigned char* last = nullptr;
   for (const unsigned char* p = s; p < end; p = walk.next(p, end)) {
-    p = findByte(walk, p, static_cast<unsigned long>(end - p), ch);
+    p = find(walk, p, static_cast<unsigned long>(end - p), ch);
     if (p == nullptr) break;
     last = p;
   }
@@ -91,7 +108,7 @@ const unsigned char* strFind(const unsigned char* s, unsigned char ch, unsigned 
                              unsigned char q3, zuCPType cp) {
   const NarrowWalk walk(cp);
   unsigned char zone = 0;
-  const unsigned char* end = s + narrowLength(s);
+  const unsigned char* end = s + lengthOf(s);
   for (const unsigned char* p = s; p < end; p = walk.next(p, end)) {
     if (zone != 0) {
       if (*p == zone) zone = 0;
@@ -149,4 +166,80 @@ bool strContains(const unsigned char* s, unsigned long n, const unsigned char* e
 bool strDoesNotContain(const unsigned char* s, unsigned long n, const unsigned char* extra,
                        unsigned long flags, zuCPType cp) {
   return !meets(true, s, n, extra, flags, cp);
+}
+
+// ---- UTF-16 ----
+
+const unsigned short* strFind(const unsigned short* s, unsigned short ch) {
+  return strFind(s, lengthOf(s), ch);
+}
+
+const unsigned short* strFind(const unsigned short* s, unsigned long n, unsigned short ch) {
+  return find(WideWalk(), s, n, ch);
+}
+
+const unsigned short* strFind(const unsigned short* s, const unsigned short* pat) {
+  return strFind(s, lengthOf(s), pat, lengthOf(pat));
+}
+
+const unsigned short* strFind(const unsigned short* s, unsigned long n, const unsigned short* pat,
+                              unsigned long m) {
+  return find(WideWalk(), s, n, pat, m);
+}
+
+const unsigned short* strFind(const unsigned short* s, unsigned short ch, unsigned short q1,
+                              unsigned short q2, unsigned short q3) {
+  unsigned short zone = 0;
+  for (const unsigned short* p = s; *p != 0; p += wideSize(p, 2)) {
+    if (wideSize(p, 2) == 2) continue;
+    if (zone != 0) {
+      if (*p == zone) zone = 0;
+    } else if (*p == ch) {
+      return p;
+    } else if (*p == q1 || *p == q2 || *p == q3) {
+      zone = *p;
+    }
+  }
+  return nullptr;
+}
+
+const unsigned short* strFindCi(const unsigned short* s, const unsigned short* pat) {
+  return strFindCi(s, lengthOf(s), pat, lengthOf(pat));
+}
+
+const unsigned short* strFindCi(const unsigned short* s, unsigned long n, const unsigned short* pat,
+                                unsigned long m) {
+  if (m == 0 || m > n) return nullptr;
+  const unsigned long first = wideSize(pat, m);
+  const std::uint32_t raw = codePointAt(pat, m);
+  const std::uint32_t folded = upperPoint(raw);
+  for (unsigned long i = 0; m <= n - i;) {
+    const unsigned long size = wideSize(s + i, n - i);
+    const std::uint32_t c = codePointAt(s + i, n - i);
+    if (size == first && (c == raw || upperPoint(c) == folded) &&
+        strEqualCi(s + i + size, m - first, pat + first, m - first)) {
+      return s + i;
+    }
+    i += size;
+  }
+  return nullptr;
+}
+
+const unsigned short* strFindAnyChar(const unsigned short* s, unsigned long n, const unsigned short* set) {
+  return findAnyOf(s, n, set);
+}
+
+const unsigned short* strFindAnyChar(const unsigned short* s, unsigned long n, const unsigned char* set) {
+  return findAnyOf(s, n, set);
+}
+
+const unsigned short* strFindReverse(const unsigned short* s, unsigned short ch) {
+  return strFindReverse(s, lengthOf(s), ch);
+}
+
+const unsigned short* strFindReverse(const unsigned short* s, unsigned long n, unsigned short ch) {
+  for (unsigned long i = n; i > 0; --i) {
+    if (s[i - 1] == ch && !isHalfOfPair(s, n, i - 1)) return s + i - 1;
+  }
+  return nullptr;
 }

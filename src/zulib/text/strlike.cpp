@@ -1,11 +1,11 @@
 #include "zulib/text/strlike.h"
 
+#include <algorithm>
 #include <array>
 #include <cstring>
 
-#include "zulib/text/internal/narrow.h"
 #include "zulib/text/internal/quote.h"
-#include "zulib/text/internal/wide.h"
+#include "zulib/text/internal/walk.h"
 #include "zulib/text/strcompare.h"
 #include "zulib/text/strtrim.h"
 
@@ -49,7 +49,13 @@ class NarrowText : private Source {
   bool passSame(const Char*& v, const Char* vEnd, const Char*& p, const Char* pEnd,
                 const Wildcards<Char>& wild) const {
     const Char* sizes = walk.sizeTable();
-    if (walk.plainAscii()) passSameWords(v, vEnd, p, pEnd, wild);
+    if (walk.plainAscii()) {
+      const auto left = static_cast<unsigned long>(std::min(vEnd - v, pEnd - p));
+      const unsigned long same =
+          left < 8 ? 0 : sameLiterals(v, p, left, {wild.many, wild.single, wild.escape});
+      v += same;
+      p += same;
+    }
     while (v < vEnd && p < pEnd) {
       const Char c = *p;
       if (c == wild.many || c == wild.single || c == wild.escape) break;
@@ -88,30 +94,10 @@ class NarrowText : private Source {
  private:
   using Source::walk;
 
-  static std::uint64_t spread(Char byte) { return 0x0101010101010101u * byte; }
-  // Has a high bit set where a byte of `word`, all ASCII, is 0; and maybe above such a byte.
-  static std::uint64_t zeros(std::uint64_t word) { return word - 0x0101010101010101u; }
-
-  // Eight equal bytes of plain ASCII without wildcards at a time.
-  static void passSameWords(const Char*& v, const Char* vEnd, const Char*& p, const Char* pEnd,
-                            const Wildcards<Char>& wild) {
-    if (pEnd - p < 8 || vEnd - v < 8) return;
-    const std::uint64_t many = spread(wild.many);
-    const std::uint64_t single = spread(wild.single);
-    const std::uint64_t escape = spread(wild.escape);
-    while (vEnd - v >= 8 && pEnd - p >= 8) {
-      const std::uint64_t word = load8(p);
-      const std::uint64_t wilds = zeros(word ^ many) | zeros(word ^ single) | zeros(word ^ escape);
-      if (word != load8(v) || ((word | wilds) & highBits) != 0) break;
-      v += 8;
-      p += 8;
-    }
-  }
-
   // The first character of exactly these bytes.
   const Char* findWhole(const Char* from, const Char* end, const Char* b, unsigned long size) const {
     while (from < end) {
-      from = findBytes(walk, from, static_cast<unsigned long>(end - from), b, size);
+      from = find(walk, from, static_cast<unsigned long>(end - from), b, size);
       if (from == nullptr) break;
       const Char* after = next(from, end);
       if (after == from + size) return from;
@@ -133,7 +119,7 @@ class NarrowText : private Source {
     const Char folded = walk.fold(ch);
     if (*from == ch) return from;
     if (caseSensitive || folded < 'A' || folded > 'Z') {
-      return findByte(walk, from, static_cast<unsigned long>(end - from), ch);
+      return find(walk, from, static_cast<unsigned long>(end - from), ch);
     }
     while (from < end) {
       const Char* hit = findEither(from, end, folded, folded | 0x20);
@@ -170,7 +156,7 @@ class WideText {
   bool equal(const Char* a, const Char* aEnd, const Char* b, const Char* bEnd) const {
     const std::uint32_t x = codePointAt(a, static_cast<unsigned long>(aEnd - a));
     const std::uint32_t y = codePointAt(b, static_cast<unsigned long>(bEnd - b));
-    return x == y || (!caseSensitive && foldPoint(x) == foldPoint(y));
+    return x == y || (!caseSensitive && upperPoint(x) == upperPoint(y));
   }
 
   const Char* seek(const Char* from, const Char* end, const Char* b, const Char* bEnd) const {
@@ -332,8 +318,8 @@ bool strLike(const unsigned char* value, const unsigned char* pattern, unsigned 
     const Answer answer = lookAtHead(value, pattern, {many, single, escape}, caseSensitive != 0);
     if (answer != Answer::Open) return answer == Answer::Yes;
   }
-  return like(value, narrowLength(value), pattern, narrowLength(pattern), {many, single, escape},
-              caseSensitive, keepBlanks, cp);
+  return like(value, lengthOf(value), pattern, lengthOf(pattern), {many, single, escape}, caseSensitive,
+              keepBlanks, cp);
 }
 
 bool strLike(const unsigned short* value, unsigned long valueLen, const unsigned short* pattern,

@@ -35,7 +35,7 @@ unsigned char* strCopyQuoted(unsigned char* dst, const unsigned char* src, unsig
 }
 
 unsigned char* strCopyQuoted(unsigned char* dst, const unsigned char* src, zuCPType cp, unsigned char quote) {
-  return writeQuoted(dst, src, narrowLength(src), NarrowWalk(cp), quote);
+  return writeQuoted(dst, src, lengthOf(src), NarrowWalk(cp), quote);
 }
 
 unsigned short* strCopyQuoted(unsigned short* dst, const unsigned short* src, unsigned long n,
@@ -44,25 +44,25 @@ unsigned short* strCopyQuoted(unsigned short* dst, const unsigned short* src, un
 }
 
 unsigned short* strCopyQuoted(unsigned short* dst, const unsigned short* src, unsigned short quote) {
-  return writeQuoted(dst, src, wideLength(src), WideWalk(), quote);
+  return writeQuoted(dst, src, lengthOf(src), WideWalk(), quote);
 }
 
 unsigned char* strCatQuoted(unsigned char* dst, const unsigned char* src, unsigned long n, zuCPType cp,
                             unsigned char quote) {
-  return strCopyQuoted(dst + narrowLength(dst), src, n, cp, quote);
+  return strCopyQuoted(dst + lengthOf(dst), src, n, cp, quote);
 }
 
 unsigned char* strCatQuoted(unsigned char* dst, const unsigned char* src, zuCPType cp, unsigned char quote) {
-  return strCopyQuoted(dst + narrowLength(dst), src, cp, quote);
+  return strCopyQuoted(dst + lengthOf(dst), src, cp, quote);
 }
 
 unsigned short* strCatQuoted(unsigned short* dst, const unsigned short* src, unsigned long n,
                              unsigned short quote) {
-  return strCopyQuoted(dst + wideLength(dst), src, n, quote);
+  return strCopyQuoted(dst + lengthOf(dst), src, n, quote);
 }
 
 unsigned short* strCatQuoted(unsigned short* dst, const unsigned short* src, unsigned short quote) {
-  return strCopyQuoted(dst + wideLength(dst), src, quote);
+  return strCopyQuoted(dst + lengthOf(dst), src, quote);
 }
 
 unsigned char* strCopyUnquoted(unsigned char* dst, const unsigned char* src, unsigned long n, zuCPType cp) {
@@ -87,7 +87,7 @@ unsigned long strRemoveQuotes(unsigned char* s, unsigned long n, unsigned char q
 }
 
 unsigned long strRemoveQuotes(unsigned char* s, unsigned char quote, zuCPType cp) {
-  const unsigned long n = strRemoveQuotes(s, narrowLength(s), quote, cp);
+  const unsigned long n = strRemoveQuotes(s, lengthOf(s), quote, cp);
   s[n] = 0;
   return n;
 }
@@ -98,7 +98,7 @@ unsigned long strRemoveQuotes(unsigned short* s, unsigned long n, unsigned short
 }
 
 unsigned long strRemoveQuotes(unsigned short* s, unsigned short quote) {
-  if (s[0] != quote) return wideLength(s);
+  if (s[0] != quote) return lengthOf(s);
   unsigned short* out = s;
   const unsigned short* p = s + 1;
   while (*p != 0) {

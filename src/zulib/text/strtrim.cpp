@@ -2,8 +2,7 @@
 
 #include <unicode/uchar.h>
 
-#include "zulib/text/internal/narrow.h"
-#include "zulib/text/internal/wide.h"
+#include "zulib/text/internal/walk.h"
 
 using namespace zutext;
 
@@ -51,7 +50,7 @@ unsigned long strRightTrim(const unsigned char* s, unsigned long n, zuCPType cp)
 }
 
 unsigned long strRightTrim(unsigned char* s, zuCPType cp) {
-  const unsigned long n = strRightTrim(s, narrowLength(s), cp);
+  const unsigned long n = strRightTrim(s, lengthOf(s), cp);
   s[n] = 0;
   return n;
 }
@@ -61,7 +60,7 @@ unsigned long strRightTrimBlanks(const unsigned char* s, unsigned long n, zuCPTy
 }
 
 unsigned long strRightTrimBlanks(unsigned char* s, zuCPType cp) {
-  const unsigned long n = strRightTrimBlanks(s, narrowLength(s), cp);
+  const unsigned long n = strRightTrimBlanks(s, lengthOf(s), cp);
   // Text without blanks may lie in memory that cannot be written.
   if (s[n] != 0) s[n] = 0;
   return n;
@@ -77,7 +76,7 @@ unsigned long strRightTrim(const unsigned short* s, unsigned long n) {
 }
 
 unsigned long strRightTrim(unsigned short* s) {
-  const unsigned long n = strRightTrim(s, wideLength(s));
+  const unsigned long n = strRightTrim(s, lengthOf(s));
   s[n] = 0;
   return n;
 }

@@ -5,8 +5,7 @@
 #include <cstring>
 #include <cwctype>
 
-#include "zulib/text/internal/narrow.h"
-#include "zulib/text/internal/wide.h"
+#include "zulib/text/internal/walk.h"
 
 using namespace zutext;
 
@@ -73,7 +72,7 @@ unsigned long zuCharPrev(const unsigned char* base, unsigned long offset, zuCPTy
 }
 
 const unsigned char* zuCharLast(const unsigned char* p, zuCPType cp) {
-  return p + zuCharLast(p, narrowLength(p), cp);
+  return p + zuCharLast(p, lengthOf(p), cp);
 }
 
 unsigned long zuCharLast(const unsigned char* base, unsigned long n, zuCPType cp) {
@@ -95,12 +94,7 @@ bool zuCharEqual(const unsigned char* a, const unsigned char* b, zuCPType cp) {
   return true;
 }
 
-unsigned long zuCharLen(const unsigned char* p, zuCPType cp) {
-  if (cp != zuCPUCS2) return zuCharLen(p, narrowLength(p), cp);
-  unsigned long count = 0;
-  while (p[2 * count] != 0 || p[2 * count + 1] != 0) ++count;
-  return count;
-}
+unsigned long zuCharLen(const unsigned char* p, zuCPType cp) { return zuCharLen(p, lengthOf(p, cp), cp); }
 
 unsigned long zuCharLen(const unsigned char* p, unsigned long n, zuCPType cp) {
   if (cp == zuCPUCS2) return n >> 1;
@@ -123,7 +117,7 @@ bool zuStrSBCSChar(const unsigned char* start, const unsigned char* p, unsigned 
 const unsigned char* zuSkipBlanks(const unsigned char* p, zuCPType cp) {
   if (p == nullptr) return p;
   const NarrowWalk walk(cp);
-  const unsigned char* end = p + narrowLength(p);
+  const unsigned char* end = p + lengthOf(p);
   while (p < end && zuIsWhiteSpace(p, cp)) p = walk.next(p, end);
   return p;
 }
@@ -169,14 +163,5 @@ unsigned long zuCharLen(const unsigned short* p) {
   return count;
 }
 
-std::uint32_t javaToUpper(std::uint32_t c) {
-  if ((c >= 0x61 && c <= 0x7A) || (c >= 0xE0 && c <= 0xFE)) return c - 32;
-  if (c < 0xFF) return c;
-  return static_cast<std::uint32_t>(u_toupper(static_cast<UChar32>(c)));
-}
-
-std::uint32_t javaToLower(std::uint32_t c) {
-  if ((c >= 0x41 && c <= 0x5A) || (c >= 0xC0 && c <= 0xDE)) return c + 32;
-  if (c < 0xFF) return c;
-  return static_cast<std::uint32_t>(u_tolower(static_cast<UChar32>(c)));
-}
+std::uint32_t javaToUpper(std::uint32_t c) { return upperLatin(c); }
+std::uint32_t javaToLower(std::uint32_t c) { return lowerLatin(c); }

@@ -15,14 +15,7 @@
 #include <cstdint>
 
 #include "zulib/runtime/zuapi.h"
-
-// How the bytes of a narrow text are to be read.
-enum zuCPType {
-  zuCPLocale = 1,      // the multi-byte encoding of the C locale
-  zuCPUCS2 = 2,        // UCS-2 behind a byte pointer: `zuCharLen` counts 16-bit units
-  zuCPUTF8 = 3,        // UTF-8
-  zuCPSingleByte = 4,  // single bytes: `strFindCi` with two folded patterns sizes no characters
-};
+#include "zulib/text/zucptype.h"
 
 // Bytes of the character at `p`. UTF-8 goes by the lead byte alone, and a stray continuation byte is 1.
 // The other types know characters of one and of two bytes.

@@ -2,61 +2,61 @@
 
 #include <charconv>
 
-#include "zulib/text/internal/narrow.h"
+#include "zulib/text/internal/walk.h"
 #include "zulib/text/strcopy.h"
 
 namespace {
 
-// Writes a number in decimal, unterminated, and answers its length. `out` has room for 20 digits and a sign.
-constexpr unsigned long DECIMAL_SIZE = 21;
+// Writes a number in decimal, unterminated, and returns its length. `out` has room for 20 digits and a sign.
+constexpr unsigned long kDecimalSize = 21;
 
 template <class Char, class Number>
 unsigned long writeDecimal(Char* out, Number number) {
-  char digits[DECIMAL_SIZE] = {};
+  char digits[kDecimalSize] = {};
   unsigned long n = 0;
-  const char* end = std::to_chars(digits, digits + DECIMAL_SIZE, number).ptr;
+  const char* end = std::to_chars(digits, digits + kDecimalSize, number).ptr;
   for (const char* digit = digits; digit < end; ++digit) out[n++] = static_cast<Char>(*digit);
   return n;
 }
 
 }  // namespace
 
-template <class String, class View, class Char>
-ZuParamStringOf<String, View, Char>::~ZuParamStringOf() = default;
+template <class Char>
+ZuParamStringOf<Char>::~ZuParamStringOf() = default;
 
-template <class String, class View, class Char>
-void ZuParamStringOf<String, View, Char>::begin() {
+template <class Char>
+void ZuParamStringOf<Char>::begin() {
   String::unInitialize();
   this->owned = 1;
   paramCount = 0;
   failed = false;
 }
 
-template <class String, class View, class Char>
-int ZuParamStringOf<String, View, Char>::ended(int failure) {
+template <class Char>
+int ZuParamStringOf<Char>::ended(int failure) {
   if (failure) failed = true;
   return failure;
 }
 
-template <class String, class View, class Char>
-int ZuParamStringOf<String, View, Char>::initialize(const Char* text) {
+template <class Char>
+int ZuParamStringOf<Char>::initialize(const Char* text) {
   return initialize(text, strLen(text));
 }
 
-template <class String, class View, class Char>
-int ZuParamStringOf<String, View, Char>::initialize(const Char* text, unsigned long n) {
+template <class Char>
+int ZuParamStringOf<Char>::initialize(const Char* text, unsigned long n) {
   begin();
   return ended(String::initialize(text, n));
 }
 
-template <class String, class View, class Char>
-int ZuParamStringOf<String, View, Char>::initialize(unsigned long capacity) {
+template <class Char>
+int ZuParamStringOf<Char>::initialize(unsigned long capacity) {
   begin();
   return ended(String::initialize(capacity));
 }
 
-template <class String, class View, class Char>
-unsigned long ZuParamStringOf<String, View, Char>::buildMatchString(Char* out, Char kind) {
+template <class Char>
+unsigned long ZuParamStringOf<Char>::buildMatchString(Char* out, Char kind) {
   constexpr unsigned short longestPlain = 9;
   ++paramCount;
   unsigned long n = 0;
@@ -68,50 +68,50 @@ unsigned long ZuParamStringOf<String, View, Char>::buildMatchString(Char* out, C
   return n;
 }
 
-template <class String, class View, class Char>
-int ZuParamStringOf<String, View, Char>::replace(Char kind, const Char* text, unsigned long n) {
-  Char match[DECIMAL_SIZE];
-  unsigned long matchLength = buildMatchString(match, kind);
+template <class Char>
+int ZuParamStringOf<Char>::replace(Char kind, const Char* text, unsigned long n) {
+  Char match[kDecimalSize];
+  const unsigned long matchLength = buildMatchString(match, kind);
   return ended(String::replaceSubString(match, matchLength, text, n));
 }
 
-template <class String, class View, class Char>
-int ZuParamStringOf<String, View, Char>::setParam(const Char* text) {
+template <class Char>
+int ZuParamStringOf<Char>::setParam(const Char* text) {
   return replace('s', text, text ? strLen(text) : 0);
 }
 
-template <class String, class View, class Char>
-int ZuParamStringOf<String, View, Char>::setParam(unsigned long number) {
-  Char digits[DECIMAL_SIZE];
+template <class Char>
+int ZuParamStringOf<Char>::setParam(unsigned long number) {
+  Char digits[kDecimalSize];
   return replace('d', digits, writeDecimal(digits, number));
 }
 
-template <class String, class View, class Char>
-int ZuParamStringOf<String, View, Char>::setParam(long number) {
-  Char digits[DECIMAL_SIZE];
+template <class Char>
+int ZuParamStringOf<Char>::setParam(long number) {
+  Char digits[kDecimalSize];
   return replace('d', digits, writeDecimal(digits, number));
 }
 
-template <class String, class View, class Char>
-int ZuParamStringOf<String, View, Char>::setParam(const View& text) {
+template <class Char>
+int ZuParamStringOf<Char>::setParam(const View& text) {
   return replace('s', text.asPascalStr(), text.getLength());
 }
 
-template <class String, class View, class Char>
-int ZuParamStringOf<String, View, Char>::setQuotedParam(const Char* text, Char quote) {
+template <class Char>
+int ZuParamStringOf<Char>::setQuotedParam(const Char* text, Char quote) {
   String quoted;
   if (ended(quoted.initialize(text))) return 1;
   static_cast<void>(quoted.addQuotes(quote));
   return setParam(static_cast<const View&>(quoted));
 }
 
-template class ZuParamStringOf<ZuString, ZuSubString, unsigned char>;
-template class ZuParamStringOf<ZuStringW, ZuSubStringW, unsigned short>;
+template class ZuParamStringOf<unsigned char>;
+template class ZuParamStringOf<unsigned short>;
 
 ZuParamString::~ZuParamString() = default;
 
 int ZuParamString::initialize(const unsigned char* text, zuCPType cp) {
-  return initialize(text, zutext::narrowLength(text, cp), cp);
+  return initialize(text, zutext::lengthOf(text, cp), cp);
 }
 
 int ZuParamString::initialize(const unsigned char* text, unsigned long n, zuCPType cp) {
@@ -127,7 +127,7 @@ int ZuParamString::initialize(unsigned long capacity, zuCPType cp) {
 ZuParamStringW::~ZuParamStringW() = default;
 
 int ZuParamStringW::initialize(const unsigned char* text, zuCPType cp) {
-  return initialize(text, zutext::narrowLength(text, cp), cp);
+  return initialize(text, zutext::lengthOf(text, cp), cp);
 }
 
 int ZuParamStringW::initialize(const unsigned char* text, unsigned long n, zuCPType cp) {

@@ -18,9 +18,12 @@
 #include "zulib/text/zustringw.h"
 
 // What the narrow and the wide template have in common.
-template <class String, class View, class Char>
-class ZU_API ZuParamStringOf : public String {
+template <class Char>
+class ZU_API ZuParamStringOf : public ZuTextNames<Char>::String {
  public:
+  using String = typename ZuTextNames<Char>::String;
+  using View = typename ZuTextNames<Char>::View;
+
   ZuParamStringOf() = default;
   ~ZuParamStringOf() override;
 
@@ -66,10 +69,10 @@ class ZU_API ZuParamStringOf : public String {
   bool failed = false;
 };
 
-extern template class ZuParamStringOf<ZuString, ZuSubString, unsigned char>;
-extern template class ZuParamStringOf<ZuStringW, ZuSubStringW, unsigned short>;
+extern template class ZuParamStringOf<unsigned char>;
+extern template class ZuParamStringOf<unsigned short>;
 
-class ZU_API ZuParamString : public ZuParamStringOf<ZuString, ZuSubString, unsigned char> {
+class ZU_API ZuParamString : public ZuParamStringOf<unsigned char> {
  public:
   ZuParamString() = default;
   explicit ZuParamString(zuCPType cp) { codePage = cp; }
@@ -81,7 +84,7 @@ class ZU_API ZuParamString : public ZuParamStringOf<ZuString, ZuSubString, unsig
   int initialize(unsigned long capacity, zuCPType cp);
 };
 
-class ZU_API ZuParamStringW : public ZuParamStringOf<ZuStringW, ZuSubStringW, unsigned short> {
+class ZU_API ZuParamStringW : public ZuParamStringOf<unsigned short> {
  public:
   ZuParamStringW() = default;
   ~ZuParamStringW() override;

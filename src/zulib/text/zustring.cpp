@@ -1,140 +1,68 @@
 #include "zulib/text/zustring.h"
 
-#include "zulib/text/internal/textalgorithms.h"
+#include "zulib/text/internal/replacedefs.h"
+#include "zulib/text/internal/stringdefs.h"
+#include "zulib/text/internal/viewdefs.h"
 
-using namespace zutext;
+template class ZuSubStringOf<unsigned char>;
+template class ZuStringOf<unsigned char>;
+template class ZuReplaceStringOf<unsigned char>;
+template class ZuSubStringUpperOf<unsigned char, 24>;
 
-using Memory = StringAlgorithms<NarrowKind>;
-using Text = TextAlgorithms<NarrowKind>;
+ZuSubString::ZuSubString(const unsigned char* terminated, zuCPType cp) {
+  initialize(terminated, zutext::lengthOf(terminated, cp), cp);
+}
 
-ZuString::ZuString() = default;
+void ZuSubString::initialize(const unsigned char* p, unsigned long n, zuCPType cp) {
+  initialize(p, n);
+  codePage = cp;
+}
 
-ZuString::~ZuString() { unInitialize(); }
+std::uint32_t ZuSubString::hash() const {
+  constexpr unsigned long kMost = 5;
+  unsigned char folded[kMost + 1] = {};
+  zutext::moveChars(folded, data, std::min(length, kMost));
+  // A letter after a byte of UTF-8 that leads a pair in the locale is still a letter for `isEqualCi`.
+  if (codePage == zuCPUTF8) {
+    for (unsigned char& byte : folded) byte = zutext::asciiUpper[byte];
+  }
+  strUpper(folded);
+  std::uint32_t sum = 0;
+  for (const unsigned char* p = folded; *p != 0; ++p) sum += *p;
+  return sum;
+}
 
-int ZuString::initialize(const unsigned char* terminated) { return initialize(terminated, zuCPLocale); }
+unsigned char* ZuSubString::getCopyQuoted(unsigned char* dst, unsigned char) const {
+  constexpr unsigned char kApostrophe = 0x27;
+  return ZuSubStringOf::getCopyQuoted(dst, kApostrophe);
+}
+
+ZuString::~ZuString() = default;
 
 int ZuString::initialize(const unsigned char* terminated, zuCPType cp) {
-  return initialize(terminated, narrowLength(terminated, cp), cp);
+  return initialize(ZuSubString(terminated, cp));
 }
-
-int ZuString::initialize(const unsigned char* p, unsigned long n) { return initialize(p, n, zuCPLocale); }
 
 int ZuString::initialize(const unsigned char* p, unsigned long n, zuCPType cp) {
-  if (Memory::initialize(*this, p, n, n + 1)) return 1;
-  codePage = cp;
-  return 0;
+  return initialize(ZuSubString(p, n, cp));
 }
-
-int ZuString::initialize(const ZuSubString& view) {
-  return initialize(view.asPascalStr(), view.getLength(), view.getCodePage());
-}
-
-int ZuString::initialize(unsigned long n) { return initialize(n, zuCPLocale); }
 
 int ZuString::initialize(unsigned long n, zuCPType cp) {
-  if (Memory::initialize(*this, nullptr, 0, n + 1)) return 1;
+  if (initialize(n)) return 1;
   codePage = cp;
   return 0;
-}
-
-void ZuString::initializeWithBuffer(unsigned char* p, unsigned long newCapacity, unsigned long newLength) {
-  initializeWithBuffer(p, newCapacity, zuCPLocale, newLength);
 }
 
 void ZuString::initializeWithBuffer(unsigned char* p, unsigned long newCapacity, zuCPType cp,
                                     unsigned long newLength) {
-  Memory::setBuffer(*this, p, newCapacity, newLength, 0);
+  initializeWithBuffer(p, newCapacity, newLength);
   codePage = cp;
 }
 
 void ZuString::initializeTakeBuffer(unsigned char* p, unsigned long newCapacity, zuCPType cp,
                                     unsigned long newLength) {
-  Memory::setBuffer(*this, p, newCapacity, newLength, 1);
+  initializeTakeBuffer(p, newCapacity, newLength);
   codePage = cp;
 }
 
-void ZuString::unInitialize() { Memory::unInitialize(*this); }
-
-void ZuString::clear() { Memory::setLength(*this, 0); }
-
-int ZuString::clearAndSet(const ZuSubString& view) {
-  return Memory::clearAndSet(*this, view.asPascalStr(), view.getLength());
-}
-
-int ZuString::concat(unsigned char ch) { return Memory::append(*this, &ch, 1); }
-
-int ZuString::concat(const unsigned char* terminated) { return concat(terminated, narrowLength(terminated)); }
-
-int ZuString::concat(const unsigned char* p, unsigned long n) { return Memory::append(*this, p, n); }
-
-int ZuString::concat(const ZuSubString& view) { return concat(view.asPascalStr(), view.getLength()); }
-
-int ZuString::concat(unsigned long number) { return Memory::appendNumber(*this, number); }
-
-int ZuString::concat(long number) { return Memory::appendNumber(*this, number); }
-
-int ZuString::concatSpace() { return concat(' '); }
-
-bool ZuString::isEnoughSpace(unsigned long n) const { return Memory::isEnoughSpace(*this, n); }
-
-int ZuString::assureSpace(unsigned long n) { return Memory::assureSpace(*this, n); }
-
-int ZuString::resize(unsigned long newCapacity) { return Memory::resize(*this, newCapacity); }
-
-int ZuString::trim() { return Memory::trim(*this); }
-
-int ZuString::changeBytes(unsigned long offset, unsigned long oldLength, const unsigned char* p,
-                          unsigned long newLength) {
-  return Memory::change(*this, offset, oldLength, p, newLength);
-}
-
-int ZuString::replaceSubString(const unsigned char* pat, unsigned long patLength, const unsigned char* text,
-                               unsigned long textLength) {
-  return Memory::replaceAll(*this, pat, patLength, text, textLength);
-}
-
-int ZuString::replaceSubString(const unsigned char* pat, const unsigned char* text,
-                               unsigned long textLength) {
-  return replaceSubString(pat, narrowLength(pat), text, textLength);
-}
-
-int ZuString::replaceSubString(const unsigned char* pat, const unsigned char* text) {
-  return replaceSubString(pat, text, text == nullptr ? 0 : narrowLength(text));
-}
-
-int ZuString::replaceSubString(const ZuSubString& view, const unsigned char* p, unsigned long n) {
-  if (view.asPascalStr() < data || view.asPascalStr() > data + length) return 1;
-  return changeBytes(static_cast<unsigned long>(view.asPascalStr() - data), view.getLength(), p, n);
-}
-
-int ZuString::addQuotes(unsigned char quote) { return Text::addQuotes(*this, quote); }
-
-void ZuString::removeQuotes() { Text::removeQuotes(*this); }
-
-int ZuString::addQuotedBytes(const ZuSubString& view, unsigned char quote) {
-  return Text::addQuoted(*this, view, quote);
-}
-
-int ZuString::forceEol(unsigned long n) { return Text::forceEol(*this, n); }
-
-int ZuString::insertLineBreaks(unsigned long width, unsigned char q1, unsigned char q2, unsigned char q3) {
-  return Text::insertLineBreaks(*this, width, {q1, q2, q3});
-}
-
-int ZuString::removeLineBreaks(unsigned char q1, unsigned char q2, unsigned char q3) {
-  return Text::dropRuns(*this, {q1, q2, q3}, Text::isLineFeed);
-}
-
-int ZuString::removeTabs(unsigned char q1, unsigned char q2, unsigned char q3) {
-  return Text::dropRuns(*this, {q1, q2, q3}, Text::isTab);
-}
-
-int ZuString::removeLineFeeds(unsigned char q1, unsigned char q2, unsigned char q3) {
-  return Text::dropRuns(*this, {q1, q2, q3}, Text::isLineEnd);
-}
-
-unsigned char* ZuString::asCStr(unsigned long offset) {
-  if (assureSpace(0)) return nullptr;
-  data[length] = 0;
-  return data + offset;
-}
+ZuReplaceString::~ZuReplaceString() = default;

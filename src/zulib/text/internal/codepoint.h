@@ -1,9 +1,9 @@
-// UTF-16 by code point: pairs, and scans for one unit.
+// Code points: surrogate pairs, and case.
 //
-// A pair is a high surrogate with a low one behind it; any other surrogate is a character of its own.
+// A pair is a high surrogate followed by a low one; any other surrogate is a character of its own.
 
-#ifndef ZULIB_TEXT_INTERNAL_WIDE_H
-#define ZULIB_TEXT_INTERNAL_WIDE_H
+#ifndef ZULIB_TEXT_INTERNAL_CODEPOINT_H
+#define ZULIB_TEXT_INTERNAL_CODEPOINT_H
 
 #include <unicode/uchar.h>
 
@@ -33,16 +33,26 @@ inline std::uint32_t codePointAt(const unsigned short* p, unsigned long left) {
   return wideSize(p, left) == 2 ? joinPair(p[0], p[1]) : p[0];
 }
 
-inline std::uint32_t foldPoint(std::uint32_t c) {
+// The case of UTF-16.
+inline std::uint32_t upperPoint(std::uint32_t c) {
   if (c < 0x80) return c >= 'a' && c <= 'z' ? c - 32 : c;
   return static_cast<std::uint32_t>(u_toupper(static_cast<UChar32>(c)));
 }
+inline std::uint32_t lowerPoint(std::uint32_t c) {
+  if (c < 0x80) return c >= 'A' && c <= 'Z' ? c + 32 : c;
+  return static_cast<std::uint32_t>(u_tolower(static_cast<UChar32>(c)));
+}
 
-// Units before the terminator.
-unsigned long wideLength(const unsigned short* s);
-
-// The first unit `ch` at or past `p`, halves of pairs included; `end` when there is none.
-const unsigned short* scanUnit(const unsigned short* p, const unsigned short* end, unsigned short ch);
+// The case of narrow text (`javaToUpper`, `javaToLower`). The two Latin-1 ranges are taken whole, with 0xD7
+// and 0xF7, which are no letters.
+inline std::uint32_t upperLatin(std::uint32_t c) {
+  if ((c >= 0x61 && c <= 0x7A) || (c >= 0xE0 && c <= 0xFE)) return c - 32;
+  return c < 0xFF ? c : static_cast<std::uint32_t>(u_toupper(static_cast<UChar32>(c)));
+}
+inline std::uint32_t lowerLatin(std::uint32_t c) {
+  if ((c >= 0x41 && c <= 0x5A) || (c >= 0xC0 && c <= 0xDE)) return c + 32;
+  return c < 0xFF ? c : static_cast<std::uint32_t>(u_tolower(static_cast<UChar32>(c)));
+}
 
 }  // namespace zutext
 
