@@ -1,8 +1,11 @@
 #include "zulib/collections/zusorted.h"
 
-#include "zulib/collections/internal/objectsort.h"
+#include "zulib/runtime/zuhooks.h"
 
 namespace {
+
+// The result of comparing two elements, of which the low 16 bits count.
+short compareObjects(const ZuObject* a, const ZuObject* b) { return static_cast<short>(a->compare(b)); }
 
 // A binary search among `count` elements, where `order(i)` is how the wanted one compares with element i.
 // 1 and the index of an equal element, not always the first; or 0 and the index where it would stand.
@@ -70,7 +73,7 @@ void ZuSortedArray::findIndexOfLastKey(const ZuObject* obj, unsigned long& index
 int ZuSortedArray::resort() {
   setFlag(sortingStopped, 0);
   if (count < 2) return 0;
-  return sortObjects(items, count);
+  return zuhooks::sortObjects(items, count);
 }
 
 // Moves the first of each group of equal elements down over the others. Answers the cells then in use.

@@ -6,7 +6,7 @@
 //    0  the profiles of code pages
 //    1  RAM_LOCK
 //    2  MDS_PERTHREAD_LOCK
-//    3  TMP_FILES, of the sorter's and the other stores' temporary files
+//    3  the sorter's start, TMP_FILES
 //    4  VM_LOCK
 //    5  the lock of the security tokens
 //    6  MemoryError, DummyError
@@ -34,6 +34,7 @@
 #include "zulib/runtime/zucritse.h"
 #include "zulib/runtime/zudebug.h"
 #include "zulib/runtime/zusemaph.h"
+#include "zulib/storage/sort.h"
 #include "zulib/storage/tmp.h"
 #include "zulib/storage/zuvm.h"
 
@@ -44,6 +45,7 @@ ZuCriticalSection RAM_LOCK(0);
 ZuCriticalSection MDS_PERTHREAD_LOCK(0);
 static ThreadListOwner threadListOwner;
 
+static zustorage::SorterStart sorterStart;
 ZuTmpFileList TMP_FILES;
 
 ZuCriticalSection VM_LOCK(0);

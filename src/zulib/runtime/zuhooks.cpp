@@ -1,8 +1,10 @@
 #include "zulib/runtime/zuhooks.h"
 
+#include <algorithm>
 #include <charconv>
 
 #include "zulib/runtime/ram.h"
+#include "zulib/runtime/zuobject.h"
 
 namespace zuhooks {
 namespace {
@@ -11,6 +13,7 @@ constinit PostReport postReport = nullptr;
 constinit MarkOutOfMemory markOutOfMemory = nullptr;
 constinit ReadText readNarrow = nullptr;
 constinit ReadTextW readWide = nullptr;
+constinit SortObjects sortByStorage = nullptr;
 
 template <class Char>
 unsigned long writeNumber(Char* out, unsigned short id) {
@@ -44,6 +47,15 @@ unsigned long readText(unsigned char* out, unsigned short id) {
 
 unsigned long readText(unsigned short* out, unsigned short id) {
   return readWide ? readWide(out, id) : writeNumber(out, id);
+}
+
+void setSorter(SortObjects sort) { sortByStorage = sort; }
+
+int sortObjects(ZuObject** objects, unsigned long count) {
+  if (sortByStorage) return sortByStorage(objects, count);
+  std::sort(objects, objects + count,
+            [](const ZuObject* a, const ZuObject* b) { return static_cast<short>(a->compare(b)) < 0; });
+  return 0;
 }
 
 }  // namespace zuhooks

@@ -1,7 +1,7 @@
-// Calls from a lower floor to a higher one: posting an error record, and reading a text of the message
-// catalog. The owner of each service registers its function when the library is loaded (library/statics.cpp).
-// Until then, and in a program that links only the lower floors, a report is dropped and a text is its
-// number.
+// Calls from a lower floor to a higher one: posting an error record, reading a text of the message catalog,
+// and sorting objects. The owner of each service registers its function when the library is loaded
+// (library/statics.cpp). Until then, and in a program that links only the lower floors, a report is dropped,
+// a text is its number, and objects are sorted by the standard library.
 //
 // Thread safety: functions are registered at load, before another thread can use the library, and are not
 // changed afterwards.
@@ -10,6 +10,8 @@
 #define ZULIB_RUNTIME_ZUHOOKS_H
 
 #include "zulib/runtime/zumessages.h"
+
+class ZuObject;
 
 namespace zuhooks {
 
@@ -30,11 +32,14 @@ using PostReport = void (*)(const Report& report);
 using MarkOutOfMemory = void (*)();
 using ReadText = unsigned long (*)(unsigned char* out, unsigned short id);
 using ReadTextW = unsigned long (*)(unsigned short* out, unsigned short id);
+using SortObjects = int (*)(ZuObject** objects, unsigned long count);
 
 // Registered by errors/.
 void setReporter(PostReport post, MarkOutOfMemory mark);
 // Registered by os/catalogs/.
 void setTexts(ReadText narrow, ReadTextW wide);
+// Registered by storage/.
+void setSorter(SortObjects sort);
 
 // Posts an error record. Allocation failure in the attempt leaves the out-of-memory record instead.
 void report(const Report& report);
@@ -47,6 +52,10 @@ constexpr unsigned long kTextSize = 1024;
 // Returns its length. A text that no catalog has is its number in decimal.
 unsigned long readText(unsigned char* out, unsigned short id);
 unsigned long readText(unsigned short* out, unsigned short id);
+
+// Sorts by the objects' `compare`, of whose result the low 16 bits count; equal objects end in any order.
+// Returns 0, or 1 after an error record with the objects in any order.
+[[nodiscard]] int sortObjects(ZuObject** objects, unsigned long count);
 
 }  // namespace zuhooks
 

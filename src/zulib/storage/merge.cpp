@@ -131,6 +131,7 @@ int MergeInfo::compareSections(ZuSort* sort, unsigned short a, unsigned short b,
 }
 
 int MergeInfo::sortSections(ZuSort* sort) {
+  sort->keysChanged = true;  // a failure leaves them to be sorted by the next call
   bool isDone = false;
   while (!isDone) {
     isDone = true;
@@ -172,7 +173,14 @@ int MergeInfo::getNextRecord(ZuSort* sort, void** record) {
   *record = nullptr;
   if (activeSections == 0) return 0;
   if (!frontIsNext) advanceFront();
+  frontIsNext = 1;  // a failure does not advance it again
+  if (findNext(sort, record)) return 1;
   frontIsNext = 0;
+  return 0;
+}
+
+// The record of the front section, which has advanced, or of the one that takes its place.
+int MergeInfo::findNext(ZuSort* sort, void** record) {
   if (sort->keysChanged && sortSections(sort)) return 1;
   if (activeSections == 0) return 0;
   if (getCurrentRecordInSection(sort, 0, record)) return 1;

@@ -12,6 +12,7 @@
 
 #include "zulib/errors/zuerror.h"
 #include "zulib/runtime/ram.h"
+#include "zulib/runtime/zuhooks.h"
 #include "zulib/runtime/zumessages.h"
 #include "zulib/storage/internal/keyorder.h"
 #include "zulib/storage/internal/merge.h"
@@ -228,6 +229,13 @@ int ZuSort::getSortedWithCompare(void** record, unsigned long* matchingKeys) {
   return keepRecord(*record);
 }
 
+// The sections of the merge are no longer where they were: reading starts anew.
+int ZuSort::failToPlace(void** record) {
+  *record = nullptr;
+  position = 0;
+  return 1;
+}
+
 int ZuSort::getFirstInMemory(const void* key, void** record) {
   unsigned long low = 0;
   unsigned long high = totalRecords;
@@ -253,10 +261,7 @@ int ZuSort::getFirstRecordWithKey(const void* key, void** record) {
   previousRecord = nullptr;
   if (merging) {
     if (!mergeInfo) return fail(EIO, mergeFileName);
-    if (mergeInfo->getFirstRecordWithKey(this, key, record)) {
-      *record = nullptr;
-      return 1;
-    }
+    if (mergeInfo->getFirstRecordWithKey(this, key, record)) return failToPlace(record);
   } else if (getFirstInMemory(key, record)) {
     return 1;
   }
@@ -303,9 +308,9 @@ int ZuSort::doSortRange(unsigned long first, unsigned long last, unsigned wholeR
 
 namespace {
 
-template <class Order>
-int quickSortBy(const RecordSpace& space, const Order& order, unsigned long first, unsigned long last) {
-  QuickSort<Order> sort(space, order);
+template <class Space, class Order>
+int quickSortBy(const Space& space, const Order& order, unsigned long first, unsigned long last) {
+  QuickSort<Space, Order> sort(space, order);
   if (sort.run(first, last)) return 0;
   addError(ZU_MSG_SORT_TOO_DEEP);
   return 1;
@@ -318,7 +323,9 @@ int ZuSort::quickSort(unsigned long first, unsigned long last) {
   if (keyCount == startKey + 1) {
     const ZuSortKey& key = keys[startKey];
     const bool isBytes = (key.flags & (ZuSortObject | ZuSortText | ZuSortCustom)) == 0;
-    if (key.flags == ZuSortObject) return quickSortBy(space, ObjectOrder(), first, last);
+    if (key.flags == ZuSortObject && recordLength == sizeof(ZuObject*) && borrowsBuffer) {
+      return quickSortBy(ArraySpace<sizeof(ZuObject*)>{buffers[0]}, ObjectOrder(), first, last);
+    }
     if (isBytes && BytesOrder::fits(key.offset, key.length, recordLength)) {
       const bool descending = (key.flags & ZuSortDescending) != 0;
       return quickSortBy(space, BytesOrder(key.offset, key.length, recordLength, descending), first, last);
@@ -392,8 +399,7 @@ int ZuSort::getFirstRecordInRange(void** record) {
   } else if (!mergeInfo) {
     return fail(EIO, mergeFileName);
   } else if (mergeInfo->getFirstRecordInRange(record, this)) {
-    *record = nullptr;
-    return 1;
+    return failToPlace(record);
   }
   position = rangeStart + 1;
   return keepRecord(*record);
@@ -421,7 +427,7 @@ int ZuSort::compareFrom(unsigned long firstKey, const unsigned char* a, const un
 int ZuSort::compareKey(const ZuSortKey& key, const unsigned char* a, const unsigned char* b) const {
   short result;
   if (key.flags & ZuSortObject) {
-    result = static_cast<short>(ObjectOrder()(a, b));
+    result = ObjectOrder::compareObjects(ObjectOrder::object(a), ObjectOrder::object(b));
   } else if (key.flags & ZuSortText) {
     result = static_cast<short>(compareText(a + key.offset, b + key.offset, key.length));
   } else if (key.flags & ZuSortCustom && key.compareFunction) {
@@ -545,3 +551,18 @@ int ZuSort::readMergeFile(unsigned long memoryRecord, unsigned long count, unsig
 int ZuSort::readRecord(unsigned long fileRecord, unsigned char* into) {
   return readBytes(fileRecord * recordLength, into, recordLength);
 }
+
+// --- sorted arrays ----------------------------------------------------------------------------------------
+
+namespace {
+
+int sortObjects(ZuObject** objects, unsigned long count) {
+  ZuSort sorter(sizeof(ZuObject*));
+  if (sorter.addKey(ZuSortObject, 0, sizeof(ZuObject*))) return 1;
+  sorter.setBuf(count, objects);
+  return sorter.sortBuf();
+}
+
+}  // namespace
+
+SorterStart::SorterStart() { zuhooks::setSorter(sortObjects); }

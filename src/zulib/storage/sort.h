@@ -25,8 +25,9 @@
 // Records are added first, and read, sorted again and searched afterwards. Adding to a sorter that has
 // started to merge fails. Equal records come in any order.
 //
-// Operations return 0, or 1 after one record on the thread's error list. A record that is delivered is null
-// at the end of the data, and valid until the next call.
+// Operations return 0, or 1 after one record on the thread's error list. Reading goes on after a failure, and
+// begins anew after a search or a range that failed. A sorter that cannot go on fails each time. A record
+// that is delivered is null at the end of the data, and valid until the next call.
 //
 // The file has no name once it is open, so that nothing is left of it whatever ends the process.
 //
@@ -134,6 +135,7 @@ class ZU_API ZuSort : public ZuObject {
   int prepareForGet();
   int deliver(void** record);
   int keepRecord(const void* record);
+  int failToPlace(void** record);
   int getFirstInMemory(const void* key, void** record);
   void release();
 
@@ -194,5 +196,14 @@ class ZU_API ZuSort : public ZuObject {
   unsigned long rangeEnd = 0;
   unsigned char* buffers[kMaximumBuffers] = {};
 };
+
+namespace zustorage {
+
+// Made when the library is loaded: from then on sorted arrays sort through ZuSort.
+struct SorterStart {
+  SorterStart();
+};
+
+}  // namespace zustorage
 
 #endif

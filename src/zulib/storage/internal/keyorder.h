@@ -33,9 +33,20 @@ struct FunctionOrder {
 
 // By the objects that the records point to.
 struct ObjectOrder {
-  using Pivot = PlainPivot<ObjectOrder>;
+  struct Pivot {
+    Pivot(const ObjectOrder&, const unsigned char* record) : pivot(object(record)) {}
+    bool isAbove(const unsigned char* other) const { return compareObjects(object(other), pivot) < 0; }
+    bool isBelow(const unsigned char* other) const { return compareObjects(object(other), pivot) > 0; }
+
+    const ZuObject* pivot;
+  };
+
   int operator()(const unsigned char* a, const unsigned char* b) const {
-    return static_cast<short>(object(a)->compare(object(b)));
+    return compareObjects(object(a), object(b));
+  }
+  // Of the result the low 16 bits count.
+  static short compareObjects(const ZuObject* a, const ZuObject* b) {
+    return static_cast<short>(a->compare(b));
   }
   static const ZuObject* object(const unsigned char* record) {
     const ZuObject* pointer;

@@ -77,7 +77,7 @@ struct MergeInfo {
   uint32_t sectionSize;  // records in a full run
   uint32_t cacheSize;    // records in one section's cache
   uint8_t rotatingCache : 1;
-  uint8_t frontIsNext : 1;  // the front record has not been delivered: a search has missed
+  uint8_t frontIsNext : 1;  // the front record has not been delivered: a search or a read has missed it
   uint32_t lastCacheRecord;
   uint32_t firstCacheRecord;
   uint32_t nextCacheRecord;  // to be taken next in a rotating cache
@@ -89,6 +89,7 @@ struct MergeInfo {
 
   void restart();
   void advanceFront();
+  int findNext(ZuSort* sort, void** record);
   int placeFront(ZuSort* sort);
   int compareSections(ZuSort* sort, unsigned short a, unsigned short b, Compared* result);
   int seekInSection(ZuSort* sort, MergeSection& section, const void* key, unsigned char* record, bool* isHit);
