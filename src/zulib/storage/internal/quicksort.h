@@ -73,6 +73,9 @@ struct RecordSpace {
     return {place.index + steps, place.slot + steps, place.buffer, place.record + steps * recordLength};
   }
 
+  static unsigned long distance(const Place& from, const Place& to) { return to.index - from.index; }
+  static bool isBefore(const Place& a, const Place& b) { return a.index < b.index; }
+
   // The record stepped to must exist.
   void stepUp(Place& place) const {
     ++place.index;
@@ -101,16 +104,19 @@ struct RecordSpace {
 template <unsigned long kLength>
 struct ArraySpace {
   struct Place {
-    unsigned long index;
     unsigned char* record;
   };
 
   unsigned char* records;
 
-  Place at(unsigned long index) const { return {index, records + index * kLength}; }
-  Place after(const Place& place, unsigned long steps) const { return at(place.index + steps); }
-  void stepUp(Place& place) const { place = at(place.index + 1); }
-  void stepDown(Place& place) const { place = at(place.index - 1); }
+  Place at(unsigned long index) const { return {records + index * kLength}; }
+  Place after(const Place& place, unsigned long steps) const { return {place.record + steps * kLength}; }
+  static unsigned long distance(const Place& from, const Place& to) {
+    return static_cast<unsigned long>(to.record - from.record) / kLength;
+  }
+  static bool isBefore(const Place& a, const Place& b) { return a.record < b.record; }
+  void stepUp(Place& place) const { place.record += kLength; }
+  void stepDown(Place& place) const { place.record -= kLength; }
   void swap(const Place& a, const Place& b) const { swapEnds<kLength>(a.record, b.record, kLength); }
 };
 
@@ -127,13 +133,13 @@ class QuickSort {
     Place first = space.at(firstIndex);
     Place last = space.at(lastIndex);
     for (;;) {
-      if (last.index - first.index > kFew) {
+      if (Space::distance(first, last) > kFew) {
         const Place meeting = partition(first, last);
-        if (meeting.index - first.index >= 2) {
+        if (Space::distance(first, meeting) >= 2) {
           if (depth == kStackSize) return false;
           stack[depth++] = {first, before(meeting)};
         }
-        if (last.index - meeting.index >= 2) {
+        if (Space::distance(meeting, last) >= 2) {
           first = space.after(meeting, 1);
           continue;
         }
@@ -171,7 +177,7 @@ class QuickSort {
   }
 
   void sortFew(const Place& first, const Place& last) const {
-    const unsigned long n = last.index - first.index;
+    const unsigned long n = Space::distance(first, last);
     if (n < 2) {
       exchange(first, last);
     } else if (n == 2) {
@@ -204,7 +210,7 @@ class QuickSort {
 
   // Puts the median of three records next to `last`, and returns where it is.
   Place medianOfThree(const Place& first, const Place& last) const {
-    const Place middle = space.after(first, (last.index - first.index) / 2);
+    const Place middle = space.after(first, (Space::distance(first, last)) / 2);
     exchange(first, last);
     if (isGreater(middle, last)) {
       space.swap(middle, last);
@@ -219,7 +225,7 @@ class QuickSort {
   // Puts the median of five records two before `last`, those of the other four that are not greater to the
   // lower end and the others to the upper end. Returns where the median is.
   Place medianOfFive(const Place& first, const Place& last) const {
-    const unsigned long half = (last.index - first.index) / 2;
+    const unsigned long half = (Space::distance(first, last)) / 2;
     const unsigned long quarter = half / 2;
     const Place lower = space.after(first, 1);
     const Place upper = before(last);
@@ -254,17 +260,17 @@ class QuickSort {
   // Equal records stop both walks, so that many of them still make two halves. The walks do not rely on the
   // order for their ends: a caller's function may have none.
   Place partition(const Place& first, const Place& last) const {
-    const bool ofFive = last.index - first.index >= kMedianOfFive;
+    const bool ofFive = Space::distance(first, last) >= kMedianOfFive;
     const Place end = ofFive ? medianOfFive(first, last) : medianOfThree(first, last);
     const typename Order::Pivot pivot(order, end.record);
     Place lower = space.after(first, ofFive ? 2 : 1);
     Place upper = end;
     for (;;) {
-      while (lower.index < end.index && pivot.isAbove(lower.record)) space.stepUp(lower);
+      while (Space::isBefore(lower, end) && pivot.isAbove(lower.record)) space.stepUp(lower);
       do {
         space.stepDown(upper);
-      } while (upper.index > lower.index && pivot.isBelow(upper.record));
-      if (upper.index <= lower.index) break;
+      } while (Space::isBefore(lower, upper) && pivot.isBelow(upper.record));
+      if (!Space::isBefore(lower, upper)) break;
       space.swap(lower, upper);
       space.stepUp(lower);
     }
