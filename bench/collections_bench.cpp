@@ -6,10 +6,14 @@
 #include <algorithm>
 #include <memory>
 #include <random>
+#include <string>
+#include <string_view>
+#include <unordered_map>
 #include <unordered_set>
 #include <vector>
 
 #include "zulib/collections/zuarray.h"
+#include "zulib/collections/zudictionary.h"
 #include "zulib/collections/zuset.h"
 #include "zulib/collections/zusorted.h"
 
@@ -229,6 +233,69 @@ BENCHMARK_CAPTURE(setFind, miss, false)
 BENCHMARK_CAPTURE(stdSetFind, miss, false)
     ->Name("set_find_miss/reference")
     ->Apply(sizes)
+    ->Unit(benchmark::kMicrosecond);
+
+// ---- dictionaries of 1,000 names ----
+
+// Random names, or names with a prefix in common, which the hash of the dictionary cannot tell apart.
+std::vector<std::string> names(bool prefix) {
+  std::mt19937 engine(11);
+  std::vector<std::string> all;
+  for (int i = 0; i < 1000; ++i) {
+    std::string name = prefix ? "COLUMN_" : "";
+    if (!prefix) {
+      for (int n = 0; n < 8; ++n) name += static_cast<char>('A' + engine() % 26);
+    }
+    all.push_back(name + std::to_string(i));
+  }
+  return all;
+}
+
+std::vector<ZuSubString> viewsOf(const std::vector<std::string>& all) {
+  std::vector<ZuSubString> views;
+  for (const std::string& name : all)
+    views.emplace_back(reinterpret_cast<const unsigned char*>(name.data()), name.size());
+  return views;
+}
+
+void dictionaryFind(benchmark::State& state, bool prefix) {
+  const std::vector<std::string> all = names(prefix);
+  std::vector<ZuSubString> keys = viewsOf(all);
+  std::vector<ZuSubString> wanted = viewsOf(all);
+  std::shuffle(wanted.begin(), wanted.end(), std::mt19937(7));
+  ZuDictionary dictionary;
+  bool failed = dictionary.initialize(keys.size()) != 0;
+  for (ZuSubString& key : keys) failed |= dictionary.addAssoc(&key, &key) != 0;
+  for (auto _ : state) {
+    for (const ZuSubString& key : wanted) failed |= !dictionary.getPtrForKey(&key);
+    if (failed) return state.SkipWithError("a name was not found");
+  }
+  state.SetItemsProcessed(state.iterations() * static_cast<int64_t>(all.size()));
+}
+
+void stdMapFind(benchmark::State& state, bool prefix) {
+  const std::vector<std::string> all = names(prefix);
+  std::vector<std::string> wanted = all;
+  std::shuffle(wanted.begin(), wanted.end(), std::mt19937(7));
+  std::unordered_map<std::string_view, const void*> map;
+  for (const std::string& name : all) map.emplace(name, &name);
+  bool failed = false;
+  for (auto _ : state) {
+    for (const std::string& name : wanted) failed |= map.find(name) == map.end();
+    if (failed) return state.SkipWithError("a name was not found");
+  }
+  state.SetItemsProcessed(state.iterations() * static_cast<int64_t>(all.size()));
+}
+
+BENCHMARK_CAPTURE(dictionaryFind, random, false)->Name("dictionary_find/ours")->Unit(benchmark::kMicrosecond);
+BENCHMARK_CAPTURE(stdMapFind, random, false)
+    ->Name("dictionary_find/reference")
+    ->Unit(benchmark::kMicrosecond);
+BENCHMARK_CAPTURE(dictionaryFind, prefix, true)
+    ->Name("dictionary_find_prefix/ours")
+    ->Unit(benchmark::kMicrosecond);
+BENCHMARK_CAPTURE(stdMapFind, prefix, true)
+    ->Name("dictionary_find_prefix/reference")
     ->Unit(benchmark::kMicrosecond);
 
 }  // namespace

@@ -1,70 +1,29 @@
-// How a search stays off the cells.
-//
-// Beside the table lies one mark for each cell: 0 for an empty one, else some bits of the value's hash. A
-// search looks at eight marks at once, and at a cell and its value only where the mark is the wanted one.
-// Searches go down the table, so the marks of the cells at the top are repeated below those of cell 0: a
-// group of eight that ends at any cell can be read in one piece.
-
 #include "zulib/collections/zuset.h"
 
-#include <bit>
-#include <cstring>
+#include "zulib/collections/internal/setprobe.h"
+
+using namespace zucollections;
 
 namespace {
 
-static_assert(std::endian::native == std::endian::little, "a group has its highest cell in its highest byte");
-
 // What growth can reach: the capacity that a table grows to is worked out in 16 bits.
-constexpr unsigned long MOST_GROWN_VALUES = 0xFFFF;
+constexpr unsigned long kMostGrownValues = 0xFFFF;
 
 // More values than this have no table size in the arithmetic of `setCapacity`.
-constexpr unsigned long MOST_VALUES = ~0UL / 100;
-
-constexpr unsigned long GROUP = 8;  // marks that are looked at together
-constexpr uint64_t EACH_BYTE = 0x0101010101010101;
-constexpr uint64_t TOP_BITS = EACH_BYTE << 7;
-constexpr uint64_t LOW_BITS = ~TOP_BITS;
-
-// 1 to 127. The start index comes from the low bits of the same product.
-unsigned char markOf(uint32_t hash) {
-  const auto top = static_cast<unsigned char>(hash * 0x9E3779B9u >> 25);
-  return top ? top : 1;
-}
-
-// The top bit of each byte that is 0, where no byte has its top bit set.
-uint64_t zeroBytes(uint64_t bytes) { return ~(bytes + LOW_BITS) & TOP_BITS; }
+constexpr unsigned long kMostValues = ~0UL / 100;
 
 }  // namespace
 
 ZuSet::~ZuSet() { std::free(marks); }
 
-// The first cell, from the start index of `hash` down, that is empty or whose value `matches` takes.
-template <typename Matches>
-unsigned long ZuSet::probe(uint32_t hash, Matches matches) const {
-  const uint64_t wanted = EACH_BYTE * markOf(hash);
-  for (unsigned long last = startIndex(hash);;) {
-    uint64_t group;
-    std::memcpy(&group, marks + last + 1, GROUP);  // the marks of cells last - 7 to last
-    const uint64_t empty = zeroBytes(group);
-    uint64_t found = empty | zeroBytes(group ^ wanted);
-    while (found) {
-      const auto zeros = static_cast<unsigned long>(std::countl_zero(found));
-      unsigned long index = last - (zeros >> 3);
-      if (index > last) [[unlikely]]
-        index = (index + tableSize * GROUP) % tableSize;
-      if (static_cast<int64_t>(empty << zeros) < 0 || matches(table.at(index))) return index;
-      found &= ~(TOP_BITS << 56 >> zeros);
-    }
-    last = GROUP <= last ? last - GROUP : last + tableSize - GROUP;
-  }
-}
-
 unsigned long ZuSet::findIndexOf(const void* value) const {
-  return probe(doHash(value), [&](const void* stored) { return areEqual(stored, value); });
+  const uint32_t hash = doHash(value);
+  return probe(marks, tableSize, startIndex(hash), hash,
+               [&](unsigned long i) { return areEqual(table.at(i), value); });
 }
 
 void ZuSet::setMark(unsigned long index, unsigned char mark) {
-  for (unsigned long place = index + GROUP;; place -= tableSize) {
+  for (unsigned long place = index + kGroup;; place -= tableSize) {
     marks[place] = mark;
     if (place < tableSize) break;
   }
@@ -92,7 +51,7 @@ void ZuSet::reset() {
 int ZuSet::add(void* value) {
   if (tableSize == 0 || !value) return 1;
   const uint32_t hash = doHash(value);
-  const unsigned long index = probe(hash, [&](const void* stored) { return areEqual(stored, value); });
+  const unsigned long index = findIndexOf(value);
   void* const overwritten = table.at(index);
   store(index, hash, value);
   ++count;
@@ -114,7 +73,7 @@ unsigned long ZuSet::grownFrom(unsigned long capacity) const {
 // Changes `n` to the first capacity that holds `values`, growing from `n` on. 1 when none does.
 int ZuSet::growUntil(unsigned long values, unsigned long& n) const {
   for (unsigned long steps = 0; capacityOf(tableSizeFor(n)) < values; ++steps) {
-    if (values > MOST_GROWN_VALUES || steps > MOST_GROWN_VALUES) {
+    if (values > kMostGrownValues || steps > kMostGrownValues) {
       ramAddMemoryError();
       return 1;
     }
@@ -125,11 +84,11 @@ int ZuSet::growUntil(unsigned long values, unsigned long& n) const {
 
 // Puts an empty table for `n` values in place, and the old one into `old`.
 int ZuSet::replaceTable(unsigned long n, ZuArrayPVoid& old) {
-  if (n > MOST_VALUES) {
+  if (n > kMostValues) {
     ramAddMemoryError();
     return 1;
   }
-  auto* fresh = static_cast<unsigned char*>(ramAllocZ(tableSizeFor(n) + GROUP));
+  auto* fresh = static_cast<unsigned char*>(ramAllocZ(tableSizeFor(n) + kGroup));
   if (!fresh) return 1;
   if (old.setInitialSize(tableSizeFor(n))) {
     std::free(fresh);
@@ -158,7 +117,7 @@ int ZuSet::resize(unsigned long n) {
     void* const value = old.at(i);
     if (!value) continue;
     const uint32_t hash = doHash(value);
-    store(probe(hash, [](const void*) { return false; }), hash, value);
+    store(probe(marks, tableSize, startIndex(hash), hash, [](unsigned long) { return false; }), hash, value);
     ++count;
   }
   return 0;

@@ -69,6 +69,9 @@ class ZU_API ZuSet : public ZuObject {
   unsigned long getHighWater() const { return highWater; }
 
  protected:
+  // Cells of the table as it is: `setCapacity` alone changes tableSize.
+  unsigned long cells() const { return table.getSizeOfArray(); }
+
   // Empties a cell, for a subclass that gives up all its values; it then sets count to 0. Emptying only
   // some cells would hide values that stand below them.
   void clearCell(unsigned long index);
@@ -85,6 +88,7 @@ class ZU_API ZuSet : public ZuObject {
   uint16_t loadPercent = defaultLoadPercent;  // of the table that is filled before it grows
   uint16_t growPercent = defaultGrowPercent;  // of the capacity that a growth adds
   unsigned long highWater = 0;                // highest count ever reached
+  unsigned char* marks = nullptr;             // one byte for each cell, owned; see internal/setprobe.h
 
  private:
   unsigned long tableSizeFor(unsigned long n) const { return n * 100 / loadPercent + 1; }
@@ -94,11 +98,6 @@ class ZU_API ZuSet : public ZuObject {
   int replaceTable(unsigned long n, ZuArrayPVoid& old);
   void store(unsigned long index, uint32_t hash, void* value);
   void setMark(unsigned long index, unsigned char mark);
-  template <typename Matches>
-  unsigned long probe(uint32_t hash, Matches matches) const;
-
-  // One byte for each cell, owned; see the .cpp.
-  unsigned char* marks = nullptr;
 };
 
 #endif
