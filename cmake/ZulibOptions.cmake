@@ -52,3 +52,5 @@ endif()
 
 find_package(Threads REQUIRED)
 find_package(ICU 72 REQUIRED COMPONENTS uc)
+# Headers only: the GSS library is opened at run time.
+find_path(ZULIB_GSSAPI_HEADERS gssapi/gssapi.h REQUIRED)

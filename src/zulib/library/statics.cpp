@@ -25,6 +25,7 @@
 #include "zulib/codepages/ucnvconv.h"
 #include "zulib/convert/sources/zumemory.h"
 #include "zulib/errors/zuerror.h"
+#include "zulib/net/zugsservices.h"
 #include "zulib/os/catalogs/boscatalog.h"
 #include "zulib/os/catalogs/zuresource.h"
 #include "zulib/os/files/regionlist.h"
@@ -49,6 +50,8 @@ static zustorage::SorterStart sorterStart;
 ZuTmpFileList TMP_FILES;
 
 ZuCriticalSection VM_LOCK(0);
+
+ZuCriticalSection GSSLock(0);
 
 static zuerrors::ReporterStart reporterStart;
 ZuError MemoryError(ErrSpecialMemory);

@@ -65,3 +65,5 @@ void* bosLoadLibrary(const unsigned short* name, int addVersion) {
   const zuos::NarrowName narrow(name);
   return narrow.converts() && narrow.text() ? bosLoadLibrary(narrow.text(), addVersion) : nullptr;
 }
+
+void* zuGetProcAddr(void* library, const unsigned char* function) { return dlsym(library, chars(function)); }

@@ -19,4 +19,7 @@ ZU_API void bosdllname(unsigned char* name);
 ZU_API void* bosLoadLibrary(const unsigned char* name, int addVersion);
 ZU_API void* bosLoadLibrary(const unsigned short* name, int addVersion);
 
+// The address of a function of a loaded library, or null without a record.
+ZU_API void* zuGetProcAddr(void* library, const unsigned char* function);
+
 #endif
