@@ -32,7 +32,6 @@ struct BindInfo {
   short scale;             // SQL_DESC_SCALE, decimal digits
   SQLULEN size;            // column size, from SQLDescribeCol or the bind call
   tagETBINDTYPE typeForm;
-  SQLLEN lengthGiven;  // as the application gave it; `length` of a fixed-size type becomes its own
 };
 
 #endif

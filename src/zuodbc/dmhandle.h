@@ -72,6 +72,14 @@ class ZU_API DMHandle {
   // assigned to a row.
   int ValidateErrorQueue(int (*accepts)(unsigned short* sqlstate));
 
+  // The same two questions about the records of the last driver call alone: what was queued before it, and
+  // what has been taken over since, does not count.
+  int SearchDriverErrors(const unsigned short* sqlstate);
+  int ValidateDriverErrors(int (*accepts)(unsigned short* sqlstate));
+
+  // Frees them.
+  void DropDriverErrors();
+
   // Takes over what the last driver call on `from` left, as diagnostics of the given row and column
   // (-2: unknown). The second argument has no meaning here and is 1.
   void RetrieveDriverErrorsRowCol(DMHandle* from, int, long row, long column);
@@ -245,6 +253,12 @@ enum : unsigned short {
   DM_FETCH_IN_FETCH = 1u << 4,       // inside CLFetch
 };
 
+// A block that has to live as long as a statement, because the driver may still write to it.
+struct DMOwnedBlock {
+  DMOwnedBlock* next;
+  void (*release)(DMOwnedBlock* block);  // frees it
+};
+
 class ZU_API DMStmt : public DMHandle {
  public:
   DMConn* conn;
@@ -266,6 +280,8 @@ class ZU_API DMStmt : public DMHandle {
   int busy = 0;             // a call is active on the driver
   int unicodeApp = 0;       // the application called a wide entry point
   int ofCursorLibrary = 0;  // allocated by the cursor library for itself: its calls go to the driver
+
+  DMOwnedBlock* ownedBlocks = nullptr;  // released with the statement
 
   DMDesc implicitArdStorage;
   DMDesc implicitApdStorage;

@@ -3,7 +3,7 @@
 
 #include "tests/cursor/entry_fixture.h"
 #include "tests/support/fault_allocator.h"
-#include "zulib/cursor/entry/bindinfo.h"
+#include "zulib/cursor/internal/bindings.h"
 
 namespace {
 
@@ -196,7 +196,8 @@ TEST_F(Descriptors, TheHeaderIsKeptHere) {
   EXPECT_EQ(SQL_SUCCESS, setField(ard, 0, SQL_DESC_BIND_OFFSET_PTR, &offset));
   EXPECT_EQ(SQL_SUCCESS, setField(ard, 0, SQL_DESC_ARRAY_STATUS_PTR, statuses));
   EXPECT_EQ(SQL_SUCCESS, setField(ard, 0, SQL_DESC_ROWS_PROCESSED_PTR, &processed));
-  EXPECT_EQ(SQL_ERROR, setField(ard, 0, SQL_DESC_ARRAY_SIZE, SQLULEN{0}));
+  EXPECT_EQ(SQL_SUCCESS, setField(ard, 0, SQL_DESC_ARRAY_SIZE, SQLULEN{0}));
+  EXPECT_EQ(SQL_SUCCESS, setField(ard, 0, SQL_DESC_ARRAY_SIZE, SQLULEN{2}));
   EXPECT_EQ(calls, script.count("SQLSetDescField"));
   EXPECT_EQ(SQL_SUCCESS, setField(ard, 0, SQL_DESC_BIND_TYPE, SQLULEN{24}));
   EXPECT_EQ(calls + 1, script.count("SQLSetDescField"));
@@ -206,6 +207,14 @@ TEST_F(Descriptors, TheHeaderIsKeptHere) {
   EXPECT_EQ(statuses, field<void*>(ard, 0, SQL_DESC_ARRAY_STATUS_PTR));
   EXPECT_EQ(&processed, field<void*>(ard, 0, SQL_DESC_ROWS_PROCESSED_PTR));
   EXPECT_EQ(24, field<SQLINTEGER>(ard, 0, SQL_DESC_BIND_TYPE));
+
+  // What the driver refuses is reported and not kept; as a statement attribute it has another way.
+  script.faults.push_back({"SQLSetDescField", script.count("SQLSetDescField") + 1, SQL_ERROR, "IM001", 2});
+  EXPECT_EQ(SQL_ERROR, setField(ard, 0, SQL_DESC_BIND_TYPE, SQLULEN{32}));
+  EXPECT_EQ("IM001", states(ard));
+  EXPECT_EQ(24, field<SQLINTEGER>(ard, 0, SQL_DESC_BIND_TYPE));
+  EXPECT_SQL(SQL_SUCCESS, stmt, stmt.set(SQL_ATTR_ROW_BIND_TYPE, 32));
+  EXPECT_EQ(32, field<SQLINTEGER>(ard, 0, SQL_DESC_BIND_TYPE));
 }
 
 TEST_F(Descriptors, AnExplicitOneUnderACursor) {

@@ -3,8 +3,8 @@
 #include <functional>
 
 #include "tests/cursor/entry_fixture.h"
-#include "zulib/cursor/entry/bindinfo.h"
 #include "zulib/cursor/entry/cursorlib.h"
+#include "zulib/cursor/internal/bindings.h"
 
 namespace {
 
@@ -28,7 +28,6 @@ TEST_F(EntryFetch, FunctionsExcludeEachOtherUntilTheResultEnds) {
   const std::pair<const char*, std::function<void()>> ends[] = {
       {"close", [&] { EXPECT_SQL(SQL_SUCCESS, stmt, SQLCloseCursor(stmt)); }},
       {"free", [&] { EXPECT_SQL(SQL_SUCCESS, stmt, SQLFreeStmt(stmt, SQL_CLOSE)); }},
-      {"more", [&] { EXPECT_SQL(SQL_NO_DATA, stmt, SQLMoreResults(stmt)); }},
       {"commit", [&] { EXPECT_SQL(SQL_SUCCESS, conn, conn.endTransaction(SQL_COMMIT)); }},
   };
   for (const auto& [end, finish] : ends) {
@@ -76,7 +75,7 @@ TEST_F(EntryFetch, AnOpenCursorTakesNewAddressesOnly) {
   };
   EXPECT_SQL(SQL_ERROR, stmt, bind(0, SQL_C_BOOKMARK, ids, 4));
   EXPECT_EQ("07009", stmt.states());
-  ASSERT_SQL(SQL_SUCCESS, stmt, bind(1, SQL_C_SLONG, ids, 0));
+  ASSERT_SQL(SQL_SUCCESS, stmt, bind(1, SQL_C_LONG, ids, 0));
   ASSERT_SQL(SQL_SUCCESS, stmt, stmt.execute("select"));
   ASSERT_SQL(SQL_SUCCESS, stmt, scroll(stmt));
   EXPECT_EQ(1, ids[0]);
@@ -84,18 +83,19 @@ TEST_F(EntryFetch, AnOpenCursorTakesNewAddressesOnly) {
   const int bound = script.count("SQLBindCol");
   EXPECT_SQL(SQL_ERROR, stmt, bind(1, SQL_C_SHORT, others, 0));
   EXPECT_EQ("HY011", stmt.states());
-  EXPECT_SQL(SQL_ERROR, stmt, bind(1, SQL_C_SLONG, others, 8));
-  EXPECT_SQL(SQL_ERROR, stmt, bind(2, SQL_C_SLONG, others, 4));
+  EXPECT_SQL(SQL_SUCCESS, stmt, bind(1, SQL_C_LONG, others, 8));  // a fixed size has no other length
+  EXPECT_SQL(SQL_SUCCESS, stmt, bind(1, SQL_C_DEFAULT, ids, 0));  // of an integer column
+  EXPECT_SQL(SQL_ERROR, stmt, bind(2, SQL_C_LONG, others, 4));
   EXPECT_SQL(SQL_ERROR, stmt, SQLFreeStmt(stmt, SQL_UNBIND));
   EXPECT_EQ("HY011", stmt.states());
   EXPECT_SQL(SQL_ERROR, stmt, stmt.set(SQL_ATTR_ROW_BIND_TYPE, 8));
   EXPECT_EQ("HY011", stmt.states());
 
-  EXPECT_SQL(SQL_SUCCESS, stmt, bind(1, SQL_C_SLONG, others, 0));
+  EXPECT_SQL(SQL_SUCCESS, stmt, bind(1, SQL_C_LONG, others, 0));
   ASSERT_SQL(SQL_SUCCESS, stmt, scroll(stmt));
   EXPECT_EQ(1, ids[0]);
   EXPECT_EQ(2, others[0]);
-  EXPECT_SQL(SQL_SUCCESS, stmt, bind(1, SQL_C_SLONG, nullptr, 0));
+  EXPECT_SQL(SQL_SUCCESS, stmt, bind(1, SQL_C_LONG, nullptr, 0));
   ASSERT_SQL(SQL_SUCCESS, stmt, scroll(stmt));
   EXPECT_EQ(2, others[0]);
   EXPECT_EQ(bound, script.count("SQLBindCol"));  // the driver has heard of none of it

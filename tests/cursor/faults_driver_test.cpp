@@ -6,7 +6,7 @@
 // statements themselves go on working.
 
 #include "tests/cursor/faults_scenario.h"
-#include "zulib/cursor/entry/messages.h"
+#include "zulib/cursor/internal/messages.h"
 
 namespace {
 

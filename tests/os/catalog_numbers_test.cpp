@@ -91,13 +91,13 @@ TEST(CatalogNumbers, EveryLanguageHasEveryText) {
 TEST(CatalogNumbers, EveryMessageOfTheCursorLibraryHasATextAndAState) {
   const Texts english = readTexts("en_US", "odbc");
   std::set<unsigned> wanted;
-  for (const auto& [name, number] : readNames("zulib/cursor/entry/messages.h")) {
+  for (const auto& [name, number] : readNames("zulib/cursor/internal/messages.h")) {
     wanted.insert({number, number + 1});
   }
   EXPECT_GT(wanted.size(), 60u);
   EXPECT_EQ(numbersOf(english), wanted);
   EXPECT_EQ(numbersOf(readTexts("de_DE", "odbc")), wanted);
-  for (const auto& [name, number] : readNames("zulib/cursor/entry/messages.h")) {
+  for (const auto& [name, number] : readNames("zulib/cursor/internal/messages.h")) {
     EXPECT_EQ(matches(english.at(number + 1), "^[0-9A-Z]{5}$").size(), 1u) << name;
     EXPECT_EQ(readTexts("de_DE", "odbc").at(number + 1), english.at(number + 1)) << name;
   }

@@ -6,6 +6,7 @@
 
 #include "zuodbc/bindinfo.h"
 #include "zuodbc/call/statementcall.h"
+#include "zuodbc/dmservices.h"
 
 using namespace dm;
 
@@ -55,6 +56,19 @@ const char* checkCopy(const DMDesc& source, const DMDesc& target) {
   return sequenceBegin(const_cast<DMDesc&>(source));
 }
 
+constexpr unsigned short kBindingFixed = 316;  // a number of the cursor library's catalog
+
+// True if a cursor reads the target's records, or has bound the source's driver side to its own buffers. The
+// cursor library itself copies to descriptors of its own.
+bool isFixedByCursor(const DMDesc& source, const DMDesc& target) {
+  if (target.state->ofCursorLibrary) return false;
+  for (const DMStmt* stmt : DMStmtList(target.conn)) {
+    const bool reads = stmt->savedArd == &target || (stmt->ard == &target && stmt->cursor);
+    if (reads || (stmt->ard == &source && stmt->cursor)) return true;
+  }
+  return false;
+}
+
 SQLRETURN copyDescriptor(DMDesc& source, DMDesc& target, const DMDriverFunctions& driver) {
   if (!driver.SQLCopyDesc || !haveDriverDescriptor(source)) return driverLacksFunction;
   Bindings bindings = copyBindings(source.bindList);
@@ -82,6 +96,12 @@ ZU_API SQLRETURN SQL_API SQLCopyDesc(SQLHDESC sourceHandle, SQLHDESC targetHandl
   if (source == target) return callOwn(target, Api::CopyDesc, [](DMDesc&) { return SQLRETURN(SQL_SUCCESS); });
   if (const char* wrong = checkCopy(*source, *target)) {
     return callOwn(target, Api::CopyDesc, [wrong](DMDesc& refused) { return fail(refused, wrong); });
+  }
+  if (isFixedByCursor(*source, *target)) {
+    return callOwn(target, Api::CopyDesc, [](DMDesc& refused) {
+      PostODBCError(DM_COMPONENT_CURSOR_LIBRARY, &refused, kBindingFixed, -1);
+      return SQLRETURN(SQL_ERROR);
+    });
   }
   return callDescriptor(
       targetHandle, Api::CopyDesc, noCursorLibrary,

@@ -52,7 +52,8 @@ const char* checkSet(DMStmt& stmt, SQLINTEGER attribute, SQLPOINTER value) {
   if (const char* wrong = checkDescriptor(stmt, attribute, value)) return wrong;
   const bool counts = attribute == SQL_ATTR_ROW_ARRAY_SIZE || attribute == SQL_ATTR_PARAMSET_SIZE ||
                       attribute == SQL_ROWSET_SIZE;
-  if (counts && !value) return "HY024";
+  // The cursor library stores 0 as well, and takes it for one row.
+  if (counts && !value && !stmt.conn->state->cursorLibrary) return "HY024";
   return checkTime(stmt, attribute);
 }
 
@@ -64,10 +65,27 @@ const char* checkGet(const DMStmt& stmt, SQLINTEGER attribute) {
   return isReadOnly(attribute) && !positioned ? "24000" : nullptr;
 }
 
-const char* checkScrollOptions(SQLUSMALLINT concurrency, SQLLEN keyset, SQLUSMALLINT rowset) {
+const char* checkScrollOptions(const DMStmt& stmt, SQLUSMALLINT concurrency, SQLLEN keyset,
+                               SQLUSMALLINT rowset) {
   if (concurrency < SQL_CONCUR_READ_ONLY || concurrency > SQL_CONCUR_VALUES) return "HY108";
-  if (rowset == 0 || keyset < SQL_SCROLL_STATIC || (keyset > 0 && keyset < rowset)) return "HY107";
+  const bool noRows = rowset == 0 && !stmt.conn->state->cursorLibrary;
+  if (noRows || keyset < SQL_SCROLL_STATIC || (keyset > 0 && keyset < rowset)) return "HY107";
   return nullptr;
+}
+
+// SQL_ATTR_CURSOR_SCROLLABLE and SQL_ATTR_CURSOR_SENSITIVITY as the cursor library passes them on, cut to 16
+// bits: its cursors scroll and are insensitive if they are static, whatever the driver's are.
+bool isCursorKind(const DMStmt& stmt, SQLUSMALLINT option, SQLPOINTER value) {
+  const bool isStatic = stmt.cursorType == SQL_CURSOR_STATIC;
+  switch (option) {
+    case static_cast<SQLUSMALLINT>(SQL_ATTR_CURSOR_SCROLLABLE):
+      *static_cast<SQLULEN*>(value) = isStatic ? SQL_SCROLLABLE : SQL_NONSCROLLABLE;
+      return true;
+    case static_cast<SQLUSMALLINT>(SQL_ATTR_CURSOR_SENSITIVITY):
+      *static_cast<SQLULEN*>(value) = isStatic ? SQL_INSENSITIVE : SQL_UNSPECIFIED;
+      return true;
+    default: return false;
+  }
 }
 
 // What the driver manager keeps in its own flags, also if the cursor library took the attribute.
@@ -125,7 +143,8 @@ ZU_API SQLRETURN SQL_API SQLGetStmtOption(SQLHSTMT handle, SQLUSMALLINT option, 
       [&](DMStmt& stmt, const CursorLibrary& library) {
         return library.CLGetStmtOption(&stmt, option, value);
       },
-      [&](DMStmt& stmt, const DMDriverFunctions& driver) {
+      [&](DMStmt& stmt, const DMDriverFunctions& driver) -> SQLRETURN {
+        if (isMarked(&stmt) && value && isCursorKind(stmt, option, value)) return SQL_SUCCESS;
         return driverGetStmtAttr(stmt, driver, Api::GetStmtOption, option, value,
                                  SQL_MAX_OPTION_STRING_LENGTH, nullptr);
       });
@@ -134,7 +153,8 @@ ZU_API SQLRETURN SQL_API SQLGetStmtOption(SQLHSTMT handle, SQLUSMALLINT option, 
 ZU_API SQLRETURN SQL_API SQLSetScrollOptions(SQLHSTMT handle, SQLUSMALLINT concurrency, SQLLEN keyset,
                                              SQLUSMALLINT rowset) {
   return callChecked(
-      handle, Api::SetScrollOptions, [&](DMStmt&) { return checkScrollOptions(concurrency, keyset, rowset); },
+      handle, Api::SetScrollOptions,
+      [&](DMStmt& stmt) { return checkScrollOptions(stmt, concurrency, keyset, rowset); },
       [&](DMStmt& stmt, const CursorLibrary& library) {
         return library.CLSetScrollOptions(&stmt, concurrency, keyset, rowset);
       },

@@ -295,6 +295,29 @@ int DMHandle::ValidateErrorQueue(int (*accepts)(unsigned short* sqlstate)) {
   return 1;
 }
 
+int DMHandle::SearchDriverErrors(const unsigned short* sqlstate) {
+  pullAfterCancel(*this);
+  const ZuCriticalSectionHolder lock(queueLock);
+  for (const tagERRBUF* record = errorQueue; record; record = record->next) {
+    if (record->flags & DM_ERR_UNSETTLED && sameState(sqlstate, record->sqlstate)) return 1;
+  }
+  return 0;
+}
+
+int DMHandle::ValidateDriverErrors(int (*accepts)(unsigned short* sqlstate)) {
+  const ZuCriticalSectionHolder lock(queueLock);
+  for (const tagERRBUF* record = errorQueue; record; record = record->next) {
+    // A record that could not be made is the reserve record.
+    if (!(record->flags & (DM_ERR_UNSETTLED | DM_ERR_RESERVE))) continue;
+    unsigned short state[6];
+    std::copy(std::begin(record->sqlstate), std::end(record->sqlstate), state);
+    if (!accepts(state)) return 0;
+  }
+  return 1;
+}
+
+void DMHandle::DropDriverErrors() { dropUnsettled(*this); }
+
 void DMHandle::RetrieveDriverErrorsRowCol(DMHandle* from, int, long row, long column) {
   if (!from) return;
   pullAfterCancel(*from);

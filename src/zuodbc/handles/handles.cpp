@@ -315,4 +315,10 @@ DMStmt::DMStmt(DMConn* conn)
       implicitIpdStorage(conn, this, DM_DESC_IPD),
       state(new (std::nothrow) DMStmtState) {}
 
-DMStmt::~DMStmt() { delete state; }
+DMStmt::~DMStmt() {
+  while (DMOwnedBlock* const block = ownedBlocks) {
+    ownedBlocks = block->next;
+    block->release(block);
+  }
+  delete state;
+}

@@ -1,15 +1,12 @@
-// Statement and connection attributes: those that are options under another name, those that stand in a
-// descriptor's header, and the few that the cursor library judges by itself.
+// Statement and connection attributes: those that are options under another name, those that are fields of a
+// descriptor's header, and the few that the cursor library decides by itself.
 
-#include "zulib/cursor/entry/bindinfo.h"
 #include "zulib/cursor/entry/cursorlib.h"
-#include "zulib/cursor/entry/forward.h"
 #include "zulib/cursor/entry/guard.h"
-#include "zulib/cursor/entry/rowarray.h"
+#include "zulib/cursor/internal/bindings.h"
+#include "zulib/cursor/internal/forward.h"
 
 namespace {
-
-SQLULEN asNumber(SQLPOINTER value) { return reinterpret_cast<SQLULEN>(value); }
 
 // A statement attribute that is a field of a descriptor's header.
 struct HeaderAttribute {
@@ -18,12 +15,12 @@ struct HeaderAttribute {
   SQLSMALLINT field;
 };
 
-constexpr HeaderAttribute HEADER_ATTRIBUTES[] = {
+constexpr HeaderAttribute kHeaderAttributes[] = {
     {&DMStmt::apd, SQL_ATTR_PARAM_BIND_OFFSET_PTR, SQL_DESC_BIND_OFFSET_PTR},
     {&DMStmt::apd, SQL_ATTR_PARAM_BIND_TYPE, SQL_DESC_BIND_TYPE},
     {&DMStmt::apd, SQL_ATTR_PARAM_OPERATION_PTR, SQL_DESC_ARRAY_STATUS_PTR},
     {&DMStmt::ipd, SQL_ATTR_PARAM_STATUS_PTR, SQL_DESC_ARRAY_STATUS_PTR},
-    // On the application's descriptor, not on the implementation's. This is meant.
+    // Kept: on the application's descriptor, not on the implementation's.
     {&DMStmt::apd, SQL_ATTR_PARAMS_PROCESSED_PTR, SQL_DESC_ROWS_PROCESSED_PTR},
     {&DMStmt::apd, SQL_ATTR_PARAMSET_SIZE, SQL_DESC_ARRAY_SIZE},
     {&DMStmt::ard, SQL_ATTR_ROW_BIND_OFFSET_PTR, SQL_DESC_BIND_OFFSET_PTR},
@@ -32,14 +29,14 @@ constexpr HeaderAttribute HEADER_ATTRIBUTES[] = {
     {&DMStmt::ird, SQL_ATTR_ROWS_FETCHED_PTR, SQL_DESC_ROWS_PROCESSED_PTR},
 };
 
-// Puts an application's descriptor on the statement, or with null its own one again. For the time of the
-// call the descriptor refers to its driver side, which is what the driver's attribute takes.
+// Puts an application's descriptor on the statement, or with null its own one again. During the call
+// `selfRef` is the descriptor's driver handle, which is what the driver's attribute takes.
 SQLRETURN setDescriptor(DMStmt* stmt, SQLINTEGER attribute, SQLPOINTER value, SQLINTEGER length) {
   if (stmt->cursor) return clError(stmt, clmsg::NotSupported);
   auto* desc = static_cast<DMDesc*>(value);
-  void* self = desc ? desc->selfRef : nullptr;
+  void* const self = desc ? desc->selfRef : nullptr;
   if (desc) desc->selfRef = desc->driverHandle;
-  SQLRETURN rc = CursorLibSetOneStmtAttr(stmt, attribute, value, length);
+  const SQLRETURN rc = CursorLibSetOneStmtAttr(stmt, attribute, value, length);
   if (desc) desc->selfRef = self;
   return rc;
 }
@@ -78,9 +75,9 @@ SQLULEN cursorTypeOf(SQLULEN scrollable) {
 }
 
 SQLRETURN passToStatements(DMConn* conn, SQLINTEGER attribute, SQLULEN value) {
-  for (DMStmt* stmt = conn->GetFirstStmtFromDbcList(); stmt; stmt = conn->GetNextStmtFromDbcList(stmt)) {
-    // The value held for the next statement is this one's cursor type, so only the first statement of a
-    // connection becomes scrollable. That is meant: callers rely on it.
+  for (DMStmt* stmt : DMStmtList(conn)) {
+    // Kept, callers rely on it: the value for the next statement is this one's cursor type, so only the first
+    // statement of a connection becomes scrollable.
     if (attribute == SQL_ATTR_CURSOR_SCROLLABLE) value = cursorTypeOf(value);
     passOn(stmt, attribute, value);
   }
@@ -98,7 +95,7 @@ SQLRETURN SetConnectAttr(DMConn* conn, SQLINTEGER attribute, SQLPOINTER pointer,
     case SQL_SIMULATE_CURSOR:
       return value == SQL_SC_NON_UNIQUE ? SQL_SUCCESS : clError(conn, clmsg::NotSupported);
     case SQL_ROWSET_SIZE:
-    case SQL_ATTR_ROW_ARRAY_SIZE: accepted = isRowCount(value); break;
+    case SQL_ATTR_ROW_ARRAY_SIZE:
     case SQL_ATTR_CURSOR_SCROLLABLE:
     case SQL_BIND_TYPE: break;
     default: return CursorLibSetConnectAttr(conn, attribute, pointer, length, api);
@@ -112,7 +109,7 @@ SQLRETURN CLSetStmtAttr(SQLHSTMT handle, SQLINTEGER attribute, SQLPOINTER value,
   auto* stmt = static_cast<DMStmt*>(handle);
   if (isSetOption(attribute))
     return CLSetStmtOption(stmt, static_cast<SQLUSMALLINT>(attribute), asNumber(value));
-  for (const auto& header : HEADER_ATTRIBUTES)
+  for (const auto& header : kHeaderAttributes)
     if (header.attribute == attribute)
       return CLSetDescField(stmt->*header.desc, 0, header.field, value, length);
   switch (attribute) {
@@ -128,8 +125,7 @@ SQLRETURN CLSetStmtAttr(SQLHSTMT handle, SQLINTEGER attribute, SQLPOINTER value,
 SQLRETURN CLGetStmtAttr(SQLHSTMT handle, SQLINTEGER attribute, SQLPOINTER value, SQLINTEGER length,
                         SQLINTEGER* lengthPtr) {
   auto* stmt = static_cast<DMStmt*>(handle);
-  // The two negative attributes are cut to 16 bits and become options that only the driver may know. This
-  // is meant.
+  // Kept: the two negative attributes are cut to 16 bits, and so become options that go on to the driver.
   if (isGetOption(attribute)) return CLGetStmtOption(stmt, static_cast<SQLUSMALLINT>(attribute), value);
   return CursorLibGetStmtAttr(stmt, attribute, value, length, lengthPtr);
 }
@@ -139,6 +135,5 @@ SQLRETURN CLSetConnectAttr(SQLHDBC conn, SQLINTEGER attribute, SQLPOINTER value,
 }
 
 SQLRETURN CLSetConnectOption(SQLHDBC conn, SQLUSMALLINT option, SQLULEN value) {
-  return SetConnectAttr(static_cast<DMConn*>(conn), option, reinterpret_cast<SQLPOINTER>(value), 0,
-                        API_SETCONNECTOPTION);
+  return SetConnectAttr(static_cast<DMConn*>(conn), option, asPointer(value), 0, API_SETCONNECTOPTION);
 }

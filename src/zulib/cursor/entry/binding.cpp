@@ -1,10 +1,10 @@
 // CLBindCol and CLBindParameter.
 
-#include "zulib/cursor/entry/bindinfo.h"
 #include "zulib/cursor/entry/cursorlib.h"
-#include "zulib/cursor/entry/forward.h"
 #include "zulib/cursor/entry/guard.h"
-#include "zulib/cursor/entry/stmtresources.h"
+#include "zulib/cursor/entry/resources.h"
+#include "zulib/cursor/internal/bindings.h"
+#include "zulib/cursor/internal/forward.h"
 
 namespace {
 
@@ -13,15 +13,18 @@ struct ColumnBinding {
   SQLSMALLINT typeGiven;
   SQLSMALLINT cType;
   SQLPOINTER data;
-  SQLLEN lengthGiven;
   SQLLEN length;
   SQLLEN* lengthPtr;
 };
 
-// The record's type and size, either as the application gave them or as the cursor has resolved them.
-bool sameShape(const BindInfo* old, const ColumnBinding& binding) {
-  if (binding.typeGiven != old->cType && binding.typeGiven != old->typeGiven) return false;
-  return !binding.data || binding.length == old->length || binding.length == old->lengthGiven;
+// True if the type and size, with the defaults that the cursor `reader` uses for the column, are those of the
+// record.
+bool sameShape(const FwdCursor* reader, const BindInfo* old, const ColumnBinding& binding) {
+  const short sqlType = reader ? reader->sqlTypeOf(binding.column) : short{0};
+  const short cType = effectiveCType(binding.typeGiven, sqlType);
+  if (cType != old->cType) return false;
+  const auto length = static_cast<SQLULEN>(binding.length);
+  return !binding.data || effectiveSize(cType, length) == static_cast<SQLULEN>(old->length);
 }
 
 void fill(BindInfo* record, const ColumnBinding& binding) {
@@ -30,14 +33,13 @@ void fill(BindInfo* record, const ColumnBinding& binding) {
   record->cType = binding.cType;
   record->data = binding.data;
   record->length = binding.length;
-  record->lengthGiven = binding.lengthGiven;
   record->octetLengthPtr = record->indicatorPtr = binding.lengthPtr;
   record->scale = 0;
   record->typeForm = ET_BIND_CONCISE;
 }
 
-// Puts the binding on the driver and on the descriptor's list. A record that does not come back to the
-// list is freed: the column is unbound, also when the driver has refused the new binding.
+// Puts the binding on the driver and on the descriptor's list. A record that is not put back on the list is
+// freed: the column is unbound, also if the driver refuses the new binding.
 SQLRETURN bindOnDriver(DMStmt* stmt, const ColumnBinding& binding) {
   BindInfo* record = GetBindInfo(stmt->ard, binding.column);
   if (!record) throw CMemoryException();
@@ -55,8 +57,8 @@ SQLRETURN bindOnDriver(DMStmt* stmt, const ColumnBinding& binding) {
   return rc;
 }
 
-// A new address for a column of an open cursor. The record keeps its place in the list, which is the
-// order of the cursor's columns, and the driver, which is bound to the cursor's buffers, hears nothing.
+// Gives a column of an open cursor a new address. The record keeps its place in the list, which is the order
+// of the cursor's columns. The driver, which is bound to the cursor's buffers, is not told.
 void rebind(DMDesc* desc, ColumnBinding binding) {
   BindInfo* record = FindBindInfo(desc, binding.column);
   if (!record) return;
@@ -65,8 +67,7 @@ void rebind(DMDesc* desc, ColumnBinding binding) {
   fill(record, binding);
 }
 
-// The same for the driver's side of the application's own descriptor, for which a copy stands in while the
-// cursor lives.
+// The same for the driver's side of the application's own descriptor, while a copy takes its place.
 SQLRETURN rebindOnDriver(DMDesc* desc, const ColumnBinding& binding) {
   const struct {
     SQLSMALLINT field;
@@ -76,8 +77,8 @@ SQLRETURN rebindOnDriver(DMDesc* desc, const ColumnBinding& binding) {
                    {SQL_DESC_INDICATOR_PTR, binding.lengthPtr}};
   for (const auto& address : addresses) {
     if (binding.column == 0) break;
-    SQLRETURN rc = CursorLibSetDescField(desc, static_cast<SQLSMALLINT>(binding.column), address.field,
-                                         address.value, SQL_IS_POINTER);
+    const SQLRETURN rc = CursorLibSetDescField(desc, static_cast<SQLSMALLINT>(binding.column), address.field,
+                                               address.value, SQL_IS_POINTER);
     if (clFailed(rc)) return rc;
   }
   return SQL_SUCCESS;
@@ -89,21 +90,26 @@ SQLRETURN CLBindCol(SQLHSTMT handle, SQLUSMALLINT column, SQLSMALLINT cType, SQL
                     SQLLEN* lengthPtr) {
   auto* stmt = static_cast<DMStmt*>(handle);
   if (column == 0 && stmt->useBookmarks == SQL_UB_OFF) return clError(stmt, clmsg::BookmarksOff);
-  const ColumnBinding binding{column, cType, cType, data, length, length, lengthPtr};
+  const ColumnBinding binding{column, cType, cType, data, length, lengthPtr};
   if (!stmt->cursor && CheckModifyDesc(stmt->ard))
     return guarded(stmt, [&] { return bindOnDriver(stmt, binding); });
 
-  // While a copy stands in for the application's descriptor, the cursor reads the application's records.
-  DMDesc* desc = stmt->savedArd ? stmt->savedArd : stmt->ard;
-  const BindInfo* old = FindBindInfo(desc, column);
-  if (!old || !sameShape(old, binding)) return clError(stmt, clmsg::BindingFixed);
+  // While copies take the place of the application's descriptor, all of them follow it.
+  DMDesc* const desc = stmt->savedArd ? stmt->savedArd : stmt->ard;
   return guarded(stmt, [&] {
-    const bool copied = stmt->ard != desc;
-    SQLRETURN rc = copied ? rebindOnDriver(desc, binding) : SQL_SUCCESS;
-    if (clFailed(rc)) return rc;
+    const DMStmt* const reader = stmt->cursor ? stmt : statementReading(desc);
+    const BindInfo* const old = FindBindInfo(desc, column);
+    if (!old || !sameShape(reader ? reader->cursor : nullptr, old, binding))
+      return clError(stmt, clmsg::BindingFixed);
+    if (desc->shareCount != 0) {
+      const SQLRETURN rc = rebindOnDriver(desc, binding);
+      if (clFailed(rc)) return rc;
+    }
     rebind(desc, binding);
-    if (copied) rebind(stmt->ard, binding);
-    return rc;
+    return onStandIns(desc, [&](DMDesc* copy) -> SQLRETURN {
+      rebind(copy, binding);
+      return SQL_SUCCESS;
+    });
   });
 }
 

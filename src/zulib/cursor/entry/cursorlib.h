@@ -34,8 +34,8 @@ ZU_API SQLRETURN CLFetch(SQLHSTMT stmt);
 ZU_API SQLRETURN CLFetchScroll(SQLHSTMT stmt, SQLSMALLINT orientation, SQLLEN offset);
 ZU_API SQLRETURN CLFreeHandle(SQLSMALLINT type, SQLHANDLE handle);
 
-/* Besides the options of the standard: 10 drops what the library holds for a statement whose driver side
- * is gone already; no driver call is made. */
+/* Option 10, besides those of the standard, drops what the library holds for a statement whose driver side no
+ * longer exists; no driver call is made. */
 ZU_API SQLRETURN CLFreeStmt(SQLHSTMT stmt, SQLUSMALLINT option);
 ZU_API SQLRETURN CLGetData(SQLHSTMT stmt, SQLUSMALLINT column, SQLSMALLINT cType, SQLPOINTER value,
                            SQLLEN length, SQLLEN* lengthPtr);

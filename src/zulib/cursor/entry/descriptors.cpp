@@ -1,24 +1,19 @@
 // CLSetDescField and CLSetDescRec.
 //
-// While a cursor lives the driver is bound to the cursor's buffers, so the application's view of a
-// descriptor lies in the binding records and in the header fields of `DMDesc`. These calls keep that view
-// and the driver in step, and also a copy that stands in for a descriptor on a statement.
+// While a cursor lives the driver is bound to the cursor's buffers, so the application's view of a descriptor
+// is in the binding records and in the header fields of `DMDesc`. These calls keep that view and the driver
+// in step, and also a copy that takes the place of a descriptor on a statement.
 
-#include "zulib/cursor/entry/bindinfo.h"
 #include "zulib/cursor/entry/cursorlib.h"
-#include "zulib/cursor/entry/forward.h"
 #include "zulib/cursor/entry/guard.h"
-#include "zulib/cursor/entry/rowarray.h"
+#include "zulib/cursor/internal/bindings.h"
+#include "zulib/cursor/internal/forward.h"
 
 namespace {
 
-// The bookmark record holds a bookmark, whose length is stated as 4, or as 0 for the default.
-constexpr SQLLEN BOOKMARK_LENGTH = 4;
+// The length of a bookmark is stated as 4, or as 0 for the default.
+constexpr SQLLEN kBookmarkLength = 4;
 
-// The answer of a step that has no answer of its own and lets the call go on.
-constexpr SQLRETURN GO_ON = SQL_SUCCESS;
-
-SQLULEN asNumber(SQLPOINTER value) { return reinterpret_cast<SQLULEN>(value); }
 SQLSMALLINT asShort(SQLPOINTER value) { return static_cast<SQLSMALLINT>(asNumber(value)); }
 
 // What may change while a cursor reads through the descriptor.
@@ -27,7 +22,7 @@ bool mayChange(DMDesc* desc, SQLSMALLINT record, SQLSMALLINT field) {
     case SQL_DESC_INDICATOR_PTR:
     case SQL_DESC_BIND_OFFSET_PTR:
     case SQL_DESC_ROWS_PROCESSED_PTR: return true;
-    // The array of row operations too asks for a record, that of the bookmark column. This is meant.
+    // Kept: the array of row operations needs a record too, that of the bookmark column.
     case SQL_DESC_DATA_PTR:
     case SQL_DESC_OCTET_LENGTH_PTR:
     case SQL_DESC_ARRAY_STATUS_PTR: return FindBindInfo(desc, static_cast<unsigned short>(record)) != nullptr;
@@ -35,22 +30,9 @@ bool mayChange(DMDesc* desc, SQLSMALLINT record, SQLSMALLINT field) {
   }
 }
 
-// The same call on each descriptor that stands in for `desc`.
-template <class Call>
-SQLRETURN onStandIns(DMDesc* desc, Call call) {
-  if (desc->shareCount == 0) return GO_ON;
-  DMConn* conn = desc->conn;
-  for (DMStmt* stmt = conn->GetFirstStmtFromDbcList(); stmt; stmt = conn->GetNextStmtFromDbcList(stmt)) {
-    if (stmt->savedArd != desc || stmt->ard == desc) continue;
-    SQLRETURN rc = call(stmt->ard);
-    if (clFailed(rc)) return rc;
-  }
-  return GO_ON;
-}
-
-// The driver's side of a descriptor is bound to a cursor's buffers when it is the cursor's own. One for
-// which a copy stands in is not, and will be the statement's again when the cursor ends.
-bool driverHears(const DMDesc* desc, bool modifiable) { return modifiable || desc->shareCount != 0; }
+// True if the driver's side of a descriptor is the application's: no cursor uses the descriptor, or a copy
+// has taken its place until the cursor ends.
+bool isDriverTold(const DMDesc* desc, bool modifiable) { return modifiable || desc->shareCount != 0; }
 
 // Fields that the library keeps in a binding record.
 bool isRecordField(SQLSMALLINT field) {
@@ -80,23 +62,21 @@ void setRecordField(BindInfo* record, SQLSMALLINT field, SQLPOINTER value) {
     case SQL_DESC_DATETIME_INTERVAL_CODE: record->intervalCode = asShort(value); break;
     case SQL_DESC_SCALE: record->scale = asShort(value); break;
     case SQL_DESC_LENGTH:
-    case SQL_DESC_OCTET_LENGTH:
-      record->length = record->lengthGiven = static_cast<SQLLEN>(asNumber(value));
-      break;
+    case SQL_DESC_OCTET_LENGTH: record->length = static_cast<SQLLEN>(asNumber(value)); break;
     case SQL_DESC_OCTET_LENGTH_PTR: record->octetLengthPtr = static_cast<SQLLEN*>(value); break;
     case SQL_DESC_INDICATOR_PTR: record->indicatorPtr = static_cast<SQLLEN*>(value); break;
     default: record->data = value; break;
   }
 }
 
-// Changes the record of a column, which is made when there is none. It goes back to the list under the
-// data pointer that it had, or under its new one when it had none.
+// Changes the record of a column, which is created if there is none. It is put back on the list by the data
+// pointer that it had, or by its new one if it had none.
 template <class Change>
 SQLRETURN changeRecord(DMDesc* desc, SQLSMALLINT column, SQLRETURN rc, Change change) {
   return guarded(desc, [&] {
-    BindInfo* record = GetBindInfo(desc, static_cast<unsigned short>(column));
+    BindInfo* const record = GetBindInfo(desc, static_cast<unsigned short>(column));
     if (!record) throw CMemoryException();
-    const void* key = record->data;
+    const void* const key = record->data;
     change(record);
     InsertBindInfo(desc, record, key ? key : record->data);
     return rc;
@@ -108,51 +88,46 @@ SQLRETURN setRecord(DMDesc* desc, SQLSMALLINT column, SQLSMALLINT field, SQLPOIN
   return changeRecord(desc, column, rc, [&](BindInfo* record) { setRecordField(record, field, value); });
 }
 
-// A driver that cannot take the bind type as a descriptor's field gets it as an attribute before its next
-// fetch or execution; several real drivers are of that kind.
-SQLRETURN tellBindType(DMDesc* desc, SQLPOINTER value, SQLINTEGER length) {
-  if (desc->conn->driverVersion < CL_VERSION_3) return SQL_SUCCESS;
-  SQLRETURN rc = CursorLibSetDescField(desc, 0, SQL_DESC_BIND_TYPE, value, length);
-  if (!clFailed(rc)) return rc;
-  desc->VFreeErrors();
-  return SQL_SUCCESS;
+SQLRETURN setBindType(DMDesc* desc, SQLPOINTER value, SQLINTEGER length) {
+  const SQLULEN before = desc->bindType;
+  desc->bindType = asNumber(value);
+  desc->headerChanged |= kHeaderChanged;
+  if (!isVersion3Driver(desc->conn)) return SQL_SUCCESS;
+  const SQLRETURN rc = CursorLibSetDescField(desc, 0, SQL_DESC_BIND_TYPE, value, length);
+  if (clFailed(rc)) desc->bindType = before;
+  return rc;
 }
 
-// A header field: kept here, and told to the driver where it has to know at once.
+// A header field is stored here; the driver is told those that it needs at once. What it refuses is not
+// stored.
 SQLRETURN setHeader(DMDesc* desc, SQLSMALLINT field, SQLPOINTER value, SQLINTEGER length) {
   switch (field) {
     case SQL_DESC_ROWS_PROCESSED_PTR: desc->rowsProcessedPtr = static_cast<SQLULEN*>(value); break;
     case SQL_DESC_ARRAY_STATUS_PTR: desc->arrayStatusPtr = static_cast<SQLUSMALLINT*>(value); break;
     case SQL_DESC_BIND_OFFSET_PTR: desc->bindOffsetPtr = static_cast<SQLLEN*>(value); break;
-    case SQL_DESC_ARRAY_SIZE:
-      if (!isRowCount(asNumber(value))) return clError(desc, clmsg::NotSupported);
-      desc->arraySize = asNumber(value);
-      break;
-    case SQL_DESC_BIND_TYPE:
-      desc->bindType = asNumber(value);
-      desc->headerChanged |= CL_HEADER_CHANGED;
-      return tellBindType(desc, value, length);
+    case SQL_DESC_ARRAY_SIZE: desc->arraySize = asNumber(value); break;
+    case SQL_DESC_BIND_TYPE: return setBindType(desc, value, length);
     case SQL_DESC_COUNT: {
       const SQLSMALLINT count = asShort(value);
-      const SQLULEN upTo = static_cast<SQLULEN>(count);
+      const auto upTo = static_cast<SQLULEN>(count);
       if (count >= 0) DropBindings(desc, &upTo);
       return CursorLibSetDescField(desc, 0, field, value, length);
     }
     default: return CursorLibSetDescField(desc, 0, field, value, length);
   }
-  desc->headerChanged |= CL_HEADER_CHANGED;
+  desc->headerChanged |= kHeaderChanged;
   return SQL_SUCCESS;
 }
 
 bool isBookmarkLength(SQLSMALLINT field, SQLPOINTER value) {
   if (field != SQL_DESC_LENGTH && field != SQL_DESC_OCTET_LENGTH) return true;
-  return asNumber(value) == 0 || asNumber(value) == BOOKMARK_LENGTH;
+  return asNumber(value) == 0 || asNumber(value) == kBookmarkLength;
 }
 
-// Fields of the bookmark record, of which no driver hears, and all fields of the header.
+// Fields of the bookmark record, which no driver is told, and all fields of the header.
 SQLRETURN setRecordZero(DMDesc* desc, SQLSMALLINT field, SQLPOINTER value, SQLINTEGER length) {
   if (!isBookmarkLength(field, value)) return clError(desc, clmsg::BookmarkLength);
-  // These two are accepted for the bookmark and kept nowhere.
+  // These two are accepted for the bookmark and not stored.
   if (field == SQL_DESC_UPDATABLE || field == SQL_DESC_PRECISION) return SQL_SUCCESS;
   if (isRecordField(field)) return setRecord(desc, 0, field, value, SQL_SUCCESS);
   return setHeader(desc, field, value, length);
@@ -165,7 +140,7 @@ struct RecordValues {
   SQLSMALLINT scale;
 };
 
-// Whether the values are those of the column's record. A call without data takes them from there.
+// Returns true if the values are those of the column's record. A call without data takes them from there.
 bool matchRecord(DMDesc* desc, SQLSMALLINT column, SQLPOINTER data, RecordValues* values) {
   const BindInfo* record = FindBindInfo(desc, static_cast<unsigned short>(column));
   if (!record) return false;
@@ -188,8 +163,8 @@ SQLRETURN CLSetDescField(SQLHDESC handle, SQLSMALLINT record, SQLSMALLINT field,
       desc, [&](DMDesc* standIn) { return CLSetDescField(standIn, record, field, value, length); });
   if (clFailed(rc)) return rc;
   if (record == 0) return setRecordZero(desc, field, value, length);
-  rc =
-      driverHears(desc, modifiable) ? CursorLibSetDescField(desc, record, field, value, length) : SQL_SUCCESS;
+  rc = isDriverTold(desc, modifiable) ? CursorLibSetDescField(desc, record, field, value, length)
+                                      : SQL_SUCCESS;
   return clFailed(rc) ? rc : setRecord(desc, record, field, value, rc);
 }
 
@@ -200,14 +175,14 @@ SQLRETURN CLSetDescRec(SQLHDESC handle, SQLSMALLINT record, SQLSMALLINT type, SQ
   const bool modifiable = CheckModifyDesc(desc);
   RecordValues values{type, subType, length, scale};
   if (!modifiable && !matchRecord(desc, record, data, &values)) return clError(desc, clmsg::BindingFixed);
-  if (record <= 0 && values.length != BOOKMARK_LENGTH) return clError(desc, clmsg::BookmarkLength);
+  if (record <= 0 && values.length != kBookmarkLength) return clError(desc, clmsg::BookmarkLength);
   if (record < 0) return clError(desc, clmsg::ColumnBeyondResult);
   SQLRETURN rc = onStandIns(desc, [&](DMDesc* standIn) {
     return CLSetDescRec(standIn, record, type, subType, length, precision, scale, data, lengthPtr,
                         indicatorPtr);
   });
   if (clFailed(rc)) return rc;
-  rc = record > 0 && driverHears(desc, modifiable)
+  rc = record > 0 && isDriverTold(desc, modifiable)
            ? CursorLibSetDescRec(desc, record, type, subType, length, precision, scale, data, lengthPtr,
                                  indicatorPtr)
            : SQL_SUCCESS;
@@ -216,7 +191,7 @@ SQLRETURN CLSetDescRec(SQLHDESC handle, SQLSMALLINT record, SQLSMALLINT type, SQ
     bind->cType = bind->typeGiven = values.type;
     bind->typeForm = ET_BIND_VERBOSE;
     bind->intervalCode = values.subType;
-    bind->length = bind->lengthGiven = values.length;
+    bind->length = values.length;
     bind->scale = values.scale;
     bind->data = data;
     bind->octetLengthPtr = lengthPtr;

@@ -2,31 +2,47 @@
 // and SQLCloseCursor.
 //
 // A statement has a cursor only from its first SQLFetchScroll or SQLExtendedFetch on. SQLFetch always goes
-// to the driver. The three functions exclude each other on a result, which `fetchState` remembers.
+// to the driver. The three functions exclude each other on a result: `fetchState` records which one was used,
+// and while the driver is bound to a cursor's buffers no other function may reach it, whatever the fetches so
+// far have returned.
 
-#include "zulib/cursor/entry/bindinfo.h"
 #include "zulib/cursor/entry/cursorlib.h"
-#include "zulib/cursor/entry/forward.h"
 #include "zulib/cursor/entry/guard.h"
-#include "zulib/cursor/entry/stmtresources.h"
+#include "zulib/cursor/entry/resources.h"
+#include "zulib/cursor/internal/bindings.h"
+#include "zulib/cursor/internal/forward.h"
 
 namespace {
+
+// True if the driver would fetch into the buffers of a cursor: the statement's own, or that of another
+// statement that shares its row descriptor in a driver that cannot copy it.
+bool fetchesIntoCursor(const DMStmt* stmt) {
+  if (stmt->cursor) return stmt->cursor->hasDriverBindings();
+  if (!stmt->ard->isExplicit()) return false;
+  for (const DMStmt* other : DMStmtList(stmt->conn))
+    if (other->ard == stmt->ard && other->cursor && other->cursor->hasDriverBindings()) return true;
+  return false;
+}
 
 SQLRETURN fetchThroughCursor(DMStmt* stmt, unsigned short api, unsigned short orientation, SQLLEN offset,
                              SQLULEN* rowCount, SQLUSMALLINT* rowStatus) {
   return guarded(stmt, [&] {
+    if (stmt->cursor && !stmt->cursor->isMadeFor(api)) {
+      if (stmt->cursor->hasDriverBindings()) throw ODBCException(stmt, clmsg::FetchMixed);
+      deleteCursor(stmt);  // its set-up has failed
+    }
     if (!stmt->cursor) AllocCursor(stmt, api);
-    SQLRETURN rc = stmt->cursor->fetch(orientation, offset, rowCount, rowStatus);
+    const SQLRETURN rc = stmt->cursor->fetch(orientation, offset, rowCount, rowStatus);
     if (!clFailed(rc)) stmt->fetchState |= api == API_FETCHSCROLL ? DM_FETCH_BY_SCROLL : DM_FETCH_BY_EXTENDED;
     return rc;
   });
 }
 
-// The driver has to hear of the application's row array before its first SQLFetch, and again after any of
-// the settings has changed.
+// The driver has to be told the application's row array before its first SQLFetch, and again after any of the
+// settings has changed.
 bool rowArrayIsKnown(const DMStmt* stmt) {
   return (stmt->fetchState & DM_FETCH_BY_FETCH) && !(stmt->fetchState & DM_FETCH_BIND_TYPE_SET) &&
-         !(stmt->ard->headerChanged & CL_HEADER_CHANGED) && !(stmt->ird->headerChanged & CL_HEADER_CHANGED);
+         !(stmt->ard->headerChanged & kHeaderChanged) && !(stmt->ird->headerChanged & kHeaderChanged);
 }
 
 }  // namespace
@@ -47,20 +63,21 @@ SQLRETURN CLFetchScroll(SQLHSTMT handle, SQLSMALLINT orientation, SQLLEN offset)
 
 SQLRETURN CLFetch(SQLHSTMT handle) {
   auto* stmt = static_cast<DMStmt*>(handle);
-  if (stmt->fetchState & (DM_FETCH_BY_SCROLL | DM_FETCH_BY_EXTENDED)) return clError(stmt, clmsg::FetchMixed);
+  if (stmt->fetchState & (DM_FETCH_BY_SCROLL | DM_FETCH_BY_EXTENDED) || fetchesIntoCursor(stmt))
+    return clError(stmt, clmsg::FetchMixed);
   DMDesc& ard = *stmt->ard;
   DMDesc& ird = *stmt->ird;
   if (!rowArrayIsKnown(stmt)) {
-    SQLRETURN rc = CursorLibSetStmtAttr(stmt, ard.arraySize, ird.rowsProcessedPtr, ard.bindOffsetPtr,
-                                        ird.arrayStatusPtr, ard.bindType);
+    const SQLRETURN rc = CursorLibSetStmtAttr(stmt, ard.arraySize, ird.rowsProcessedPtr, ard.bindOffsetPtr,
+                                              ird.arrayStatusPtr, ard.bindType);
     if (clFailed(rc)) return rc;
   }
   stmt->fetchState &= ~DM_FETCH_BIND_TYPE_SET;
-  ard.headerChanged &= ~CL_HEADER_CHANGED;
-  ird.headerChanged &= ~CL_HEADER_CHANGED;
+  ard.headerChanged &= ~kHeaderChanged;
+  ird.headerChanged &= ~kHeaderChanged;
 
   stmt->fetchState |= DM_FETCH_IN_FETCH;
-  SQLRETURN rc = CursorLibFetch(stmt);
+  const SQLRETURN rc = CursorLibFetch(stmt);
   stmt->fetchState &= ~DM_FETCH_IN_FETCH;
   if (!clFailed(rc)) stmt->fetchState |= DM_FETCH_BY_FETCH;
   return rc;
@@ -96,19 +113,20 @@ SQLRETURN CLRowCount(SQLHSTMT handle, SQLLEN* count) {
       [&] { return CursorLibRowCount(stmt, count); });
 }
 
+// Of the state of the statement only the cursor ends with the result.
 SQLRETURN CLMoreResults(SQLHSTMT handle) {
   auto* stmt = static_cast<DMStmt*>(handle);
-  SQLRETURN rc = CursorLibMoreResults(stmt);
+  const SQLRETURN rc = CursorLibMoreResults(stmt);
   if (clFailed(rc) && rc != SQL_NO_DATA) return rc;
   return guarded(stmt, [&] {
-    endResult(stmt);
+    endCursor(stmt);
     return rc;
   });
 }
 
 SQLRETURN CLCloseCursor(SQLHSTMT handle) {
   auto* stmt = static_cast<DMStmt*>(handle);
-  SQLRETURN rc = CursorLibCloseCursor(stmt);
+  const SQLRETURN rc = CursorLibCloseCursor(stmt);
   if (clFailed(rc)) return rc;
   return guarded(stmt, [&] {
     ReleaseCLStmtResources(stmt, SQL_CLOSE);

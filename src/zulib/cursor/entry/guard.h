@@ -1,23 +1,16 @@
-// The one guard of all entry points: takes the lock, runs the work, and turns an exception into posted
-// errors and a return code.
+// The guard of all entry points: takes the lock, runs the work, and turns an exception into posted errors and
+// a return code.
 
-#ifndef ZULIB_CURSOR_INTERNAL_GUARD_H
-#define ZULIB_CURSOR_INTERNAL_GUARD_H
+#ifndef ZULIB_CURSOR_ENTRY_GUARD_H
+#define ZULIB_CURSOR_ENTRY_GUARD_H
 
-#include "zulib/cursor/entry/exception.h"
-#include "zuodbc/dmhandle.h"
+#include "zulib/cursor/internal/diagnostics.h"
+#include "zulib/runtime/zucritse.h"
 
-// Posts what the exception says on its own handle, or on `handle`, and answers the return code.
-SQLRETURN HandleException(const CException& exception, void* handle);
-
-// Posts message `errorId` on `handle` and answers SQL_ERROR, or SQL_SUCCESS_WITH_INFO.
-SQLRETURN clError(void* handle, unsigned short errorId);
-SQLRETURN clWarning(void* handle, unsigned short errorId);
-
-// `work()` answers a SQLRETURN.
+// `work()` returns a SQLRETURN. Errors without a handle of their own are posted on `handle`.
 template <class Work>
 SQLRETURN guarded(void* handle, Work&& work) {
-  ZuCriticalSectionHolder lock(CursorLibrarySingleThreadLock);
+  const ZuCriticalSectionHolder lock(CursorLibrarySingleThreadLock);
   try {
     return work();
   } catch (const CException& exception) {

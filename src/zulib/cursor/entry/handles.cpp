@@ -1,35 +1,37 @@
 // The end of handles, and CLCancel.
 
-#include "zulib/cursor/entry/bindinfo.h"
 #include "zulib/cursor/entry/cursorlib.h"
-#include "zulib/cursor/entry/forward.h"
 #include "zulib/cursor/entry/guard.h"
-#include "zulib/cursor/entry/queue.h"
-#include "zulib/cursor/entry/stmtresources.h"
+#include "zulib/cursor/entry/resources.h"
+#include "zulib/cursor/internal/bindings.h"
+#include "zulib/cursor/internal/diagnostics.h"
+#include "zulib/cursor/internal/forward.h"
 #include "zuodbc/dmservices.h"
 
 namespace {
 
-constexpr long LOCK_STATEMENT = SQL_HANDLE_STMT;
-constexpr unsigned short ODBC_VERSION_1 = 100;
+constexpr long kLockStatement = SQL_HANDLE_STMT;
+constexpr unsigned short kOdbcVersion1 = 100;
 
-// Whether a cancel that answered `rc` closed the driver's result as well. The driver's diagnostics are
-// taken over on the way.
+// Returns true if a cancel that returned `rc` has closed the driver's result as well. Takes over the driver's
+// diagnostics.
 bool cancelCloses(DMStmt* stmt, SQLRETURN rc) {
   const unsigned short version = stmt->conn->driverVersion;
   bool closes = false;
-  if (rc == SQL_SUCCESS_WITH_INFO && version > ODBC_VERSION_1) {
-    closes = clQueued(stmt, u"01S05");
-    stmt->RetrieveDriverErrorsRowCol(stmt, 1, -2, -2);
+  if (rc == SQL_SUCCESS_WITH_INFO && version > kOdbcVersion1) {
+    closes = clDriverSaid(stmt, u"01S05");
+    clMoveErrors(stmt, stmt);
   }
   // A driver of the first version has no code for it: its cancel of an idle statement is a close.
-  return closes || (!clFailed(rc) && !stmt->busy && version == ODBC_VERSION_1);
+  return closes || (!clFailed(rc) && !stmt->busy && version == kOdbcVersion1);
 }
 
-// `locked` tells that the statement's call lock was taken, which outlives the library's lock.
+// A cancel concerns the call that is under way; a cursor without one is not disturbed. `*locked` is set when
+// the statement's call lock has been taken, which is held longer than the library's lock.
 SQLRETURN cancelCursor(DMStmt* stmt, bool* locked) {
-  SQLRETURN rc = stmt->cursor->cancel();
-  LockHandle(stmt, LOCK_STATEMENT, 1);
+  const SQLRETURN rc = stmt->cursor->cancel();
+  if (!stmt->cursor->isSuspended()) stmt->cursor->forgetCancel();
+  LockHandle(stmt, kLockStatement, 1);
   *locked = true;
   if (!cancelCloses(stmt, rc)) return rc;
   endResult(stmt);
@@ -37,16 +39,9 @@ SQLRETURN cancelCursor(DMStmt* stmt, bool* locked) {
   return rc;
 }
 
-bool isSavedRowDescriptor(const DMDesc* desc) {
-  DMConn* conn = desc->conn;
-  for (DMStmt* stmt = conn->GetFirstStmtFromDbcList(); stmt; stmt = conn->GetNextStmtFromDbcList(stmt))
-    if (stmt->savedArd == desc) return true;
-  return false;
-}
-
 SQLRETURN freeDescriptor(DMDesc* desc) {
-  // A cursor will put it back in its place when it ends.
-  if (isSavedRowDescriptor(desc)) return clError(desc, clmsg::NotSupported);
+  // The cursor uses its records, and will put it back on the statement when it ends.
+  if (statementReading(desc)) return clError(desc, clmsg::NotSupported);
   DropBindings(desc, nullptr);
   return CursorLibFreeHandle(SQL_HANDLE_DESC, desc);
 }
@@ -65,25 +60,31 @@ SQLRETURN CLFreeHandle(SQLSMALLINT type, SQLHANDLE handle) {
 
 SQLRETURN CLFreeStmt(SQLHSTMT handle, SQLUSMALLINT option) {
   auto* stmt = static_cast<DMStmt*>(handle);
-  // Also when the cursor of another statement stands on the same descriptor.
+  // Also if the cursor of another statement uses the same descriptor.
   if (option == SQL_UNBIND && (stmt->cursor || !CheckModifyDesc(stmt->ard)))
     return clError(stmt, clmsg::BindingFixed);
   return guarded(stmt, [&] {
-    SQLRETURN rc = ReleaseCLStmtResources(stmt, option);
+    const SQLRETURN rc = ReleaseCLStmtResources(stmt, option);
     if (clFailed(rc)) return rc;
-    return stmt->parser ? stmt->parser->freeStmt(option) : CursorLibFreeStmt(stmt, option);
+    if (stmt->parser) return stmt->parser->freeStmt(option);
+    // The records of parameters outlive the SqlParser that made them.
+    if (option == SQL_RESET_PARAMS) dropParameters(stmt);
+    return CursorLibFreeStmt(stmt, option);
   });
 }
 
 SQLRETURN CLCancel(SQLHSTMT handle) {
   auto* stmt = static_cast<DMStmt*>(handle);
-  // Without an object to tell, nothing is waited for: the driver may be busy in another thread.
+  // Without an object to tell, the lock is not waited for: the driver may be busy in another thread.
   if (!stmt->cursor && !stmt->parser) return DriverSQLCancel(stmt);
   bool locked = false;
-  SQLRETURN rc = guarded(stmt, [&] {
+  const SQLRETURN rc = guarded(stmt, [&] {
     if (stmt->cursor) return cancelCursor(stmt, &locked);
-    return stmt->parser ? stmt->parser->cancel() : DriverSQLCancel(stmt);
+    if (!stmt->parser) return DriverSQLCancel(stmt);
+    const SQLRETURN rc = stmt->parser->cancel();
+    stmt->parser->settleCancel(rc);
+    return rc;
   });
-  if (locked) LockHandle(stmt, LOCK_STATEMENT, 0);
+  if (locked) LockHandle(stmt, kLockStatement, 0);
   return rc;
 }

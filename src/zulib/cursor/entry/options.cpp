@@ -1,18 +1,20 @@
-// The statement options that the cursor library keeps or answers by itself. All others are the driver's.
+// The statement options that the cursor library stores or returns by itself. All others are the driver's.
 
-#include "zulib/cursor/entry/bindinfo.h"
 #include "zulib/cursor/entry/cursorlib.h"
-#include "zulib/cursor/entry/forward.h"
 #include "zulib/cursor/entry/guard.h"
-#include "zulib/cursor/entry/rowarray.h"
-#include "zulib/cursor/entry/stmtresources.h"
+#include "zulib/cursor/entry/resources.h"
+#include "zulib/cursor/internal/bindings.h"
+#include "zulib/cursor/internal/forward.h"
 
 namespace {
 
+// Some drivers cannot take the bind type as a descriptor's field, but take it as a statement attribute.
 SQLRETURN setBindType(DMStmt* stmt, SQLULEN value) {
   if (stmt->cursor) return clError(stmt, clmsg::BindingFixed);
   stmt->fetchState |= DM_FETCH_BIND_TYPE_SET;
-  return CLSetDescField(stmt->ard, 0, SQL_DESC_BIND_TYPE, reinterpret_cast<SQLPOINTER>(value), 0);
+  if (!clFailed(CLSetDescField(stmt->ard, 0, SQL_DESC_BIND_TYPE, asPointer(value), 0))) return SQL_SUCCESS;
+  stmt->ard->VFreeErrors();
+  return CursorLibSetOneStmtAttr(stmt, SQL_ATTR_ROW_BIND_TYPE, asPointer(value), SQL_IS_UINTEGER);
 }
 
 SQLRETURN setCursorType(DMStmt* stmt, SQLULEN value) {
@@ -33,7 +35,6 @@ SQLRETURN setConcurrency(DMStmt* stmt, SQLULEN value) {
 }
 
 SQLRETURN setUseBookmarks(DMStmt* stmt, SQLULEN value) {
-  if (value > SQL_UB_VARIABLE) return clError(stmt, clmsg::NotSupported);
   stmt->useBookmarks = value;
   // The option is read back from these two bits.
   stmt->flags &= ~(DM_STMT_UB_ON | DM_STMT_UB_VARIABLE);
@@ -52,13 +53,11 @@ SQLRETURN resizeCursor(DMStmt* stmt, unsigned short api, SQLULEN size) {
 }
 
 SQLRETURN setRowsetSize(DMStmt* stmt, SQLULEN value) {
-  if (!isRowCount(value)) return clError(stmt, clmsg::NotSupported);
   stmt->rowsetSize = value;
   return resizeCursor(stmt, API_EXTENDEDFETCH, value);
 }
 
 SQLRETURN setRowArraySize(DMStmt* stmt, SQLULEN value) {
-  if (!isRowCount(value)) return clError(stmt, clmsg::NotSupported);
   setArraySize(stmt->ard, value);
   if (stmt->savedArd) setArraySize(stmt->savedArd, value);
   return resizeCursor(stmt, API_FETCHSCROLL, value);
@@ -100,7 +99,7 @@ SQLRETURN CLSetStmtOption(SQLHSTMT handle, SQLUSMALLINT option, SQLULEN value) {
     case SQL_RETRIEVE_DATA: return value == SQL_RD_ON ? SQL_SUCCESS : clError(stmt, clmsg::NotSupported);
     case SQL_USE_BOOKMARKS: return setUseBookmarks(stmt, value);
     case SQL_ATTR_FETCH_BOOKMARK_PTR:
-      stmt->fetchBookmarkPtr = reinterpret_cast<SQLLEN*>(value);
+      stmt->fetchBookmarkPtr = static_cast<SQLLEN*>(asPointer(value));
       return SQL_SUCCESS;
     case SQL_ATTR_ROW_ARRAY_SIZE: return setRowArraySize(stmt, value);
     default: return CursorLibSetStmtOption(stmt, option, value);
@@ -140,7 +139,7 @@ SQLRETURN CLSetScrollOptions(SQLHSTMT handle, SQLUSMALLINT concurrency, SQLLEN k
   const bool readOnly = concurrency == SQL_CONCUR_READ_ONLY;
   const bool fits = (readOnly || concurrency == SQL_CONCUR_VALUES) &&
                     (keyset == SQL_SCROLL_STATIC || (keyset == SQL_SCROLL_FORWARD_ONLY && readOnly));
-  if (!fits || !isRowCount(rowset)) return clError(stmt, clmsg::NotSupported);
+  if (!fits) return clError(stmt, clmsg::NotSupported);
   stmt->concurrency = concurrency;
   stmt->cursorType = static_cast<SQLULEN>(-keyset);  // the scroll options are the negated cursor types
   stmt->rowsetSize = rowset;

@@ -1,28 +1,27 @@
-// The entry points that carry SQL text and parameters to the statement analyser.
+// The entry points that pass SQL text and parameters to the statement's SqlParser.
 
-#include "zulib/cursor/entry/bindinfo.h"
 #include "zulib/cursor/entry/cursorlib.h"
-#include "zulib/cursor/entry/forward.h"
 #include "zulib/cursor/entry/guard.h"
-#include "zulib/cursor/entry/stmtresources.h"
+#include "zulib/cursor/entry/resources.h"
+#include "zulib/cursor/internal/bindings.h"
+#include "zulib/cursor/internal/forward.h"
 
 namespace {
 
-// The size of a parameter array that was set as an attribute stands in the descriptor's header, from where
-// the driver manager takes it to the driver. The analyser has to know it too: a positioned statement takes
-// a single set.
+// The size of a parameter array that was set as an attribute is in the descriptor's header, from where the
+// driver manager passes it to the driver. SqlParser needs it too: a positioned statement takes a single set.
 SQLRETURN tellParamsetSize(DMStmt* stmt, SqlParser& parser) {
   DMDesc& apd = *stmt->apd;
-  if (!(apd.headerChanged & CL_HEADER_CHANGED)) return SQL_SUCCESS;
+  if (!(apd.headerChanged & kHeaderChanged)) return SQL_SUCCESS;
   // The attribute sets the pointer on the application's descriptor, a descriptor call on the other.
   SQLULEN* processed = apd.rowsProcessedPtr ? apd.rowsProcessedPtr : stmt->ipd->rowsProcessedPtr;
-  SQLRETURN rc = parser.paramOptions(apd.arraySize, processed);
+  const SQLRETURN rc = parser.paramOptions(apd.arraySize, processed);
   if (clFailed(rc) && apd.arraySize != 1) return rc;  // any driver runs a single set
-  if (stmt->conn->driverVersion < CL_VERSION_3) apd.headerChanged &= ~CL_HEADER_CHANGED;
+  if (!isVersion3Driver(stmt->conn)) apd.headerChanged &= ~kHeaderChanged;
   return SQL_SUCCESS;
 }
 
-// `work` with the statement's analyser, which a statement has from its first text on.
+// Runs `work` with the statement's SqlParser, which a statement has from its first text on.
 template <class Work>
 SQLRETURN withParser(DMStmt* stmt, Work work) {
   return guarded(stmt, [&] {
@@ -31,18 +30,18 @@ SQLRETURN withParser(DMStmt* stmt, Work work) {
   });
 }
 
-// `work` with the analyser of a new text.
+// Runs `work` with the SqlParser for a new text.
 template <class Work>
 SQLRETURN withText(DMStmt* stmt, const SQLCHAR* sql, Work work) {
   if (!sql) return clError(stmt, clmsg::NullArgument);
   return guarded(stmt, [&] {
     SqlParser& parser = parserOf(stmt);
-    SQLRETURN rc = tellParamsetSize(stmt, parser);
+    const SQLRETURN rc = tellParamsetSize(stmt, parser);
     return clFailed(rc) ? rc : work(parser);
   });
 }
 
-// A statement of the library's own for a text that belongs to a connection only.
+// A statement of the library's own, for a text that belongs to a connection only. It has no driver side.
 class TemporaryStatement {
  public:
   explicit TemporaryStatement(DMConn* conn) : stmt(conn) {}
@@ -77,7 +76,7 @@ SQLRETURN CLPrepare(SQLHSTMT handle, SQLCHAR* sql, SQLINTEGER length) {
 SQLRETURN CLExecute(SQLHSTMT handle) {
   auto* stmt = static_cast<DMStmt*>(handle);
   return withParser(stmt, [&](SqlParser& parser) {
-    SQLRETURN rc = tellParamsetSize(stmt, parser);
+    const SQLRETURN rc = tellParamsetSize(stmt, parser);
     return clFailed(rc) ? rc : parser.execute();
   });
 }
@@ -98,7 +97,7 @@ SQLRETURN CLParamOptions(SQLHSTMT handle, SQLULEN rows, SQLULEN* rowPtr) {
 
 SQLRETURN CLNumParams(SQLHSTMT handle, SQLSMALLINT* count) {
   auto* stmt = static_cast<DMStmt*>(handle);
-  // Without an analyser this answers the number of result columns. That is meant: callers rely on it.
+  // Kept, callers rely on it: without a SqlParser this is the number of result columns.
   if (!stmt->parser) return CursorLibNumResultCols(stmt, count);
   return withParser(stmt, [&](SqlParser& parser) { return parser.numParams(count); });
 }
@@ -111,8 +110,8 @@ SQLRETURN CLNativeSql(SQLHDBC handle, SQLCHAR* sql, SQLINTEGER length, SQLCHAR* 
     try {
       return TemporaryStatement(conn).nativeSql(sql, length, out, outMax, outLength);
     } catch (RCException& error) {
-      conn->RetrieveDriverErrorsRowCol(conn, 1, -2, -2);
-      // The statement that the error was thrown for has just gone.
+      clMoveErrors(conn, conn);
+      // The statement that the error was thrown for no longer exists.
       if (error.IsKindOf(ODBCException::className())) static_cast<ODBCException&>(error).handle = conn;
       throw;
     }

@@ -1,20 +1,20 @@
-// The end of a transaction, which by the driver's cursor behaviour is also the end of cursors and of
-// prepared statements.
+// The end of a transaction, which depending on the driver's cursor behaviour is also the end of cursors and
+// of prepared statements.
 
 #include "zulib/cursor/entry/cursorlib.h"
-#include "zulib/cursor/entry/forward.h"
 #include "zulib/cursor/entry/guard.h"
-#include "zulib/cursor/entry/stmtresources.h"
+#include "zulib/cursor/entry/resources.h"
+#include "zulib/cursor/internal/forward.h"
 
 namespace {
 
 SQLRETURN DoTransact(DMEnv* env, DMConn* conn, unsigned short completion) {
-  SQLRETURN rc = CursorLibTransact(env, conn, completion);
+  const SQLRETURN rc = CursorLibTransact(env, conn, completion);
   if (clFailed(rc) || !conn || completion > SQL_ROLLBACK) return rc;
   const unsigned short behavior = conn->cursorBehavior[completion];
   if (behavior == SQL_CB_PRESERVE || !conn->GetFirstStmtFromDbcList()) return rc;
   return guarded(conn, [&] {
-    for (DMStmt* stmt = conn->GetFirstStmtFromDbcList(); stmt; stmt = conn->GetNextStmtFromDbcList(stmt)) {
+    for (DMStmt* stmt : DMStmtList(conn)) {
       endResult(stmt);
       if (behavior == SQL_CB_DELETE) deleteParser(stmt);
     }

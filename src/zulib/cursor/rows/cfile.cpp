@@ -1,5 +1,3 @@
-// The temporary file of a scrollable cursor, on read and write calls that take their own offset.
-
 #include "zulib/cursor/rows/cfile.h"
 
 #include <fcntl.h>
@@ -12,9 +10,9 @@
 
 namespace {
 
-constexpr mode_t OWNER_ONLY = S_IRUSR | S_IWUSR;
-constexpr char DIRECTORY_VARIABLE[] = "ODBCTMPDIR";
-constexpr char DEFAULT_DIRECTORY[] = "/tmp";
+constexpr mode_t kOwnerOnly = S_IRUSR | S_IWUSR;
+constexpr char kDirectoryVariable[] = "ODBCTMPDIR";
+constexpr char kDefaultDirectory[] = "/tmp";
 
 bool aboveFileSizeLimit(off_t end) {
   struct rlimit limit;
@@ -22,7 +20,7 @@ bool aboveFileSizeLimit(off_t end) {
          static_cast<rlim_t>(end) > limit.rlim_cur;
 }
 
-// Repeats `move(done)`, which answers like read and write, until `count` bytes have moved.
+// Repeats `move(done)`, which returns like read and write, until `count` bytes have moved.
 template <class Move>
 void moveAll(std::size_t count, Move&& move) {
   std::size_t done = 0;
@@ -36,7 +34,7 @@ void moveAll(std::size_t count, Move&& move) {
 
 }  // namespace
 
-CFile::CFile(const char* name, int flags) : fd(open(name, flags | O_CLOEXEC, OWNER_ONLY)) {
+CFile::CFile(const char* name, int flags) : fd(open(name, flags | O_CLOEXEC, kOwnerOnly)) {
   if (fd == -1) throw CFileException();
 }
 
@@ -72,7 +70,7 @@ void CFile::fileRead(void* bytes, std::size_t count) {
 
 void CFile::fileWrite(const void* bytes, std::size_t count) {
   const off_t end = position + static_cast<off_t>(count);
-  if (end > length && aboveFileSizeLimit(end)) throw CFileException();
+  if (aboveFileSizeLimit(end)) throw CFileException();
   moveAll(count, [&](std::size_t done) {
     return pwrite(fd, static_cast<const char*>(bytes) + done, count - done,
                   position + static_cast<off_t>(done));
@@ -91,8 +89,8 @@ void CFile::fileRemove(const char* name) {
 }
 
 void GetTempFileName(const char*, const char* prefix, int, char* out, std::size_t outSize) {
-  const char* directory = std::getenv(DIRECTORY_VARIABLE);
-  if (!directory || !*directory) directory = DEFAULT_DIRECTORY;
+  const char* directory = secure_getenv(kDirectoryVariable);
+  if (!directory || !*directory) directory = kDefaultDirectory;
   const int length = std::snprintf(out, outSize, "%s/%sXXXXXX", directory, prefix);
   if (length < 0 || static_cast<std::size_t>(length) >= outSize) throw CFileException();
 }

@@ -1,6 +1,3 @@
-// SqlParser: the tokens of a statement. Enough of the language to skip quoted text and groups, and to see
-// the words between them.
-
 #include "zulib/cursor/statement/tokens.h"
 
 #include <strings.h>
@@ -15,6 +12,7 @@ struct KeywordEntry {
   unsigned length;
 };
 
+// DISTINCT and SET are known, and no rule looks for them.
 constexpr KeywordEntry Keywords[] = {
     {"BY", 2},    {"CREATE", 6}, {"CURRENT", 7}, {"DELETE", 6}, {"DISTINCT", 8}, {"FOR", 3},
     {"FROM", 4},  {"GROUP", 5},  {"HAVING", 6},  {"INSERT", 6}, {"OF", 2},       {"OJ", 2},
@@ -22,10 +20,10 @@ constexpr KeywordEntry Keywords[] = {
 };
 static_assert(std::size(Keywords) == static_cast<std::size_t>(Keyword::Where) + 1);
 
-constexpr char DELIMITERS[] = "<>.,%*/-+^=\"'?(){} \t\n\r";
+constexpr char kDelimiters[] = "<>.,%*/-+^=\"'?(){} \t\n\r";
 
-// The terminator is one, too.
-bool isDelimiter(char c) { return std::strchr(DELIMITERS, c) != nullptr; }
+// The terminating zero is one, too.
+bool isDelimiter(char c) { return std::strchr(kDelimiters, c) != nullptr; }
 
 bool IsCharAlpha(char c) { return c == '_' || std::isalpha(static_cast<unsigned char>(c)); }
 
@@ -35,7 +33,19 @@ SQLLEN lengthToDelimiter(const char* start) {
   return end - start;
 }
 
-// To the closing parenthesis, by depth alone: quotes inside are not looked at. This is meant.
+// Includes the closing quote; a doubled quote is one inside the text. Unclosed text extends to the end.
+SQLLEN quotedLength(const char* start) {
+  const char quote = *start;
+  const char* end = start + 1;
+  while (*end) {
+    if (*end++ != quote) continue;
+    if (*end != quote) break;
+    ++end;
+  }
+  return end - start;
+}
+
+// To the closing parenthesis, by depth alone. Kept: quotes inside are not looked at.
 SQLLEN groupLength(const char* start) {
   if (start[1] == '*' || start[1] == '\0') return 1;
   const char* end = start;
@@ -58,19 +68,7 @@ bool isWord(const TOKEN& token, Keyword keyword) {
          strncasecmp(token.start, entry.text, entry.length) == 0;
 }
 
-// With the closing quote; a doubled quote is one inside the text. Unclosed text runs to the end.
-SQLLEN SqlParser::quotedLength(const char* start) const {
-  const char quote = *start;
-  const char* end = start + 1;
-  while (*end) {
-    if (*end++ != quote) continue;
-    if (*end != quote) break;
-    ++end;
-  }
-  return end - start;
-}
-
-char* SqlParser::getToken(char* position, TOKEN* token) const {
+char* readToken(char* position, char identifierQuote, TOKEN* token) {
   while (isBlank(*position)) ++position;
   const char c = *position;
   token->start = position;
@@ -83,7 +81,7 @@ char* SqlParser::getToken(char* position, TOKEN* token) const {
     token->length = lengthToDelimiter(position);
   } else if (c == '?') {
     token->type = TOKEN::Parameter;
-  } else if (c == '\'' || c == '"' || c == conn->identifierQuote[0]) {
+  } else if (c == '\'' || c == '"' || c == identifierQuote) {
     token->type = TOKEN::Quoted;
     token->length = quotedLength(position);
   } else if (c == '(') {

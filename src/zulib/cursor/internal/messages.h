@@ -1,5 +1,5 @@
 // The message numbers of the catalog "odbc.m", component 524. The number holds the text, number + 1 the
-// SQLSTATE. Texts and states stand in catalog/*/odbc.msg.
+// SQLSTATE; both are in catalog/*/odbc.msg.
 
 #ifndef ZULIB_CURSOR_INTERNAL_MESSAGES_H
 #define ZULIB_CURSOR_INTERNAL_MESSAGES_H
@@ -47,6 +47,7 @@ enum Number : unsigned short {
   NoBookmarkPointer = 404,
   NullArgument = 408,
   NoStatementText = 412,
+  ResultLost = 416,
   NotExecuted = 460,
   FetchMixed = 464,
   TypeNotMappable = 504,

@@ -1,6 +1,6 @@
-// The forwarding layer: one CursorLib* function for each ODBC function that the cursor library has to
-// reach on the driver. Each one marks the handle, calls the driver manager's exported function, which
-// goes to the driver and not back to the CL* layer while the mark stands, and takes the mark back.
+// The forwarding layer: one CursorLib* function for each ODBC function that the cursor library calls on the
+// driver. Each one marks the handle, calls the driver manager's exported function, which goes to the driver
+// and not back to the CL* layer while the mark is set, and clears the mark.
 //
 // Arguments and codes are those of the ODBC functions.
 
@@ -9,19 +9,22 @@
 
 #include "zuodbc/dmhandle.h"
 
-// "Failed" in the cursor library: any code but SQL_SUCCESS and SQL_SUCCESS_WITH_INFO, so SQL_NO_DATA,
-// SQL_NEED_DATA and SQL_STILL_EXECUTING count as failed; who treats them apart says so.
+// "Failed" in the cursor library: any code except SQL_SUCCESS and SQL_SUCCESS_WITH_INFO. SQL_NO_DATA,
+// SQL_NEED_DATA and SQL_STILL_EXECUTING count as failed; callers that treat them differently say so.
 inline bool clFailed(SQLRETURN rc) { return (rc & ~1) != 0; }
 
 // The first `DMConn::driverVersion` with descriptors and the attributes of rows and parameters.
-constexpr unsigned short CL_VERSION_3 = 300;
+constexpr unsigned short kDriverVersion3 = 300;
+inline bool isVersion3Driver(const DMConn* conn) { return conn->driverVersion >= kDriverVersion3; }
 
-// The numbers of the API functions whose two forms share one road.
+// Attributes carry numbers in pointers.
+inline SQLPOINTER asPointer(SQLULEN number) { return reinterpret_cast<SQLPOINTER>(number); }
+inline SQLULEN asNumber(SQLPOINTER value) { return reinterpret_cast<SQLULEN>(value); }
+
+// The numbers of the API functions that share one implementation.
 enum ClApi : unsigned short {
-  API_TRANSACT = 23,
   API_SETCONNECTOPTION = 50,
   API_EXTENDEDFETCH = 59,
-  API_ENDTRAN = 1005,
   API_SETCONNECTATTR = 1016,
   API_FETCHSCROLL = 1021,
 };
@@ -59,24 +62,24 @@ SQLRETURN CursorLibRowCount(DMStmt* stmt, SQLLEN* count);
 SQLRETURN CursorLibSetPos(DMStmt* stmt, SQLSETPOSIROW row, SQLUSMALLINT operation, SQLUSMALLINT lock);
 SQLRETURN CursorLibSetStmtOption(DMStmt* stmt, SQLUSMALLINT option, SQLULEN value);
 
-// The driver fetches into the library's own buffers, so the application's bind offset is out of the way
-// for the time of the call.
+// Sets the application's bind offset to null during the call: the driver fetches into the library's own
+// buffers, which take no offset.
 SQLRETURN CursorLibFetch(DMStmt* stmt);
 
 // Five row-array attributes at once, in this order of the driver's attributes: SQL_BIND_TYPE,
 // SQL_ATTR_ROW_ARRAY_SIZE, SQL_ATTR_ROWS_FETCHED_PTR, SQL_ATTR_ROW_BIND_OFFSET_PTR,
-// SQL_ATTR_ROW_STATUS_PTR. Stops at the first failure. Reaches the driver only: the application's view in
-// the descriptors stays. Nothing to do on a driver below version 3.
+// SQL_ATTR_ROW_STATUS_PTR. Stops at the first failure. Reaches the driver only: the fields of the
+// descriptors, which are the application's view, are unchanged. Does nothing on a driver below version 3.
 SQLRETURN CursorLibSetStmtAttr(DMStmt* stmt, SQLULEN rowArraySize, SQLULEN* rowsFetchedPtr,
                                SQLLEN* bindOffsetPtr, SQLUSMALLINT* rowStatusPtr, SQLULEN bindType);
 
-// Any one statement attribute, as it stands.
+// Sets one statement attribute.
 SQLRETURN CursorLibSetOneStmtAttr(DMStmt* stmt, SQLINTEGER attribute, SQLPOINTER value, SQLINTEGER length);
 
-// SQL_DROP marks the connection, and the statement refers to its driver handle for the time of the call.
+// With SQL_DROP the connection is marked, and `stmt->selfRef` is the driver handle during the call.
 SQLRETURN CursorLibFreeStmt(DMStmt* stmt, SQLUSMALLINT option);
 
-// Marked on the connection. `CursorLibAllocHandle` knows descriptors only.
+// Marked on the connection. CursorLibAllocHandle makes descriptors only; other types do nothing.
 SQLRETURN CursorLibAllocHandle(SQLSMALLINT type, DMConn* input, DMDesc** output);
 SQLRETURN CursorLibAllocStmt(DMConn* conn, DMStmt** stmt);
 SQLRETURN CursorLibGetInfo(DMConn* conn, SQLUSMALLINT type, SQLPOINTER value, SQLSMALLINT length,
@@ -104,7 +107,7 @@ SQLRETURN CursorLibSetDescRec(DMDesc* desc, SQLSMALLINT record, SQLSMALLINT type
                               SQLLEN* lengthPtr, SQLLEN* indicatorPtr);
 
 // Calls the driver's SQLCancel entry directly, without lock or mark, so that it works while another
-// thread is inside the driver. 0 when the driver has none.
+// thread is inside the driver. Returns 0 if the driver has none.
 SQLRETURN DriverSQLCancel(DMStmt* stmt);
 
 #endif

@@ -1,20 +1,18 @@
-// The binding records of descriptors: look-up, order, release, and their way back to the driver.
-
-#include "zulib/cursor/entry/bindinfo.h"
+#include "zulib/cursor/internal/bindings.h"
 
 #include <cstdint>
 #include <initializer_list>
 
-#include "zulib/cursor/entry/forward.h"
+#include "zulib/cursor/internal/forward.h"
 #include "zulib/runtime/ram.h"
 
 namespace {
 
-// The first and last code of the two families of verbose types, and the concise type before the first.
-constexpr short LAST_DATETIME_CODE = 3;
-constexpr short BEFORE_DATETIME = 8;  // codes 1 to 3: SQL_DATE 9, SQL_TIME 10, SQL_TIMESTAMP 11
-constexpr short LAST_INTERVAL_CODE = 13;
-constexpr short BEFORE_INTERVAL = 100;  // codes 1 to 13: 101 to 113
+// The last code of the two families of verbose types, and the concise type before the first.
+constexpr short kLastDatetimeCode = SQL_CODE_TIMESTAMP;
+constexpr short kBeforeDatetime = SQL_DATE - SQL_CODE_DATE;  // codes 1 to 3: SQL_DATE to SQL_TIMESTAMP
+constexpr short kLastIntervalCode = SQL_CODE_MINUTE_TO_SECOND;
+constexpr short kBeforeInterval = SQL_INTERVAL_YEAR - SQL_CODE_YEAR;  // codes 1 to 13: 101 to 113
 
 std::uintptr_t address(const void* pointer) { return reinterpret_cast<std::uintptr_t>(pointer); }
 
@@ -24,9 +22,13 @@ int conciseOf(short code, short lastCode, short before, short* out) {
   return 1;
 }
 
+bool readsThrough(const DMStmt* stmt, const DMDesc* desc) {
+  return stmt->savedArd == desc || (stmt->ard == desc && stmt->cursor);
+}
+
 }  // namespace
 
-BindInfo* FindBindInfo(DMDesc* desc, unsigned short column) {
+BindInfo* FindBindInfo(const DMDesc* desc, unsigned short column) {
   BindInfo* record = desc->bindList;
   while (record && record->column != column) record = record->next;
   return record;
@@ -55,7 +57,7 @@ void InsertBindInfo(DMDesc* desc, BindInfo* record, const void* key) {
 
 void DropBindings(DMDesc* desc, const SQLULEN* upTo) {
   BindInfo** link = &desc->bindList;
-  while (BindInfo* record = *link) {
+  while (BindInfo* const record = *link) {
     if (upTo && record->column <= *upTo) {
       link = &record->next;
     } else {
@@ -66,22 +68,28 @@ void DropBindings(DMDesc* desc, const SQLULEN* upTo) {
 }
 
 void FreeBindArray(DMStmt* stmt) {
-  // An application's own descriptor loses its records with any of its statements. Only one that the cursor
-  // of another statement stands on keeps them: that cursor may point to them.
   for (DMDesc* desc : {stmt->ard, stmt->apd, stmt->ipd})
     if (CheckModifyDesc(desc)) DropBindings(desc, nullptr);
 }
 
-bool CheckModifyDesc(DMDesc* desc) {
-  DMConn* conn = desc->conn;
-  for (DMStmt* stmt = conn->GetFirstStmtFromDbcList(); stmt; stmt = conn->GetNextStmtFromDbcList(stmt))
-    if (stmt->savedArd == desc || (stmt->ard == desc && stmt->cursor)) return false;
-  return true;
+void dropParameters(DMStmt* stmt) {
+  if (stmt->apd->isExplicit()) stmt->apd = stmt->implicitApd;
+  DropBindings(stmt->apd, nullptr);
+}
+
+bool CheckModifyDesc(const DMDesc* desc) { return !statementReading(desc); }
+
+// A statement's own descriptor is in use by that statement only, so no other one is looked at.
+DMStmt* statementReading(const DMDesc* desc) {
+  if (DMStmt* const owner = desc->ownerStmt) return readsThrough(owner, desc) ? owner : nullptr;
+  for (DMStmt* stmt : DMStmtList(desc->conn))
+    if (readsThrough(stmt, desc)) return stmt;
+  return nullptr;
 }
 
 SQLRETURN RestoreBindings(DMStmt* stmt) {
   SQLRETURN rc = SQL_SUCCESS;
-  for (BindInfo* bind = stmt->ard->bindList; bind; bind = bind->next) {
+  for (const BindInfo* bind = stmt->ard->bindList; bind; bind = bind->next) {
     short type;
     // What has no concise type has never been bound on the driver either.
     if (bind->column == 0 || !MapToConciseType(bind->typeGiven, bind->intervalCode, bind->typeForm, &type))
@@ -94,8 +102,8 @@ SQLRETURN RestoreBindings(DMStmt* stmt) {
 int MapToConciseType(short type, short code, tagETBINDTYPE form, short* out) {
   if (form == ET_BIND_NONE) return 0;
   if (form == ET_BIND_VERBOSE) {
-    if (type == SQL_DATETIME) return conciseOf(code, LAST_DATETIME_CODE, BEFORE_DATETIME, out);
-    if (type == SQL_INTERVAL) return conciseOf(code, LAST_INTERVAL_CODE, BEFORE_INTERVAL, out);
+    if (type == SQL_DATETIME) return conciseOf(code, kLastDatetimeCode, kBeforeDatetime, out);
+    if (type == SQL_INTERVAL) return conciseOf(code, kLastIntervalCode, kBeforeInterval, out);
   }
   *out = type;
   return 1;

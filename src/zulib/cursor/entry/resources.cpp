@@ -1,17 +1,15 @@
-// The analyser and the cursor of a statement: made on demand, ended by option.
+#include "zulib/cursor/entry/resources.h"
 
-#include "zulib/cursor/entry/stmtresources.h"
-
-#include "zulib/cursor/entry/bindinfo.h"
-#include "zulib/cursor/entry/exception.h"
-#include "zulib/cursor/entry/forward.h"
+#include "zulib/cursor/internal/bindings.h"
+#include "zulib/cursor/internal/forward.h"
+#include "zulib/cursor/rows/scrollcursor.h"
 #include "zuodbc/driverfunctions.h"
 
 namespace {
 
 // A cursor over an explicit descriptor has put a copy in its place, and undoes that itself.
-bool copyStandsIn(const DMStmt* stmt) {
-  const DMDriverFunctions* functions = stmt->conn->driverFunctions;
+bool usesStandIn(const DMStmt* stmt) {
+  const DMDriverFunctions* const functions = stmt->conn->driverFunctions;
   return stmt->ard->isExplicit() && functions && functions->hasDescriptorCalls();
 }
 
@@ -32,49 +30,52 @@ SqlParser& parserOf(DMStmt* stmt) {
 }
 
 SQLRETURN deleteCursor(DMStmt* stmt) {
-  FwdCursor* cursor = stmt->cursor;
+  FwdCursor* const cursor = stmt->cursor;
   stmt->cursor = nullptr;
   if (!cursor) return SQL_SUCCESS;
-  SQLRETURN rc = cursor->release();
+  const SQLRETURN rc = cursor->release();
   delete cursor;
   return rc;
 }
 
 void deleteParser(DMStmt* stmt) {
-  SqlParser* parser = stmt->parser;
+  SqlParser* const parser = stmt->parser;
   stmt->parser = nullptr;
   delete parser;
 }
 
+void endCursor(DMStmt* stmt) {
+  if (!stmt->cursor) return;
+  deleteCursor(stmt);
+  RestoreBindings(stmt);
+}
+
 void endResult(DMStmt* stmt) {
-  if (stmt->cursor) {
-    deleteCursor(stmt);
-    RestoreBindings(stmt);
-  }
-  stmt->fetchState &= ~CL_ANY_FETCH;
+  endCursor(stmt);
+  stmt->fetchState &= ~kAnyFetch;
 }
 
 SQLRETURN ReleaseCLStmtResources(DMStmt* stmt, unsigned short option) {
   const bool close = option == SQL_CLOSE;
-  const bool restore = close && !copyStandsIn(stmt);
+  const bool restore = close && !usesStandIn(stmt);
   SQLRETURN ended = SQL_SUCCESS;
-  const bool endsResult = close || option == SQL_DROP || option == CL_DROP_KEEPING_DRIVER;
+  const bool endsResult = close || option == SQL_DROP || option == kDropKeepingDriver;
 
-  if (option == CL_DROP_KEEPING_DRIVER && stmt->cursor) stmt->cursor->keepDriverDescriptor();
+  if (option == kDropKeepingDriver && stmt->cursor) stmt->cursor->keepDriverDescriptor();
   if (endsResult) {
     // A driver that refuses the plain row array keeps its old one; the statement is released all the same.
-    if (!stmt->cursor && option != CL_DROP_KEEPING_DRIVER)
+    if (!stmt->cursor && option != kDropKeepingDriver)
       CursorLibSetStmtAttr(stmt, 1, nullptr, nullptr, nullptr, SQL_BIND_BY_COLUMN);
     ended = deleteCursor(stmt);
   }
-  // The parameters go with the columns, for SQL_UNBIND too. This is meant.
+  // Kept: the parameters go with the columns, with SQL_UNBIND too.
   if (option == SQL_UNBIND || (endsResult && !close)) FreeBindArray(stmt);
 
   // A prepared statement keeps its analysed text when it is closed.
   if (endsResult && !(close && (stmt->flags & DM_STMT_PREPARED))) deleteParser(stmt);
-  SQLRETURN rc = restore ? RestoreBindings(stmt) : SQL_SUCCESS;
-  if (close) stmt->fetchState &= ~CL_ANY_FETCH;
-  // A cursor that could not give back its file has posted that; everything else is released all the same.
+  const SQLRETURN rc = restore ? RestoreBindings(stmt) : SQLRETURN{SQL_SUCCESS};
+  if (close) stmt->fetchState &= ~kAnyFetch;
+  // The cause of a cursor's incomplete end is posted; everything else is released all the same.
   if (clFailed(ended)) throw RCException(ended);
   return rc;
 }

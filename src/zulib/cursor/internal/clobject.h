@@ -1,6 +1,5 @@
-// CLObject, the base of the cursors and the analyser: class identification, and allocation by the C
-// library's malloc. `new` throws CMemoryException when memory is gone, after the thread's out-of-memory
-// mark is set.
+// CLObject, the base of the cursors and of SqlParser: class identification, and allocation with the C
+// library's malloc. A failed `new` sets the thread's out-of-memory mark and throws CMemoryException.
 
 #ifndef ZULIB_CURSOR_INTERNAL_CLOBJECT_H
 #define ZULIB_CURSOR_INTERNAL_CLOBJECT_H
@@ -9,7 +8,7 @@
 #include <cstdlib>
 #include <memory>
 
-#include "zulib/cursor/entry/exception.h"
+#include "zulib/cursor/internal/exception.h"
 #include "zulib/runtime/ram.h"
 
 class CLObject {
@@ -26,13 +25,13 @@ class CLObject {
   static void operator delete(void* block) noexcept;
 };
 
-// `size` bytes, zero-filled; throws CMemoryException when memory is gone. Released with `free`.
+// `size` bytes, zero-filled, to be freed with `free`. Throws CMemoryException.
 void* clAllocZ(std::size_t size);
 
-// The same block with `size` bytes, or CMemoryException with the block as it was.
+// Resizes a block to `size` bytes. Throws CMemoryException with the block unchanged.
 void* clResize(void* block, std::size_t size);
 
-// Owns one such block for a scope.
+// Owns such a block for a scope.
 struct ClFree {
   void operator()(void* block) const { std::free(block); }
 };

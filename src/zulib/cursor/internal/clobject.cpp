@@ -1,10 +1,7 @@
-// Allocation of the cursor library's objects and buffers: the allocators of the floor, with their null
-// answer turned into a CMemoryException.
-
-#include "zulib/cursor/rows/clobject.h"
+#include "zulib/cursor/internal/clobject.h"
 
 void* CLObject::operator new(std::size_t size) {
-  void* block = ramAlloc(size);
+  void* const block = ramAlloc(size);
   if (!block) throw CMemoryException();
   return block;
 }
@@ -12,7 +9,7 @@ void* CLObject::operator new(std::size_t size) {
 void CLObject::operator delete(void* block) noexcept { std::free(block); }
 
 void* clAllocZ(std::size_t size) {
-  void* block = ramAllocZ(size);
+  void* const block = ramAllocZ(size);
   if (!block) throw CMemoryException();
   return block;
 }

@@ -1,16 +1,16 @@
-// The exceptions in which failures travel inside the cursor library. None crosses an entry point: the
-// guard (internal/guard.h) turns them into posted errors and a return code.
+// The exceptions in which failures travel inside the cursor library. None crosses an entry point: `guarded`
+// (entry/guard.h) turns them into posted errors and a return code.
 //
-// They are thrown by value and caught by reference. A class is told by the address of its class name.
+// They are thrown by value and caught by reference. A class is identified by the address of its class name.
 
 #ifndef ZULIB_CURSOR_INTERNAL_EXCEPTION_H
 #define ZULIB_CURSOR_INTERNAL_EXCEPTION_H
 
 #include <sql.h>
 
-#include "zulib/cursor/entry/messages.h"
+#include "zulib/cursor/internal/messages.h"
 
-// The literal behind a class's `className()`, and the two operations that tell classes apart by it.
+// Defines `className()`, and the two virtual operations that identify a class by its address.
 #define ZU_CURSOR_CLASS(Class, Base)                                                                     \
   static const char* className() { return s_className; }                                                 \
   const char* classOf() const override { return s_className; }                                           \
@@ -29,8 +29,7 @@ class CException {
   ~CException() = default;
 };
 
-// Carries the return code for the caller. Posts nothing by itself: the driver's errors already stand on
-// the handle.
+// Carries the return code for the caller. Posts nothing: the driver's errors are on the handle already.
 class RCException : public CException {
  public:
   explicit RCException(SQLRETURN rc) : rc(rc) {}

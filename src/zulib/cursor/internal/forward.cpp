@@ -1,6 +1,4 @@
-// The forwarding layer: the road from the cursor library through the driver manager to the driver.
-
-#include "zulib/cursor/entry/forward.h"
+#include "zulib/cursor/internal/forward.h"
 
 #include "zuodbc/dmservices.h"
 #include "zuodbc/driverfunctions.h"
@@ -11,7 +9,7 @@ void setMark(DMStmt* stmt, int mark) { stmt->CursorLibLockStmt(mark); }
 void setMark(DMConn* conn, int mark) { conn->CursorLibLockDbc(mark); }
 void setMark(DMDesc* desc, int mark) { desc->CursorLibLockDesc(mark); }
 
-// The re-entrance mark for the life of a scope.
+// Sets the re-entrance mark for the life of a scope.
 template <class Handle>
 class Mark {
  public:
@@ -24,12 +22,12 @@ class Mark {
   Handle* handle;
 };
 
-// Another value in a cell for the life of a scope.
+// Replaces the value of a cell for the life of a scope.
 template <class T>
 class Replaced {
  public:
   Replaced(T& cell, T value) : cell(cell), kept(cell) { cell = value; }
-  // Only puts back, at the end, what the cell holds now.
+  // Restores at the end what the cell holds now.
   explicit Replaced(T& cell) : cell(cell), kept(cell) {}
   Replaced(const Replaced&) = delete;
   Replaced& operator=(const Replaced&) = delete;
@@ -43,11 +41,9 @@ class Replaced {
 // Calls the driver manager's `function` on a marked handle.
 template <class Handle, class Function, class... Arguments>
 SQLRETURN forward(Function function, Handle* handle, Arguments... arguments) {
-  Mark<Handle> mark(handle);
+  const Mark<Handle> mark(handle);
   return function(handle, arguments...);
 }
-
-SQLPOINTER asPointer(SQLULEN value) { return reinterpret_cast<SQLPOINTER>(value); }
 
 }  // namespace
 
@@ -136,19 +132,19 @@ SQLRETURN CursorLibSetStmtOption(DMStmt* stmt, SQLUSMALLINT option, SQLULEN valu
 }
 
 SQLRETURN CursorLibFetch(DMStmt* stmt) {
-  Replaced<SQLLEN*> offset(stmt->ard->bindOffsetPtr, nullptr);
+  const Replaced<SQLLEN*> offset(stmt->ard->bindOffsetPtr, nullptr);
   return forward(SQLFetch, stmt);
 }
 
 SQLRETURN CursorLibSetStmtAttr(DMStmt* stmt, SQLULEN rowArraySize, SQLULEN* rowsFetchedPtr,
                                SQLLEN* bindOffsetPtr, SQLUSMALLINT* rowStatusPtr, SQLULEN bindType) {
-  if (stmt->conn->driverVersion < CL_VERSION_3) return SQL_SUCCESS;
-  // The arguments may well be the very fields that are put back afterwards.
-  Replaced<SQLULEN> keptBindType(stmt->ard->bindType);
-  Replaced<SQLULEN> keptSize(stmt->ard->arraySize);
-  Replaced<SQLULEN*> keptProcessed(stmt->ird->rowsProcessedPtr);
-  Replaced<SQLLEN*> keptOffset(stmt->ard->bindOffsetPtr);
-  Replaced<SQLUSMALLINT*> keptStatus(stmt->ird->arrayStatusPtr);
+  if (!isVersion3Driver(stmt->conn)) return SQL_SUCCESS;
+  // The arguments can be the values of these fields, which the calls below change.
+  const Replaced<SQLULEN> keptBindType(stmt->ard->bindType);
+  const Replaced<SQLULEN> keptSize(stmt->ard->arraySize);
+  const Replaced<SQLULEN*> keptProcessed(stmt->ird->rowsProcessedPtr);
+  const Replaced<SQLLEN*> keptOffset(stmt->ard->bindOffsetPtr);
+  const Replaced<SQLUSMALLINT*> keptStatus(stmt->ird->arrayStatusPtr);
 
   const struct {
     SQLPOINTER value;
@@ -162,7 +158,7 @@ SQLRETURN CursorLibSetStmtAttr(DMStmt* stmt, SQLULEN rowArraySize, SQLULEN* rows
       {rowStatusPtr, SQL_ATTR_ROW_STATUS_PTR, SQL_IS_POINTER},
   };
   for (const auto& setting : settings) {
-    SQLRETURN rc = CursorLibSetOneStmtAttr(stmt, setting.attribute, setting.value, setting.length);
+    const SQLRETURN rc = CursorLibSetOneStmtAttr(stmt, setting.attribute, setting.value, setting.length);
     if (clFailed(rc)) return rc;
   }
   return SQL_SUCCESS;
@@ -174,14 +170,14 @@ SQLRETURN CursorLibSetOneStmtAttr(DMStmt* stmt, SQLINTEGER attribute, SQLPOINTER
 
 SQLRETURN CursorLibFreeStmt(DMStmt* stmt, SQLUSMALLINT option) {
   if (option != SQL_DROP) return forward(SQLFreeStmt, stmt, option);
-  Mark<DMConn> mark(stmt->conn);
-  Replaced<void*> driverSide(stmt->selfRef, stmt->driverHandle);
+  const Mark<DMConn> mark(stmt->conn);
+  const Replaced<void*> driverSide(stmt->selfRef, stmt->driverHandle);
   return SQLFreeStmt(stmt, option);
 }
 
 SQLRETURN CursorLibAllocHandle(SQLSMALLINT type, DMConn* input, DMDesc** output) {
   if (type != SQL_HANDLE_DESC) return SQL_SUCCESS;
-  Mark<DMConn> mark(input);
+  const Mark<DMConn> mark(input);
   return SQLAllocHandle(type, input, reinterpret_cast<SQLHANDLE*>(output));
 }
 
@@ -202,20 +198,19 @@ SQLRETURN CursorLibNativeSql(DMConn* conn, SQLCHAR* sql, SQLINTEGER length, SQLC
 SQLRETURN CursorLibSetConnectAttr(DMConn* conn, SQLINTEGER attribute, SQLPOINTER value, SQLINTEGER length,
                                   unsigned short api) {
   if (api == API_SETCONNECTATTR) return forward(SQLSetConnectAttr, conn, attribute, value, length);
-  return forward(SQLSetConnectOption, conn, static_cast<SQLUSMALLINT>(attribute),
-                 reinterpret_cast<SQLULEN>(value));
+  return forward(SQLSetConnectOption, conn, static_cast<SQLUSMALLINT>(attribute), asNumber(value));
 }
 
 SQLRETURN CursorLibTransact(DMEnv* env, DMConn* conn, unsigned short completion) {
-  // For a whole environment there is no one connection to mark; the call goes to the drivers in any case.
+  // A whole environment has no one connection to mark; the call goes to the drivers in any case.
   if (!conn) return DMCursorLibTransact(env, conn, completion);
-  Mark<DMConn> mark(conn);
+  const Mark<DMConn> mark(conn);
   return DMCursorLibTransact(env, conn, completion);
 }
 
 SQLRETURN CursorLibFreeHandle(SQLSMALLINT type, DMHandle* handle) {
   const auto freeMarked = [type](auto* typed) {
-    Mark mark(typed);
+    const Mark mark(typed);
     return SQLFreeHandle(type, typed);
   };
   switch (type) {

@@ -1,0 +1,162 @@
+// What the driver is bound to: never to memory that has been freed, never to the application's while a cursor
+// exists, and to the application's again afterwards.
+
+#include "tests/cursor/entry_fixture.h"
+#include "zuodbc/bindinfo.h"
+
+namespace {
+
+class DriverBinding : public EntryTest {
+ protected:
+  explicit DriverBinding(ScriptedVariant variant = ScriptedVariant::Odbc3) : EntryTest(variant) {
+    script.answers["none"] = ScriptAnswer{scriptedRows(1).columns, {}, -1, {}};
+  }
+  SQLHDESC explicitDescriptor() {
+    SQLHDESC desc = SQL_NULL_HDESC;
+    EXPECT_EQ(SQL_SUCCESS, SQLAllocHandle(SQL_HANDLE_DESC, conn, &desc));
+    return desc;
+  }
+
+  OdbcStatement stmt{conn};
+};
+
+// A scroll that returned no row, or failed, has bound the driver all the same.
+TEST_F(DriverBinding, NoOtherFetchFunctionReachesIt) {
+  const std::pair<const char*, SQLSMALLINT> scrolls[] = {
+      {"select", SQL_FETCH_ABSOLUTE}, {"select", SQL_FETCH_PRIOR}, {"none", SQL_FETCH_NEXT}};
+  for (const auto& [sql, direction] : scrolls) {
+    for (const bool byExtended : {false, true}) {
+      OdbcStatement by(conn);
+      by.makeScrollable(3);
+      Rowset rows(by, 3);
+      ASSERT_SQL(SQL_SUCCESS, by, by.execute(sql));
+      const auto scroll = [&](bool extended) {
+        return extended ? SQLExtendedFetch(by, direction, 0, nullptr, nullptr) : rows.fetch(direction);
+      };
+      EXPECT_SQL(SQL_NO_DATA, by, scroll(byExtended));
+      for (const SQLRETURN rc : {SQLFetch(by), scroll(!byExtended)}) EXPECT_EQ(SQL_ERROR, rc);
+      EXPECT_EQ("HY010", by.states());
+      SQLINTEGER value = 0;
+      EXPECT_SQL(SQL_ERROR, by, SQLGetData(by, 1, SQL_C_SLONG, &value, 0, nullptr));
+      EXPECT_EQ("24000", by.states());
+      EXPECT_SQL(SQL_SUCCESS, by, SQLCloseCursor(by));
+      ASSERT_SQL(SQL_SUCCESS, by, by.execute("select"));
+      ASSERT_SQL(SQL_SUCCESS, by, SQLFetch(by));
+      EXPECT_EQ(rowTexts(1, 3), rows.text());
+    }
+  }
+}
+
+// Every way in which a cursor can end, with a driver that fails the calls of it in turn: the statement can be
+// fetched from afterwards, and the driver writes where it may.
+TEST_F(DriverBinding, SurvivesADriverThatRefusesToUnbind) {
+  for (const char* function :
+       {"SQLFreeStmt", "SQLBindCol", "SQLFreeHandle", "SQLSetStmtAttr", "SQLCloseCursor"}) {
+    for (const bool ownDescriptor : {false, true}) {
+      for (int nth = 1; nth <= 3; ++nth) {
+        SCOPED_TRACE(function + std::to_string(nth) + (ownDescriptor ? " own" : ""));
+        auto by = std::make_unique<OdbcStatement>(conn);
+        if (ownDescriptor) by->set(SQL_ATTR_APP_ROW_DESC, explicitDescriptor());
+        by->makeScrollable(1);
+        Rowset rows(*by, 1);
+        ASSERT_SQL(SQL_SUCCESS, *by, by->execute("select"));
+        ASSERT_SQL(SQL_SUCCESS, *by, rows.fetch(SQL_FETCH_NEXT));
+        script.counts.clear();
+        script.faults = {{function, nth, SQL_ERROR, "HY000"}};
+        if (std::string(function) == "SQLFreeHandle") SQLFreeHandle(SQL_HANDLE_STMT, *by);
+        SQLFreeStmt(*by, SQL_CLOSE);
+        script.faults.clear();
+        SQLFreeStmt(*by, SQL_CLOSE);
+        if (by->execute("select") == SQL_SUCCESS) SQLFetch(*by);
+      }
+    }
+  }
+}
+
+TEST_F(DriverBinding, EveryFixedTypeHasItsSize) {
+  ScriptAnswer answer = scriptedRows(4);
+  answer.columns[1].sqlType = SQL_GUID;
+  script.answers["select"] = answer;
+  for (const SQLSMALLINT type : {SQL_C_GUID, SQL_C_DEFAULT}) {
+    struct Row {
+      SQLGUID guid;
+      SQLLEN length;
+    } rows[2] = {};
+    OdbcStatement by(conn);
+    by.makeScrollable(2);
+    by.set(SQL_ATTR_ROW_BIND_TYPE, sizeof(Row));
+    ASSERT_SQL(SQL_SUCCESS, by, SQLBindCol(by, 2, type, &rows[0].guid, 0, &rows[0].length));
+    ASSERT_SQL(SQL_SUCCESS, by, by.execute("select"));
+    EXPECT_TRUE(SQL_SUCCEEDED(SQLFetchScroll(by, SQL_FETCH_NEXT, 0))) << by.why();
+    for (int i = 0; i < 2; ++i)
+      EXPECT_EQ("row " + std::to_string(i + 1), std::string(reinterpret_cast<char*>(&rows[i].guid), 5));
+    const BindInfo* const bind = object(by).ard->bindList;
+    EXPECT_EQ(16, bind->length);
+    EXPECT_EQ(SQL_C_GUID, bind->cType);
+  }
+  char unknown[8];
+  ASSERT_SQL(SQL_SUCCESS, stmt, SQLBindCol(stmt, 2, 0x4001, unknown, 0, nullptr));
+  ASSERT_SQL(SQL_SUCCESS, stmt, stmt.execute("select"));
+  EXPECT_SQL(SQL_ERROR, stmt, SQLFetchScroll(stmt, SQL_FETCH_NEXT, 0));
+  EXPECT_EQ("HY021", stmt.states());
+}
+
+TEST_F(DriverBinding, DescriptorsAreNotCopiedUnderACursor) {
+  SQLINTEGER id = 0, moved = 0;
+  SQLHDESC shared = explicitDescriptor(), spare = explicitDescriptor();
+  OdbcStatement other(conn), own(conn);
+  for (OdbcStatement* user : {&stmt, &other})
+    ASSERT_SQL(SQL_SUCCESS, *user, user->set(SQL_ATTR_APP_ROW_DESC, shared));
+  for (OdbcStatement* user : {&stmt, &own}) {
+    ASSERT_SQL(SQL_SUCCESS, *user, SQLBindCol(*user, 1, SQL_C_SLONG, &id, 4, nullptr));
+    ASSERT_SQL(SQL_SUCCESS, *user, user->execute("select"));
+    ASSERT_SQL(SQL_SUCCESS, *user, SQLFetchScroll(*user, SQL_FETCH_NEXT, 0));
+  }
+  const SQLHDESC implicit = descriptor(own, SQL_ATTR_APP_ROW_DESC);
+  const std::pair<SQLHDESC, SQLHDESC> refused[] = {{spare, shared}, {spare, implicit}, {implicit, spare}};
+  for (const auto& [from, to] : refused) {
+    EXPECT_EQ(SQL_ERROR, SQLCopyDesc(from, to));
+    EXPECT_EQ("HY011", sqlstates(SQL_HANDLE_DESC, to));
+  }
+  EXPECT_EQ(SQL_SUCCESS, SQLCopyDesc(shared, spare));  // its driver side is the application's
+
+  // A new address through one statement reaches the cursors of all that share the descriptor.
+  EXPECT_SQL(SQL_SUCCESS, other, SQLBindCol(other, 1, SQL_C_SLONG, &moved, 4, nullptr));
+  ASSERT_SQL(SQL_SUCCESS, stmt, SQLFetchScroll(stmt, SQL_FETCH_NEXT, 0));
+  EXPECT_EQ(1, id);
+  EXPECT_EQ(2, moved);
+  ASSERT_SQL(SQL_SUCCESS, other, other.execute("select"));
+  ASSERT_SQL(SQL_SUCCESS, other, SQLFetch(other));
+  EXPECT_EQ(1, moved);
+}
+
+class WithoutCopies : public DriverBinding {
+ protected:
+  WithoutCopies() : DriverBinding(ScriptedVariant::NoDescriptors) {}
+};
+
+// The driver has one set of bindings for both statements, and the first cursor has it.
+TEST_F(WithoutCopies, ASharedDescriptorServesOneCursor) {
+  SQLINTEGER id = 0;
+  SQLHDESC shared = explicitDescriptor();
+  OdbcStatement other(conn);
+  for (OdbcStatement* user : {&stmt, &other}) {
+    ASSERT_SQL(SQL_SUCCESS, *user, user->set(SQL_ATTR_APP_ROW_DESC, shared));
+    ASSERT_SQL(SQL_SUCCESS, *user, user->execute("select"));
+  }
+  ASSERT_SQL(SQL_SUCCESS, stmt, SQLBindCol(stmt, 1, SQL_C_SLONG, &id, 4, nullptr));
+  ASSERT_SQL(SQL_SUCCESS, stmt, SQLFetchScroll(stmt, SQL_FETCH_NEXT, 0));
+  EXPECT_EQ(SQL_ERROR, SQLFreeHandle(SQL_HANDLE_DESC, shared));
+  EXPECT_EQ("HYC00", sqlstates(SQL_HANDLE_DESC, shared));
+  EXPECT_SQL(SQL_ERROR, other, SQLFetch(other));
+  EXPECT_EQ("HY010", other.states());
+  EXPECT_SQL(SQL_ERROR, other, SQLFetchScroll(other, SQL_FETCH_NEXT, 0));
+  EXPECT_EQ("HY011", other.states());
+  ASSERT_SQL(SQL_SUCCESS, stmt, SQLFetchScroll(stmt, SQL_FETCH_NEXT, 0));
+  EXPECT_EQ(2, id);
+  EXPECT_SQL(SQL_SUCCESS, stmt, SQLCloseCursor(stmt));
+  ASSERT_SQL(SQL_SUCCESS, other, SQLFetch(other));
+  EXPECT_EQ(1, id);
+}
+
+}  // namespace
