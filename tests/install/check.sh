@@ -97,4 +97,20 @@ grep -q '34000:.*Keine Anweisung dieser Verbindung hat einen Cursor dieses Namen
   fail "the demo's error is not German: $demo"
 pass "the demo"
 
+# Lines sorted through files, in the order and with the bytes of the system's sort; some are long, some equal,
+# and the last one does not end.
+cmake -S examples/sort -B "$scratch/sort" -G Ninja -DCMAKE_PREFIX_PATH="$scratch/prefix" >/dev/null
+cmake --build "$scratch/sort" >/dev/null || fail "examples/sort does not build"
+awk 'BEGIN { srand(1); for (i = 0; i < 30000; i++) { line = int(rand() * 5000) "," i; if (i % 1000 == 0) while (length(line) < 3000) line = line line; print line }
+     printf "7,end" }' >"$scratch/lines"
+LC_ALL=C sort -s -k 1.2,1.4 "$scratch/lines" >"$scratch/expected"
+mkdir "$scratch/sorttmp"
+for memory in 128K 4M; do
+  TMPDIR=$scratch/sorttmp "$scratch/sort/zusort" --key 2,4 --memory $memory <"$scratch/lines" >"$scratch/sorted" ||
+    fail "zusort ended with an error"
+  cmp -s "$scratch/expected" "$scratch/sorted" || fail "zusort --memory $memory sorts otherwise than sort"
+done
+[ -z "$(ls "$scratch/sorttmp")" ] || fail "zusort left files"
+pass "the sorter of lines"
+
 echo "$passed passed, 0 failed"
