@@ -67,17 +67,13 @@ constexpr unsigned OperatorCount = 44;
 extern ZU_API const OperatorInfo Operators[OperatorCount];
 
 template <class Char>
-struct ZuScanTypes;
+struct ZuTokenNames;
 template <>
-struct ZuScanTypes<unsigned char> {
-  using View = ZuSubString;
-  using String = ZuString;
+struct ZuTokenNames<unsigned char> {
   using Token = ZuToken;
 };
 template <>
-struct ZuScanTypes<unsigned short> {
-  using View = ZuSubStringW;
-  using String = ZuStringW;
+struct ZuTokenNames<unsigned short> {
   using Token = ZuTokenW;
 };
 
@@ -85,9 +81,9 @@ struct ZuScanTypes<unsigned short> {
 template <class Char>
 class ZU_API ZuScannerOf : public ZuObject {
  public:
-  using View = typename ZuScanTypes<Char>::View;
-  using String = typename ZuScanTypes<Char>::String;
-  using Token = typename ZuScanTypes<Char>::Token;
+  using View = typename ZuTextNames<Char>::View;
+  using String = typename ZuTextNames<Char>::String;
+  using Token = typename ZuTokenNames<Char>::Token;
 
   ZuScannerOf(const ZuScannerOf&) = delete;
   ZuScannerOf& operator=(const ZuScannerOf&) = delete;
