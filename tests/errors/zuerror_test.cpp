@@ -109,10 +109,9 @@ TEST(ErrorList, OutOfMemoryReplacesTheOneErrorThatIsKept) {
   ZuErrorKeeper::addMemoryError();
   list.resetOutOfMemory();
   EXPECT_EQ(list.numbers(), "w4 ");
-  ZuError& error = addError(5);
+  addError(5);
   ZuErrorKeeper::addMemoryError();
   ZuErrorKeeper::addMemoryError();
-  EXPECT_EQ(error.getErrorNumber(), 5) << "still there for whoever holds it";
   EXPECT_EQ(list.removeFirstError(), &MemoryError);
   EXPECT_EQ(list.numbers(), "w4 ");
 }
@@ -181,6 +180,57 @@ TEST(Error, TextThatCannotBeReadLeavesNoRecordBehind) {
   Pushed list(0);
   addDatabaseError(3, 77, u8("bad \xFF text"), ErrTypeError, zuCPUTF8);
   EXPECT_EQ(list.numbers(), "e3 ") << "a message in another encoding does not hide its error";
+}
+
+TEST(Error, TextInUcs2HasItsWholeLength) {
+  Pushed list(1);
+  const auto* const message = reinterpret_cast<const unsigned char*>(u"\u4e2d <%s1>");
+  ZuError& error = addDatabaseError(3, 77, message, ErrTypeError, zuCPUCS2);
+  error << reinterpret_cast<const unsigned char*>(u"\u00e9a");
+  error.appendText(reinterpret_cast<const unsigned char*>(u" more"));
+  EXPECT_EQ(wideTextOf(error), u"\u4e2d <\u00e9a> more");
+}
+
+// Counts its instances.
+class CountedError : public ZuError {
+ public:
+  CountedError(unsigned short number, const unsigned short* text)
+      : ZuError(number, text, ErrTypeError, 0, 0) {
+    ++alive;
+  }
+  ~CountedError() override { --alive; }
+  static inline int alive = 0;
+};
+
+TEST(ErrorList, ErrorsThatTheMemoryErrorReplacesDoNotPileUp) {
+  Pushed list(0);
+  for (int i = 0; i < 1000; ++i) {
+    ZuError& error = ZuErrorKeeper::addError(new CountedError(5, u16(u"%s1")));
+    ZuErrorKeeper::addMemoryError();
+    error << "still there for whoever holds it";
+    EXPECT_EQ(wideTextOf(error), u"still there for whoever holds it");
+    list.resetOutOfMemory();
+  }
+  EXPECT_LE(CountedError::alive, 16);
+  list.clearErrors();
+  EXPECT_EQ(CountedError::alive, 0);
+}
+
+TEST(ErrorList, ARecordThatCannotBeExtendedDoesNotKeepTheOthersFromIt) {
+  Pushed list(1);
+  for (unsigned short id : {1, 2, 3}) addError(id, u8("text"));
+  const std::string more(2000, '+');
+  {
+    FaultAllocator faults;
+    faults.failAt(1);
+    list.appendTextStartingAtPos(u8(more.c_str()), 0);
+    EXPECT_TRUE(faults.triggered());
+  }
+  list.resetOutOfMemory();
+  std::string sizes;
+  for (ZuError* error = list.getFirstNode(); error; error = list.getNextNode())
+    sizes += std::to_string(textOf(error).size()) + " ";
+  EXPECT_EQ(sizes, "4 2004 2004 ");
 }
 
 TEST(ErrorKeeper, ListsOfAThreadStackUp) {

@@ -169,6 +169,13 @@ TEST_F(BosFile, TemporaryFilesAreNewAndPrivate) {
   set("TMPDIR", path("none").c_str());
   set("ZU_TMPDIR", path("none").c_str());
   const std::string common = made();
+  // The buffer receives a name and need not hold one before.
+  const std::unique_ptr<unsigned char[]> unset(new unsigned char[bosPathSize]);
+  std::fill_n(unset.get(), bosPathSize, 'x');
+  int handle = 0;
+  ASSERT_EQ(bosFileOpen(unset.get(), bosOpenTemporary, &handle), 0);
+  bosFileClose(handle);
+  EXPECT_EQ(bosFileDelete(unset.get()), 0);
   EXPECT_EQ(fs::path(common).parent_path(), "/tmp");
   EXPECT_EQ(bosFileDelete(bytes(common)), 0);
   EXPECT_EQ(bosFileDelete(bytes(common)), 0) << "a file that is not there is deleted";

@@ -11,8 +11,8 @@
 #include "tests/os/support.h"
 #include "tests/support/fault_allocator.h"
 #include "tests/support/locales.h"
-#include "zulib/os/catalogs/zuresource.h"
 #include "zulib/runtime/zumessages.h"
+#include "zulib/text/zutexttools.h"
 
 namespace {
 
@@ -207,6 +207,57 @@ TEST_F(Catalogs, TheLastUserCloses) {
   EXPECT_EQ(load(ZU_MSG_FILE_NOT_FOUND), "1509");
   EXPECT_EQ(bosFreeResourceDLL(BZUHINST, &count), 0);
   EXPECT_EQ(count, 0u);
+}
+
+std::u16string resourceText(unsigned short id) {
+  unsigned short out[zuResourceTextSize];
+  std::fill(std::begin(out), std::end(out), u'x');
+  const unsigned long length = winGetString(out, id);
+  EXPECT_EQ(text(out).size(), length);
+  EXPECT_EQ(std::u16string(out, out + length), text(out));
+  return text(out);
+}
+
+TEST_F(Catalogs, TheLibrarysTextsAndTheDriversAreApart) {
+  // Without a catalog: numbers, and no accelerator.
+  bosSetInstallDir(bytes(directory));
+  EXPECT_EQ(resourceText(ZU_MSG_FILE_LOCKED), u"1512");
+  unsigned char markers[zuResourceTextSize] = "x";
+  getMenuAccelerator(markers);
+  EXPECT_EQ(text(markers), "");
+
+  // Of which one comes later.
+  fs::create_directories(path("locale/en_US/LC_MESSAGES"));
+  provide("en_US", "1512 library\n9001\n");
+  EXPECT_EQ(resourceText(ZU_MSG_FILE_LOCKED), u"library") << "tried again";
+  fs::rename(path("locale/en_US/LC_MESSAGES/zulib.mo"), path("locale/en_US/LC_MESSAGES/own.mo"));
+  provide("en_US", "1512 driver\n9000 text of the driver\n");
+  fs::rename(path("locale/en_US/LC_MESSAGES/zulib.mo"), path("locale/en_US/LC_MESSAGES/driver.mo"));
+  fs::rename(path("locale/en_US/LC_MESSAGES/own.mo"), path("locale/en_US/LC_MESSAGES/zulib.mo"));
+  EXPECT_EQ(resourceText(ZU_MSG_FILE_LOCKED), u"library");
+  unsigned long count = 0;
+  EXPECT_EQ(bosLoadResourceDLL("driver", 0, nullptr, &count), 0);
+  EXPECT_EQ(load(1512), "driver") << "although the library's own was opened first";
+  EXPECT_EQ(resourceText(ZU_MSG_FILE_LOCKED), u"library");
+  EXPECT_EQ(resourceText(9000), u"text of the driver");
+  EXPECT_EQ(resourceText(9001), u"") << "an empty text";
+  bosFreeResourceDLL("driver", &count);
+  EXPECT_EQ(load(1512), "1512");
+  EXPECT_EQ(resourceText(ZU_MSG_FILE_LOCKED), u"library") << "after the driver has closed its own";
+}
+
+TEST_F(Catalogs, TextsAreCutBetweenCharacters) {
+  std::string longText = "1 ";
+  for (int i = 0; i < 1500; ++i) longText += "\xE4\xB8\xAD";
+  provide("en_US", longText + "\n2 a\xF0\x9F\x98\x80z\n");
+  bosLoadResourceDLL(BZUHINST, 0, nullptr, nullptr);
+  EXPECT_EQ(loadWide(1), std::u16string(1365, u'\u4e2d')) << "4095 bytes";
+  EXPECT_EQ(loadWide(1, 10), std::u16string(9, u'\u4e2d'));
+  EXPECT_EQ(resourceText(1), std::u16string(1023, u'\u4e2d'));
+  EXPECT_EQ(load(1, 9), "\xE4\xB8\xAD\xE4\xB8\xAD");
+  for (unsigned long size = 2; size < 6; ++size) EXPECT_EQ(load(2, size), "a") << size;
+  EXPECT_EQ(load(2, 6), "a\xF0\x9F\x98\x80");
+  EXPECT_EQ(loadWide(2, 3), u"a");
 }
 
 TEST_F(Catalogs, CatalogsOfACallersOwn) {

@@ -114,7 +114,7 @@ TEST_F(FileByLine, FailuresLeaveTheReaderWhereItWas) {
   ASSERT_EQ(reader.openFile(bytes("."), 100), 0);
   EXPECT_EQ(reader.getNextLine(&view), 1);
   EXPECT_EQ(reader.getNextNonBlankLine(&view), 1);
-  EXPECT_EQ(errors.take(), "30041: Is a directory; 30041: Is a directory");
+  EXPECT_EQ(errors.take(), "30041: Is a directory (.); 30041: Is a directory (.)");
 
   open("a\nb\n", 100);
   next();

@@ -4,11 +4,13 @@
 
 #include <gtest/gtest.h>
 
+#include <atomic>
 #include <thread>
 #include <vector>
 
 #include "tests/runtime/worker.h"
 #include "tests/support/fault_allocator.h"
+#include "zulib/errors/zuerror.h"
 
 namespace {
 
@@ -127,6 +129,30 @@ TEST_F(ThreadRecords, CellsOfManyThreadsStayApart) {
     ++records;
   }
   EXPECT_LE(records, threads + 1) << "records are reused";
+}
+
+// What the library's own ThreadListOwner does at exit, while another thread goes on, in a process of its own.
+TEST(ThreadRecordsAtExit, AThreadThatStillRunsKeepsItsRecord) {
+  GTEST_FLAG_SET(death_test_style, "threadsafe");
+  EXPECT_EXIT(
+      {
+        static std::atomic<int> rounds = 0;
+        std::thread([] {
+          ZuErrorList list;
+          ZuErrorKeeper::setErrorList(&list);
+          for (;; ++rounds) {
+            addError(1, reinterpret_cast<const unsigned char*>("text"));
+            if (ZuErrorKeeper::getErrorList() != &list) _exit(1);
+            list.clearErrors();
+          }
+        }).detach();
+        while (rounds < 100) std::this_thread::yield();
+        { const ThreadListOwner atExit; }
+        const int before = rounds;
+        while (rounds < before + 100) std::this_thread::yield();
+        _exit(0);
+      },
+      testing::ExitedWithCode(0), "");
 }
 
 }  // namespace

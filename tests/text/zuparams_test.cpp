@@ -10,7 +10,7 @@
 
 #include "tests/support/fault_allocator.h"
 #include "zulib/errors/zuerror.h"
-#include "zulib/os/catalogs/zuresource.h"
+#include "zulib/os/catalogs/boscatalog.h"
 #include "zulib/text/buttoken.h"
 #include "zulib/text/zuhex.h"
 #include "zulib/text/zutexttools.h"

@@ -1,18 +1,24 @@
 // Error records: what went wrong, on a list that belongs to the calling thread.
 //
-// A function that fails answers its failure value and has put a record on the thread's current list; whoever
-// passes the failure on adds nothing. A driver's entry point pushes its list with
-// `ZuErrorKeeper::setErrorList`, and reads and pops it (`giveUpErrorList`) when the work is done. Lists of
-// one thread stack up, the newest on top. On a thread without a list, errors go nowhere, harmlessly.
+// A function that fails puts a record on the thread's current list and returns its failure value; callers
+// that pass the failure on add nothing. A driver's entry point pushes its list with
+// `ZuErrorKeeper::setErrorList`, and reads and pops it (`giveUpErrorList`) when the work is done. The lists
+// of a thread form a stack. On a thread without a list, records are dropped.
 //
-// Reporting works when memory is gone: a list then only sets its out-of-memory flag, and answers as if the
-// static record MemoryError stood on it. And parameters can be attached to whatever `addError` answers, by
-// chained `<<`: when no record could be made it is the static DummyError, which swallows them.
+// Reporting works if allocations fail: a list then only sets its out-of-memory flag, and behaves as if the
+// static record MemoryError were its last. Parameters can be attached to whatever `addError` returns, by
+// chained `<<`: if no record could be made it is the static DummyError, which ignores them.
+//
+//   ZuErrorList list;
+//   ZuErrorKeeper::setErrorList(&list);
+//   addError(9001) << "the first parameter" << 2UL;   // the text of number 9001, e.g. "%s1 and %d2"
+//   ...
+//   ZuErrorKeeper::giveUpErrorList();
 //
 // Ownership: a list owns its records and deletes them. `removeFirstError` and `removeLastError` hand a record
 // over to the caller, who deletes it unless `isStatic()`.
 //
-// Thread use: a list, with its records, one thread at a time. The two static records are read-only.
+// Thread safety: one thread at a time uses a list and its records. The two static records are read-only.
 
 #ifndef ZULIB_ERRORS_ZUERROR_H
 #define ZULIB_ERRORS_ZUERROR_H
@@ -60,9 +66,9 @@ class ZU_API ZuError : public ZuNode {
   // The next parameter fills placeholder 1 again.
   void resetParamCount();
 
-  // The message: 16-bit, or in the record's code page. Both belong to the record and stand until its text
-  // changes or is asked for again. "Out Of Memory" for the memory record, and when there is no memory for the
-  // text.
+  // The message: 16-bit, or in the record's code page (in the locale's if that is UCS-2). The record owns
+  // both; they are valid until its text changes or is requested again. "Out Of Memory" for the memory record,
+  // and if the allocation of the text fails.
   const unsigned char* getErrorText();
   const unsigned short* getErrorTextW();
   const ZuSubStringW& getErrorView() const { return text; }
@@ -75,13 +81,13 @@ class ZU_API ZuError : public ZuNode {
   unsigned short getInterfaceError() const { return interfaceCode; }
   void setInterfaceError(unsigned short number);
 
-  // Adds to the text. 0, or 1 with the text as it was. 8-bit text is read in the record's code page.
+  // Adds to the text. 0, or 1 with the text unchanged. 8-bit text is read in the record's code page.
   int appendText(const unsigned char* more);
   int appendText(const unsigned short* more);
 
-  // Fills the next placeholder. Answers the record, or the dummy when that failed. 8-bit text is read in the
-  // record's code page, or in the view's own; one that cannot be read becomes "<unknown>", and nothing of
-  // the attempt stays on the thread's list.
+  // Fills the next placeholder. Returns the record, or the dummy on failure. 8-bit text is read in the
+  // record's code page, or in the view's own; one that cannot be read becomes "<unknown>", and the attempt
+  // leaves no record on the thread's list.
   ZuError& operator<<(const unsigned char* param);
   ZuError& operator<<(const unsigned short* param);
   ZuError& operator<<(unsigned long param);
@@ -103,12 +109,12 @@ class ZU_API ZuError : public ZuNode {
   unsigned short interfaceCode = 0;  // error number of the interface
   ZuParamStringW text;               // the message, with its placeholders
   zuCPType codePage = zuCPUTF8;      // of the 8-bit text it was made from
-  char codeText[codeSize] = "";      // what getInterfaceCode answers
+  char codeText[codeSize] = "";      // what getInterfaceCode returns
   char codeBuffer[codeSize] = "";    // the SQLSTATE
   bool warning : 1;
   bool isStaticRecord : 1;  // never deleted
-  bool memory : 1;          // stands for exhausted memory
-  bool dummy : 1;           // swallows parameters
+  bool memory : 1;          // the record of exhausted memory
+  bool dummy : 1;           // ignores parameters
 };
 
 extern ZU_API ZuError MemoryError;
@@ -124,15 +130,15 @@ enum ErrorsMix {
 
 class ZU_API ZuErrorList : public ZuSortedArray {
  public:
-  // `owner` is the caller's own and only handed out again. With `supportMultiple` 0 the list keeps one real
-  // error, the first.
+  // `owner` is only returned by getOwnerOfList. With `supportMultiple` 0 the list keeps one real error, the
+  // first.
   explicit ZuErrorList(void* owner = nullptr, int supportMultiple = 0);
   ZuErrorList(const ZuErrorList&) = delete;
   ZuErrorList& operator=(const ZuErrorList&) = delete;
   ~ZuErrorList() override;
 
-  // What stands for exhausted memory and for a record that could not be made; new records. A driver with
-  // records of its own class overrides them.
+  // The record of exhausted memory, the one in place of a record that could not be made, and new records. A
+  // driver with records of its own class overrides them.
   virtual ZuError* getMemoryError();
   virtual ZuError* getDummyError();
   virtual ZuError* allocError(unsigned short number, const unsigned char* text, zuCPType page, ErrorType type,
@@ -140,27 +146,27 @@ class ZU_API ZuErrorList : public ZuSortedArray {
   virtual ZuError* allocError(unsigned short number, const unsigned short* text, ErrorType type,
                               unsigned short interfaceError, long native);
 
-  // The last record, or null. The other two take the record off the list and hand it over. While the
-  // out-of-memory flag stands all three answer the memory record, and those that remove clear the flag.
+  // The last record, or null. The other two remove the record and hand it over. While the out-of-memory flag
+  // is set all three return the memory record, and those that remove clear the flag.
   ZuError* getLastError();
   ZuError* removeFirstError();
   ZuError* removeLastError();
 
   ErrorsMix getErrorsMix() const;
-  // True when the list holds a real error; warnings alone do not count.
+  // True if the list holds a real error; warnings alone do not count.
   bool isExistingError() const;
 
-  // Appends the text of every record, with `separator` between them. 0, or 1 when memory is gone.
+  // Appends the text of every record, with `separator` between them. 0, or 1 if an allocation fails.
   int concatErrors(ZuString* target, unsigned short separator);
 
-  // Makes warnings of all records behind `pos`.
+  // Makes all records after `pos` warnings.
   void setWarningAfterPos(unsigned long pos);
-  // Appends the text to the record at `pos` and to all behind it.
+  // Appends the text to the record at `pos` and to all after it.
   void appendTextStartingAtPos(const unsigned char* text, unsigned long pos);
-  // Moves the last record to `pos`, when there is such a position.
+  // Moves the last record to `pos` if there is such a position.
   void moveLastErrorToPos(unsigned long pos);
 
-  // Walk the records with the list's cursor; null at the end.
+  // Walks the records with the list's cursor; null at the end.
   ZuError* getFirstNode();
   ZuError* getNextNode();
   ZuError* getNodeAtPos(unsigned long pos);
@@ -183,16 +189,21 @@ class ZU_API ZuErrorList : public ZuSortedArray {
   friend class ZuErrorKeeper;
   ZuError* errorAt(unsigned long pos) const { return static_cast<ZuError*>(at(pos)); }
   ZuError* removeError(unsigned long pos);
-  void memoryIsGone();
+  void replaceByMemoryError();
+  void displace(ZuError* record);
   void leaveThread();
+
+  static constexpr unsigned kMostDisplaced = 8;
 
   void* owner;
   bool supportMultiple : 1;
   bool outOfMemory : 1;
   ZuErrorList* previous = nullptr;  // the list that this one covers
   ZuErrorList** slot = nullptr;     // the thread's cell, while the list is pushed
-  unsigned short currentIndex = 0;  // the record that getNextNode answers
-  ZuList displaced;  // records that the memory error replaced; whoever ran out of memory may be using them
+  unsigned short currentIndex = 0;  // the record that getNextNode returns
+  // The latest records that the memory error replaced: the code whose allocation failed may still use them.
+  ZuList displaced;
+  unsigned displacedCount = 0;
 };
 
 // The calling thread's list, for classes that report errors. Without state.
@@ -206,11 +217,11 @@ class ZU_API ZuErrorKeeper {
   static long getLastNativeError();            // 0 without a record
   static void setLastErrorType(ErrorType type);
 
-  // Takes the record over and answers it; or deletes it and answers the dummy, when the list keeps one error
-  // and has it. A null record is answered by the dummy.
+  // Takes ownership of the record and returns it; or deletes it and returns the dummy, if the list keeps one
+  // error and has it. For a null record it returns the dummy.
   static ZuError& addError(ZuError* record);
 
-  // The text goes behind that of the last record, and the next parameter fills its first placeholder.
+  // Appends the text to that of the last record; the next parameter fills its first placeholder.
   static void appendTextToLastError(const unsigned char* text);
   static void appendTextToLastError(const unsigned short* text);
 
@@ -221,12 +232,12 @@ class ZU_API ZuErrorKeeper {
   // nothing.
   static void addMemoryError();
 
-  // Pushes a list; enters the thread (`mdsPerThreadInit`), unless its record is given. When there is no
-  // memory for the thread's record the list is not pushed.
+  // Pushes a list; enters the thread (`mdsPerThreadInit`), unless its record is given. The list is not pushed
+  // if the allocation of the thread's record fails.
   static void setErrorList(ZuErrorList* list);
   static void setErrorList(ZuErrorList* list, ZuThreadInfo* info);
 
-  // Pops the list on top and answers it, null when there is none; leaves the thread (`mdsPerThreadTerm`),
+  // Pops the list on top and returns it, null if there is none; leaves the thread (`mdsPerThreadTerm`),
   // unless its record is given.
   static ZuErrorList* giveUpErrorList();
   static ZuErrorList* giveUpErrorList(ZuThreadInfo* info);
@@ -235,14 +246,15 @@ class ZU_API ZuErrorKeeper {
   static bool isExistingError();
 };
 
-// Post a record on the thread's list, as an error or a warning: with the catalog's text for `id`, or with a
-// text (8-bit text in code page 1). All answer the record that stands on the list, or the dummy.
+// Put a record on the thread's list, as an error or a warning: with the catalog's text for `id`, which is one
+// of ZuMessage or a driver's own number, or with a text (8-bit text in code page 1). All return the record on
+// the list, or the dummy.
 ZU_API ZuError& addError(unsigned short id);
 ZU_API ZuError& addError(unsigned short id, const unsigned short* text);
 ZU_API ZuError& addError(unsigned short id, const unsigned char* text);
 ZU_API ZuError& addWarning(unsigned short id);
 
-// The same with the error code and the message of a database.
+// The same with the error code and the message of a database, which is text in `page`.
 ZU_API ZuError& addDatabaseError(unsigned short number, long native, const unsigned char* text,
                                  ErrorType type, zuCPType page);
 
@@ -253,7 +265,7 @@ ZU_API void appendTextToErrorAtPos(unsigned short id, unsigned long pos);
 
 namespace zuerrors {
 
-// Registers the error list as the place where the lower floors report. Made once, at load.
+// Registers the error list for the reports of the lower floors. Constructed once, at load.
 struct ReporterStart {
   ReporterStart();
 };

@@ -1,8 +1,8 @@
-// The library's objects that are made at load and destroyed at unload, in one unit, because only within
-// one unit does the language fix their order. dlopen and dlclose may load and unload the library any
+// The library's objects that are constructed at load and destroyed at unload. They are in one file because
+// the language defines their order only within a file. dlopen and dlclose may load and unload the library any
 // number of times; each load runs this file from top to bottom, each unload from bottom to top.
 //
-// The order, by what each step makes:
+// The order, by what each step constructs:
 //    0  the profiles of code pages
 //    1  RAM_LOCK
 //    2  MDS_PERTHREAD_LOCK
@@ -17,20 +17,18 @@
 //   11  the statics of the region locks
 //   12  the statics of the install directory
 //   13  thisDLL, CursorLibrarySingleThreadLock
-// Locks and error records stand in front, so that whatever comes later may take locks and report errors
-// in its constructor and destructor. The profiles stand before all of them: they need neither, and code
-// pages are known before anything runs and as long as anything runs. A step whose part of the library is
-// not built yet is missing below.
+// Locks and error records come early, so that the constructors and destructors of all that follows may take
+// locks and report errors. The profiles come before all of them: they need neither, and code pages are known
+// before anything runs and as long as anything runs. A step whose part of the library is not built yet is
+// missing below.
 
 #include "zulib/codepages/ucnvconv.h"
 #include "zulib/convert/sources/zumemory.h"
 #include "zulib/errors/zuerror.h"
 #include "zulib/net/zugsservices.h"
 #include "zulib/os/catalogs/boscatalog.h"
-#include "zulib/os/catalogs/zuresource.h"
 #include "zulib/os/files/regionlist.h"
 #include "zulib/os/host/zusemaphoreinfo.h"
-#include "zulib/runtime/internal/threadlist.h"
 #include "zulib/runtime/mds.h"
 #include "zulib/runtime/zucritse.h"
 #include "zulib/runtime/zudebug.h"
@@ -69,8 +67,7 @@ zuos::RegionList REGION_LOCKS;
 
 ZuCriticalSection CritOpen(0);
 ZuCriticalSection CritCatalog(0);
-static ResourceTextStart resourceTextStart;
-static ProcessCatalogOwner processCatalogOwner;
+static ResourceTexts resourceTexts;
 
 static CursorLibraryStart cursorLibraryStart;
 ZuCriticalSection CursorLibrarySingleThreadLock(0);

@@ -4,8 +4,6 @@
 
 #include <iterator>
 
-#include "zulib/runtime/internal/threadlist.h"
-
 void* MDS_PER_TASK_GLOBALS[PerTaskDataCount];
 
 namespace {
@@ -14,8 +12,8 @@ unsigned long thisThread() { return static_cast<unsigned long>(pthread_self()); 
 
 ZuThreadInfo* firstRecord() { return static_cast<ZuThreadInfo*>(MDS_PER_TASK_GLOBALS[PerTaskThreadList]); }
 
-// A deleted record of the list, or null with `last` on the last record. The last record is not looked at
-// unless it is the only one: a deleted one stays unused until others stand behind it.
+// Returns a deleted record of the list, or null with `last` on the last record. The last record is only
+// tested if it is the first too: a deleted one is not reused until another follows it.
 ZuThreadInfo* findDeleted(ZuThreadInfo* head, ZuThreadInfo*& last) {
   if (head->isDeleted()) return head;
   for (last = head; last->getNext(); last = last->getNext()) {
@@ -24,16 +22,16 @@ ZuThreadInfo* findDeleted(ZuThreadInfo* head, ZuThreadInfo*& last) {
   return nullptr;
 }
 
-// The record of a thread, or a deleted one made the thread's; null when a new one is needed, which goes
-// behind `last` (null: first on the list). The caller holds the lock.
+// Returns the record of a thread, or a deleted one reused for it; null if a new one is needed, which goes
+// after `last` (null: first on the list). The caller holds the lock.
 ZuThreadInfo* findOrReuse(unsigned long id, ZuThreadInfo*& last) {
   if (ZuThreadInfo* info = findThreadInfo(id)) {
     info->incrementCount();
     return info;
   }
   last = nullptr;
-  ZuThreadInfo* head = firstRecord();
-  ZuThreadInfo* deleted = head ? findDeleted(head, last) : nullptr;
+  ZuThreadInfo* const head = firstRecord();
+  ZuThreadInfo* const deleted = head ? findDeleted(head, last) : nullptr;
   if (deleted) deleted->initialize(id);
   return deleted;
 }
@@ -49,12 +47,19 @@ void append(ZuThreadInfo* last, ZuThreadInfo* made) {
 }  // namespace
 
 ThreadListOwner::~ThreadListOwner() {
-  ZuCriticalSectionHolder lock(MDS_PERTHREAD_LOCK);
+  const ZuCriticalSectionHolder lock(MDS_PERTHREAD_LOCK);
   ZuThreadInfo* record = firstRecord();
+  ZuThreadInfo* lastKept = nullptr;
   MDS_PER_TASK_GLOBALS[PerTaskThreadList] = nullptr;
   while (record) {
-    ZuThreadInfo* next = record->getNext();
-    delete record;
+    ZuThreadInfo* const next = record->getNext();
+    if (record->isDeleted()) {
+      delete record;
+    } else {
+      record->setNext(nullptr);
+      append(lastKept, record);
+      lastKept = record;
+    }
     record = next;
   }
 }
@@ -66,7 +71,7 @@ void ZuThreadInfo::initialize(unsigned long id) {
 }
 
 void ZuThreadInfo::lockedDecrementCount() {
-  ZuCriticalSectionHolder lock(MDS_PERTHREAD_LOCK);
+  const ZuCriticalSectionHolder lock(MDS_PERTHREAD_LOCK);
   decrementCount();
 }
 
@@ -82,16 +87,16 @@ void mdsSetPerTaskData(PerTaskData index, const void* value) {
 }
 
 int mdsPerThreadInit() {
-  unsigned long id = thisThread();
+  const unsigned long id = thisThread();
   ZuThreadInfo* last = nullptr;
   {
-    ZuCriticalSectionHolder lock(MDS_PERTHREAD_LOCK);
+    const ZuCriticalSectionHolder lock(MDS_PERTHREAD_LOCK);
     if (findOrReuse(id, last)) return 1;
   }
-  // Made without the lock: an allocation that fails looks for the thread's error list, by way of this list.
-  auto* made = new ZuThreadInfo(id);
+  // Allocated without the lock: an allocation that fails looks up the thread's error list through this list.
+  auto* const made = new ZuThreadInfo(id);
   if (!made) return 0;
-  ZuCriticalSectionHolder lock(MDS_PERTHREAD_LOCK);
+  const ZuCriticalSectionHolder lock(MDS_PERTHREAD_LOCK);
   if (findOrReuse(id, last)) {
     delete made;
   } else {
@@ -101,7 +106,7 @@ int mdsPerThreadInit() {
 }
 
 void mdsPerThreadTerm() {
-  ZuCriticalSectionHolder lock(MDS_PERTHREAD_LOCK);
+  const ZuCriticalSectionHolder lock(MDS_PERTHREAD_LOCK);
   if (ZuThreadInfo* info = findThreadInfo(thisThread())) info->decrementCount();
 }
 
@@ -113,14 +118,14 @@ ZuThreadInfo* findThreadInfo(unsigned long id) {
 }
 
 ZuThreadInfo* getThreadInfo(unsigned long id) {
-  ZuCriticalSectionHolder lock(MDS_PERTHREAD_LOCK);
+  const ZuCriticalSectionHolder lock(MDS_PERTHREAD_LOCK);
   return findThreadInfo(id);
 }
 
 ZuThreadInfo* getThreadInfo() { return getThreadInfo(thisThread()); }
 
 void* mdsGetPerThreadData(PerThreadData index) {
-  ZuThreadInfo* info = getThreadInfo();
+  const ZuThreadInfo* const info = getThreadInfo();
   return info ? info->getThreadData(index) : nullptr;
 }
 

@@ -1,12 +1,12 @@
 // Process-wide and per-thread storage: two tables of pointer cells.
 //
-// A task is the process; its cells are handed out by index to the subsystems that use them. A thread's
-// cells lie in a ZuThreadInfo, which `mdsPerThreadInit` finds or makes and `mdsPerThreadTerm` gives back.
+// A task is the process; its cells are assigned by index to the subsystems that use them. A thread's
+// cells are in a ZuThreadInfo, which `mdsPerThreadInit` finds or makes and `mdsPerThreadTerm` gives back.
 // The two count, so a driver may enter and leave many times on one thread. A record whose count is 0 is
-// deleted: it stays on the list, and the next new thread may take it over. Records are freed only when
-// the library is unloaded.
+// deleted: it stays on the list, and the next new thread may reuse it. Records are freed only when
+// the library is unloaded, or the process exits, and then only those that no thread uses.
 //
-// Thread use: any thread. The list, and the counts in it, are guarded by MDS_PERTHREAD_LOCK, which is not
+// Thread safety: any thread. The list, and the counts in it, are guarded by MDS_PERTHREAD_LOCK, which is not
 // recursive; a thread's cells are touched by that thread alone and need no lock.
 
 #ifndef ZULIB_RUNTIME_MDS_H
@@ -33,7 +33,7 @@ class ZU_API ZuThreadInfo : public ZuObject {
  public:
   explicit ZuThreadInfo(unsigned long id) { initialize(id); }
 
-  // Makes the record a new one of thread `id`: empty cells, count 1. The list's link stays.
+  // Makes the record a new one of thread `id`: empty cells, count 1. The list's link is unchanged.
   void initialize(unsigned long id);
 
   void* getThreadData(PerThreadData index) const { return data[index]; }
@@ -69,7 +69,7 @@ extern ZU_API void* MDS_PER_TASK_GLOBALS[PerTaskDataCount];
 // Guards the list of ZuThreadInfo.
 extern ZU_API ZuCriticalSection MDS_PERTHREAD_LOCK;
 
-// A task needs no setting up: the first does nothing, the second neither, the third is always 1.
+// A task needs no preparation: the first two do nothing, the third always returns 1.
 ZU_API void mdsPerTaskInit();
 ZU_API void mdsPerTaskTerm();
 ZU_API int mdsIsTaskInit();
@@ -79,11 +79,11 @@ ZU_API void** mdsGetPerTaskDataAddress(PerTaskData index);
 ZU_API void mdsSetPerTaskData(PerTaskData index, void* value);
 ZU_API void mdsSetPerTaskData(PerTaskData index, const void* value);
 
-// Enters the library on the calling thread. Non-zero when the thread has a record, 0 when there was no
-// memory for one.
+// Enters the library on the calling thread. Non-zero if the thread has a record, 0 if the allocation of one
+// fails.
 ZU_API int mdsPerThreadInit();
 
-// Takes one `mdsPerThreadInit` back; does nothing on a thread without a record.
+// Undoes one `mdsPerThreadInit`; does nothing on a thread without a record.
 ZU_API void mdsPerThreadTerm();
 
 // The live record of a thread, the calling one by default, or null. `findThreadInfo` is for a caller that
@@ -101,7 +101,17 @@ ZU_API void** mdsGetPerThreadDataAddress(PerThreadData index);
 // Stores in a cell of the calling thread, which must have a record.
 ZU_API void mdsSetPerThreadData(PerThreadData index, void* value);
 
-// What a loader calls on platforms that announce load and unload. It has nothing to do here.
+// For platforms whose loader calls a function at load and unload. Does nothing here.
 ZU_API void BosLibMain();
+
+// Frees the list's records at unload. Records in use stay on the list: at exit other threads may still run,
+// and use them. The list stays in order, so a program whose own end comes later may still enter the library.
+class ThreadListOwner {
+ public:
+  ThreadListOwner() = default;
+  ThreadListOwner(const ThreadListOwner&) = delete;
+  ThreadListOwner& operator=(const ThreadListOwner&) = delete;
+  ~ThreadListOwner();
+};
 
 #endif

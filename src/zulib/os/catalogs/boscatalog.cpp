@@ -1,6 +1,8 @@
 #include "zulib/os/catalogs/boscatalog.h"
 
 #include <strings.h>
+#include <unicode/ustring.h>
+#include <unicode/utf8.h>
 
 #include <atomic>
 #include <cctype>
@@ -10,103 +12,174 @@
 #include <cstdlib>
 #include <cstring>
 
-#include <unicode/ustring.h>
-
 #include "zulib/codepages/zutextconvert.h"
 #include "zulib/os/catalogs/internal/installdir.h"
 #include "zulib/os/internal/tracing.h"
+#include "zulib/runtime/zuhooks.h"
 #include "zulib/text/strcopy.h"
 
+using zuos::bytes;
+using zuos::chars;
+
 unsigned char InstallDirLocation[bosInstallDirSize];
-const nl_catd bosNoCatalog = reinterpret_cast<nl_catd>(-1);     // NOLINT: what catopen answers on failure
+const nl_catd bosNoCatalog = reinterpret_cast<nl_catd>(-1);     // NOLINT: what catopen returns on failure
 nl_catd CatFD = reinterpret_cast<nl_catd>(-1);                  // NOLINT
 CursorLibraryRecord thisDLL = {reinterpret_cast<nl_catd>(-1)};  // NOLINT
 
 namespace {
 
-constexpr int messageSet = 1;
-constexpr unsigned long longestText = 4096;  // of LoadStringW, in bytes with its terminator
-constexpr unsigned long sqlstateSize = 6;
-constexpr unsigned long localeNameSize = 128;
-constexpr const char* fallbackLocale = "en_US";
-constexpr const char* cursorCatalog = "odbc.m";
+constexpr int kMessageSet = 1;
+constexpr unsigned long kLongestText = 4096;  // of LoadStringW, in bytes with its terminator
+constexpr unsigned long kSqlstateSize = 6;
+constexpr unsigned long kLocaleNameSize = 128;
+constexpr unsigned long kNumberSize = 16;  // of a message number in decimal
+constexpr const char* kFallbackLocale = "en_US";
+constexpr const char* kCursorCatalog = "odbc.m";
 
-const char* chars(const unsigned char* text) { return reinterpret_cast<const char*>(text); }
-const unsigned char* bytes(const char* text) { return reinterpret_cast<const unsigned char*>(text); }
+static_assert(zuResourceTextSize == zuhooks::kTextSize);
 
 bool traces() { return zuos::traced(zuos::kTraceCatalogs); }
 
-// Under CritOpen, since the directory may be set anew meanwhile.
+// Opens one file. The caller holds CritOpen, since the directory may be set anew meanwhile.
 nl_catd openAt(const char* locale, size_t length, const char* file, const char* ending) {
-  char path[bosInstallDirSize + 2 * localeNameSize + 256];
-  int written = std::snprintf(path, sizeof path, "%s/locale/%.*s/LC_MESSAGES/%s%s", chars(InstallDirLocation),
-                              static_cast<int>(length), locale, file, ending);
-  bool fits = written > 0 && written < static_cast<int>(sizeof path);
+  char path[bosInstallDirSize + 2 * kLocaleNameSize + 256];
+  const int written =
+      std::snprintf(path, sizeof path, "%s/locale/%.*s/LC_MESSAGES/%s%s", chars(InstallDirLocation),
+                    static_cast<int>(length), locale, file, ending);
+  const bool fits = written > 0 && written < static_cast<int>(sizeof path);
   return fits ? catopen(path, 0) : bosNoCatalog;
 }
 
-// What a variable says when it is set and says something else than `current`.
-const char* wish(const char* variable, const char* current) {
-  const char* value = secure_getenv(variable);
+// The value of a variable if it is set and differs from `current`.
+const char* otherLocale(const char* variable, const char* current) {
+  const char* const value = secure_getenv(variable);
   return value && *value && std::strcmp(value, current) != 0 ? value : nullptr;
 }
 
 // The locale whose texts are wanted. A name with a slash could lead out of the directory.
-void resolveLocale(char (&name)[localeNameSize]) {
+void resolveLocale(char (&name)[kLocaleNameSize]) {
   const char* current = std::setlocale(LC_MESSAGES, nullptr);
   if (!current) current = "C";
   if (traces()) std::printf("OpenStrings: Default LC_MESSAGES=%s\n", current);
   const char* resolved = current;
   if (std::strcmp(current, "C") == 0) {
-    resolved = wish("LC_MESSAGES", current);
-    if (!resolved) resolved = wish("LANG", current);
+    resolved = otherLocale("LC_MESSAGES", current);
+    if (!resolved) resolved = otherLocale("LANG", current);
   }
   if (traces()) std::printf("OpenStrings: Using LC_MESSAGES=%s\n", current);
-  bool usable = resolved && *resolved && !std::strchr(resolved, '/') && std::strlen(resolved) < sizeof name;
-  std::strcpy(name, usable ? resolved : fallbackLocale);
+  const bool usable =
+      resolved && *resolved && !std::strchr(resolved, '/') && std::strlen(resolved) < sizeof name;
+  std::strcpy(name, usable ? resolved : kFallbackLocale);
 }
 
 // The caller holds CritOpen.
 nl_catd openCatalog(const char* instance, const char* fileName) {
   if (traces()) std::printf("OpenStrings: HINST=%s\n", instance ? instance : "");
-  char locale[localeNameSize];
+  char locale[kLocaleNameSize];
   resolveLocale(locale);
-  const char* file = fileName ? fileName : instance ? instance : "";
-  const char* ending = fileName ? "" : ".mo";
+  const char* const file = fileName ? fileName : instance ? instance : "";
+  const char* const ending = fileName ? "" : ".mo";
   nl_catd catalog = openAt(locale, std::strlen(locale), file, ending);
-  size_t plain = std::strcspn(locale, ".@");
+  const size_t plain = std::strcspn(locale, ".@");
   if (catalog == bosNoCatalog && locale[plain]) catalog = openAt(locale, plain, file, ending);
-  if (catalog == bosNoCatalog) catalog = openAt(fallbackLocale, std::strlen(fallbackLocale), file, ending);
+  if (catalog == bosNoCatalog) catalog = openAt(kFallbackLocale, std::strlen(kFallbackLocale), file, ending);
   return catalog;
 }
 
-// CatFD is changed under CritOpen and read under CritCatalog.
-nl_catd processCatalog() { return std::atomic_ref(CatFD).load(std::memory_order_acquire); }
-void setProcessCatalog(nl_catd catalog) { std::atomic_ref(CatFD).store(catalog, std::memory_order_release); }
+// A catalog that is opened and taken away under CritOpen, and read and closed under CritCatalog.
+class SharedCatalog {
+ public:
+  constexpr explicit SharedCatalog(nl_catd& cell) : cell(cell) {}
 
-// The caller holds CritCatalog.
-unsigned long loadText(nl_catd catalog, unsigned id, unsigned char* out, unsigned long size) {
-  char number[16];
-  *std::to_chars(number, number + sizeof number - 1, id).ptr = 0;
-  const char* text = number;
-  if (catalog != bosNoCatalog) {
-    text = catgets(catalog, messageSet, static_cast<int>(id), number);
-    if (traces()) {
-      std::printf("LoadStringFromOpenFile: idResource=%s\n", number);
-      std::printf("LoadStringFromOpenFile: Lookup returns: %s\n", text);
-    }
+  nl_catd get() const { return std::atomic_ref(cell).load(std::memory_order_acquire); }
+  bool isOpen() const { return get() != bosNoCatalog; }
+  // The caller holds CritOpen.
+  void open(const char* instance) {
+    if (!isOpen()) std::atomic_ref(cell).store(openCatalog(instance, nullptr), std::memory_order_release);
   }
-  if (size == 0) size = std::strlen(text) + 1;
-  return static_cast<unsigned long>(strCopy(out, size, bytes(text)) - out);
+  nl_catd take() { return std::atomic_ref(cell).exchange(bosNoCatalog); }
+
+ private:
+  nl_catd& cell;
+};
+
+nl_catd ownCatalogCell = reinterpret_cast<nl_catd>(-1);  // NOLINT
+constinit SharedCatalog driversCatalog(CatFD);
+constinit SharedCatalog ownCatalog(ownCatalogCell);
+
+// Closes a catalog that no new look-up finds any more, when the running ones have ended.
+void closeTaken(nl_catd taken) {
+  const ZuCriticalSectionHolder lock(CritCatalog);
+  CloseStrings(taken);
 }
 
-// Catalogs are UTF-8. One of another make may not be: what is no UTF-8 throughout is taken as Latin-1.
-bool widen(const unsigned char* text, unsigned short (&wide)[longestText]) {
+void openOwnCatalog() {
+  if (ownCatalog.isOpen()) return;
+  const ZuCriticalSectionHolder lock(CritOpen);
+  if (InstallDirLocation[0]) ownCatalog.open(BZUHINST);
+}
+
+// A message number in decimal.
+class NumberText {
+ public:
+  explicit NumberText(unsigned id) { *std::to_chars(text, text + sizeof text - 1, id).ptr = 0; }
+  operator const char*() const { return text; }
+
+ private:
+  char text[kNumberSize];
+};
+
+// The text, or null if the catalog is not open or lacks it. The caller holds CritCatalog as long as the text
+// is used.
+const char* lookUp(nl_catd catalog, unsigned id) {
+  if (catalog == bosNoCatalog) return nullptr;
+  const NumberText number(id);
+  const char* const text = catgets(catalog, kMessageSet, static_cast<int>(id), number);
+  if (traces()) {
+    std::printf("LoadStringFromOpenFile: idResource=%s\n", static_cast<const char*>(number));
+    std::printf("LoadStringFromOpenFile: Lookup returns: %s\n", text);
+  }
+  return text == number ? nullptr : text;
+}
+
+// The length of the first `n` bytes of a longer text without a UTF-8 character that they end within.
+size_t wholeCharacters(const char* text, size_t n) {
+  const auto isTrail = [](char byte) { return U8_IS_TRAIL(static_cast<unsigned char>(byte)); };
+  size_t start = n;
+  if (!isTrail(text[n])) return n;
+  while (start > 0 && n - start < U8_MAX_LENGTH - 1 && isTrail(text[start - 1])) --start;
+  return start > 0 && U8_IS_LEAD(static_cast<unsigned char>(text[start - 1])) ? start - 1 : n;
+}
+
+unsigned long copyText(const char* text, unsigned long size, unsigned char* out) {
+  size_t length = std::strlen(text);
+  if (size != 0 && length >= size) length = wholeCharacters(text, size - 1);
+  std::memcpy(out, text, length);
+  out[length] = 0;
+  return length;
+}
+
+// The library's own text, else the drivers', else the number.
+unsigned long copyResourceText(unsigned id, unsigned long size, unsigned char* out) {
+  openOwnCatalog();
+  const ZuCriticalSectionHolder lock(CritCatalog);
+  const char* text = lookUp(ownCatalog.get(), id);
+  if (!text) text = lookUp(driversCatalog.get(), id);
+  return copyText(text ? text : NumberText(id), size, out);
+}
+
+// In UTF-16: what is not UTF-8 throughout is read as Latin-1, since a catalog of another make may be that.
+unsigned long widen(const unsigned char* text, unsigned short* out, unsigned long size) {
+  unsigned short wide[kLongestText];
   UErrorCode status = U_ZERO_ERROR;
-  u_strFromUTF8(reinterpret_cast<UChar*>(wide), static_cast<int32_t>(longestText), nullptr, chars(text), -1,
+  u_strFromUTF8(reinterpret_cast<UChar*>(wide), static_cast<int32_t>(kLongestText), nullptr, chars(text), -1,
                 &status);
-  if (U_SUCCESS(status)) return true;
-  return zuGetUTF16StrFromANSIStr(text, wide, longestText) >= 0;
+  const bool converts = U_SUCCESS(status) || zuGetUTF16StrFromANSIStr(text, wide, kLongestText) >= 0;
+  if (!converts) strCopy(wide, bytes("Failed!"));
+  if (size == 0) size = strLen(wide) + 1;
+  auto length = static_cast<unsigned long>(strCopy(out, size, wide) - out);
+  if (length > 0 && wide[length] != 0 && U16_IS_LEAD(out[length - 1])) out[--length] = 0;
+  return length;
 }
 
 }  // namespace
@@ -122,37 +195,37 @@ int bosSetInstallDir(const unsigned char* path) {
   unsigned long length = strLen(directory);
   while (length > 1 && std::isspace(directory[length - 1])) --length;
   if (length && directory[length - 1] == '/') --length;
-  ZuCriticalSectionHolder lock(CritOpen);
-  strCopy(InstallDirLocation, directory, length);
+  nl_catd old = bosNoCatalog;
+  {
+    const ZuCriticalSectionHolder lock(CritOpen);
+    strCopy(InstallDirLocation, directory, length);
+    old = ownCatalog.take();
+  }
+  closeTaken(old);
   return 0;
 }
 
 int bosLoadResourceDLL(const char* instance, int, void*, unsigned long* count) {
-  ZuCriticalSectionHolder lock(CritOpen);
+  const ZuCriticalSectionHolder lock(CritOpen);
   if (!InstallDirLocation[0]) return 1;
   if (count) ++*count;
-  if (processCatalog() == bosNoCatalog) setProcessCatalog(openCatalog(instance, nullptr));
+  driversCatalog.open(instance);
   return 0;
 }
 
 int bosFreeResourceDLL(const char*, unsigned long* count) {
   nl_catd unused = bosNoCatalog;
   {
-    ZuCriticalSectionHolder lock(CritOpen);
+    const ZuCriticalSectionHolder lock(CritOpen);
     if (count && *count) --*count;
-    if (!count || *count == 0) {
-      unused = processCatalog();
-      setProcessCatalog(bosNoCatalog);
-    }
+    if (!count || *count == 0) unused = driversCatalog.take();
   }
-  // Nobody finds it any more, but a look-up that did may still be at work.
-  ZuCriticalSectionHolder lock(CritCatalog);
-  CloseStrings(unused);
+  closeTaken(unused);
   return 0;
 }
 
 nl_catd OpenStrings(const char* instance, const char* fileName) {
-  ZuCriticalSectionHolder lock(CritOpen);
+  const ZuCriticalSectionHolder lock(CritOpen);
   return openCatalog(instance, fileName);
 }
 
@@ -161,31 +234,47 @@ void CloseStrings(nl_catd catalog) {
 }
 
 unsigned long LoadString(const char*, unsigned id, unsigned char* out, unsigned long size) {
-  ZuCriticalSectionHolder lock(CritCatalog);
-  return loadText(processCatalog(), id, out, size);
+  const ZuCriticalSectionHolder lock(CritCatalog);
+  const char* const text = lookUp(driversCatalog.get(), id);
+  return copyText(text ? text : NumberText(id), size, out);
 }
 
 unsigned long LoadStringFromOpenFile(nl_catd catalog, unsigned id, unsigned char* out, unsigned long size) {
-  ZuCriticalSectionHolder lock(CritCatalog);
-  return loadText(catalog, id, out, size);
+  const ZuCriticalSectionHolder lock(CritCatalog);
+  const char* const text = lookUp(catalog, id);
+  return copyText(text ? text : NumberText(id), size, out);
 }
 
 unsigned long LoadStringW(const char* instance, unsigned id, unsigned short* out, unsigned long size) {
-  unsigned char text[longestText];
-  if (LoadString(instance, id, text, sizeof text) == 0) return 0;
-  unsigned short wide[longestText];
-  if (!widen(text, wide)) strCopy(wide, bytes("Failed!"));
-  if (size == 0) size = strLen(wide) + 1;
-  return static_cast<unsigned long>(strCopy(out, size, wide) - out);
+  unsigned char text[kLongestText];
+  LoadString(instance, id, text, sizeof text);
+  return widen(text, out, size);
+}
+
+unsigned long winGetString(unsigned char* out, unsigned short id) {
+  return copyResourceText(id, zuResourceTextSize, out);
+}
+
+unsigned long winGetString(unsigned short* out, unsigned short id) {
+  unsigned char text[kLongestText];
+  copyResourceText(id, sizeof text, text);
+  return widen(text, out, zuResourceTextSize);
 }
 
 void cursorLibInit() {
   bosSetInstallDir(nullptr);
-  thisDLL.catalog = OpenStrings(nullptr, cursorCatalog);
+  thisDLL.catalog = OpenStrings(nullptr, kCursorCatalog);
 }
 
 bool IsSqlState(const char* state, unsigned id) {
-  unsigned char known[sqlstateSize];
+  unsigned char known[kSqlstateSize];
   LoadStringFromOpenFile(thisDLL.catalog, id + 1, known, sizeof known);
   return strcasecmp(state, chars(known)) == 0;
+}
+
+ResourceTexts::ResourceTexts() { zuhooks::setTexts(winGetString, winGetString); }
+
+ResourceTexts::~ResourceTexts() {
+  bosFreeResourceDLL(nullptr, nullptr);
+  closeTaken(ownCatalog.take());
 }

@@ -35,14 +35,14 @@ constexpr MappedError kMappedErrors[] = {
     {ENOLCK, ZU_MSG_NO_LOCKS_LEFT, false},
 };
 
-// With a name: the catalog's text, which takes the explanation and the name. Without a name, or if no catalog
-// has that text: the explanation alone.
+// With a name: the catalog's text, in UTF-8, which takes the explanation and the name. Without a name, or if
+// no catalog has that text: the explanation alone.
 void addExplained(const char* explanation, const unsigned char* name) {
   const unsigned char* const plain = zuos::bytes(explanation);
   unsigned char frame[zuhooks::kTextSize];
   zuhooks::readText(frame, ZU_TEXT_FILE_ERROR_REASON);
   if (*name && std::strstr(zuos::chars(frame), "%s1")) {
-    addError(ZU_MSG_FILE_IO, frame) << plain << name;
+    addDatabaseError(ZU_MSG_FILE_IO, 0, frame, ErrTypeError, zuCPUTF8) << plain << name;
   } else {
     addError(ZU_MSG_FILE_IO, plain);
   }

@@ -146,7 +146,6 @@ bool Opening::run() {
 
 // Name and file are created in one step, so that nobody can put another file there in between.
 bool Opening::makeTemporary() {
-  path.clear();
   for (const char* variable : {"TMPDIR", "ZU_TMPDIR"}) {
     const char* directory = secure_getenv(variable);
     if (directory && isDirectory(directory)) {
@@ -250,6 +249,8 @@ bool Opening::takeLock() {
 
 // `told` receives the true path, unless it is null.
 int openFile(const unsigned char* name, unsigned long mode, int* handle, unsigned char* told) {
+  // For a temporary file the caller's buffer holds no name yet.
+  if (mode & bosOpenTemporary) name = zuos::bytes("");
   if (traced(kTraceFileOpen)) std::printf("bosfopen - File:%s\n", chars(name));
   Opening opening(name, mode);
   if (!opening.run()) {

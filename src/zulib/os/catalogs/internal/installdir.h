@@ -5,8 +5,8 @@
 
 namespace zuos {
 
-// Writes the installation directory as the profile files have it, or as it follows from where the library
-// lies; an empty text when neither gives one that fits `size` bytes. Records what the profile files record.
+// Writes the installation directory that the profile files name, or else the one beside the library; an empty
+// text if neither gives one that fits `size` bytes. Keeps the records of the profile reads.
 void findInstallDir(unsigned char* out, unsigned long size);
 
 }  // namespace zuos

@@ -8,18 +8,19 @@
 #include <cstdlib>
 #include <cstring>
 
+#include "zulib/os/internal/tracing.h"
 #include "zulib/os/profiles/zuini.h"
 #include "zulib/text/strcopy.h"
 
+using zuos::bytes;
+
 namespace {
 
-const unsigned char* bytes(const char* text) { return reinterpret_cast<const unsigned char*>(text); }
-
-// The file that this code was loaded from: the shared library, or the program that it is linked into, whose
-// name the loader may know only as it was typed.
+// The file that this code was loaded from: the shared library, or the program that it is linked into. The
+// loader may know the name of a program only as it was typed.
 bool ownFile(char (&path)[PATH_MAX]) {
   Dl_info info{};
-  bool known = dladdr(reinterpret_cast<const void*>(&zuos::findInstallDir), &info) && info.dli_fname;
+  const bool known = dladdr(reinterpret_cast<const void*>(&zuos::findInstallDir), &info) && info.dli_fname;
   if (known && std::strchr(info.dli_fname, '/') && realpath(info.dli_fname, path)) return true;
   return realpath("/proc/self/exe", path);
 }
@@ -35,11 +36,11 @@ bool besideLibrary(char (&found)[PATH_MAX]) {
   char path[PATH_MAX];
   if (!ownFile(path)) return false;
   for (int level = 0; level < 3; ++level) {
-    char* slash = std::strrchr(path, '/');
+    char* const slash = std::strrchr(path, '/');
     if (!slash) return false;
     *slash = 0;
     if (level == 0) continue;  // the library's own directory
-    int length = std::snprintf(found, sizeof found, "%s/share/zulib", path);
+    const int length = std::snprintf(found, sizeof found, "%s/share/zulib", path);
     if (length > 0 && length < PATH_MAX && isDirectory(found)) return true;
   }
   return false;
@@ -50,7 +51,9 @@ bool besideLibrary(char (&found)[PATH_MAX]) {
 namespace zuos {
 
 void findInstallDir(unsigned char* out, unsigned long size) {
-  const auto *section = bytes("ODBC"), *key = bytes("InstallDir"), *none = bytes("");
+  const auto* const section = bytes("ODBC");
+  const auto* const key = bytes("InstallDir");
+  const auto* const none = bytes("");
   out[0] = 0;
   zuGetProfileString(section, key, none, out, size - 1, bytes(".odbc.ini"));
   if (!out[0]) zuGetPrivateProfileString(section, key, none, out, size - 1, bytes(".odbcinst.ini"));
