@@ -1,12 +1,14 @@
-// Error records and lists: which record stands, what the out-of-memory state answers, parameters in any
+// Error records and lists: which record is kept, what the out-of-memory state hides, parameters in any
 // state, positions, stacked lists, and every allocation failing in turn.
 
 #include "zulib/errors/zuerror.h"
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
+#include <random>
 #include <string>
-#include <thread>
+#include <utility>
 #include <vector>
 
 #include "tests/support/fault_allocator.h"
@@ -38,114 +40,169 @@ class Pushed : public ZuErrorList {
   }
 };
 
-TEST(ErrorList, TheFirstErrorWinsUnlessManyAreKept) {
-  {
-    Pushed list(0);
-    EXPECT_EQ(list.getErrorsMix(), ErrMixNone);
-    addWarning(1);
-    EXPECT_EQ(list.getErrorsMix(), ErrMixWarnings);
-    EXPECT_FALSE(ZuErrorKeeper::isExistingError());
-    addError(2, u8("first"));
-    EXPECT_EQ(list.getErrorsMix(), ErrMixBoth);
-    ZuError& refused = addError(7) << "a" << 5UL << u16(u"b") << -5L;
-    EXPECT_TRUE(refused.isDummyError());
-    EXPECT_TRUE(addWarning(8).isDummyError());
-    EXPECT_EQ(list.numbers(), "w1 e2 ");
+// What a list holds, by the rules.
+struct Model {
+  struct Record {
+    unsigned short number;
+    bool warning;
+    std::string text;
+  };
+  bool many;
+  bool memory = false;
+  std::vector<Record> records{};
+  unsigned short index = 0;
+
+  bool hasError() const {
+    return std::any_of(records.begin(), records.end(), [](const Record& r) { return !r.warning; });
   }
-  Pushed list(1);
-  addError(1);
-  addDatabaseError(2, -942, u8("no table"), ErrTypeWarning, zuCPLocale);
-  EXPECT_EQ(list.numbers(), "e1 w2 ");
-  EXPECT_EQ(ZuErrorKeeper::getLastErrorNumber(), 2);
-  EXPECT_EQ(ZuErrorKeeper::getLastNativeError(), -942);
-  ZuErrorKeeper::setLastErrorType(ErrTypeError);
-  EXPECT_EQ(list.getErrorsMix(), ErrMixErrors);
-  ZuErrorKeeper::clearLastError();
-  ZuErrorKeeper::clearLastError();
-  ZuErrorKeeper::clearLastError();
-  EXPECT_EQ(list.numbers(), "");
-  EXPECT_EQ(ZuErrorKeeper::getLastErrorNumber(), 0);
+  std::string shown() const {
+    std::string all;
+    for (const Record& r : records) all += (r.warning ? "w" : "e") + std::to_string(r.number) + r.text + " ";
+    return all;
+  }
+  bool add(const Record& record) {
+    if (!many && hasError()) return false;
+    records.push_back(record);
+    return true;
+  }
+  // The number of the record that leaves; 0 for none.
+  unsigned short remove(bool first) {
+    if (std::exchange(memory, false)) return 30190;
+    index = 0;
+    if (records.empty()) return 0;
+    const auto at = first ? records.begin() : records.end() - 1;
+    const unsigned short number = at->number;
+    records.erase(at);
+    return number;
+  }
+};
+
+unsigned short numberOf(const ZuError* error) {
+  return error ? error->getErrorNumber() : static_cast<unsigned short>(0);
 }
 
-TEST(ErrorList, OutOfMemoryAnswersAsARecordWouldAndHidesTheOthers) {
-  Pushed list(1);
-  addError(5);
-  ZuErrorKeeper::addMemoryError();
-  for (int again = 0; again < 2; ++again) {
-    ZuError* last = list.getLastError();
-    ASSERT_EQ(last, &MemoryError);
-    EXPECT_TRUE(last->isStatic());
-    EXPECT_EQ(last->getErrorNumber(), 30190);
-    EXPECT_EQ(textOf(last), "Out Of Memory");
-    EXPECT_EQ(wideTextOf(*last), u"Out Of Memory");
+TEST(ErrorList, RandomCallsFollowTheModel) {
+  std::mt19937 random(6);
+  for (int round = 0; round < 200 && !testing::Test::HasFailure(); ++round) {
+    Model model{round % 2 == 0};
+    Pushed list(model.many);
+    for (unsigned short step = 1; step < 60 && !testing::Test::HasFailure(); ++step) {
+      SCOPED_TRACE(std::to_string(round) + ", " + std::to_string(step) + ": " + model.shown());
+      const unsigned long count = model.records.size();
+      const unsigned long pos = random() % (count + 2);
+      const auto remove = [&](bool first) {
+        ZuError* const gone = first ? list.removeFirstError() : list.removeLastError();
+        EXPECT_EQ(numberOf(gone), model.remove(first));
+        if (gone && !gone->isStatic()) delete gone;
+      };
+      switch (random() % 15) {
+        case 0:
+          EXPECT_EQ((addError(step, u8("%s1")) << "a" << 5UL).isDummyError(), !model.add({step, false, "a"}));
+          break;
+        case 1:
+          EXPECT_EQ(addDatabaseError(step, -942, u8("t"), ErrTypeWarning, zuCPLocale).isDummyError(),
+                    !model.add({step, true, "t"}));
+          EXPECT_TRUE(count == model.records.size() || model.memory ||
+                      ZuErrorKeeper::getLastNativeError() == -942);
+          break;
+        case 2:
+          ZuErrorKeeper::addMemoryError();
+          if (!model.many && !model.memory && model.hasError()) model.remove(false);
+          model.memory = true;
+          break;
+        case 3: remove(true); break;
+        case 4: remove(false); break;
+        case 5:
+          ZuErrorKeeper::clearLastError();
+          model.remove(false);
+          break;
+        case 6:
+          if (random() % 5) break;
+          list.clearErrors();
+          model.records.clear();
+          model.memory = false;
+          break;
+        case 7: {
+          const bool warning = random() % 2;
+          ZuErrorKeeper::setLastErrorType(warning ? ErrTypeWarning : ErrTypeError);
+          if (count && !model.memory) model.records.back().warning = warning;
+          break;
+        }
+        case 8:
+          list.setWarningAfterPos(pos);
+          list.setWarningAfterPos(~0UL);
+          for (unsigned long i = pos + 1; i < count; ++i) model.records[i].warning = true;
+          break;
+        case 9:
+          list.appendTextStartingAtPos(u8("+"), pos);
+          for (unsigned long i = pos; i < count; ++i) model.records[i].text += "+";
+          break;
+        case 10:
+          list.moveLastErrorToPos(pos);
+          if (pos < count)
+            std::rotate(model.records.begin() + static_cast<long>(pos), model.records.end() - 1,
+                        model.records.end());
+          break;
+        case 11:
+          EXPECT_EQ(numberOf(list.getNodeAtPos(pos)), pos < count ? model.records[pos].number : 0);
+          if (pos < count) model.index = static_cast<unsigned short>(pos + 1);
+          break;
+        case 12:
+          EXPECT_EQ(numberOf(list.getNextNode()),
+                    model.index < count ? model.records[model.index++].number : 0);
+          break;
+        case 13:
+          ZuErrorKeeper::appendTextToLastError(u8("!"));
+          if (count && !model.memory) model.records.back().text += "!";
+          break;
+        default: list.resetOutOfMemory(); model.memory = false;
+      }
+      std::string shown;
+      for (unsigned long i = 0; i < list.getCount(); ++i) {
+        auto* const error = static_cast<ZuError*>(list.at(i));
+        shown +=
+            (error->isWarning() ? "w" : "e") + std::to_string(error->getErrorNumber()) + textOf(error) + " ";
+      }
+      EXPECT_EQ(shown, model.shown());
+      EXPECT_EQ(list.getCurrentIndex(), model.index);
+      EXPECT_EQ(ZuErrorKeeper::isExistingError(), model.hasError());
+      const bool hasWarning = shown.find('w') != std::string::npos;
+      EXPECT_EQ(list.getErrorsMix(), model.hasError() ? (hasWarning ? ErrMixBoth : ErrMixErrors)
+                                     : hasWarning     ? ErrMixWarnings
+                                                      : ErrMixNone);
+      EXPECT_EQ(ZuErrorKeeper::getLastErrorNumber(), model.memory            ? 30190
+                                                     : model.records.empty() ? 0
+                                                                             : model.records.back().number);
+      ZuString all;
+      ASSERT_EQ(list.concatErrors(&all, '|'), 0);
+      std::string joined;
+      for (const auto& record : model.records) joined += (joined.empty() ? "" : "|") + record.text;
+      EXPECT_EQ(std::string(reinterpret_cast<const char*>(all.asCStr())), joined);
+    }
   }
-  // Nothing changes a record that all threads share.
+}
+
+TEST(ErrorList, TheMemoryRecordIsReadOnly) {
+  Pushed list(1);
+  ZuErrorKeeper::addMemoryError();
+  ASSERT_EQ(list.getLastError(), &MemoryError);
   *list.getLastError() << "a" << 1L;
   ZuErrorKeeper::setLastErrorType(ErrTypeWarning);
   ZuErrorKeeper::appendTextToLastError(u8("more"));
   list.getLastError()->setInterfaceCode("HY001");
+  EXPECT_TRUE(MemoryError.isStatic() && DummyError.isStatic());
   EXPECT_FALSE(MemoryError.isWarning());
   EXPECT_EQ(textOf(MemoryError), "Out Of Memory");
+  EXPECT_EQ(wideTextOf(MemoryError), u"Out Of Memory");
   EXPECT_STREQ(MemoryError.getInterfaceCode(), "");
-
-  EXPECT_EQ(list.removeLastError(), &MemoryError);
-  EXPECT_FALSE(list.isOutOfMemory());
-  ZuError* real = list.removeLastError();
-  ASSERT_TRUE(real);
-  EXPECT_EQ(real->getErrorNumber(), 5);
-  delete real;
-  EXPECT_FALSE(list.removeLastError());
-  ZuErrorKeeper::addMemoryError();
-  ZuErrorKeeper::clearLastError();
-  EXPECT_FALSE(list.isOutOfMemory());
-  ZuErrorKeeper::addMemoryError();
-  list.clearErrors();
-  EXPECT_FALSE(list.getLastError());
 }
 
-TEST(ErrorList, OutOfMemoryReplacesTheOneErrorThatIsKept) {
-  Pushed list(0);
-  addWarning(4);
-  ZuErrorKeeper::addMemoryError();
-  list.resetOutOfMemory();
-  EXPECT_EQ(list.numbers(), "w4 ");
-  addError(5);
-  ZuErrorKeeper::addMemoryError();
-  ZuErrorKeeper::addMemoryError();
-  EXPECT_EQ(list.removeFirstError(), &MemoryError);
-  EXPECT_EQ(list.numbers(), "w4 ");
-}
-
-TEST(ErrorList, WalksAndPositions) {
+TEST(ErrorList, CatalogTextIsAppendedAtAPosition) {
   Pushed list(1);
-  for (unsigned short id : {10, 11, 12}) addError(id, u8("text"));
-  EXPECT_EQ(list.getFirstNode()->getErrorNumber(), 10);
-  EXPECT_EQ(list.getNextNode()->getErrorNumber(), 11);
-  EXPECT_EQ(list.getNodeAtPos(1)->getErrorNumber(), 11);
-  EXPECT_EQ(list.getCurrentIndex(), 2);
-  EXPECT_FALSE(list.getNodeAtPos(3));
-  EXPECT_EQ(list.getNextNode()->getErrorNumber(), 12);
-  EXPECT_FALSE(list.getNextNode());
-
-  list.setWarningAfterPos(0);
-  EXPECT_EQ(list.numbers(), "e10 w11 w12 ");
-  list.setWarningAfterPos(~0UL);
-  list.moveLastErrorToPos(3);
-  list.moveLastErrorToPos(0);
-  EXPECT_EQ(list.numbers(), "w12 e10 w11 ");
-  list.appendTextStartingAtPos(u8("+"), 1);
-  ZuString all;
-  ASSERT_EQ(list.concatErrors(&all, '|'), 0);
-  EXPECT_EQ(reinterpret_cast<char*>(all.asCStr()), std::string("text|text+|text+"));
-
+  addError(10, u8("text"));
   appendTextToErrorAtPos(77, 0);
-  appendTextToErrorAtPos(77, 3);
-  EXPECT_EQ(textOf(list.getFirstNode()).substr(0, 4), "text");
-  EXPECT_GT(textOf(list.getFirstNode()).size(), 4u);
-  ZuError* first = list.removeFirstError();
-  EXPECT_EQ(first->getErrorNumber(), 12);
-  EXPECT_EQ(list.getCurrentIndex(), 0);
-  delete first;
+  appendTextToErrorAtPos(77, 1);
+  EXPECT_EQ(textOf(list.getFirstNode()), "text77") << "no catalog has 77";
 }
 
 TEST(Error, ParametersFillInOrderAndAppendedTextCountsAnew) {
@@ -264,24 +321,6 @@ TEST(ErrorKeeper, ListsOfAThreadStackUp) {
   EXPECT_FALSE(ZuErrorKeeper::getErrorList());
 }
 
-TEST(ErrorKeeper, ThreadsDoNotSeeEachOther) {
-  std::vector<std::thread> threads;
-  for (unsigned short t = 1; t <= 6; ++t) {
-    threads.emplace_back([t] {
-      for (int round = 0; round < 100; ++round) {
-        Pushed list(1);
-        addError(t, u8("%d1")) << static_cast<long>(t);
-        ZuErrorKeeper::addMemoryError();
-        std::this_thread::yield();
-        ASSERT_EQ(list.getCount(), 1u);
-        ASSERT_EQ(list.removeLastError(), &MemoryError);
-        ASSERT_EQ(textOf(list.getLastError()), std::to_string(t));
-      }
-    });
-  }
-  for (auto& thread : threads) thread.join();
-}
-
 TEST(ErrorList, ADriverBringsItsOwnRecords) {
   class DriverError : public ZuError {
    public:
@@ -306,7 +345,7 @@ TEST(ErrorList, ADriverBringsItsOwnRecords) {
   EXPECT_EQ(ZuErrorKeeper::giveUpErrorList(), &list);
 }
 
-// Whatever fails, each step answers something that can be used, and the list tells of it.
+// Whatever allocation fails, each step returns something that can be used, and the list shows the failure.
 TEST(ErrorFaults, ReportingNeedsNoMemory) {
   for (int supportMultiple : {0, 1}) {
     sweepAllocations([&](FaultAllocator& faults) {

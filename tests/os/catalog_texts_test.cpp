@@ -1,5 +1,5 @@
-// Texts in the user's language: where catalogs are looked for, which language wins, what stands for a text
-// when a catalog is missing or damaged, who opens and closes, and how texts reach errors.
+// Texts in the user's language: where catalogs are found, which language is used, what replaces a text if a
+// catalog is missing or damaged, who opens and closes, and how texts reach errors.
 
 #include "zulib/os/catalogs/boscatalog.h"
 
@@ -36,6 +36,15 @@ std::u16string loadWide(unsigned id, unsigned long size = 0) {
   unsigned short out[4096];
   const unsigned long length = LoadStringW(BZUHINST, id, out, size);
   EXPECT_EQ(length, text(out).size());
+  return text(out);
+}
+
+std::u16string resourceText(unsigned short id) {
+  unsigned short out[zuResourceTextSize];
+  std::fill(std::begin(out), std::end(out), u'x');
+  const unsigned long length = winGetString(out, id);
+  EXPECT_EQ(text(out).size(), length);
+  EXPECT_EQ(std::u16string(out, out + length), text(out));
   return text(out);
 }
 
@@ -126,49 +135,25 @@ TEST_F(Catalogs, TheLanguageIsTheProgramsElseTheUsers) {
   EXPECT_EQ(reopened(), ENGLISH);
 }
 
-TEST_F(Catalogs, TextsAreCutToTheirRoomAndWidened) {
-  set("LANG", "de_DE.UTF-8");
-  reopened();
-  EXPECT_EQ(load(ZU_MSG_FILE_NOT_FOUND, 10), "Die Datei");
-  EXPECT_EQ(load(ZU_MSG_FILE_NOT_FOUND, 1), "");
-  EXPECT_EQ(loadWide(ZU_MSG_FILE_NOT_DELETED), u"Die Datei %s1 konnte nicht gel\u00f6scht werden.");
-  EXPECT_EQ(loadWide(ZU_MSG_FILE_NOT_DELETED, 10), u"Die Datei");
-  EXPECT_EQ(load(60000), "60000");
-  EXPECT_EQ(loadWide(60000), u"60000");
-
-  provide("en_US",
-          "1 Stra\xdf"
-          "e\n2 " +
-              std::string(5000, 'x') + "\n",
+TEST_F(Catalogs, TextsAreCutBetweenCharactersAndWidened) {
+  std::string longText = "1 ";
+  for (int i = 0; i < 1500; ++i) longText += "\xE4\xB8\xAD";
+  provide("en_US", longText + "\n2 a\xF0\x9F\x98\x80z\n3 Stra\xDF\n4 " + std::string(5000, 'x') + "\n",
           "ISO-8859-1");
   reopened();
-  EXPECT_EQ(load(1),
-            "Stra\xdf"
-            "e");
-  EXPECT_EQ(loadWide(1), u"Stra\u00dfe") << "what is no UTF-8 is Latin-1";
-  EXPECT_EQ(loadWide(2), std::u16string(4095, u'x'));
-}
-
-TEST_F(Catalogs, WithoutACatalogANumberStandsForItsText) {
-  set("LANG", "de_DE.UTF-8");
-  EXPECT_EQ(load(1234), "1234");
-  bosSetInstallDir(bytes(directory));
-  unsigned long count = 0;
-  EXPECT_EQ(bosLoadResourceDLL(BZUHINST, 0, nullptr, &count), 0) << "an absent catalog is no failure";
-  EXPECT_EQ(count, 1u);
-  EXPECT_EQ(load(1234), "1234");
-  EXPECT_EQ(loadWide(1234), u"1234");
-  EXPECT_EQ(load(1234, 3), "12");
-
-  // The one second try.
-  provide("en_US", "1509 English\n");
-  EXPECT_EQ(reopened(), "English");
-
-  bosFreeResourceDLL(BZUHINST, nullptr);
-  bosSetInstallDir(bytes(""));
-  EXPECT_EQ(bosLoadResourceDLL(BZUHINST, 0, nullptr, &count), 1);
-  EXPECT_EQ(count, 1u);
-  EXPECT_EQ(OpenStrings(BZUHINST, nullptr), bosNoCatalog);
+  EXPECT_EQ(loadWide(1), std::u16string(1365, u'\u4e2d')) << "4095 bytes";
+  EXPECT_EQ(loadWide(1, 10), std::u16string(9, u'\u4e2d'));
+  EXPECT_EQ(resourceText(1), std::u16string(1023, u'\u4e2d'));
+  EXPECT_EQ(load(1, 9), "\xE4\xB8\xAD\xE4\xB8\xAD");
+  EXPECT_EQ(load(1, 1), "");
+  for (unsigned long size = 2; size < 6; ++size) EXPECT_EQ(load(2, size), "a") << size;
+  EXPECT_EQ(load(2, 6), "a\xF0\x9F\x98\x80");
+  EXPECT_EQ(loadWide(2, 3), u"a");
+  EXPECT_EQ(load(3), "Stra\xDF");
+  EXPECT_EQ(loadWide(3), u"Stra\u00df") << "what is no UTF-8 is Latin-1";
+  EXPECT_EQ(loadWide(4), std::u16string(4095, u'x'));
+  EXPECT_EQ(load(60000, 3), "60") << "a number for a text that is not there";
+  EXPECT_EQ(loadWide(60000), u"60000");
 }
 
 TEST_F(Catalogs, ADamagedCatalogIsNoCatalog) {
@@ -196,28 +181,6 @@ TEST_F(Catalogs, ADamagedCatalogIsNoCatalog) {
   EXPECT_EQ(reopened(), "1509");
 }
 
-TEST_F(Catalogs, TheLastUserCloses) {
-  unsigned long count = 0;
-  EXPECT_EQ(bosLoadResourceDLL(BZUHINST, 0, nullptr, &count), 0);
-  EXPECT_EQ(bosLoadResourceDLL("other", 0, nullptr, &count), 0);
-  EXPECT_EQ(load(ZU_MSG_FILE_NOT_FOUND), ENGLISH) << "the catalog that was opened first stays";
-  EXPECT_EQ(bosFreeResourceDLL(BZUHINST, &count), 0);
-  EXPECT_EQ(load(ZU_MSG_FILE_NOT_FOUND), ENGLISH);
-  EXPECT_EQ(bosFreeResourceDLL(BZUHINST, &count), 0);
-  EXPECT_EQ(load(ZU_MSG_FILE_NOT_FOUND), "1509");
-  EXPECT_EQ(bosFreeResourceDLL(BZUHINST, &count), 0);
-  EXPECT_EQ(count, 0u);
-}
-
-std::u16string resourceText(unsigned short id) {
-  unsigned short out[zuResourceTextSize];
-  std::fill(std::begin(out), std::end(out), u'x');
-  const unsigned long length = winGetString(out, id);
-  EXPECT_EQ(text(out).size(), length);
-  EXPECT_EQ(std::u16string(out, out + length), text(out));
-  return text(out);
-}
-
 TEST_F(Catalogs, TheLibrarysTextsAndTheDriversAreApart) {
   // Without a catalog: numbers, and no accelerator.
   bosSetInstallDir(bytes(directory));
@@ -236,28 +199,26 @@ TEST_F(Catalogs, TheLibrarysTextsAndTheDriversAreApart) {
   fs::rename(path("locale/en_US/LC_MESSAGES/own.mo"), path("locale/en_US/LC_MESSAGES/zulib.mo"));
   EXPECT_EQ(resourceText(ZU_MSG_FILE_LOCKED), u"library");
   unsigned long count = 0;
+  EXPECT_EQ(load(1512), "1512");
+  EXPECT_EQ(loadWide(1512), u"1512");
   EXPECT_EQ(bosLoadResourceDLL("driver", 0, nullptr, &count), 0);
-  EXPECT_EQ(load(1512), "driver") << "although the library's own was opened first";
+  EXPECT_EQ(bosLoadResourceDLL("other", 0, nullptr, &count), 0);
+  EXPECT_EQ(load(1512), "driver") << "although the library's own was opened before it, and another after it";
   EXPECT_EQ(resourceText(ZU_MSG_FILE_LOCKED), u"library");
   EXPECT_EQ(resourceText(9000), u"text of the driver");
   EXPECT_EQ(resourceText(9001), u"") << "an empty text";
   bosFreeResourceDLL("driver", &count);
+  EXPECT_EQ(load(1512), "driver");
+  bosFreeResourceDLL("driver", &count);
   EXPECT_EQ(load(1512), "1512");
+  bosFreeResourceDLL("driver", &count);
+  EXPECT_EQ(count, 0u);
+  bosSetInstallDir(bytes(""));
+  EXPECT_EQ(bosLoadResourceDLL("driver", 0, nullptr, &count), 1);
+  EXPECT_EQ(count, 0u);
+  EXPECT_EQ(OpenStrings("driver", nullptr), bosNoCatalog);
+  bosSetInstallDir(bytes(directory));
   EXPECT_EQ(resourceText(ZU_MSG_FILE_LOCKED), u"library") << "after the driver has closed its own";
-}
-
-TEST_F(Catalogs, TextsAreCutBetweenCharacters) {
-  std::string longText = "1 ";
-  for (int i = 0; i < 1500; ++i) longText += "\xE4\xB8\xAD";
-  provide("en_US", longText + "\n2 a\xF0\x9F\x98\x80z\n");
-  bosLoadResourceDLL(BZUHINST, 0, nullptr, nullptr);
-  EXPECT_EQ(loadWide(1), std::u16string(1365, u'\u4e2d')) << "4095 bytes";
-  EXPECT_EQ(loadWide(1, 10), std::u16string(9, u'\u4e2d'));
-  EXPECT_EQ(resourceText(1), std::u16string(1023, u'\u4e2d'));
-  EXPECT_EQ(load(1, 9), "\xE4\xB8\xAD\xE4\xB8\xAD");
-  for (unsigned long size = 2; size < 6; ++size) EXPECT_EQ(load(2, size), "a") << size;
-  EXPECT_EQ(load(2, 6), "a\xF0\x9F\x98\x80");
-  EXPECT_EQ(loadWide(2, 3), u"a");
 }
 
 TEST_F(Catalogs, CatalogsOfACallersOwn) {
@@ -299,31 +260,22 @@ TEST_F(Catalogs, TracesTellOfTheCatalog) {
                         GERMAN + "\n");
 }
 
-// In a process of its own, where nobody has opened the catalog before the first error.
-TEST(CatalogTexts, TheFirstErrorOpensTheCatalog) {
-  GTEST_FLAG_SET(death_test_style, "threadsafe");
-  EXPECT_EXIT(
-      {
-        const TestLocale locale("de_DE.UTF-8");
-        ZuErrorList list;
-        ZuErrorKeeper::setErrorList(&list);
-        addError(ZU_MSG_FILE_NOT_RENAMED) << "a"
-                                          << "b";
-        const std::u16string wide = text(list.getLastError()->getErrorTextW());
-        appendTextToLastError(ZU_TEXT_KEYWORDS_EXCLUDE);
-        *list.getLastError() << "UID"
-                             << "User";
-        const std::string narrow = text(list.getLastError()->getErrorText());
-        const bool marker = text(static_cast<const unsigned char*>(ZuResourceString(21800))) == "&";
-        ZuErrorKeeper::giveUpErrorList();
-        std::exit(wide == u"Die Datei a konnte nicht in b umbenannt werden." && marker &&
-                          narrow ==
-                              "Die Datei a konnte nicht in b umbenannt werden. Die Schlüsselwörter UID und "
-                              "User bedeuten dasselbe: Nur eines von beiden angeben."
-                      ? 0
-                      : 1);
-      },
-      testing::ExitedWithCode(0), "");
+TEST_F(Catalogs, ErrorsAreInTheUsersLanguage) {
+  const TestLocale locale("de_DE.UTF-8");
+  ZuErrorList list;
+  ZuErrorKeeper::setErrorList(&list);
+  addError(ZU_MSG_FILE_NOT_RENAMED) << "a"
+                                    << "b";
+  EXPECT_EQ(text(list.getLastError()->getErrorTextW()), u"Die Datei a konnte nicht in b umbenannt werden.");
+  appendTextToLastError(ZU_TEXT_KEYWORDS_EXCLUDE);
+  *list.getLastError() << "UID"
+                       << "User";
+  EXPECT_EQ(text(list.getLastError()->getErrorText()),
+            "Die Datei a konnte nicht in b umbenannt werden. Die Schlüsselwörter UID und User bedeuten "
+            "dasselbe: Nur "
+            "eines von beiden angeben.");
+  EXPECT_EQ(text(static_cast<const unsigned char*>(ZuResourceString(ZU_TEXT_ACCELERATOR_MARKERS))), "&");
+  ZuErrorKeeper::giveUpErrorList();
 }
 
 // Catalogs are closed while other threads look texts up: each text is the right one or its number.

@@ -1,4 +1,5 @@
-// The line reader: against a plain model over random files and small buffers, and its states one by one.
+// The line reader: random calls against a plain model over random files and small buffers, failures, and
+// files that change.
 
 #include "zulib/os/files/zufilebyline.h"
 
@@ -33,79 +34,6 @@ class FileByLine : public OsTest {
   ZuFileByLine reader;
   ZuSubString view;
 };
-
-TEST_F(FileByLine, DeliversLinesAndTheTail) {
-  open("one\r\ntwo\n\nlast", 100);
-  EXPECT_EQ(next(), "one\r\n");
-  EXPECT_EQ(reader.getPrevLineOffset(), 0);
-  EXPECT_EQ(reader.getNextLineOffset(), 5);
-  reader.resetReturnEol();
-  EXPECT_EQ(next(), "two");
-  EXPECT_EQ(reader.getNextLineOffset(), 9);
-  EXPECT_EQ(next(), "");
-  EXPECT_FALSE(reader.isEndOfFile());
-  EXPECT_EQ(next(), "last");
-  EXPECT_FALSE(reader.isEndOfFile());
-  EXPECT_TRUE(reader.isLineComplete());
-  EXPECT_EQ(next(), "");
-  EXPECT_TRUE(reader.isEndOfFile());
-  reader.setReturnEol();
-  EXPECT_EQ(reader.getFirstLine(&view), 0);
-  EXPECT_EQ(shown(), "one\r\n");
-  reader.closeFile();
-  EXPECT_FALSE(reader.isFileOpen());
-  EXPECT_EQ(reader.getNextLine(&view), 1);
-  EXPECT_EQ(errors.take(), "1507");
-}
-
-TEST_F(FileByLine, LongLinesComeInPieces) {
-  open("0123456789abcdefgh\nx\n", 8);
-  std::string pieces;
-  for (std::string piece = next(); !reader.isLineComplete(); piece = next()) {
-    EXPECT_EQ(piece.size(), 4u);
-    pieces += piece + "|";
-  }
-  EXPECT_EQ(pieces + shown(), "0123|4567|89ab|cdefgh\n");
-  EXPECT_EQ(next(), "x\n");
-  open(std::string(40, 'y'), 0);
-  std::string all;
-  while (!reader.isEndOfFile()) all += next();
-  EXPECT_EQ(all, std::string(40, 'y')) << "a buffer of the smallest size still moves on";
-}
-
-TEST_F(FileByLine, UngetAndUnread) {
-  open("a\nbb\nccc\ndddd\n", 10);
-  next();
-  EXPECT_EQ(next(), "bb\n");
-  reader.ungetLine();
-  EXPECT_EQ(next(), "bb\n");
-  EXPECT_EQ(next(), "ccc\n");
-  reader.setSeekOffset(0);
-  EXPECT_EQ(next(), "a\n");
-  reader.ungetLine();
-  EXPECT_EQ(next(), "a\n");
-  reader.seekToUnread();
-  EXPECT_EQ(next(), "dddd\n");
-  reader.ungetLine();
-  reader.setSeekOffset(0);
-  EXPECT_EQ(next(), "a\n");
-  reader.seekToUnread();
-  EXPECT_EQ(next(), "dddd\n") << "what was put back is unread";
-  reader.setSeekOffset(1000);
-  EXPECT_EQ(next(), "");
-  EXPECT_TRUE(reader.isEndOfFile());
-  reader.setSeekOffset(2);
-  reader.setSeekOffset(-1);
-  EXPECT_EQ(next(), "");
-}
-
-TEST_F(FileByLine, BlankLinesArePassed) {
-  open(" \t\n\r\n\f\v\n x\n \n", 6);
-  EXPECT_EQ(reader.getNextNonBlankLine(&view), 0);
-  EXPECT_EQ(shown(), " x\n");
-  EXPECT_EQ(reader.getNextNonBlankLine(&view), 0);
-  EXPECT_TRUE(reader.isEndOfFile());
-}
 
 TEST_F(FileByLine, FailuresLeaveTheReaderWhereItWas) {
   EXPECT_EQ(reader.openFile(bytes("none"), 100), 1);
@@ -221,50 +149,74 @@ TEST_F(FileByLine, LinesBeyondFourGigabytes) {
   EXPECT_EQ(next(), "away\n");
 }
 
-// The stated rules over the whole text: what stands at `at`, for any state of the buffer, but that a line
-// longer than the buffer comes in pieces whose ends the model takes from the reader.
+// The rules over the whole text, for any state of the buffer, except that the model takes from the reader
+// where a line that is longer than the buffer is divided.
 TEST_F(FileByLine, RandomFilesAgainstAModel) {
   std::mt19937 random(11);
   for (int round = 0; round < 300 && !HasFailure(); ++round) {
     std::string content;
     for (unsigned n = random() % 200; n > 0; --n) content += "ab\n\r \0x"[random() % 7];
-    const unsigned long size = 5 + random() % 40;
+    const unsigned long size = random() % 45;
+    const unsigned long room = std::max(size, 5UL);
     open(content, size);
-    unsigned long at = 0;
-    unsigned long last = 0;
-    unsigned long unread = 0;
+    unsigned long at = 0, last = 0, unread = 0, previousUnread = 0;
+    bool withEol = true;
     for (int step = 0; step < 60 && !HasFailure(); ++step) {
-      const unsigned choice = random() % 8;
+      const unsigned choice = random() % 10;
       if (choice == 0) {
-        at = random() % (content.size() + 1);
+        at = random() % (content.size() + 20);
         reader.setSeekOffset(static_cast<long long>(at));
       } else if (choice == 1 && step > 0) {
         reader.ungetLine();
         at = last;
-        unread = static_cast<unsigned long>(-1);
-      } else if (choice == 2 && unread != static_cast<unsigned long>(-1)) {
+        unread = previousUnread;
+      } else if (choice == 2) {
         reader.seekToUnread();
         at = unread;
+      } else if (choice == 3) {
+        withEol ? reader.resetReturnEol() : reader.setReturnEol();
+        withEol = !withEol;
+      } else if (choice == 4) {
+        at = 0;
       }
-      const std::string line = next();
-      const auto feed = content.find('\n', at);
-      const std::string whole = content.substr(at, feed == std::string::npos ? feed : feed + 1 - at);
+      const bool skipsBlank = choice == 5;
+      ASSERT_EQ(skipsBlank    ? reader.getNextNonBlankLine(&view)
+                : choice == 4 ? reader.getFirstLine(&view)
+                              : reader.getNextLine(&view),
+                0);
+      const std::string line = shown();
+      const auto found = static_cast<unsigned long>(reader.getPrevLineOffset());
+      if (skipsBlank && found > at) {  // all that was passed is blank
+        EXPECT_EQ(content.substr(at, found - at).find_first_not_of(" \n\r"), std::string::npos);
+        unread = std::max(unread, found);
+        at = found;
+      }
+      EXPECT_TRUE(!skipsBlank || reader.isEndOfFile() ||
+                  line.find_first_not_of(" \n\r") != std::string::npos);
+      const std::string rest = at < content.size() ? content.substr(at) : "";
+      const std::string whole =
+          rest.substr(0, rest.find('\n') == std::string::npos ? rest.size() : rest.find('\n') + 1);
+      const bool endsInFeed = !whole.empty() && whole.back() == '\n';
       EXPECT_EQ(line, whole.substr(0, line.size()));
       EXPECT_EQ(reader.isEndOfFile(), whole.empty());
-      if (reader.isLineComplete()) {
-        EXPECT_EQ(line, whole);
-        EXPECT_LE(line.size(), size);
-      } else {
-        EXPECT_EQ(line.size(), size - 4);
-        EXPECT_GE(whole.size(), size);
-      }
       EXPECT_EQ(reader.getPrevLineOffset(), static_cast<long long>(at));
       last = at;
-      at += line.size();
-      if (unread != static_cast<unsigned long>(-1)) unread = std::max(unread, at);
+      if (reader.isLineComplete()) {
+        EXPECT_EQ(line.size(), whole.size() - (endsInFeed && !withEol));
+        at += whole.size();
+      } else {
+        EXPECT_EQ(line.size(), room - 4);
+        EXPECT_GE(whole.size(), room);
+        at += line.size();
+      }
+      previousUnread = unread;
+      unread = std::max(unread, at);
       EXPECT_EQ(reader.getNextLineOffset(), static_cast<long long>(at));
     }
   }
+  reader.closeFile();
+  EXPECT_EQ(reader.getNextLine(&view), 1);
+  EXPECT_EQ(errors.take(), "1507");
 }
 
 }  // namespace

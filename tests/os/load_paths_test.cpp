@@ -1,5 +1,5 @@
-// Files and libraries along lists of directories: the order of the lists, the directory above, names as they
-// stand, names that cannot be, and what the loader says of a file that is no library.
+// Files and libraries along lists of directories: the order of the lists, the parent directory, absolute,
+// relative and impossible names, what the loader reports, and a process that must not follow the environment.
 
 #include "zulib/os/loading/bosload.h"
 
@@ -95,7 +95,7 @@ TEST_F(LoadPaths, NamesThatStandOrCannotStand) {
   EXPECT_EQ(locate("", everywhere), "");
   set("HOME", (std::string(3000, 'h') + ":" + d("home")).c_str());
   fs::current_path("/");
-  EXPECT_EQ(locate("here", bosLocateHome), d("home") + "/here") << "behind a directory that is no path";
+  EXPECT_EQ(locate("here", bosLocateHome), d("home") + "/here") << "after a directory that is no path";
   EXPECT_EQ(locate(std::string(bosPathSize - 2, 'n'), everywhere), "");
   EXPECT_EQ(locate(std::string(100000, 'n'), everywhere), "");
 }

@@ -1,4 +1,4 @@
-// What the tests of the operating-system layer share: a scratch directory to stand in, a list that shows its
+// What the tests of the operating-system layer share: a scratch directory, a list that shows its
 // errors with their parameters, work in another process, and the trace texts.
 
 #ifndef ZULIB_TESTS_OS_SUPPORT_H
@@ -115,7 +115,7 @@ class OsTest : public testing::Test {
   std::map<std::string, std::optional<std::string>> saved;
 };
 
-// Runs `work` in another process, under another user if one is given, and answers its result.
+// Runs `work` in another process, under another user if one is given, and returns its result.
 inline int inOtherProcess(const std::function<int()>& work, uid_t user = 0) {
   const pid_t child = fork();
   if (child == 0) {

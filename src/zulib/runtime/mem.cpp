@@ -22,7 +22,7 @@ bool overlap(const void* a, const void* b, unsigned long n) {
 
 // Like the loop, the C library must not see the pointers of an empty range: they may be null.
 
-// The loops stand apart from the tests before them, so that what is called for every copy stays short.
+// The loops are functions of their own, so that the code that runs for every copy stays short.
 [[gnu::noinline]] void loopForward(void* dest, const void* src, unsigned long n) {
   for (unsigned long i = 0; i < n; ++i) static_cast<Byte*>(dest)[i] = static_cast<const Byte*>(src)[i];
 }

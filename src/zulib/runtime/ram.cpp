@@ -6,19 +6,19 @@
 namespace {
 
 // One more than the greatest count of characters that fits a block together with its terminator.
-constexpr unsigned long TOO_MANY_BYTES = ~0UL;
-constexpr unsigned long TOO_MANY_UNITS = ~0UL / sizeof(unsigned short);
+constexpr unsigned long kTooManyBytes = ~0UL;
+constexpr unsigned long kTooManyUnits = ~0UL / sizeof(unsigned short);
 
 void* orMemoryError(void* block) {
   if (!block) ramAddMemoryError();
   return block;
 }
 
-// Room for `n` characters and a terminator. A count that cannot be had is memory that is not there.
+// Room for `n` characters and a terminator. A count beyond any size is an allocation that fails.
 template <class Char>
 Char* allocText(unsigned long n) {
-  constexpr unsigned long tooMany = sizeof(Char) == 1 ? TOO_MANY_BYTES : TOO_MANY_UNITS;
-  if (n >= tooMany) return static_cast<Char*>(orMemoryError(nullptr));
+  constexpr unsigned long kTooMany = sizeof(Char) == 1 ? kTooManyBytes : kTooManyUnits;
+  if (n >= kTooMany) return static_cast<Char*>(orMemoryError(nullptr));
   return static_cast<Char*>(ramAlloc((n + 1) * sizeof(Char)));
 }
 
@@ -31,8 +31,8 @@ void* ramAlloc(unsigned long size) { return orMemoryError(std::malloc(size ? siz
 void* ramAllocZ(unsigned long size) { return orMemoryError(std::calloc(1, size ? size : 1)); }
 
 int ramResize(void** block, unsigned long size) {
-  // On a size of 0 the C library would release the block and answer null, and the caller, who takes null for
-  // a failure, would go on to use it.
+  // On a size of 0 the C library would free the block and return null. The caller, for whom null is a failure, would
+  // then go on to use the block.
   void* resized = nullptr;
   if (size) {
     resized = std::realloc(*block, size);
@@ -48,9 +48,9 @@ int ramResize(void** block, unsigned long size) {
 }
 
 int ramResizeZ(void** block, unsigned long size) {
-  constexpr unsigned long kept = 4;
+  constexpr unsigned long kKept = 4;
   if (ramResize(block, size)) return 1;
-  if (size > kept) std::memset(static_cast<unsigned char*>(*block) + kept, 0, size - kept);
+  if (size > kKept) std::memset(static_cast<unsigned char*>(*block) + kKept, 0, size - kKept);
   return 0;
 }
 

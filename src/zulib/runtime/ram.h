@@ -1,12 +1,12 @@
-// The floor of the library: allocators that answer null, byte moves, and boundary arithmetic.
+// The floor of the library: allocators that return null on failure, byte moves, and boundary arithmetic.
 //
-// No allocator throws or aborts. One that fails has already marked the out-of-memory state of the calling
-// thread's error list when it answers null or 1, so its caller only gives up and records nothing of its
-// own. A block carries no header: it is released with the C library's `free`, and with nothing else.
+// No allocator throws or aborts. One that fails marks the out-of-memory state of the calling thread's error list
+// and returns null or 1, so its caller only gives up and records nothing of its own. A block has no header: it is
+// released with the C library's `free`, and with nothing else.
 //
-// No operation here tests a pointer for null, but for the destructor of `AFPU8`.
+// No operation here tests a pointer for null, except the destructor of `AFPU8`.
 //
-// Thread use: any thread; nothing here keeps state between calls.
+// Thread safety: any thread; nothing here keeps state between calls.
 
 #ifndef ZULIB_RUNTIME_RAM_H
 #define ZULIB_RUNTIME_RAM_H
@@ -52,23 +52,22 @@ ZU_API unsigned long BUTSTLEN(const unsigned char* s);
 // Marks the out-of-memory state of the calling thread's error list. Allocates nothing.
 ZU_API void ramAddMemoryError();
 
-// A block of `size` bytes, or of 1 byte when `size` is 0; the Z form is zero-filled. Null when memory is
-// gone.
+// A block of `size` bytes, or of 1 byte if `size` is 0; the Z form is zero-filled. Null if the allocation fails.
 [[nodiscard]] ZU_API void* ramAlloc(unsigned long size);
 [[nodiscard]] ZU_API void* ramAllocZ(unsigned long size);
 
-// Gives `*block` the new size and answers 0, or answers 1 with `*block` as it was and still owned by the
+// Gives `*block` the new size and returns 0, or returns 1 with `*block` unchanged and still owned by the
 // caller. A size of 0 on an existing block is such a failure.
 [[nodiscard]] ZU_API int ramResize(void** block, unsigned long size);
 
-// `ramResize`, after which every byte from the fifth on is zero. The allocator does not know the old size,
-// so the first four bytes alone are taken to be old content, whatever the block held.
+// `ramResize`, after which every byte from the fifth on is zero. The allocator does not know the old size, so only
+// the first four bytes are kept, whatever the block held.
 [[nodiscard]] ZU_API int ramResizeZ(void** block, unsigned long size);
 
 // 0: block sizes are not kept.
 ZU_API unsigned long ramSize(const void* block);
 
-// A new block with a copy of the text; null when memory is gone. Counts are in characters, and a negative
+// A new block with a copy of the text; null if the allocation fails. Counts are in characters, and a negative
 // count counts as 0. All but the NT form (exactly `n` bytes) add a terminator. Between the widths each
 // byte becomes one unit and each unit its low byte: no code page is consulted.
 [[nodiscard]] ZU_API unsigned char* ramAllocStr(const unsigned char* s);
@@ -82,8 +81,8 @@ ZU_API unsigned long ramSize(const void* block);
 [[nodiscard]] ZU_API unsigned char* ramAllocStr(const unsigned short* s, long n);
 [[nodiscard]] ZU_API unsigned char* ramAllocStr(const unsigned short* s);
 
-// Copies from the lowest address up. Nobody looks for overlap: a range that moves up over itself is
-// smeared, and a caller that must not smear it takes `memCopyReverse`.
+// Copies from the lowest address up, without regard to overlap: a range that moves up over itself is smeared; use
+// `memCopyReverse` to avoid that.
 ZU_API void memCopy(void* dest, const void* src, unsigned long n);
 ZU_API void memCopyHuge(void* dest, const void* src, unsigned long n);
 ZU_API void memMove(void* dest, const void* src, unsigned long n);
@@ -96,8 +95,8 @@ ZU_API void memCopyReverse(void* dest, const void* src, unsigned long n);
 ZU_API void memCopyAligned(void* dest, const void* src, unsigned long n);
 
 // Copies with the widest unit that the two addresses allow. For ranges that overlap, the order depends on
-// the alignment: bytes go from the end down; 2-byte and 4-byte units go forward, after what is left over
-// behind the last unit; ranges on a multiple of 8 go as in `memCopyAligned`.
+// the alignment: bytes are copied from the end down; of 2-byte and 4-byte units the bytes after the last whole unit
+// come first, then the units forward; ranges on a multiple of 8 as in `memCopyAligned`.
 ZU_API void fastMemCopy(void* dest, const void* src, unsigned long n);
 
 ZU_API void memFill(void* dest, unsigned char value, unsigned long n);
@@ -120,7 +119,7 @@ ZU_API void memSwap(void* a, void* b, unsigned long n);
 // Exchanges elements `i` and `j` of an array of `width`-byte elements.
 ZU_API void butswap(void* base, unsigned short i, unsigned short j, unsigned short width);
 
-// 0 for every boundary. Nothing relies on a true answer.
+// Returns 0 for every boundary. Nothing relies on a true result.
 ZU_API int verifyByteBoundary(unsigned short boundary);
 
 // Replaces `value` by (value + boundary - 1) AND NOT boundary. The mask is the boundary itself, so this is
@@ -129,8 +128,8 @@ ZU_API void alignOnByteBoundary(unsigned long& value, unsigned short boundary);
 ZU_API void alignOnByteBoundary(unsigned short& value, unsigned short boundary);
 ZU_API void alignOnByteBoundary(void*& value, unsigned short boundary);
 
-// Owns one raw buffer for the life of a scope. It is meant to be assigned once: a second assignment does
-// not free the first buffer.
+// Owns one raw buffer for the life of a scope. To be assigned once: a second assignment does not free the first
+// buffer.
 class AFPU8 {
  public:
   AFPU8() = default;
@@ -150,8 +149,7 @@ class AFPU8 {
   unsigned char* buffer = nullptr;
 };
 
-// Marks a stretch of code that uses process-wide state of the C library. It costs nothing here, and no
-// lock lies behind it.
+// Marks a stretch of code that uses process-wide state of the C library. It costs nothing here and takes no lock.
 class AFGlobalWorld {
  public:
   AFGlobalWorld() {}

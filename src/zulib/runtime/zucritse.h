@@ -1,5 +1,5 @@
 // ZuCriticalSection, the one lock kind that the floor of the library needs, and the global locks of
-// this kind that stand from library load to unload.
+// this kind, which exist from library load to unload.
 //
 // The mutex is not recursive: a thread that enters twice without leaving deadlocks.
 

@@ -1,6 +1,6 @@
 // The trace mask of the process: bits that ask subsystems to print what they do.
 //
-// Thread use: set at library load, read-only afterwards.
+// Thread safety: set at library load, read-only afterwards.
 
 #ifndef ZULIB_RUNTIME_ZUDEBUG_H
 #define ZULIB_RUNTIME_ZUDEBUG_H
@@ -9,11 +9,10 @@
 
 class ZU_API ZuRunTimeDebug {
  public:
-  // Reads the bits, in hexadecimal, from the environment variable "ZU_DEBUGGING"; 0 when it is not set or
-  // not a number.
+  // Reads the bits, in hexadecimal, from the environment variable "ZU_DEBUGGING"; 0 if it is not set or not a number.
   ZuRunTimeDebug();
 
-  // Those of the mask's bits that are set.
+  // Returns the bits of the mask that are set.
   unsigned long debugItem(unsigned long mask) const { return bits & mask; }
 
  private:

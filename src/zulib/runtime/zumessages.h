@@ -1,6 +1,6 @@
-// The numbers of the library's messages and texts, as they stand in its catalog (catalog/*/zulib.msg).
-// Behind a number stand the parameters that its text has places for, in their order; "+" marks one that is
-// appended to the text. A test holds this list, the catalogs and the sources against each other.
+// The numbers of the library's messages and texts, as in its catalog (catalog/*/zulib.msg). The comment after a
+// number lists the parameters that its text has places for, in their order; "+" marks one that is appended to the
+// text. A test compares this list and the catalogs.
 
 #ifndef ZULIB_RUNTIME_ZUMESSAGES_H
 #define ZULIB_RUNTIME_ZUMESSAGES_H
@@ -95,7 +95,7 @@ enum ZuMessage : unsigned short {
   ZU_MSG_NET_TLS_EXPECTED = 7509,
   ZU_MSG_NET_TLS_NOT_AVAILABLE = 7511,
 
-  ZU_TEXT_ACCELERATOR_MARKERS = 21800,  // each character marks the one behind it as the key of a label
+  ZU_TEXT_ACCELERATOR_MARKERS = 21800,  // each character marks the next one as the key of a label
 
   // Files again, and memory.
   ZU_MSG_SHARING_VIOLATION = 30040,  // name

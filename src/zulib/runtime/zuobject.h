@@ -1,10 +1,10 @@
 // ZuObject, the root of the library's classes.
 //
-// It holds no data. Its `operator new` is `ramAlloc`, so `new` on any ZuObject answers null when memory
-// is gone, after the calling thread's error list has been marked; nothing is thrown, the constructor is
-// not run, and every caller tests.
+// It holds no data. Its `operator new` is `ramAlloc`, so `new` on any ZuObject returns null if the allocation
+// fails, and marks the calling thread's error list; nothing is thrown, the constructor is not run, and every
+// caller must test.
 //
-// Thread use: an object belongs to one thread at a time unless its class says otherwise.
+// Thread safety: an object belongs to one thread at a time unless its class says otherwise.
 
 #ifndef ZULIB_RUNTIME_ZUOBJECT_H
 #define ZULIB_RUNTIME_ZUOBJECT_H
@@ -25,7 +25,7 @@ class ZU_API ZuObject {
   // Below 0, 0 or above 0 as this object sorts before, with or after `other`. Root objects are all equal.
   virtual int compare(const ZuObject* other) const;
 
-  // Null when memory is gone; the out-of-memory state of the thread is then marked.
+  // Null if the allocation fails; the out-of-memory state of the thread is then marked.
   static void* operator new(std::size_t size) noexcept { return ramAlloc(size); }
   static void* operator new(std::size_t, void* place) noexcept { return place; }
   static void operator delete(void* block) noexcept { std::free(block); }

@@ -8,18 +8,17 @@
 
 namespace {
 
-// What a cell holds in place of a semaphore; null is a semaphore that was never made.
-constexpr uintptr_t BEING_MADE = 1;
-constexpr uintptr_t DESTROYED = 2;
+// The marks in a cell without a semaphore; null is a semaphore that was never made.
+constexpr uintptr_t kBeingMade = 1;
+constexpr uintptr_t kDestroyed = 2;
 
 uintptr_t mark(const ZuSemaphore* value) { return reinterpret_cast<uintptr_t>(value); }
-bool isSemaphore(const ZuSemaphore* value) { return mark(value) > DESTROYED; }
+bool isSemaphore(const ZuSemaphore* value) { return mark(value) > kDestroyed; }
 
-// Fills an empty cell. The semaphore is made first and published when it is ready, so that a second thread
-// neither passes while the first one makes it nor makes another: whoever comes second takes the first's.
-// Answers what the cell then holds.
+// Fills an empty cell. The semaphore is published when it is ready, so a second thread neither passes the lock while
+// the first makes the semaphore nor adds another: it uses the first one. Returns the cell's new value.
 ZuSemaphore* makeInCell(ZuSemaphore** cell, ZuSemaphore* previous) {
-  auto* made = new ZuSemaphore(cell, previous);
+  auto* const made = new ZuSemaphore(cell, previous);
   if (!made) return previous;
   if (std::atomic_ref(*cell).compare_exchange_strong(previous, made)) return made;
   made->forgetSlot();
@@ -42,13 +41,13 @@ int ZuPosixSemaphore::wait() {
 }
 
 ZuSemaphore::ZuSemaphore(ZuSemaphore** slot, ZuSemaphore* previous)
-    : slot(mark(previous) == DESTROYED ? slot : nullptr) {
+    : slot(mark(previous) == kDestroyed ? slot : nullptr) {
   bosSemaphoreAlloc();
 }
 
 ZuSemaphore::~ZuSemaphore() {
   bosSemaphoreFree();
-  if (slot) *slot = reinterpret_cast<ZuSemaphore*>(DESTROYED);
+  if (slot) *slot = reinterpret_cast<ZuSemaphore*>(kDestroyed);
 }
 
 void zuSemaphoreEnter(ZuSemaphore* semaphore) { semaphore->SemaphoreEnter(); }
@@ -56,7 +55,7 @@ void zuSemaphoreExit(ZuSemaphore* semaphore) { semaphore->SemaphoreExit(); }
 
 void zuSemaphoreEnter(ZuSemaphore** cell) {
   ZuSemaphore* held = std::atomic_ref(*cell).load();
-  if (!isSemaphore(held) && mark(held) != BEING_MADE) held = makeInCell(cell, held);
+  if (!isSemaphore(held) && mark(held) != kBeingMade) held = makeInCell(cell, held);
   if (isSemaphore(held)) held->SemaphoreEnter();
 }
 
@@ -66,15 +65,15 @@ void zuSemaphoreExit(ZuSemaphore** cell) {
 }
 
 unsigned long atomicThreadExchange(unsigned long* cell, unsigned long value) {
-  ZuCriticalSectionHolder lock(ExchangeThreadLock);
-  unsigned long old = *cell;
+  const ZuCriticalSectionHolder lock(ExchangeThreadLock);
+  const unsigned long old = *cell;
   *cell = value;
   return old;
 }
 
 unsigned long atomicTaskExchange(unsigned long* cell, unsigned long value) {
   ExchangeTaskLock.SemaphoreEnter();
-  unsigned long old = *cell;
+  const unsigned long old = *cell;
   *cell = value;
   ExchangeTaskLock.SemaphoreExit();
   return old;

@@ -4,9 +4,9 @@
 // that starts as null can have its semaphore made on first use (`zuSemaphoreEnter(&cell)`). Such a cell
 // holds 0 (never made), 1 (being made), 2 (destroyed: the library's end has passed) or the semaphore.
 // The marks let code run during the library's own start and end, when there is no semaphore to use: it
-// goes on without mutual exclusion. Whoever owns the cell deletes the semaphore.
+// continues without mutual exclusion. The owner of the cell deletes the semaphore.
 //
-// Thread use: any thread, but for the constructors and destructors.
+// Thread safety: any thread, except for the constructors and destructors.
 
 #ifndef ZULIB_RUNTIME_ZUSEMAPH_H
 #define ZULIB_RUNTIME_ZUSEMAPH_H
@@ -16,8 +16,7 @@
 #include "zulib/runtime/zuapi.h"
 #include "zulib/runtime/zuobject.h"
 
-// A POSIX semaphore with a count of 1, private to the process. Each operation answers 1 when its call
-// failed, else 0.
+// A POSIX semaphore with a count of 1, private to the process. Each operation returns 1 if its call fails, else 0.
 class ZU_API ZuPosixSemaphore : public ZuObject {
  public:
   int init();
@@ -38,7 +37,7 @@ class ZU_API ZuSemaphore : public ZuObject {
   ZuSemaphore& operator=(const ZuSemaphore&) = delete;
   ~ZuSemaphore() override;
 
-  // Enter and Get wait, Exit and Free post. 0, or 1 when the call failed.
+  // Enter and Get wait, Exit and Free post. 0, or 1 if the call fails.
   int SemaphoreEnter() { return semaphore.wait(); }
   int SemaphoreExit() { return semaphore.post(); }
   int SemaphoreGet() { return semaphore.wait(); }
@@ -71,12 +70,12 @@ class ZuSemaphoreHolder {
 ZU_API void zuSemaphoreEnter(ZuSemaphore* semaphore);
 ZU_API void zuSemaphoreExit(ZuSemaphore* semaphore);
 
-// The same on a cell whose semaphore is made on first use. Does not lock while the cell holds a mark, or
-// when there was no memory for a semaphore.
+// The same on a cell whose semaphore is made on first use. Does not lock while the cell holds a mark, or if the
+// allocation of the semaphore fails.
 ZU_API void zuSemaphoreEnter(ZuSemaphore** cell);
 ZU_API void zuSemaphoreExit(ZuSemaphore** cell);
 
-// Stores `value` in `*cell` and answers what was there, under ExchangeThreadLock; the second form is for a
+// Stores `value` in `*cell` and returns the old value, under ExchangeThreadLock; the second form is for a
 // cell that tasks share, under ExchangeTaskLock.
 ZU_API unsigned long atomicThreadExchange(unsigned long* cell, unsigned long value);
 ZU_API unsigned long atomicTaskExchange(unsigned long* cell, unsigned long value);

@@ -2,10 +2,10 @@
 
 namespace {
 
-constexpr unsigned char END_OF_TEXT = 0x1A;
-constexpr unsigned char COMMENT = ';';
+constexpr unsigned char kEndOfText = 0x1A;
+constexpr unsigned char kComment = ';';
 
-bool isEnd(unsigned char byte) { return byte == 0 || byte == END_OF_TEXT; }
+bool isEnd(unsigned char byte) { return byte == 0 || byte == kEndOfText; }
 
 // The quotes that are open. At the inner level only the inner quote means anything.
 class QuoteLevels {
@@ -50,7 +50,7 @@ void bosgetbl(const unsigned char* text, unsigned long* pos, unsigned char* out,
       *status = bosLineTooLong;
       return;
     }
-    comment = length == 0 && *p == COMMENT;
+    comment = length == 0 && *p == kComment;
     quotes.pass(*p);
     out[length++] = *p;
   }

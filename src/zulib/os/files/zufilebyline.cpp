@@ -11,10 +11,10 @@
 
 namespace {
 
-// Of a buffer that a line fills, all but this many bytes are delivered as a piece.
-constexpr unsigned long KEPT_OF_PIECE = 4;
+// If a line fills the buffer, a piece of all but this many bytes is delivered.
+constexpr unsigned long kKeptOfPiece = 4;
 
-constexpr long long CURRENT_POSITION = -1;
+constexpr long long kCurrentPosition = -1;
 
 }  // namespace
 
@@ -25,7 +25,7 @@ ZuFileByLine::~ZuFileByLine() { closeFile(); }
 int ZuFileByLine::openFile(const unsigned char* fileName, unsigned long size) {
   closeFile();
   if (bosFileOpen(fileName, 0, &handle)) return 1;
-  bufferSize = std::max(size, KEPT_OF_PIECE + 1);
+  bufferSize = std::max(size, kKeptOfPiece + 1);
   name = ramAllocStr(fileName);
   buffer = static_cast<unsigned char*>(ramAlloc(bufferSize + 1));
   if (name && buffer) return 0;
@@ -85,11 +85,11 @@ int ZuFileByLine::getNextNonBlankLine(ZuSubString* view) {
 
 void ZuFileByLine::ungetLine() {
   seekOffset = lineOffset;
-  // The two differ only when the last line was the furthest that was delivered.
+  // The two differ only if the last line was the furthest that was delivered.
   unreadOffset = previousUnread;
 }
 
-// Goes to a wanted offset inside the buffer, or gives the buffer up.
+// Moves to a requested offset inside the buffer, or drops the buffer.
 void ZuFileByLine::leaveReadLine() {
   if (readIndex < 0) return;
   if (seekOffset >= 0) {
@@ -108,7 +108,7 @@ const unsigned char* ZuFileByLine::nextLineFeed() const {
   return static_cast<const unsigned char*>(std::memchr(buffer + start, '\n', bytesInBuffer - start));
 }
 
-// Fills the buffer: behind the rest of it, or anew from the wanted offset or the position of the file.
+// Fills the buffer: after its unread rest, or all of it from the requested offset or the position of the file.
 int ZuFileByLine::load() {
   if (readIndex >= 0) {
     const auto passed = static_cast<unsigned long>(readIndex);
@@ -116,11 +116,11 @@ int ZuFileByLine::load() {
     std::memmove(buffer, buffer + passed, bytesInBuffer);
     bufferStart += readIndex;
     readIndex = 0;
-    return fill(CURRENT_POSITION);
+    return fill(kCurrentPosition);
   }
   const long long start = seekOffset >= 0 ? seekOffset : bufferEnd;
   bytesInBuffer = 0;
-  if (fill(seekOffset >= 0 ? seekOffset : CURRENT_POSITION)) return 1;
+  if (fill(seekOffset >= 0 ? seekOffset : kCurrentPosition)) return 1;
   bufferStart = start;
   bufferEnd = start + static_cast<long long>(bytesInBuffer);
   readIndex = 0;
@@ -135,14 +135,14 @@ int ZuFileByLine::fill(long long offset) {
     bosFileRead(handle, offset, buffer + bytesInBuffer, bufferSize - bytesInBuffer, &got);
     if (got == 0) break;
     if (got == static_cast<unsigned long>(-1)) {
-      // What came before the failure is delivered first.
+      // What was read before the failure is delivered first.
       if (bytesInBuffer > before) break;
       bosMapError(errno, name);
       return 1;
     }
     bytesInBuffer += got;
     bufferEnd += static_cast<long long>(got);
-    offset = CURRENT_POSITION;
+    offset = kCurrentPosition;
   }
   buffer[bytesInBuffer] = 0;
   return 0;
@@ -160,7 +160,7 @@ void ZuFileByLine::deliver(const unsigned char* lineFeed, ZuSubString* view) {
     if (returnEol) length = passed;
   } else if (bytesInBuffer == bufferSize) {
     lineComplete = false;
-    passed = length = bufferSize - KEPT_OF_PIECE;
+    passed = length = bufferSize - kKeptOfPiece;
   }
   endOfFile = !lineFeed && length == 0;
   readIndex += static_cast<long>(passed);

@@ -3,14 +3,14 @@
 //
 // A line that is longer than the buffer comes in pieces of the buffer's size less 4, with
 // `isLineComplete` 0 for all but the last. A carriage return stays in the line. The file may grow or change
-// while it is read; what lies in the buffer stands as it was read.
+// while it is read; the buffer keeps what was read.
 //
 // Offsets are those of the file, in bytes.
 //
-// Thread use: one thread at a time.
+// Thread safety: none; one thread at a time.
 
-#ifndef ZULIB_OS_ZUFILEBYLINE_H
-#define ZULIB_OS_ZUFILEBYLINE_H
+#ifndef ZULIB_OS_FILES_ZUFILEBYLINE_H
+#define ZULIB_OS_FILES_ZUFILEBYLINE_H
 
 #include "zulib/runtime/zuapi.h"
 #include "zulib/runtime/zuobject.h"
@@ -23,27 +23,27 @@ class ZU_API ZuFileByLine : public ZuObject {
   ZuFileByLine& operator=(const ZuFileByLine&) = delete;
   ~ZuFileByLine() override;
 
-  // Closes the file that is open, and opens another for reading. A buffer of less than 5 bytes is made 5.
+  // Closes the open file, and opens another for reading. The smallest buffer is 5 bytes.
   // 0, or 1 with no file open and the error recorded.
   int openFile(const unsigned char* name, unsigned long bufferSize);
   void closeFile();
 
-  // The first line, or the one at the reader's position. The view stands until the next call; it is empty
-  // at the end of the file. 0, or 1 with the reader where it was and the error recorded.
+  // Returns the first line, or the one at the reader's position. The view is valid until the next call; it is empty
+  // at the end of the file. 0, or 1 with the position unchanged and the error recorded.
   int getFirstLine(ZuSubString* view);
   int getNextLine(ZuSubString* view);
-  // Passes lines, and pieces, of nothing but white space.
+  // Skips lines, and pieces of lines, that hold only white space.
   int getNextNonBlankLine(ZuSubString* view);
 
-  // The line last delivered is the next one again.
+  // Makes the line last delivered the next one again.
   void ungetLine();
 
-  // The next line is the one at `offset`; -1 takes the wish back.
+  // Makes the line at `offset` the next one; -1 cancels that.
   void setSeekOffset(long long offset) { seekOffset = offset; }
-  // The next line is the one behind all that was delivered so far.
+  // Makes the line after all that was delivered so far the next one.
   void seekToUnread() { seekOffset = unreadOffset; }
 
-  // Lines with their line feed, as is the rule, or without it.
+  // Lines with their line feed, which is the default, or without it.
   void setReturnEol() { returnEol = true; }
   void resetReturnEol() { returnEol = false; }
 
@@ -75,9 +75,9 @@ class ZU_API ZuFileByLine : public ZuObject {
   unsigned long bytesInBuffer = 0;
   long readIndex = -1;           // of the next line in the buffer; -1: nothing is loaded
   long long bufferStart = 0;     // file offset of the buffer's first byte
-  long long bufferEnd = 0;       // file offset behind the buffer
+  long long bufferEnd = 0;       // file offset past the buffer
   long long lineOffset = 0;      // of the line last delivered
-  long long seekOffset = -1;     // where the next line is wanted from; -1: where the last one ended
+  long long seekOffset = -1;     // of the next line; -1: where the last one ended
   long long unreadOffset = 0;    // the highest offset delivered so far
   long long previousUnread = 0;  // what unreadOffset was before the last line
   bool returnEol = true;

@@ -1,9 +1,9 @@
 // The table of the process's System V semaphore sets, and the array type that tasks share.
 //
-// Thread use: one thread at a time; the global instance is touched at library load and unload.
+// Thread safety: one thread at a time; the global instance is touched at library load and unload.
 
-#ifndef ZULIB_RUNTIME_ZUSEMAPHOREINFO_H
-#define ZULIB_RUNTIME_ZUSEMAPHOREINFO_H
+#ifndef ZULIB_OS_HOST_ZUSEMAPHOREINFO_H
+#define ZULIB_OS_HOST_ZUSEMAPHOREINFO_H
 
 #include "zulib/collections/zuarray.h"
 #include "zulib/runtime/zuapi.h"
@@ -42,11 +42,11 @@ class ZU_API ZuSemaphoreInfo : public ZuObject {
 
   unsigned short getNumberOfSets() const { return numberOfSets; }
 
-  // 1 when a set has room for a semaphore, else 0.
+  // 1 if a set has room for a semaphore, else 0.
   int availableSemaphore() const;
 
-  // Takes ownership of the semaphore, unless memory is gone. The number of the last set, -1 when there is
-  // none, as always here.
+  // Takes ownership of the semaphore, unless an allocation fails. Returns the number of the last set: -1, since there
+  // is none here.
   int allocateSemaphore(ZuSemaphore* semaphore);
 
   // Gives ownership of the semaphore back to the caller.
