@@ -31,8 +31,8 @@ void* ramAlloc(unsigned long size) { return orMemoryError(std::malloc(size ? siz
 void* ramAllocZ(unsigned long size) { return orMemoryError(std::calloc(1, size ? size : 1)); }
 
 int ramResize(void** block, unsigned long size) {
-  // On a size of 0 the C library would free the block and return null. The caller, for whom null is a failure, would
-  // then go on to use the block.
+  // On a size of 0 the C library would free the block and return null. The caller, for whom null is a
+  // failure, would then go on to use the block.
   void* resized = nullptr;
   if (size) {
     resized = std::realloc(*block, size);

@@ -1,8 +1,8 @@
 // The floor of the library: allocators that return null on failure, byte moves, and boundary arithmetic.
 //
-// No allocator throws or aborts. One that fails marks the out-of-memory state of the calling thread's error list
-// and returns null or 1, so its caller only gives up and records nothing of its own. A block has no header: it is
-// released with the C library's `free`, and with nothing else.
+// No allocator throws or aborts. One that fails marks the out-of-memory state of the calling thread's error
+// list and returns null or 1, so its caller only gives up and records nothing of its own. A block has no
+// header: it is released with the C library's `free`, and with nothing else.
 //
 // No operation here tests a pointer for null, except the destructor of `AFPU8`.
 //
@@ -52,7 +52,8 @@ ZU_API unsigned long BUTSTLEN(const unsigned char* s);
 // Marks the out-of-memory state of the calling thread's error list. Allocates nothing.
 ZU_API void ramAddMemoryError();
 
-// A block of `size` bytes, or of 1 byte if `size` is 0; the Z form is zero-filled. Null if the allocation fails.
+// A block of `size` bytes, or of 1 byte if `size` is 0; the Z form is zero-filled. Null if the allocation
+// fails.
 [[nodiscard]] ZU_API void* ramAlloc(unsigned long size);
 [[nodiscard]] ZU_API void* ramAllocZ(unsigned long size);
 
@@ -60,8 +61,8 @@ ZU_API void ramAddMemoryError();
 // caller. A size of 0 on an existing block is such a failure.
 [[nodiscard]] ZU_API int ramResize(void** block, unsigned long size);
 
-// `ramResize`, after which every byte from the fifth on is zero. The allocator does not know the old size, so only
-// the first four bytes are kept, whatever the block held.
+// `ramResize`, after which every byte from the fifth on is zero. The allocator does not know the old size, so
+// only the first four bytes are kept, whatever the block held.
 [[nodiscard]] ZU_API int ramResizeZ(void** block, unsigned long size);
 
 // 0: block sizes are not kept.
@@ -81,8 +82,8 @@ ZU_API unsigned long ramSize(const void* block);
 [[nodiscard]] ZU_API unsigned char* ramAllocStr(const unsigned short* s, long n);
 [[nodiscard]] ZU_API unsigned char* ramAllocStr(const unsigned short* s);
 
-// Copies from the lowest address up, without regard to overlap: a range that moves up over itself is smeared; use
-// `memCopyReverse` to avoid that.
+// Copies from the lowest address up, without regard to overlap: a range that moves up over itself is smeared;
+// use `memCopyReverse` to avoid that.
 ZU_API void memCopy(void* dest, const void* src, unsigned long n);
 ZU_API void memCopyHuge(void* dest, const void* src, unsigned long n);
 ZU_API void memMove(void* dest, const void* src, unsigned long n);
@@ -95,8 +96,8 @@ ZU_API void memCopyReverse(void* dest, const void* src, unsigned long n);
 ZU_API void memCopyAligned(void* dest, const void* src, unsigned long n);
 
 // Copies with the widest unit that the two addresses allow. For ranges that overlap, the order depends on
-// the alignment: bytes are copied from the end down; of 2-byte and 4-byte units the bytes after the last whole unit
-// come first, then the units forward; ranges on a multiple of 8 as in `memCopyAligned`.
+// the alignment: bytes are copied from the end down; of 2-byte and 4-byte units the bytes after the last
+// whole unit come first, then the units forward; ranges on a multiple of 8 as in `memCopyAligned`.
 ZU_API void fastMemCopy(void* dest, const void* src, unsigned long n);
 
 ZU_API void memFill(void* dest, unsigned char value, unsigned long n);
@@ -128,8 +129,8 @@ ZU_API void alignOnByteBoundary(unsigned long& value, unsigned short boundary);
 ZU_API void alignOnByteBoundary(unsigned short& value, unsigned short boundary);
 ZU_API void alignOnByteBoundary(void*& value, unsigned short boundary);
 
-// Owns one raw buffer for the life of a scope. To be assigned once: a second assignment does not free the first
-// buffer.
+// Owns one raw buffer for the life of a scope. To be assigned once: a second assignment does not free the
+// first buffer.
 class AFPU8 {
  public:
   AFPU8() = default;
@@ -149,7 +150,8 @@ class AFPU8 {
   unsigned char* buffer = nullptr;
 };
 
-// Marks a stretch of code that uses process-wide state of the C library. It costs nothing here and takes no lock.
+// Marks a stretch of code that uses process-wide state of the C library. It costs nothing here and takes no
+// lock.
 class AFGlobalWorld {
  public:
   AFGlobalWorld() {}

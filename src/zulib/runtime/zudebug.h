@@ -9,7 +9,8 @@
 
 class ZU_API ZuRunTimeDebug {
  public:
-  // Reads the bits, in hexadecimal, from the environment variable "ZU_DEBUGGING"; 0 if it is not set or not a number.
+  // Reads the bits, in hexadecimal, from the environment variable "ZU_DEBUGGING"; 0 if it is not set or not a
+  // number.
   ZuRunTimeDebug();
 
   // Returns the bits of the mask that are set.

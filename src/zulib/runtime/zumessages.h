@@ -1,6 +1,6 @@
-// The numbers of the library's messages and texts, as in its catalog (catalog/*/zulib.msg). The comment after a
-// number lists the parameters that its text has places for, in their order; "+" marks one that is appended to the
-// text. A test compares this list and the catalogs.
+// The numbers of the library's messages and texts, as in its catalog (catalog/*/zulib.msg). The comment after
+// a number lists the parameters that its text has places for, in their order; "+" marks one that is appended
+// to the text. A test compares this list and the catalogs.
 
 #ifndef ZULIB_RUNTIME_ZUMESSAGES_H
 #define ZULIB_RUNTIME_ZUMESSAGES_H

@@ -15,8 +15,9 @@ constexpr uintptr_t kDestroyed = 2;
 uintptr_t mark(const ZuSemaphore* value) { return reinterpret_cast<uintptr_t>(value); }
 bool isSemaphore(const ZuSemaphore* value) { return mark(value) > kDestroyed; }
 
-// Fills an empty cell. The semaphore is published when it is ready, so a second thread neither passes the lock while
-// the first makes the semaphore nor adds another: it uses the first one. Returns the cell's new value.
+// Fills an empty cell. The semaphore is published when it is ready, so a second thread neither passes the
+// lock while the first makes the semaphore nor adds another: it uses the first one. Returns the cell's new
+// value.
 ZuSemaphore* makeInCell(ZuSemaphore** cell, ZuSemaphore* previous) {
   auto* const made = new ZuSemaphore(cell, previous);
   if (!made) return previous;

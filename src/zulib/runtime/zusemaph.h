@@ -16,7 +16,8 @@
 #include "zulib/runtime/zuapi.h"
 #include "zulib/runtime/zuobject.h"
 
-// A POSIX semaphore with a count of 1, private to the process. Each operation returns 1 if its call fails, else 0.
+// A POSIX semaphore with a count of 1, private to the process. Each operation returns 1 if its call fails,
+// else 0.
 class ZU_API ZuPosixSemaphore : public ZuObject {
  public:
   int init();
@@ -70,8 +71,8 @@ class ZuSemaphoreHolder {
 ZU_API void zuSemaphoreEnter(ZuSemaphore* semaphore);
 ZU_API void zuSemaphoreExit(ZuSemaphore* semaphore);
 
-// The same on a cell whose semaphore is made on first use. Does not lock while the cell holds a mark, or if the
-// allocation of the semaphore fails.
+// The same on a cell whose semaphore is made on first use. Does not lock while the cell holds a mark, or if
+// the allocation of the semaphore fails.
 ZU_API void zuSemaphoreEnter(ZuSemaphore** cell);
 ZU_API void zuSemaphoreExit(ZuSemaphore** cell);
 

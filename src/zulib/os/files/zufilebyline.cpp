@@ -108,7 +108,8 @@ const unsigned char* ZuFileByLine::nextLineFeed() const {
   return static_cast<const unsigned char*>(std::memchr(buffer + start, '\n', bytesInBuffer - start));
 }
 
-// Fills the buffer: after its unread rest, or all of it from the requested offset or the position of the file.
+// Fills the buffer: after its unread rest, or all of it from the requested offset or the position of the
+// file.
 int ZuFileByLine::load() {
   if (readIndex >= 0) {
     const auto passed = static_cast<unsigned long>(readIndex);

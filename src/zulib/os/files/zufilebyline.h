@@ -28,8 +28,8 @@ class ZU_API ZuFileByLine : public ZuObject {
   int openFile(const unsigned char* name, unsigned long bufferSize);
   void closeFile();
 
-  // Returns the first line, or the one at the reader's position. The view is valid until the next call; it is empty
-  // at the end of the file. 0, or 1 with the position unchanged and the error recorded.
+  // Returns the first line, or the one at the reader's position. The view is valid until the next call; it is
+  // empty at the end of the file. 0, or 1 with the position unchanged and the error recorded.
   int getFirstLine(ZuSubString* view);
   int getNextLine(ZuSubString* view);
   // Skips lines, and pieces of lines, that hold only white space.

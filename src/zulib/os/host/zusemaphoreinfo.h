@@ -45,8 +45,8 @@ class ZU_API ZuSemaphoreInfo : public ZuObject {
   // 1 if a set has room for a semaphore, else 0.
   int availableSemaphore() const;
 
-  // Takes ownership of the semaphore, unless an allocation fails. Returns the number of the last set: -1, since there
-  // is none here.
+  // Takes ownership of the semaphore, unless an allocation fails. Returns the number of the last set: -1,
+  // since there is none here.
   int allocateSemaphore(ZuSemaphore* semaphore);
 
   // Gives ownership of the semaphore back to the caller.
