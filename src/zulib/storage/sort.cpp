@@ -177,9 +177,8 @@ int ZuSort::prepareForGet() {
 // The record at `position`, and one step. In memory the position is the record's index.
 int ZuSort::deliver(void** record) {
   *record = nullptr;
-  if (position >= totalRecords) return 0;
   if (!merging) {
-    *record = getRecordAddress(position);
+    if (position < totalRecords) *record = getRecordAddress(position);
   } else if (!mergeInfo) {
     // The file or the memory of the merge was lost in an operation that failed.
     return fail(EIO, mergeFileName);
