@@ -1,20 +1,21 @@
 // The driver manager's handles: what an application holds as SQLHENV, SQLHDBC, SQLHSTMT and SQLHDESC.
 //
 // The cursor library reads and writes the members below directly, under the names given here, and calls
-// the operations; the rest of each handle belongs to the driver manager alone and stands in the structs
-// of drivermanager/internal/. A handle stands in the process-wide handle register from its constructor
-// to its destructor, which is how null, stale and wrong-type handles are told from live ones.
+// the operations; the rest of each handle belongs to the driver manager alone. A handle is in the
+// process-wide register of handles from its constructor on, which tells null, stale and wrong-type handles
+// from live ones.
 //
 // The re-entrance mark. `CursorLibLockStmt(1)` and its like mark a handle for the calling thread until
 // the matching `(0)`. A call that this thread makes on a marked handle goes to the driver and not to the
-// cursor library, skips validation and the sequence rules, and leaves the error queue standing. Under a
+// cursor library, skips validation and the sequence rules, and leaves the error queue alone. Under a
 // mark a free call frees the driver's side only: the object itself goes with the application's own call.
 //
-// Locks: a handle's call lock is recursive for one thread and is taken only around calls into the
-// driver, always after `CursorLibrarySingleThreadLock`.
+// Locks: an application's call holds the entry lock of its handle throughout, so two threads may use one
+// handle; SQLCancel and the diagnostics functions do not. Next come `CursorLibrarySingleThreadLock`, the list
+// of statements, and the call lock, which is recursive for one thread and held around each driver call.
 
-#ifndef ZULIB_DRIVERMANAGER_DMHANDLE_H
-#define ZULIB_DRIVERMANAGER_DMHANDLE_H
+#ifndef ZUODBC_DMHANDLE_H
+#define ZUODBC_DMHANDLE_H
 
 #include <pthread.h>
 #include <sql.h>
@@ -109,6 +110,9 @@ class ZU_API DMHandle {
   short lastReturn = 0;      // SQL_DIAG_RETURNCODE
   tagERRBUF* reserve = nullptr;        // owned; queued when there is no memory for another record
   DMHandle* nextInRegister = nullptr;  // guarded by the register's lock
+  unsigned pins = 0;                   // calls that have the handle in hand
+  pthread_mutex_t entryLock;           // recursive; held for the whole of an application's call
+  bool isWithdrawn = false;            // about to be destroyed; guarded by entryLock
 
  protected:
   explicit DMHandle(DMHandleType type);  // enters the register

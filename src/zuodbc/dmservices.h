@@ -1,7 +1,7 @@
 // What the driver manager offers to the cursor library beside its handles and the ODBC functions.
 
-#ifndef ZULIB_DRIVERMANAGER_DMSERVICES_H
-#define ZULIB_DRIVERMANAGER_DMSERVICES_H
+#ifndef ZUODBC_DMSERVICES_H
+#define ZUODBC_DMSERVICES_H
 
 #include "zulib/runtime/zuapi.h"
 #include "zuodbc/dmhandle.h"

@@ -8,9 +8,9 @@
 
 namespace {
 
-class Cancelling : public testing::Test {
+class ThreadsCancel : public testing::Test {
  protected:
-  Cancelling() : driver(ScriptedVariant::Odbc3, script), connection(SQL_CUR_USE_ODBC) {
+  ThreadsCancel() : driver(ScriptedVariant::Odbc3, script), connection(SQL_CUR_USE_ODBC) {
     script.answers["select"] = scriptedRows(20);
     script.answers["SQLTables"] = scriptedRows(20);
   }
@@ -26,7 +26,7 @@ class Cancelling : public testing::Test {
 
 // A catalog function has neither analyser nor cursor, so the cancel goes straight to the driver while the
 // other thread stands in it.
-TEST_F(Cancelling, ReachesADriverThatIsBusy) {
+TEST_F(ThreadsCancel, ReachesADriverThatIsBusy) {
   OdbcStatement stmt(connection);
   script.closeGate("SQLTables");
   SQLRETURN rc = SQL_SUCCESS;
@@ -44,7 +44,7 @@ TEST_F(Cancelling, ReachesADriverThatIsBusy) {
 }
 
 // A cancel that comes when the fetch has ended, or without any, concerns no other call.
-TEST_F(Cancelling, LeavesAnIdleStatementAlone) {
+TEST_F(ThreadsCancel, LeavesAnIdleStatementAlone) {
   OdbcStatement stmt(connection);
   stmt.makeScrollable();
   EXPECT_SQL(SQL_SUCCESS, stmt, SQLCancel(stmt));
@@ -70,8 +70,35 @@ TEST_F(Cancelling, LeavesAnIdleStatementAlone) {
   EXPECT_SQL(SQL_SUCCESS, writer, SQLExecute(writer));
 }
 
+// A cancel reaches the driver at once while a scrolling fetch is in it, and ends that fetch only. Afterwards
+// the cursor goes on.
+TEST_F(ThreadsCancel, EndTheFetchUnderWay) {
+  OdbcStatement stmt(connection);
+  stmt.makeScrollable();
+  Rowset rows(stmt, 2);
+  ASSERT_SQL(SQL_SUCCESS, stmt, stmt.execute("select id, name from t"));
+  ASSERT_SQL(SQL_SUCCESS, stmt, rows.fetch(SQL_FETCH_FIRST));
+
+  script.closeGate("SQLFetch");
+  SQLRETURN fetched = SQL_SUCCESS;
+  std::string states;
+  std::thread fetching([&] {
+    fetched = rows.fetch(SQL_FETCH_NEXT);
+    states = stmt.states();
+  });
+  ASSERT_TRUE(script.waitForGate());
+  EXPECT_EQ(SQL_SUCCESS, SQLCancel(stmt));
+  fetching.join();
+  EXPECT_EQ(SQL_ERROR, fetched);
+  EXPECT_EQ("HY008", states);
+  EXPECT_EQ(1, script.count("SQLCancel"));
+
+  EXPECT_SQL(SQL_SUCCESS, stmt, rows.fetch(SQL_FETCH_FIRST));
+  EXPECT_EQ(rowTexts(1, 2), rows.text());
+}
+
 // Asynchronous calls that are cancelled between two polls.
-TEST_F(Cancelling, EndsWhatIsStillExecuting) {
+TEST_F(ThreadsCancel, EndsWhatIsStillExecuting) {
   OdbcStatement stmt(connection);
   stmt.makeScrollable();
   Rowset rows(stmt, 2);

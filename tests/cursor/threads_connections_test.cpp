@@ -50,14 +50,14 @@ void inTwoThreads(const std::string& first, const std::string& second) {
   EXPECT_EQ("", outcome[1]);
 }
 
-TEST(TwoThreads, ScrollOverOneScriptedDriver) {
+TEST(ThreadsOfTwoConnections, ScrollOverOneScriptedDriver) {
   DriverScript script;
   script.answers["select"] = scriptedRows(COUNT);
   const ScriptedDriver driver(ScriptedVariant::Odbc3, script);
   inTwoThreads(driver.connectionString(), driver.connectionString());
 }
 
-TEST(TwoThreads, ScrollOverTwoDrivers) {
+TEST(ThreadsOfTwoConnections, ScrollOverTwoDrivers) {
   DriverScript script;
   script.answers["select"] = scriptedRows(COUNT);
   const ScriptedDriver two(ScriptedVariant::Odbc2, script);

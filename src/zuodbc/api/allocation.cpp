@@ -26,7 +26,7 @@ SQLRETURN allocateConnection(DMEnv& env, SQLHANDLE* out) {
     delete conn;
     return failForMemory(env);
   }
-  std::lock_guard guard(env.state->lock);
+  const std::lock_guard guard(env.state->lock);
   try {
     env.state->connections.push_back(conn);
   } catch (const std::bad_alloc&) {
@@ -40,7 +40,7 @@ SQLRETURN allocateConnection(DMEnv& env, SQLHANDLE* out) {
 // The driver's handle for a new statement or descriptor, asked on the connection.
 SQLRETURN allocateInDriver(DMConn& conn, SQLSMALLINT type, Api api, SQLHANDLE* driverHandle) {
   auto work = [&](DMConn& conn, const DMDriverFunctions& driver) -> SQLRETURN {
-    if (driver.SQLAllocHandle) return driver.SQLAllocHandle(type, conn.driverHandle, driverHandle);
+    if (driver.SQLAllocHandle) return ask(driver.SQLAllocHandle, type, conn.driverHandle, driverHandle);
     if (type == SQL_HANDLE_STMT) return ask(driver.SQLAllocStmt, conn.driverHandle, driverHandle);
     return driverLacksFunction;
   };
@@ -48,147 +48,186 @@ SQLRETURN allocateInDriver(DMConn& conn, SQLSMALLINT type, Api api, SQLHANDLE* d
 }
 
 SQLRETURN allocateStatement(DMConn& conn, Api api, bool ofCursorLibrary, SQLHANDLE* out) {
-  DMStmt* stmt = makeStatement(conn);
+  DMStmt* stmt = makeStatement(conn, ofCursorLibrary);
   if (!stmt) return failForMemory(conn);
-  SQLRETURN rc = allocateInDriver(conn, SQL_HANDLE_STMT, api, &stmt->driverHandle);
+  const SQLRETURN rc = allocateInDriver(conn, SQL_HANDLE_STMT, api, &stmt->driverHandle);
   if (!SQL_SUCCEEDED(rc)) {
     retireStatement(stmt);
     return rc;
   }
-  stmt->ofCursorLibrary = ofCursorLibrary;
   *out = stmt;
   return rc;
 }
 
 SQLRETURN allocateDescriptor(DMConn& conn, Api api, bool ofCursorLibrary, SQLHANDLE* out) {
-  DMDesc* desc = makeDescriptor(conn);
+  DMDesc* desc = makeDescriptor(conn, ofCursorLibrary);
   if (!desc) return failForMemory(conn);
-  SQLRETURN rc = allocateInDriver(conn, SQL_HANDLE_DESC, api, &desc->driverHandle);
+  const SQLRETURN rc = allocateInDriver(conn, SQL_HANDLE_DESC, api, &desc->driverHandle);
   if (!SQL_SUCCEEDED(rc)) {
     retireDescriptor(desc);
     return rc;
   }
-  desc->state->ofCursorLibrary = ofCursorLibrary;
   *out = desc;
   return rc;
 }
 
 // A statement or a descriptor. What the cursor library allocates under its mark is its own.
 SQLRETURN allocateOnConnection(SQLSMALLINT type, SQLHANDLE input, Api api, SQLHANDLE* out) {
-  auto allocate = type == SQL_HANDLE_STMT ? allocateStatement : allocateDescriptor;
-  auto* marked = static_cast<DMConn*>(input);
-  if (isMarked(marked)) {
-    return guardRoad(*marked, [&] { return allocate(*marked, api, true, out); });
+  const auto allocate = type == SQL_HANDLE_STMT ? allocateStatement : allocateDescriptor;
+  auto* conn = static_cast<DMConn*>(input);
+  if (isMarked(conn)) {
+    return guardCall(*conn, [&] { return allocate(*conn, api, true, out); });
   }
-  return callOwn(findConnection(input), api, [&](DMConn& conn) -> SQLRETURN {
-    if (!out) return fail(conn, "HY009");
+  return callOwn(conn, api, [&](DMConn& entered) -> SQLRETURN {
+    if (!out) return fail(entered, "HY009");
     *out = nullptr;
-    if (!requireConnected(conn)) return SQL_ERROR;
-    return allocate(conn, api, false, out);
+    if (!requireConnected(entered)) return SQL_ERROR;
+    return allocate(entered, api, false, out);
   });
 }
 
-SQLRETURN freeEnvironment(DMEnv* env, Api api) {
+SQLRETURN freeEnvironment(SQLHENV handle) {
+  Entered<DMEnv> env(handle);
   if (!env) return SQL_INVALID_HANDLE;
-  beginCall(*env, api);
+  beginCall(*env);
   std::unique_lock guard(env->state->lock);
   if (!env->state->connections.empty()) return endCall(*env, nullptr, fail(*env, "HY010"));
   guard.unlock();
-  delete env;
+  delete env.takeOut();
   return SQL_SUCCESS;
 }
 
-SQLRETURN freeConnection(DMConn* conn, Api api) {
+SQLRETURN freeConnection(SQLHDBC handle) {
+  Entered<DMConn> conn(handle);
   if (!conn) return SQL_INVALID_HANDLE;
-  beginCall(*conn, api);
-  if (conn->state->connected || conn->state->browsing) return endCall(*conn, conn, fail(*conn, "HY010"));
+  beginCall(*conn);
+  if (conn->state->connected || conn->state->browsing) return endCall(*conn, &*conn, fail(*conn, "HY010"));
   {
-    std::lock_guard guard(conn->env->state->lock);
-    auto& list = conn->env->state->connections;
-    std::erase(list, conn);
+    const std::lock_guard guard(conn->env->state->lock);
+    std::erase(conn->env->state->connections, &*conn);
   }
-  delete conn;
+  delete conn.takeOut();
   return SQL_SUCCESS;
 }
 
-// The driver's side of a statement; what is gone already counts as freed.
-SQLRETURN freeStatementInDriver(DMStmt& stmt, Api api) {
+// Takes the driver's handle away from a cancel in another thread, which may be about to use it.
+void* takeDriverHandle(DMStmt& stmt) {
+  const std::lock_guard lock(stmt.state->cancelLock);
+  return std::exchange(stmt.driverHandle, nullptr);
+}
+
+// The driver's side of a statement; what is gone already counts as freed. A handle that the driver has freed
+// is not asked for diagnostics, whatever its code.
+SQLRETURN freeStatementInDriver(DMStmt& stmt) {
   if (!stmt.driverHandle) return SQL_SUCCESS;
   auto work = [](DMStmt& stmt, const DMDriverFunctions& driver) -> SQLRETURN {
-    if (driver.SQLFreeHandle) return driver.SQLFreeHandle(SQL_HANDLE_STMT, stmt.driverHandle);
-    return ask(driver.SQLFreeStmt, stmt.driverHandle, static_cast<SQLUSMALLINT>(SQL_DROP));
+    void* const handle = takeDriverHandle(stmt);
+    const SQLRETURN rc = driver.SQLFreeHandle
+                             ? ask(driver.SQLFreeHandle, static_cast<SQLSMALLINT>(SQL_HANDLE_STMT), handle)
+                             : ask(driver.SQLFreeStmt, handle, static_cast<SQLUSMALLINT>(SQL_DROP));
+    if (!SQL_SUCCEEDED(rc)) stmt.driverHandle = handle;
+    return rc;
   };
-  SQLRETURN rc = askDriver(stmt, *stmt.conn->driverFunctions, api, work);
-  if (SQL_SUCCEEDED(rc)) stmt.driverHandle = nullptr;
-  return rc;
+  return askDriver(stmt, *stmt.conn->driverFunctions, Api::FreeHandle, work);
 }
 
 SQLRETURN freeDescriptorInDriver(DMDesc& desc) {
   if (!desc.driverHandle) return SQL_SUCCESS;
   auto work = [](DMDesc& desc, const DMDriverFunctions& driver) {
-    return ask(driver.SQLFreeHandle, static_cast<SQLSMALLINT>(SQL_HANDLE_DESC), desc.driverHandle);
+    void* const handle = std::exchange(desc.driverHandle, nullptr);
+    const SQLRETURN rc = ask(driver.SQLFreeHandle, static_cast<SQLSMALLINT>(SQL_HANDLE_DESC), handle);
+    if (!SQL_SUCCEEDED(rc)) desc.driverHandle = handle;
+    return rc;
   };
-  SQLRETURN rc = askDriver(desc, *desc.conn->driverFunctions, Api::FreeHandle, work);
-  if (SQL_SUCCEEDED(rc)) desc.driverHandle = nullptr;
+  return askDriver(desc, *desc.conn->driverFunctions, Api::FreeHandle, work);
+}
+
+// Has the driver use `desc` for rows or parameters of a statement, or the statement's own descriptor if null.
+void useInDriver(DMStmt& stmt, SQLINTEGER attribute, SQLHDESC desc) {
+  const DMDriverFunctions& driver = *stmt.conn->driverFunctions;
+  if (!driver.SQLSetStmtAttr || !stmt.driverHandle) return;
+  stmt.lock();
+  guardQuietly([&] { return driver.SQLSetStmtAttr(stmt.driverHandle, attribute, desc, SQL_IS_POINTER); });
+  stmt.unlock();
+}
+
+// Frees the driver's side of an application's descriptor. First the driver has the statements that use it go
+// back to their own, or it would keep the address of what is freed.
+SQLRETURN freeUsedDescriptor(DMDesc& desc) {
+  const DMStmtList statements(desc.conn);
+  const auto use = [&](SQLHDESC inDriver) {
+    for (DMStmt* stmt : statements) {
+      if (stmt->ard == &desc) useInDriver(*stmt, SQL_ATTR_APP_ROW_DESC, inDriver);
+      if (stmt->apd == &desc) useInDriver(*stmt, SQL_ATTR_APP_PARAM_DESC, inDriver);
+    }
+  };
+  use(SQL_NULL_HDESC);
+  const SQLRETURN rc = freeDescriptorInDriver(desc);
+  if (!SQL_SUCCEEDED(rc)) use(desc.driverHandle);
   return rc;
+}
+
+SQLRETURN dropMarkedDescriptor(DMDesc& desc) {
+  return guardCall(desc, [&]() -> SQLRETURN {
+    const SQLRETURN rc = freeUsedDescriptor(desc);
+    if (SQL_SUCCEEDED(rc) && desc.state->ofCursorLibrary) retireDescriptor(&desc);
+    return rc;
+  });
 }
 
 SQLRETURN dropDescriptor(SQLHDESC handle) {
   auto* marked = static_cast<DMDesc*>(handle);
-  if (isMarked(marked)) {
-    return guardRoad(*marked, [&]() -> SQLRETURN {
-      SQLRETURN rc = freeDescriptorInDriver(*marked);
-      if (SQL_SUCCEEDED(rc) && marked->state->ofCursorLibrary) retireDescriptor(marked);
-      return rc;
-    });
-  }
-  DMDesc* desc = findDescriptor(handle);
+  if (isMarked(marked)) return dropMarkedDescriptor(*marked);
+  Entered<DMDesc> desc(handle);
   if (!desc) return SQL_INVALID_HANDLE;
-  DMConn* conn = desc->conn;
-  beginCall(*desc, Api::FreeHandle);
-  SQLRETURN rc = guardRoad(*desc, [&]() -> SQLRETURN {
+  DMConn* const conn = desc->conn;
+  beginCall(*desc);
+  const SQLRETURN rc = guardCall(*desc, [&]() -> SQLRETURN {
     if (!desc->isExplicit()) return fail(*desc, "HY017");
     const CursorLibrary* library = conn->state->cursorLibrary;
-    // One that the cursor library made for itself goes here and now, not a second time on its way back.
-    const bool own = desc->state->ofCursorLibrary;
-    return library && !own ? library->CLFreeHandle(SQL_HANDLE_DESC, desc) : freeDescriptorInDriver(*desc);
+    if (!library) {
+      const EnteredStatements users(*conn, &*desc);
+      return freeUsedDescriptor(*desc);
+    }
+    // What the cursor library has allocated for itself it frees here, inside its call on the statement.
+    if (desc->state->ofCursorLibrary) return freeUsedDescriptor(*desc);
+    const EnteredStatements users(*conn, &*desc);
+    const InLibrary inLibrary(nullptr);
+    return library->CLFreeHandle(SQL_HANDLE_DESC, &*desc);
   });
   if (!SQL_SUCCEEDED(rc)) return endCall(*desc, conn, rc);
-  retireDescriptor(desc);
+  retireDescriptor(desc.takeOut());
   return endCall(*conn, conn, rc);
 }
 
-}  // namespace
-
-namespace dm {
-
-SQLRETURN dropStatement(SQLHSTMT handle, Api api) {
+SQLRETURN dropStatement(SQLHSTMT handle) {
   auto* marked = static_cast<DMStmt*>(handle);
   if (isMarked(marked)) {
-    return guardRoad(*marked, [&]() -> SQLRETURN {
-      SQLRETURN rc = freeStatementInDriver(*marked, api);
+    return guardCall(*marked, [&]() -> SQLRETURN {
+      const SQLRETURN rc = freeStatementInDriver(*marked);
       if (SQL_SUCCEEDED(rc) && marked->ofCursorLibrary) retireStatement(marked);
       return rc;
     });
   }
-  DMStmt* stmt = findStatement(handle);
+  Entered<DMStmt> stmt(handle);
   if (!stmt) return SQL_INVALID_HANDLE;
-  DMConn* conn = stmt->conn;
-  beginCall(*stmt, api);
-  SQLRETURN rc = guardRoad(*stmt, [&]() -> SQLRETURN {
+  DMConn* const conn = stmt->conn;
+  beginCall(*stmt);
+  const SQLRETURN rc = guardCall(*stmt, [&]() -> SQLRETURN {
+    const CallScope scope(*stmt, Api::FreeHandle);
     if (sequencePending(*stmt)) return fail(*stmt, "HY010");
-    const CursorLibrary* library = stmt->ofCursorLibrary ? nullptr : conn->state->cursorLibrary;
-    if (!library) return freeStatementInDriver(*stmt, api);
-    return api == Api::FreeStmt ? library->CLFreeStmt(stmt, SQL_DROP)
-                                : library->CLFreeHandle(SQL_HANDLE_STMT, stmt);
+    const CursorLibrary* library = libraryOf(*stmt);
+    if (!library) return freeStatementInDriver(*stmt);
+    const InLibrary inLibrary(&*stmt);
+    return library->CLFreeHandle(SQL_HANDLE_STMT, &*stmt);
   });
   if (!SQL_SUCCEEDED(rc)) return endCall(*stmt, conn, rc);
-  retireStatement(stmt);
-  reapReleased(*conn, false);
+  retireStatement(stmt.takeOut());
+  if (!isInLibrary()) reapReleased(*conn, false);
   return rc;
 }
 
-}  // namespace dm
+}  // namespace
 
 extern "C" {
 
@@ -204,8 +243,8 @@ ZU_API SQLRETURN SQL_API SQLAllocHandle(SQLSMALLINT type, SQLHANDLE input, SQLHA
     case SQL_HANDLE_STMT:
     case SQL_HANDLE_DESC: return allocateOnConnection(type, input, Api::AllocHandle, out);
     default: {
-      DMHandle* handle = findAnyHandle(input);
-      return callOwn(handle, Api::AllocHandle, [](DMHandle& any) { return fail(any, "HY092"); });
+      return callOwn(static_cast<DMHandle*>(input), Api::AllocHandle,
+                     [](DMHandle& any) { return fail(any, "HY092"); });
     }
   }
 }
@@ -224,18 +263,14 @@ ZU_API SQLRETURN SQL_API SQLAllocStmt(SQLHDBC conn, SQLHSTMT* out) {
 
 ZU_API SQLRETURN SQL_API SQLFreeHandle(SQLSMALLINT type, SQLHANDLE handle) {
   switch (type) {
-    case SQL_HANDLE_ENV: return freeEnvironment(findEnvironment(handle), Api::FreeHandle);
-    case SQL_HANDLE_DBC: return freeConnection(findConnection(handle), Api::FreeHandle);
-    case SQL_HANDLE_STMT: return dropStatement(handle, Api::FreeHandle);
+    case SQL_HANDLE_ENV: return freeEnvironment(handle);
+    case SQL_HANDLE_DBC: return freeConnection(handle);
+    case SQL_HANDLE_STMT: return dropStatement(handle);
     case SQL_HANDLE_DESC: return dropDescriptor(handle);
     default: return SQL_INVALID_HANDLE;
   }
 }
 
-ZU_API SQLRETURN SQL_API SQLFreeEnv(SQLHENV env) {
-  return freeEnvironment(findEnvironment(env), Api::FreeEnv);
-}
-ZU_API SQLRETURN SQL_API SQLFreeConnect(SQLHDBC conn) {
-  return freeConnection(findConnection(conn), Api::FreeConnect);
-}
+ZU_API SQLRETURN SQL_API SQLFreeEnv(SQLHENV env) { return freeEnvironment(env); }
+ZU_API SQLRETURN SQL_API SQLFreeConnect(SQLHDBC conn) { return freeConnection(conn); }
 }

@@ -2,6 +2,8 @@
 
 #include <initializer_list>
 
+#include "zuodbc/call/arguments.h"
+#include "zuodbc/call/entry.h"
 #include "zuodbc/driver/bridge.h"
 
 using namespace dm;
@@ -29,7 +31,7 @@ const char* checkNames(std::initializer_list<Name> names) {
 template <class Function, class... Arguments>
 SQLRETURN callCatalog(SQLHSTMT handle, Api api, const char* wrong, Function DMDriverFunctions::*function,
                       Arguments... arguments) {
-  return callChecked(
+  return callStatement(
       handle, api, [wrong](DMStmt&) { return wrong; }, noCursorLibrary,
       [&](DMStmt& stmt, const DMDriverFunctions& driver) {
         return ask(driver.*function, stmt.driverHandle, arguments...);
@@ -55,7 +57,7 @@ extern "C" {
 
 ZU_API SQLRETURN SQL_API SQLGetTypeInfo(SQLHSTMT handle, SQLSMALLINT type) {
   return callStatement(
-      handle, Api::GetTypeInfo, noCursorLibrary, [&](DMStmt& stmt, const DMDriverFunctions& driver) {
+      handle, Api::GetTypeInfo, noCheck, noCursorLibrary, [&](DMStmt& stmt, const DMDriverFunctions& driver) {
         return ask(driver.SQLGetTypeInfo, stmt.driverHandle, typeForTypeInfo(*stmt.conn, type));
       });
 }

@@ -2,10 +2,11 @@
 // fields, and the bindings that the cursor library keeps, in the same order.
 
 #include <cstdlib>
+#include <functional>
 #include <memory>
 
 #include "zuodbc/bindinfo.h"
-#include "zuodbc/call/statementcall.h"
+#include "zuodbc/call/entry.h"
 #include "zuodbc/dmservices.h"
 
 using namespace dm;
@@ -47,32 +48,42 @@ Bindings copyBindings(const BindInfo* first) {
 const char* checkCopy(const DMDesc& source, const DMDesc& target) {
   if (target.flags & DM_DESC_IRD) return "HY016";
   const DMStmt* stmt = source.ownerStmt;
-  bool described =
+  const bool described =
       !(source.flags & DM_DESC_IRD) || !stmt || stmt->flags & (DM_STMT_PREPARED | DM_STMT_EXECUTED);
   if (!described) return "HY007";
   // Another driver could not make sense of this one's descriptor.
-  auto copierOf = [](const DMDesc& desc) { return desc.conn->driverFunctions->SQLCopyDesc; };
+  const auto copierOf = [](const DMDesc& desc) { return desc.conn->driverFunctions->SQLCopyDesc; };
   if (copierOf(source) != copierOf(target)) return "HYC00";
   return sequenceBegin(const_cast<DMDesc&>(source));
 }
 
-constexpr unsigned short kBindingFixed = 316;  // a number of the cursor library's catalog
+// Message 316 of the cursor library.
+constexpr unsigned short kBindingFixed = 316;
 
-// True if a cursor reads the target's records, or has bound the source's driver side to its own buffers. The
-// cursor library itself copies to descriptors of its own.
-bool isFixedByCursor(const DMDesc& source, const DMDesc& target) {
-  if (target.state->ofCursorLibrary) return false;
-  for (const DMStmt* stmt : DMStmtList(target.conn)) {
-    const bool reads = stmt->savedArd == &target || (stmt->ard == &target && stmt->cursor);
-    if (reads || (stmt->ard == &source && stmt->cursor)) return true;
+// While a cursor lives its columns point to the records of the row descriptor, which may then not be copied
+// onto; and the driver's side of one that the cursor has bound holds the cursor's own buffers, which nobody
+// else may get.
+bool isCursorsDescriptor(const DMDesc& desc, bool asTarget) {
+  for (DMStmt* stmt : DMStmtList(desc.conn)) {
+    if ((stmt->ard == &desc && stmt->cursor) || (asTarget && stmt->savedArd == &desc)) return true;
   }
   return false;
 }
 
+SQLRETURN refuseForCursor(DMDesc& target) {
+  PostODBCError(DM_COMPONENT_CURSOR_LIBRARY, &target, kBindingFixed, -1);
+  return refusedHere;
+}
+
 SQLRETURN copyDescriptor(DMDesc& source, DMDesc& target, const DMDriverFunctions& driver) {
+  // The cursor library itself copies to descriptors of its own, before its cursor binds the driver.
+  const bool isOwn = target.state->ofCursorLibrary;
+  if (!isOwn && (isCursorsDescriptor(source, false) || isCursorsDescriptor(target, true)))
+    return refuseForCursor(target);
   if (!driver.SQLCopyDesc || !haveDriverDescriptor(source)) return driverLacksFunction;
+  completeDescriptor(source);
   Bindings bindings = copyBindings(source.bindList);
-  SQLRETURN rc = driver.SQLCopyDesc(source.driverHandle, target.driverHandle);
+  const SQLRETURN rc = ask(driver.SQLCopyDesc, source.driverHandle, target.driverHandle);
   if (!SQL_SUCCEEDED(rc)) return rc;
   target.arraySize = source.arraySize;
   target.rowsProcessedPtr = source.rowsProcessedPtr;
@@ -85,27 +96,31 @@ SQLRETURN copyDescriptor(DMDesc& source, DMDesc& target, const DMDriverFunctions
   return rc;
 }
 
+// Explicit descriptors are entered before statements, and each kind by rising address.
+bool comesFirst(const DMDesc& a, const DMDesc& b) {
+  if (!a.ownerStmt != !b.ownerStmt) return !a.ownerStmt;
+  return a.ownerStmt ? std::less<>()(a.ownerStmt, b.ownerStmt) : std::less<>()(&a, &b);
+}
+
 }  // namespace
 
 extern "C" {
 
 ZU_API SQLRETURN SQL_API SQLCopyDesc(SQLHDESC sourceHandle, SQLHDESC targetHandle) {
-  DMDesc* source = findDescriptor(sourceHandle);
-  DMDesc* target = findDescriptor(targetHandle);
+  const Pinned<DMDesc> source(sourceHandle);
+  const Pinned<DMDesc> target(targetHandle);
   if (!source || !target) return SQL_INVALID_HANDLE;
-  if (source == target) return callOwn(target, Api::CopyDesc, [](DMDesc&) { return SQLRETURN(SQL_SUCCESS); });
-  if (const char* wrong = checkCopy(*source, *target)) {
-    return callOwn(target, Api::CopyDesc, [wrong](DMDesc& refused) { return fail(refused, wrong); });
-  }
-  if (isFixedByCursor(*source, *target)) {
-    return callOwn(target, Api::CopyDesc, [](DMDesc& refused) {
-      PostODBCError(DM_COMPONENT_CURSOR_LIBRARY, &refused, kBindingFixed, -1);
-      return SQLRETURN(SQL_ERROR);
-    });
-  }
+  const bool sourceFirst = comesFirst(*source, *target);
+  const Entered<DMDesc> first(sourceFirst ? sourceHandle : targetHandle);
+  const Entered<DMDesc> second(sourceFirst ? targetHandle : sourceHandle);
+  if (!first || !second) return SQL_INVALID_HANDLE;
   return callDescriptor(
-      targetHandle, Api::CopyDesc, noCursorLibrary,
-      [&](DMDesc& to, const DMDriverFunctions& driver) { return copyDescriptor(*source, to, driver); });
+      targetHandle, Api::CopyDesc,
+      [&](DMDesc& to) { return &*source == &to ? nullptr : checkCopy(*source, to); }, noCursorLibrary,
+      [&](DMDesc& to, const DMDriverFunctions& driver) {
+        if (&*source == &to) return SQLRETURN(SQL_SUCCESS);
+        return copyDescriptor(*source, to, driver);
+      });
 }
 
 }  // extern "C"

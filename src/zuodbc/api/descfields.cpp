@@ -6,61 +6,62 @@
 #include <algorithm>
 #include <iterator>
 
-#include "zuodbc/call/statementcall.h"
+#include "zuodbc/call/arguments.h"
+#include "zuodbc/call/entry.h"
 
 using namespace dm;
 
 namespace {
 
 // Every field of the standard, and a driver's own from 1200 on.
-constexpr SQLSMALLINT FIELDS[] = {SQL_DESC_CONCISE_TYPE,
-                                  SQL_DESC_DISPLAY_SIZE,
-                                  SQL_DESC_UNSIGNED,
-                                  SQL_DESC_FIXED_PREC_SCALE,
-                                  SQL_DESC_UPDATABLE,
-                                  SQL_DESC_AUTO_UNIQUE_VALUE,
-                                  SQL_DESC_CASE_SENSITIVE,
-                                  SQL_DESC_SEARCHABLE,
-                                  SQL_DESC_TYPE_NAME,
-                                  SQL_DESC_TABLE_NAME,
-                                  SQL_DESC_SCHEMA_NAME,
-                                  SQL_DESC_CATALOG_NAME,
-                                  SQL_DESC_LABEL,
-                                  SQL_DESC_ARRAY_SIZE,
-                                  SQL_DESC_ARRAY_STATUS_PTR,
-                                  SQL_DESC_BASE_COLUMN_NAME,
-                                  SQL_DESC_BASE_TABLE_NAME,
-                                  SQL_DESC_BIND_OFFSET_PTR,
-                                  SQL_DESC_BIND_TYPE,
-                                  SQL_DESC_DATETIME_INTERVAL_PRECISION,
-                                  SQL_DESC_LITERAL_PREFIX,
-                                  SQL_DESC_LITERAL_SUFFIX,
-                                  SQL_DESC_LOCAL_TYPE_NAME,
-                                  SQL_DESC_MAXIMUM_SCALE,
-                                  SQL_DESC_MINIMUM_SCALE,
-                                  SQL_DESC_NUM_PREC_RADIX,
-                                  SQL_DESC_PARAMETER_TYPE,
-                                  SQL_DESC_ROWS_PROCESSED_PTR,
-                                  SQL_DESC_ROWVER,
-                                  SQL_DESC_COUNT,
-                                  SQL_DESC_TYPE,
-                                  SQL_DESC_LENGTH,
-                                  SQL_DESC_OCTET_LENGTH_PTR,
-                                  SQL_DESC_PRECISION,
-                                  SQL_DESC_SCALE,
-                                  SQL_DESC_DATETIME_INTERVAL_CODE,
-                                  SQL_DESC_NULLABLE,
-                                  SQL_DESC_INDICATOR_PTR,
-                                  SQL_DESC_DATA_PTR,
-                                  SQL_DESC_NAME,
-                                  SQL_DESC_UNNAMED,
-                                  SQL_DESC_OCTET_LENGTH,
-                                  SQL_DESC_ALLOC_TYPE};
-constexpr SQLSMALLINT FIRST_DRIVER_FIELD = 1200;
+constexpr SQLSMALLINT kFields[] = {SQL_DESC_CONCISE_TYPE,
+                                   SQL_DESC_DISPLAY_SIZE,
+                                   SQL_DESC_UNSIGNED,
+                                   SQL_DESC_FIXED_PREC_SCALE,
+                                   SQL_DESC_UPDATABLE,
+                                   SQL_DESC_AUTO_UNIQUE_VALUE,
+                                   SQL_DESC_CASE_SENSITIVE,
+                                   SQL_DESC_SEARCHABLE,
+                                   SQL_DESC_TYPE_NAME,
+                                   SQL_DESC_TABLE_NAME,
+                                   SQL_DESC_SCHEMA_NAME,
+                                   SQL_DESC_CATALOG_NAME,
+                                   SQL_DESC_LABEL,
+                                   SQL_DESC_ARRAY_SIZE,
+                                   SQL_DESC_ARRAY_STATUS_PTR,
+                                   SQL_DESC_BASE_COLUMN_NAME,
+                                   SQL_DESC_BASE_TABLE_NAME,
+                                   SQL_DESC_BIND_OFFSET_PTR,
+                                   SQL_DESC_BIND_TYPE,
+                                   SQL_DESC_DATETIME_INTERVAL_PRECISION,
+                                   SQL_DESC_LITERAL_PREFIX,
+                                   SQL_DESC_LITERAL_SUFFIX,
+                                   SQL_DESC_LOCAL_TYPE_NAME,
+                                   SQL_DESC_MAXIMUM_SCALE,
+                                   SQL_DESC_MINIMUM_SCALE,
+                                   SQL_DESC_NUM_PREC_RADIX,
+                                   SQL_DESC_PARAMETER_TYPE,
+                                   SQL_DESC_ROWS_PROCESSED_PTR,
+                                   SQL_DESC_ROWVER,
+                                   SQL_DESC_COUNT,
+                                   SQL_DESC_TYPE,
+                                   SQL_DESC_LENGTH,
+                                   SQL_DESC_OCTET_LENGTH_PTR,
+                                   SQL_DESC_PRECISION,
+                                   SQL_DESC_SCALE,
+                                   SQL_DESC_DATETIME_INTERVAL_CODE,
+                                   SQL_DESC_NULLABLE,
+                                   SQL_DESC_INDICATOR_PTR,
+                                   SQL_DESC_DATA_PTR,
+                                   SQL_DESC_NAME,
+                                   SQL_DESC_UNNAMED,
+                                   SQL_DESC_OCTET_LENGTH,
+                                   SQL_DESC_ALLOC_TYPE};
+constexpr SQLSMALLINT kFirstDriverField = 1200;
 
 bool isField(SQLSMALLINT field) {
-  return field >= FIRST_DRIVER_FIELD ||
-         std::find(std::begin(FIELDS), std::end(FIELDS), field) != std::end(FIELDS);
+  return field >= kFirstDriverField ||
+         std::find(std::begin(kFields), std::end(kFields), field) != std::end(kFields);
 }
 
 bool isRowImplementation(const DMDesc& desc) { return (desc.flags & DM_DESC_IRD) != 0; }
@@ -90,8 +91,8 @@ bool isHeaderField(SQLSMALLINT field) {
   }
 }
 
-// What an implementation row descriptor describes is not there before the statement is prepared. The
-// cursor library has errors of its own for that.
+// An implementation row descriptor describes nothing before the statement is prepared. The cursor library has
+// errors of its own for that.
 const char* checkDescribed(const DMDesc& desc) {
   const DMStmt* stmt = desc.ownerStmt;
   if (!isRowImplementation(desc) || !stmt || desc.conn->state->cursorLibrary) return nullptr;
@@ -115,27 +116,13 @@ void keepField(DMDesc& desc, SQLSMALLINT field, SQLPOINTER value) {
   }
 }
 
-// callDescriptor with a check in front, which answers an SQLSTATE or null.
-template <class Check, class ClWork, class DriverWork>
-SQLRETURN callCheckedDescriptor(SQLHDESC handle, Api api, Check&& check, ClWork&& clWork,
-                                DriverWork&& driverWork) {
-  if (!isMarked(static_cast<DMDesc*>(handle))) {
-    if (DMDesc* desc = findDescriptor(handle)) {
-      if (const char* wrong = check(*desc)) {
-        return callOwn(desc, api, [wrong](DMDesc& refused) { return fail(refused, wrong); });
-      }
-    }
-  }
-  return callDescriptor(handle, api, clWork, driverWork);
-}
-
 }  // namespace
 
 extern "C" {
 
 ZU_API SQLRETURN SQL_API SQLSetDescField(SQLHDESC handle, SQLSMALLINT record, SQLSMALLINT field,
                                          SQLPOINTER value, SQLINTEGER length) {
-  return callCheckedDescriptor(
+  return callDescriptor(
       handle, Api::SetDescField, [&](DMDesc& desc) { return checkSetField(desc, record, field); },
       [&](DMDesc& desc, const CursorLibrary& library) {
         return library.CLSetDescField(&desc, record, field, value, length);
@@ -149,7 +136,7 @@ ZU_API SQLRETURN SQL_API SQLSetDescField(SQLHDESC handle, SQLSMALLINT record, SQ
 
 ZU_API SQLRETURN SQL_API SQLGetDescField(SQLHDESC handle, SQLSMALLINT record, SQLSMALLINT field,
                                          SQLPOINTER value, SQLINTEGER length, SQLINTEGER* lengthPtr) {
-  return callCheckedDescriptor(
+  return callDescriptor(
       handle, Api::GetDescField, [&](DMDesc& desc) { return checkGetField(desc, record, field); },
       [&](DMDesc& desc, const CursorLibrary& library) {
         return library.CLGetDescField(&desc, record, field, value, length, lengthPtr);
@@ -167,7 +154,7 @@ ZU_API SQLRETURN SQL_API SQLSetDescRec(SQLHDESC handle, SQLSMALLINT record, SQLS
     if (record < 0) return "07009";
     return isRowImplementation(desc) ? "HY016" : nullptr;
   };
-  return callCheckedDescriptor(
+  return callDescriptor(
       handle, Api::SetDescRec, check,
       [&](DMDesc& desc, const CursorLibrary& library) {
         return library.CLSetDescRec(&desc, record, type, subType, length, precision, scale, data, lengthPtr,
@@ -188,7 +175,7 @@ ZU_API SQLRETURN SQL_API SQLGetDescRec(SQLHDESC handle, SQLSMALLINT record, SQLC
     if (nameSize < 0) return "HY090";
     return checkDescribed(desc);
   };
-  return callCheckedDescriptor(
+  return callDescriptor(
       handle, Api::GetDescRec, check,
       [&](DMDesc& desc, const CursorLibrary& library) {
         return library.CLGetDescRec(&desc, record, name, nameSize, nameLengthPtr, typePtr, subTypePtr,

@@ -1,5 +1,5 @@
-// SQLGetDiagRec, SQLGetDiagField and SQLError. They read queues and leave them alone, but for SQLError,
-// which takes away what it has told.
+// SQLGetDiagRec, SQLGetDiagField and SQLError. They read queues and leave them alone, except that SQLError
+// removes the record that it returns. None enters its handle: a call of another thread may be under way.
 
 #include <cstring>
 
@@ -12,11 +12,11 @@ using namespace dm;
 
 namespace {
 
-constexpr std::string_view isoOrigin = "ISO 9075";
-constexpr std::string_view odbcOrigin = "ODBC 3.0";
+constexpr std::string_view kIsoOrigin = "ISO 9075";
+constexpr std::string_view kOdbcOrigin = "ODBC 3.0";
 
 // States of ODBC's own within classes of the ISO standard, by rising order.
-constexpr const char* odbcSubclasses[] = {
+constexpr const char* kOdbcSubclasses[] = {
     "01S00", "01S01", "01S02", "01S06", "01S07", "07S01", "08S01", "21S01", "21S02", "25S01", "25S02",
     "25S03", "42S01", "42S02", "42S11", "42S12", "42S21", "42S22", "HY095", "HY097", "HY098", "HY099",
     "HY100", "HY101", "HY105", "HY107", "HY109", "HY110", "HY111", "HYT00", "HYT01", "IM001", "IM002",
@@ -24,14 +24,14 @@ constexpr const char* odbcSubclasses[] = {
 };
 
 std::string_view subclassOrigin(const char* sqlstate) {
-  for (const char* own : odbcSubclasses) {
-    if (std::strcmp(own, sqlstate) == 0) return odbcOrigin;
+  for (const char* own : kOdbcSubclasses) {
+    if (std::strcmp(own, sqlstate) == 0) return kOdbcOrigin;
   }
-  return isoOrigin;
+  return kIsoOrigin;
 }
 
 std::string_view classOrigin(const char* sqlstate) {
-  return std::strncmp(sqlstate, "IM", 2) == 0 ? odbcOrigin : isoOrigin;
+  return std::strncmp(sqlstate, "IM", 2) == 0 ? kOdbcOrigin : kIsoOrigin;
 }
 
 std::string_view textOf(const tagERRBUF& record) { return {record.text, record.textLength}; }
@@ -44,7 +44,7 @@ tagERRBUF* recordAt(DMHandle& handle, SQLSMALLINT number) {
 }
 
 SQLINTEGER countRecords(DMHandle& handle) {
-  ZuCriticalSectionHolder lock(handle.queueLock);
+  const ZuCriticalSectionHolder lock(handle.queueLock);
   SQLINTEGER count = 0;
   for (const tagERRBUF* record = handle.errorQueue; record; record = record->next) ++count;
   return count;
@@ -77,10 +77,14 @@ SQLRETURN askStatementField(DMHandle& handle, SQLSMALLINT field, SQLPOINTER valu
   const DMDriverFunctions& driver = *stmt.conn->driverFunctions;
   SQLRETURN rc = driverLacksFunction;
   stmt.lock();
-  if (stmt.driverHandle)
-    rc = ask(driver.SQLGetDiagField, SQL_HANDLE_STMT, stmt.driverHandle, 0, field, value, size, length);
+  if (stmt.driverHandle) {
+    rc = guardQuietly([&] {
+      return ask(driver.SQLGetDiagField, SQL_HANDLE_STMT, stmt.driverHandle, 0, field, value, size, length);
+    });
+  }
   if (!SQL_SUCCEEDED(rc) && stmt.driverHandle && field == SQL_DIAG_ROW_COUNT && value) {
-    rc = ask(driver.SQLRowCount, stmt.driverHandle, static_cast<SQLLEN*>(value));
+    rc =
+        guardQuietly([&] { return ask(driver.SQLRowCount, stmt.driverHandle, static_cast<SQLLEN*>(value)); });
   }
   stmt.unlock();
   if (SQL_SUCCEEDED(rc)) return rc;
@@ -95,7 +99,8 @@ SQLRETURN headerField(DMHandle& handle, SQLSMALLINT field, SQLPOINTER value, SQL
                       SQLSMALLINT* length) {
   switch (field) {
     case SQL_DIAG_NUMBER: return tellNumber<SQLINTEGER>(countRecords(handle), value);
-    case SQL_DIAG_RETURNCODE: return tellNumber<SQLRETURN>(handle.lastReturn, value);
+    case SQL_DIAG_RETURNCODE:
+      return tellNumber<SQLRETURN>(__atomic_load_n(&handle.lastReturn, __ATOMIC_RELAXED), value);
     default: return askStatementField(handle, field, value, size, length);
   }
 }
@@ -135,13 +140,6 @@ bool isHeaderField(SQLSMALLINT field) {
   }
 }
 
-// SQLError is asked of the innermost handle that is given.
-DMHandle* innermost(SQLHENV env, SQLHDBC conn, SQLHSTMT stmt) {
-  if (stmt) return findStatement(stmt);
-  if (conn) return findConnection(conn);
-  return findEnvironment(env);
-}
-
 }  // namespace
 
 extern "C" {
@@ -149,10 +147,10 @@ extern "C" {
 ZU_API SQLRETURN SQL_API SQLGetDiagRec(SQLSMALLINT type, SQLHANDLE handle, SQLSMALLINT number,
                                        SQLCHAR* sqlstate, SQLINTEGER* native, SQLCHAR* text, SQLSMALLINT size,
                                        SQLSMALLINT* length) {
-  DMHandle* owner = findHandle(type, handle);
-  if (!owner) return SQL_INVALID_HANDLE;
+  const Pinned<DMHandle> owner(handle);
+  if (!owner || owner->handleType != type) return SQL_INVALID_HANDLE;
   if (number < 1 || size < 0) return SQL_ERROR;
-  ZuCriticalSectionHolder lock(owner->queueLock);
+  const ZuCriticalSectionHolder lock(owner->queueLock);
   const tagERRBUF* record = recordAt(*owner, number);
   if (!record) return SQL_NO_DATA;
   return tellRecord(*owner, *record, sqlstate, native, text, size, length);
@@ -161,11 +159,11 @@ ZU_API SQLRETURN SQL_API SQLGetDiagRec(SQLSMALLINT type, SQLHANDLE handle, SQLSM
 ZU_API SQLRETURN SQL_API SQLGetDiagField(SQLSMALLINT type, SQLHANDLE handle, SQLSMALLINT number,
                                          SQLSMALLINT field, SQLPOINTER value, SQLSMALLINT size,
                                          SQLSMALLINT* length) {
-  DMHandle* owner = findHandle(type, handle);
-  if (!owner) return SQL_INVALID_HANDLE;
+  const Pinned<DMHandle> owner(handle);
+  if (!owner || owner->handleType != type) return SQL_INVALID_HANDLE;
   if (isHeaderField(field)) return headerField(*owner, field, value, size, length);
   if (number < 1) return SQL_ERROR;
-  ZuCriticalSectionHolder lock(owner->queueLock);
+  const ZuCriticalSectionHolder lock(owner->queueLock);
   const tagERRBUF* record = recordAt(*owner, number);
   if (!record) return SQL_NO_DATA;
   return recordField(*owner, *record, field, value, size, length);
@@ -173,19 +171,19 @@ ZU_API SQLRETURN SQL_API SQLGetDiagField(SQLSMALLINT type, SQLHANDLE handle, SQL
 
 ZU_API SQLRETURN SQL_API SQLError(SQLHENV env, SQLHDBC conn, SQLHSTMT stmt, SQLCHAR* sqlstate,
                                   SQLINTEGER* native, SQLCHAR* text, SQLSMALLINT size, SQLSMALLINT* length) {
-  DMHandle* owner = innermost(env, conn, stmt);
-  if (!owner) return SQL_INVALID_HANDLE;
+  // The innermost handle that is given.
+  const SQLSMALLINT type = stmt ? SQL_HANDLE_STMT : conn ? SQL_HANDLE_DBC : SQL_HANDLE_ENV;
+  const Pinned<DMHandle> owner(stmt ? stmt : conn ? conn : env);
+  if (!owner || owner->handleType != type) return SQL_INVALID_HANDLE;
   if (size < 0) return SQL_ERROR;
-  ZuCriticalSectionHolder lock(owner->queueLock);
-  tagERRBUF* record = owner->errorQueue;
+  const ZuCriticalSectionHolder lock(owner->queueLock);
+  tagERRBUF* record = takeFirst(*owner);
   if (!record) {
     if (sqlstate) std::memcpy(sqlstate, "00000", 6);
     copyText("", text, size, length);
     return SQL_NO_DATA;
   }
-  SQLRETURN rc = tellRecord(*owner, *record, sqlstate, native, text, size, length);
-  owner->errorQueue = record->next;
-  record->next = nullptr;
+  const SQLRETURN rc = tellRecord(*owner, *record, sqlstate, native, text, size, length);
   FreeErrorBuf(record);
   return rc;
 }

@@ -1,4 +1,4 @@
-// SQLDisconnect: the driver first; then everything that stood on the connection goes with it.
+// SQLDisconnect: the driver first, then all statements and descriptors of the connection.
 
 #include "zuodbc/call/entry.h"
 #include "zuodbc/driver/attach.h"
@@ -7,12 +7,18 @@ using namespace dm;
 
 namespace {
 
+// The option of CLFreeStmt for a statement whose driver side is gone.
+constexpr SQLUSMALLINT kDropLibrarySide = 10;
+
 // From here on no call on a statement or descriptor reaches the driver: its handles are gone with the
 // connection.
 void forgetDriverHandles(DMConn& conn) {
-  std::lock_guard guard(conn.state->lock);
+  const std::lock_guard guard(conn.state->lock);
   for (DMStmt* stmt = conn.state->firstStmt; stmt; stmt = stmt->state->next) {
-    stmt->driverHandle = nullptr;
+    {
+      const std::lock_guard cancelLock(stmt->state->cancelLock);
+      stmt->driverHandle = nullptr;
+    }
     for (DMDesc* desc : {&stmt->implicitArdStorage, &stmt->implicitApdStorage, &stmt->implicitIrdStorage,
                          &stmt->implicitIpdStorage})
       desc->driverHandle = nullptr;
@@ -29,22 +35,40 @@ DMStmt* firstWithLibraryParts(DMConn& conn) {
 // A cursor may own another statement of the connection, so the list is begun anew after each one.
 void dropLibraryParts(DMConn& conn) {
   const CursorLibrary* library = conn.state->cursorLibrary;
+  const InLibrary inLibrary(nullptr);
   while (DMStmt* stmt = library ? firstWithLibraryParts(conn) : nullptr) {
-    library->CLFreeStmt(stmt, 10);
+    library->CLFreeStmt(stmt, kDropLibrarySide);
     stmt->parser = nullptr;
     stmt->cursor = nullptr;
   }
 }
 
-void dropHandles(DMConn& conn) {
+// The next explicit descriptor, pinned, or null.
+DMDesc* pinNextDescriptor(DMConnState& state) {
+  const std::lock_guard guard(state.lock);
+  if (state.descriptors.empty()) return nullptr;
+  pin(*state.descriptors.back());
+  return state.descriptors.back();
+}
+
+// The cursor library's own statements, and the explicit descriptors. A call of another thread may just be
+// freeing such a descriptor, which then leaves the list by itself.
+void dropOtherHandles(DMConn& conn) {
   DMConnState& state = *conn.state;
   while (state.firstStmt) {
     state.firstStmt->ofCursorLibrary = 0;
     retireStatement(state.firstStmt);
   }
-  while (!state.descriptors.empty()) {
-    state.descriptors.back()->state->ofCursorLibrary = false;
-    retireDescriptor(state.descriptors.back());
+  while (DMDesc* desc = pinNextDescriptor(state)) {
+    if (!enter(*desc)) {
+      unpin(*desc);
+      continue;
+    }
+    desc->state->ofCursorLibrary = false;
+    withdraw(*desc);
+    leave(*desc);
+    awaitUnpinned(*desc, 1);
+    retireDescriptor(desc);
   }
   reapReleased(conn, true);
 }
@@ -52,17 +76,19 @@ void dropHandles(DMConn& conn) {
 }  // namespace
 
 extern "C" ZU_API SQLRETURN SQL_API SQLDisconnect(SQLHDBC handle) {
-  return callOwn(findConnection(handle), Api::Disconnect, [](DMConn& conn) -> SQLRETURN {
+  return callOwn(static_cast<DMConn*>(handle), Api::Disconnect, [](DMConn& conn) -> SQLRETURN {
     if (!conn.state->connected && !conn.state->browsing) return fail(conn, "08003");
+    EnteredStatements statements(conn);
     if (!requireNonePending(conn)) return SQL_ERROR;
     auto work = [](DMConn& conn, const DMDriverFunctions& driver) {
       return ask(driver.SQLDisconnect, conn.driverHandle);
     };
-    SQLRETURN rc = askDriver(conn, *conn.driverFunctions, Api::Disconnect, work);
+    const SQLRETURN rc = askDriver(conn, *conn.driverFunctions, Api::Disconnect, work);
     if (!SQL_SUCCEEDED(rc)) return rc;
     forgetDriverHandles(conn);
     dropLibraryParts(conn);
-    dropHandles(conn);
+    statements.retire();
+    dropOtherHandles(conn);
     detachDriver(conn);
     return rc;
   });

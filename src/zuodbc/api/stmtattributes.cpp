@@ -1,5 +1,7 @@
-// Statement attributes, and the options that ODBC 2 had in their place.
+// Statement attributes, and the options of ODBC 2.
 
+#include "zuodbc/call/arguments.h"
+#include "zuodbc/call/entry.h"
 #include "zuodbc/driver/bridge.h"
 
 using namespace dm;
@@ -39,12 +41,12 @@ const char* checkTime(DMStmt& stmt, SQLINTEGER attribute) {
 const char* checkDescriptor(const DMStmt& stmt, SQLINTEGER attribute, SQLPOINTER value) {
   if (attribute == SQL_ATTR_IMP_ROW_DESC || attribute == SQL_ATTR_IMP_PARAM_DESC) return "HY017";
   if ((attribute != SQL_ATTR_APP_ROW_DESC && attribute != SQL_ATTR_APP_PARAM_DESC) || !value) return nullptr;
-  const DMDesc* desc = findDescriptor(value);
+  const Pinned<DMDesc> desc(value);
   if (!desc || desc->conn != stmt.conn) return "HY024";
   if (desc->isExplicit()) return nullptr;
   const DMDesc* own =
       attribute == SQL_ATTR_APP_ROW_DESC ? &stmt.implicitArdStorage : &stmt.implicitApdStorage;
-  return desc == own ? nullptr : "HY017";
+  return &*desc == own ? nullptr : "HY017";
 }
 
 const char* checkSet(DMStmt& stmt, SQLINTEGER attribute, SQLPOINTER value) {
@@ -94,13 +96,21 @@ void noteSet(DMStmt& stmt, SQLINTEGER attribute, SQLPOINTER value) {
     keepStmtAttr(stmt, attribute, value);
 }
 
+// Before another descriptor takes the place of the statement's own: the driver's handle of that one can only
+// be asked for now, and what was held back belongs to it.
+SQLRETURN leaveOwnDescriptor(DMStmt& stmt, const DMDriverFunctions& driver, SQLINTEGER attribute) {
+  const bool isRow = attribute == SQL_ATTR_APP_ROW_DESC;
+  haveDriverDescriptor(isRow ? stmt.implicitArdStorage : stmt.implicitApdStorage);
+  return isRow ? bindHeldColumns(stmt, driver) : SQLRETURN(SQL_SUCCESS);
+}
+
 }  // namespace
 
 extern "C" {
 
 ZU_API SQLRETURN SQL_API SQLSetStmtAttr(SQLHSTMT handle, SQLINTEGER attribute, SQLPOINTER value,
                                         SQLINTEGER length) {
-  return callChecked(
+  return callStatement(
       handle, Api::SetStmtAttr, [&](DMStmt& stmt) { return checkSet(stmt, attribute, value); },
       [&](DMStmt& stmt, const CursorLibrary& library) {
         const SQLRETURN rc = library.CLSetStmtAttr(&stmt, attribute, value, length);
@@ -108,12 +118,16 @@ ZU_API SQLRETURN SQL_API SQLSetStmtAttr(SQLHSTMT handle, SQLINTEGER attribute, S
         return rc;
       },
       [&](DMStmt& stmt, const DMDriverFunctions& driver) {
+        if (attribute == SQL_ATTR_APP_ROW_DESC || attribute == SQL_ATTR_APP_PARAM_DESC) {
+          const SQLRETURN rc = leaveOwnDescriptor(stmt, driver, attribute);
+          if (!SQL_SUCCEEDED(rc)) return rc;
+        }
         return driverSetStmtAttr(stmt, driver, Api::SetStmtAttr, attribute, value, length);
       });
 }
 
 ZU_API SQLRETURN SQL_API SQLSetStmtOption(SQLHSTMT handle, SQLUSMALLINT option, SQLULEN value) {
-  return callChecked(
+  return callStatement(
       handle, Api::SetStmtOption, [&](DMStmt& stmt) { return checkSet(stmt, option, asPointer(value)); },
       [&](DMStmt& stmt, const CursorLibrary& library) {
         const SQLRETURN rc = library.CLSetStmtOption(&stmt, option, value);
@@ -127,7 +141,7 @@ ZU_API SQLRETURN SQL_API SQLSetStmtOption(SQLHSTMT handle, SQLUSMALLINT option, 
 
 ZU_API SQLRETURN SQL_API SQLGetStmtAttr(SQLHSTMT handle, SQLINTEGER attribute, SQLPOINTER value,
                                         SQLINTEGER length, SQLINTEGER* lengthPtr) {
-  return callChecked(
+  return callStatement(
       handle, Api::GetStmtAttr, [&](DMStmt& stmt) { return checkGet(stmt, attribute); },
       [&](DMStmt& stmt, const CursorLibrary& library) {
         return library.CLGetStmtAttr(&stmt, attribute, value, length, lengthPtr);
@@ -138,7 +152,7 @@ ZU_API SQLRETURN SQL_API SQLGetStmtAttr(SQLHSTMT handle, SQLINTEGER attribute, S
 }
 
 ZU_API SQLRETURN SQL_API SQLGetStmtOption(SQLHSTMT handle, SQLUSMALLINT option, SQLPOINTER value) {
-  return callChecked(
+  return callStatement(
       handle, Api::GetStmtOption, [&](DMStmt& stmt) { return checkGet(stmt, option); },
       [&](DMStmt& stmt, const CursorLibrary& library) {
         return library.CLGetStmtOption(&stmt, option, value);
@@ -152,7 +166,7 @@ ZU_API SQLRETURN SQL_API SQLGetStmtOption(SQLHSTMT handle, SQLUSMALLINT option, 
 
 ZU_API SQLRETURN SQL_API SQLSetScrollOptions(SQLHSTMT handle, SQLUSMALLINT concurrency, SQLLEN keyset,
                                              SQLUSMALLINT rowset) {
-  return callChecked(
+  return callStatement(
       handle, Api::SetScrollOptions,
       [&](DMStmt& stmt) { return checkScrollOptions(stmt, concurrency, keyset, rowset); },
       [&](DMStmt& stmt, const CursorLibrary& library) {

@@ -1,8 +1,8 @@
 // Cursor names.
 //
-// The name that the application sets is kept here and given to the driver as well, when the driver takes
-// it: positioned statements then work in the driver as in the cursor library. A statement without one gets
-// the driver's name for it, or one that is made here when the driver gives none. Names are unique among the
+// The name that the application sets is kept here and given to the driver as well, if the driver takes it:
+// positioned statements then work in the driver as in the cursor library. A statement without one gets the
+// driver's name for it, or one that is made here if the driver gives none. Names are unique among the
 // statements of a connection, without regard to case.
 
 #include <strings.h>
@@ -10,8 +10,11 @@
 #include <algorithm>
 #include <cstdio>
 #include <cstring>
+#include <mutex>
 #include <string_view>
 
+#include "zuodbc/call/arguments.h"
+#include "zuodbc/call/entry.h"
 #include "zuodbc/driver/bridge.h"
 #include "zuodbc/driver/driverdiagnostics.h"
 
@@ -19,8 +22,8 @@ using namespace dm;
 
 namespace {
 
-constexpr std::string_view GENERATED_PREFIX = "SQL_CUR";
-constexpr std::string_view RESERVED_PREFIX = "SQLCUR";
+constexpr std::string_view kGeneratedPrefix = "SQL_CUR";
+constexpr std::string_view kReservedPrefix = "SQLCUR";
 
 std::string_view textOf(const SQLCHAR* text, SQLSMALLINT length) {
   const char* start = reinterpret_cast<const char*>(text);
@@ -36,11 +39,14 @@ bool isNamed(const DMStmt& stmt, std::string_view name) {
   return own.size() == name.size() && strncasecmp(own.data(), name.data(), name.size()) == 0;
 }
 
-// Another statement of the connection that goes by the name.
+// Names are read by other statements' calls, so they are used under a lock of their own.
+using NameGuard = std::lock_guard<std::mutex>;
+
+// True if another statement of the connection has the name.
 bool isTaken(const DMStmt& stmt, std::string_view name) {
-  DMConn& conn = *stmt.conn;
-  std::lock_guard guard(conn.state->lock);
-  for (DMStmt* other = conn.state->firstStmt; other; other = other->state->next) {
+  const DMStmtList statements(stmt.conn);
+  const NameGuard guard(stmt.conn->state->nameLock);
+  for (const DMStmt* other : statements) {
     if (other != &stmt && isNamed(*other, name)) return true;
   }
   return false;
@@ -49,40 +55,43 @@ bool isTaken(const DMStmt& stmt, std::string_view name) {
 const char* checkName(const DMStmt& stmt, const SQLCHAR* text, SQLSMALLINT length) {
   if (const char* wrong = checkText(text, length)) return wrong;
   std::string_view name = textOf(text, length);
-  bool reserved = startsWith(name, GENERATED_PREFIX) || startsWith(name, RESERVED_PREFIX);
+  bool reserved = startsWith(name, kGeneratedPrefix) || startsWith(name, kReservedPrefix);
   if (name.empty() || reserved || name.size() > stmt.conn->maxCursorNameLength) return "34000";
   return isTaken(stmt, name) ? "3C000" : nullptr;
 }
 
-// Names are read by other statements' calls, so they change under the connection's lock.
 void keepName(DMStmt& stmt, std::string_view name) {
-  std::lock_guard guard(stmt.conn->state->lock);
+  const NameGuard guard(stmt.conn->state->nameLock);
   stmt.state->cursorName = name;
 }
 
-void generateName(DMStmt& stmt) {
-  std::lock_guard guard(stmt.conn->state->lock);
-  char name[32];
-  unsigned number = 0;
-  do {
-    std::snprintf(name, sizeof name, "%s%04u", GENERATED_PREFIX.data(), ++number);
-  } while (isTaken(stmt, name));
-  keepName(stmt, name);
+bool hasName(DMStmt& stmt) {
+  const NameGuard guard(stmt.conn->state->nameLock);
+  return !stmt.state->cursorName.empty();
 }
 
-// The driver's answer to a call about names: its own code, refusedHere when that was an error that has been
-// fetched, or driverLacksFunction, also when the driver exports the function only to say that it has none.
-SQLRETURN sortAnswer(DMStmt& stmt, SQLRETURN rc) {
+// No application's name begins like the ones that are made here.
+void generateName(DMStmt& stmt) {
+  char name[32];
+  const NameGuard guard(stmt.conn->state->nameLock);
+  std::snprintf(name, sizeof name, "%s%04u", kGeneratedPrefix.data(), ++stmt.conn->state->generatedNames);
+  stmt.state->cursorName = name;
+}
+
+// The outcome of a driver call about names: the driver's code, refusedHere for an error that has been
+// fetched, or driverLacksFunction, also if the driver exports the function only to say that it has none.
+SQLRETURN sortOutcome(DMStmt& stmt, SQLRETURN rc) {
   if (rc != SQL_ERROR) return rc;
   pullDriverErrors(stmt);
-  constexpr unsigned short NOT_SUPPORTED[] = {'I', 'M', '0', '0', '1', 0};
-  constexpr unsigned short NOT_CAPABLE[] = {'H', 'Y', 'C', '0', '0', 0};
-  if (!stmt.SearchStatusCode(NOT_SUPPORTED) && !stmt.SearchStatusCode(NOT_CAPABLE)) return refusedHere;
+  constexpr unsigned short kNotSupported[] = {'I', 'M', '0', '0', '1', 0};
+  constexpr unsigned short kNotCapable[] = {'H', 'Y', 'C', '0', '0', 0};
+  if (!stmt.SearchStatusCode(kNotSupported) && !stmt.SearchStatusCode(kNotCapable)) return refusedHere;
   dropUnsettled(stmt);
   return driverLacksFunction;
 }
 
 SQLRETURN giveName(DMStmt& stmt, SQLCHAR* out, SQLSMALLINT size, SQLSMALLINT* length) {
+  const NameGuard guard(stmt.conn->state->nameLock);
   const std::string& name = stmt.state->cursorName;
   if (length) *length = SQLSMALLINT(name.size());
   if (!out) return SQL_SUCCESS;
@@ -97,7 +106,7 @@ SQLRETURN giveName(DMStmt& stmt, SQLCHAR* out, SQLSMALLINT size, SQLSMALLINT* le
 }
 
 SQLRETURN setName(DMStmt& stmt, const DMDriverFunctions& driver, SQLCHAR* text, SQLSMALLINT length) {
-  SQLRETURN rc = sortAnswer(stmt, ask(driver.SQLSetCursorName, stmt.driverHandle, text, length));
+  SQLRETURN rc = sortOutcome(stmt, ask(driver.SQLSetCursorName, stmt.driverHandle, text, length));
   if (rc == driverLacksFunction) rc = SQL_SUCCESS;
   if (SQL_SUCCEEDED(rc)) keepName(stmt, textOf(text, length));
   return rc;
@@ -105,9 +114,9 @@ SQLRETURN setName(DMStmt& stmt, const DMDriverFunctions& driver, SQLCHAR* text, 
 
 SQLRETURN getName(DMStmt& stmt, const DMDriverFunctions& driver, SQLCHAR* out, SQLSMALLINT size,
                   SQLSMALLINT* length) {
-  if (stmt.state->cursorName.empty()) {
+  if (!hasName(stmt)) {
     SQLSMALLINT full = 0;
-    SQLRETURN rc = sortAnswer(stmt, ask(driver.SQLGetCursorName, stmt.driverHandle, out, size, &full));
+    SQLRETURN rc = sortOutcome(stmt, ask(driver.SQLGetCursorName, stmt.driverHandle, out, size, &full));
     if (length && SQL_SUCCEEDED(rc)) *length = full;
     bool none = rc == driverLacksFunction || (SQL_SUCCEEDED(rc) && full == 0);
     if (!none) return rc;
@@ -121,7 +130,7 @@ SQLRETURN getName(DMStmt& stmt, const DMDriverFunctions& driver, SQLCHAR* out, S
 extern "C" {
 
 ZU_API SQLRETURN SQL_API SQLSetCursorName(SQLHSTMT handle, SQLCHAR* name, SQLSMALLINT length) {
-  return callChecked(
+  return callStatement(
       handle, Api::SetCursorName, [&](DMStmt& stmt) { return checkName(stmt, name, length); },
       noCursorLibrary,
       [&](DMStmt& stmt, const DMDriverFunctions& driver) { return setName(stmt, driver, name, length); });
@@ -132,14 +141,14 @@ ZU_API SQLRETURN SQL_API SQLGetCursorName(SQLHSTMT handle, SQLCHAR* name, SQLSMA
   auto work = [&](DMStmt& stmt, const DMDriverFunctions& driver) {
     return getName(stmt, driver, name, size, length);
   };
-  // The cursor library goes through the statements of the connection by their names. What stands on those
-  // is the application's, so these calls are no application's calls.
-  DMStmt* stmt = findStatement(handle);
-  if (stmt && stmt->conn->inCursorName) {
-    return guardRoad(
+  // The cursor library goes through the statements of the connection by their names, in the middle of a call
+  // on another one: these are no calls of the application, and the statements' diagnostics stay.
+  auto* stmt = static_cast<DMStmt*>(handle);
+  if (isInLibrary() && findStatement(handle) && stmt->conn->inCursorName) {
+    return guardCall(
         *stmt, [&] { return askDriver(*stmt, *stmt->conn->driverFunctions, Api::GetCursorName, work); });
   }
-  return callChecked(
+  return callStatement(
       handle, Api::GetCursorName, [&](DMStmt&) { return checkSize(size); }, noCursorLibrary, work);
 }
 

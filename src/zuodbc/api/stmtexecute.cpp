@@ -1,5 +1,7 @@
-// Preparing and executing: the statement's text, its data at execution, its results in turn, cancelling.
+// Preparing and executing: the statement's text, its data at execution, its results in turn.
 
+#include "zuodbc/call/arguments.h"
+#include "zuodbc/call/entry.h"
 #include "zuodbc/driver/bridge.h"
 
 using namespace dm;
@@ -12,19 +14,12 @@ const char* checkPutData(SQLPOINTER value, SQLLEN length) {
   return length < 0 && length != SQL_NTS && !noValue ? "HY090" : nullptr;
 }
 
-// A cancel has worked and no other call runs: what it did to the sequence.
-void noteCancelled(DMStmt& stmt) {
-  if (__atomic_load_n(&stmt.state->sequence.underWay, __ATOMIC_ACQUIRE)) return;
-  constexpr unsigned short WAS_CLOSE[] = {'0', '1', 'S', '0', '5', 0};
-  sequenceCancelled(stmt, stmt.conn->driverVersion == 100 || stmt.SearchStatusCode(WAS_CLOSE));
-}
-
 }  // namespace
 
 extern "C" {
 
 ZU_API SQLRETURN SQL_API SQLPrepare(SQLHSTMT handle, SQLCHAR* sql, SQLINTEGER length) {
-  return callChecked(
+  return callStatement(
       handle, Api::Prepare, [&](DMStmt&) { return checkSql(sql, length); },
       [&](DMStmt& stmt, const CursorLibrary& library) { return library.CLPrepare(&stmt, sql, length); },
       [&](DMStmt& stmt, const DMDriverFunctions& driver) {
@@ -33,7 +28,7 @@ ZU_API SQLRETURN SQL_API SQLPrepare(SQLHSTMT handle, SQLCHAR* sql, SQLINTEGER le
 }
 
 ZU_API SQLRETURN SQL_API SQLExecDirect(SQLHSTMT handle, SQLCHAR* sql, SQLINTEGER length) {
-  return callChecked(
+  return callStatement(
       handle, Api::ExecDirect, [&](DMStmt&) { return checkSql(sql, length); },
       [&](DMStmt& stmt, const CursorLibrary& library) { return library.CLExecDirect(&stmt, sql, length); },
       [&](DMStmt& stmt, const DMDriverFunctions& driver) {
@@ -44,7 +39,7 @@ ZU_API SQLRETURN SQL_API SQLExecDirect(SQLHSTMT handle, SQLCHAR* sql, SQLINTEGER
 
 ZU_API SQLRETURN SQL_API SQLExecute(SQLHSTMT handle) {
   return callStatement(
-      handle, Api::Execute,
+      handle, Api::Execute, noCheck,
       [](DMStmt& stmt, const CursorLibrary& library) { return library.CLExecute(&stmt); },
       [](DMStmt& stmt, const DMDriverFunctions& driver) {
         SQLRETURN rc = driverTakeParameterHeader(stmt, driver);
@@ -54,17 +49,17 @@ ZU_API SQLRETURN SQL_API SQLExecute(SQLHSTMT handle) {
 
 ZU_API SQLRETURN SQL_API SQLParamData(SQLHSTMT handle, SQLPOINTER* value) {
   return callStatement(
-      handle, Api::ParamData,
+      handle, Api::ParamData, noCheck,
       [&](DMStmt& stmt, const CursorLibrary& library) {
-        return library.CLParamData(&stmt, orScratch(value));
+        return library.CLParamData(&stmt, orScratch(stmt, value));
       },
       [&](DMStmt& stmt, const DMDriverFunctions& driver) {
-        return ask(driver.SQLParamData, stmt.driverHandle, orScratch(value));
+        return ask(driver.SQLParamData, stmt.driverHandle, orScratch(stmt, value));
       });
 }
 
 ZU_API SQLRETURN SQL_API SQLPutData(SQLHSTMT handle, SQLPOINTER value, SQLLEN length) {
-  return callChecked(
+  return callStatement(
       handle, Api::PutData, [&](DMStmt&) { return checkPutData(value, length); },
       [&](DMStmt& stmt, const CursorLibrary& library) { return library.CLPutData(&stmt, value, length); },
       [&](DMStmt& stmt, const DMDriverFunctions& driver) {
@@ -74,7 +69,7 @@ ZU_API SQLRETURN SQL_API SQLPutData(SQLHSTMT handle, SQLPOINTER value, SQLLEN le
 
 ZU_API SQLRETURN SQL_API SQLMoreResults(SQLHSTMT handle) {
   return callStatement(
-      handle, Api::MoreResults,
+      handle, Api::MoreResults, noCheck,
       [](DMStmt& stmt, const CursorLibrary& library) { return library.CLMoreResults(&stmt); },
       [](DMStmt& stmt, const DMDriverFunctions& driver) {
         if (stmt.state->sequence.state <= StmtState::Prepared && !isMarked(&stmt))
@@ -85,32 +80,11 @@ ZU_API SQLRETURN SQL_API SQLMoreResults(SQLHSTMT handle) {
 
 ZU_API SQLRETURN SQL_API SQLRowCount(SQLHSTMT handle, SQLLEN* count) {
   return callStatement(
-      handle, Api::RowCount,
+      handle, Api::RowCount, noCheck,
       [&](DMStmt& stmt, const CursorLibrary& library) { return library.CLRowCount(&stmt, count); },
       [&](DMStmt& stmt, const DMDriverFunctions& driver) {
-        return ask(driver.SQLRowCount, stmt.driverHandle, orScratch(count));
+        return ask(driver.SQLRowCount, stmt.driverHandle, orScratch(stmt, count));
       });
-}
-
-ZU_API SQLRETURN SQL_API SQLCancel(SQLHSTMT handle) {
-  SQLRETURN rc = callStatement(
-      handle, Api::Cancel, [](DMStmt& stmt, const CursorLibrary& library) { return library.CLCancel(&stmt); },
-      [](DMStmt& stmt, const DMDriverFunctions& driver) { return ask(driver.SQLCancel, stmt.driverHandle); });
-  if (SQL_SUCCEEDED(rc) && !isMarked(static_cast<DMStmt*>(handle))) {
-    if (DMStmt* stmt = findStatement(handle)) noteCancelled(*stmt);
-  }
-  return rc;
-}
-
-ZU_API SQLRETURN SQL_API SQLCancelHandle(SQLSMALLINT type, SQLHANDLE handle) {
-  switch (type) {
-    case SQL_HANDLE_STMT: return SQLCancel(handle);
-    case SQL_HANDLE_DBC:  // no driver is asked to work on a connection asynchronously
-      return callOwn(findConnection(handle), Api::Cancel, [](DMConn& conn) { return fail(conn, "HYC00"); });
-    default:
-      return callOwn(findAnyHandle(handle), Api::Cancel,
-                     [](DMHandle& other) { return fail(other, "HY092"); });
-  }
 }
 
 }  // extern "C"

@@ -1,16 +1,18 @@
 // Fetching, positioning and what closes a cursor.
 //
 // SQLFetch under the re-entrance mark is the cursor library's call for every row: nothing may be added to
-// its road.
+// its path.
 
+#include "zuodbc/call/arguments.h"
+#include "zuodbc/call/entry.h"
 #include "zuodbc/driver/bridge.h"
 
 using namespace dm;
 
 namespace {
 
-constexpr SQLUSMALLINT DROP_LIBRARY_SIDE = 10;  // the cursor library's own option of SQLFreeStmt
-constexpr int FETCH_RESUME = 7;                 // a direction of ODBC 1, no longer in the headers
+constexpr SQLUSMALLINT kDropLibrarySide = 10;  // the cursor library's own option of SQLFreeStmt
+constexpr int kFetchResume = 7;                // a direction of ODBC 1, no longer in the headers
 
 const char* checkOrientation(const DMStmt& stmt, int orientation) {
   switch (orientation) {
@@ -22,7 +24,7 @@ const char* checkOrientation(const DMStmt& stmt, int orientation) {
     case SQL_FETCH_RELATIVE:
     case SQL_FETCH_BOOKMARK: return nullptr;
     // The cursor library refuses this one in its own words.
-    case FETCH_RESUME: return stmt.conn->state->cursorLibrary ? nullptr : "HY106";
+    case kFetchResume: return stmt.conn->state->cursorLibrary ? nullptr : "HY106";
     default: return "HY106";
   }
 }
@@ -32,10 +34,17 @@ const char* checkSetPos(SQLUSMALLINT operation, SQLUSMALLINT lock) {
 }
 
 SQLRETURN driverFreeStmt(DMStmt& stmt, const DMDriverFunctions& driver, SQLUSMALLINT option) {
+  if (option == SQL_UNBIND) stmt.state->heldBindings.clear();
   if (option != SQL_CLOSE) return ask(driver.SQLFreeStmt, stmt.driverHandle, option);
   SQLRETURN rc =
       driver.SQLFreeStmt ? driver.SQLFreeStmt(stmt.driverHandle, option) : driverCloseCursor(stmt, driver);
   if (SQL_SUCCEEDED(rc) && stmt.conn->activeStatements == 1) endOpenResult(stmt);
+  return rc;
+}
+
+// An application's SQLFreeStmt has returned `rc`.
+SQLRETURN closing(DMStmt& stmt, SQLUSMALLINT option, SQLRETURN rc) {
+  if (option == SQL_CLOSE && SQL_SUCCEEDED(rc)) sequenceClosed(stmt);
   return rc;
 }
 
@@ -45,7 +54,8 @@ extern "C" {
 
 ZU_API SQLRETURN SQL_API SQLFetch(SQLHSTMT handle) {
   return callStatement(
-      handle, Api::Fetch, [](DMStmt& stmt, const CursorLibrary& library) { return library.CLFetch(&stmt); },
+      handle, Api::Fetch, noCheck,
+      [](DMStmt& stmt, const CursorLibrary& library) { return library.CLFetch(&stmt); },
       [](DMStmt& stmt, const DMDriverFunctions& driver) {
         if (stmt.conn->driverVersion < 300) [[unlikely]] {
           return driverFetchArray(stmt, driver);
@@ -55,7 +65,7 @@ ZU_API SQLRETURN SQL_API SQLFetch(SQLHSTMT handle) {
 }
 
 ZU_API SQLRETURN SQL_API SQLFetchScroll(SQLHSTMT handle, SQLSMALLINT orientation, SQLLEN offset) {
-  return callChecked(
+  return callStatement(
       handle, Api::FetchScroll, [&](DMStmt& stmt) { return checkOrientation(stmt, orientation); },
       [&](DMStmt& stmt, const CursorLibrary& library) {
         return library.CLFetchScroll(&stmt, orientation, offset);
@@ -67,7 +77,7 @@ ZU_API SQLRETURN SQL_API SQLFetchScroll(SQLHSTMT handle, SQLSMALLINT orientation
 
 ZU_API SQLRETURN SQL_API SQLExtendedFetch(SQLHSTMT handle, SQLUSMALLINT orientation, SQLLEN offset,
                                           SQLULEN* rowCountPtr, SQLUSMALLINT* statusPtr) {
-  return callChecked(
+  return callStatement(
       handle, Api::ExtendedFetch, [&](DMStmt& stmt) { return checkOrientation(stmt, orientation); },
       [&](DMStmt& stmt, const CursorLibrary& library) {
         return library.CLExtendedFetch(&stmt, orientation, offset, rowCountPtr, statusPtr);
@@ -79,7 +89,7 @@ ZU_API SQLRETURN SQL_API SQLExtendedFetch(SQLHSTMT handle, SQLUSMALLINT orientat
 
 ZU_API SQLRETURN SQL_API SQLSetPos(SQLHSTMT handle, SQLSETPOSIROW row, SQLUSMALLINT operation,
                                    SQLUSMALLINT lock) {
-  return callChecked(
+  return callStatement(
       handle, Api::SetPos, [&](DMStmt&) { return checkSetPos(operation, lock); },
       [&](DMStmt& stmt, const CursorLibrary& library) {
         return library.CLSetPos(&stmt, row, operation, lock);
@@ -90,7 +100,7 @@ ZU_API SQLRETURN SQL_API SQLSetPos(SQLHSTMT handle, SQLSETPOSIROW row, SQLUSMALL
 }
 
 ZU_API SQLRETURN SQL_API SQLBulkOperations(SQLHSTMT handle, SQLSMALLINT operation) {
-  return callChecked(
+  return callStatement(
       handle, Api::BulkOperations,
       [&](DMStmt&) { return operation < SQL_ADD || operation > SQL_FETCH_BY_BOOKMARK ? "HY092" : nullptr; },
       [&](DMStmt& stmt, const CursorLibrary& library) { return library.CLBulkOperations(&stmt, operation); },
@@ -101,23 +111,23 @@ ZU_API SQLRETURN SQL_API SQLBulkOperations(SQLHSTMT handle, SQLSMALLINT operatio
 
 ZU_API SQLRETURN SQL_API SQLCloseCursor(SQLHSTMT handle) {
   return callStatement(
-      handle, Api::CloseCursor,
+      handle, Api::CloseCursor, noCheck,
       [](DMStmt& stmt, const CursorLibrary& library) { return library.CLCloseCursor(&stmt); },
       [](DMStmt& stmt, const DMDriverFunctions& driver) { return driverCloseCursor(stmt, driver); });
 }
 
 ZU_API SQLRETURN SQL_API SQLFreeStmt(SQLHSTMT handle, SQLUSMALLINT option) {
   if (option == SQL_DROP) return SQLFreeHandle(SQL_HANDLE_STMT, handle);
-  bool marked = isMarked(static_cast<DMStmt*>(handle));
-  if (marked && option == DROP_LIBRARY_SIDE) return SQL_SUCCESS;
-  SQLRETURN rc = callChecked(
+  if (option == kDropLibrarySide && isMarked(static_cast<DMStmt*>(handle))) return SQL_SUCCESS;
+  return callStatement(
       handle, Api::FreeStmt, [&](DMStmt&) { return option > SQL_RESET_PARAMS ? "HY092" : nullptr; },
-      [&](DMStmt& stmt, const CursorLibrary& library) { return library.CLFreeStmt(&stmt, option); },
-      [&](DMStmt& stmt, const DMDriverFunctions& driver) { return driverFreeStmt(stmt, driver, option); });
-  if (SQL_SUCCEEDED(rc) && !marked && option == SQL_CLOSE) {
-    if (DMStmt* stmt = findStatement(handle)) sequenceClosed(*stmt);
-  }
-  return rc;
+      [&](DMStmt& stmt, const CursorLibrary& library) {
+        return closing(stmt, option, library.CLFreeStmt(&stmt, option));
+      },
+      [&](DMStmt& stmt, const DMDriverFunctions& driver) {
+        const SQLRETURN rc = driverFreeStmt(stmt, driver, option);
+        return isMarked(&stmt) ? rc : closing(stmt, option, rc);
+      });
 }
 
 }  // extern "C"

@@ -1,5 +1,7 @@
 // Parameters: their count and description, and what is bound to them.
 
+#include "zuodbc/call/arguments.h"
+#include "zuodbc/call/entry.h"
 #include "zuodbc/driver/bridge.h"
 
 using namespace dm;
@@ -36,7 +38,7 @@ const char* checkBinding(const Binding& binding) {
 }
 
 SQLRETURN bind(SQLHSTMT handle, Api api, const Binding& b) {
-  return callChecked(
+  return callStatement(
       handle, api, [&](DMStmt&) { return checkBinding(b); },
       [&](DMStmt& stmt, const CursorLibrary& library) {
         const SQLSMALLINT ioType = b.ioType ? b.ioType : SQLSMALLINT(SQL_PARAM_INPUT);
@@ -55,18 +57,18 @@ extern "C" {
 
 ZU_API SQLRETURN SQL_API SQLNumParams(SQLHSTMT handle, SQLSMALLINT* count) {
   return callStatement(
-      handle, Api::NumParams,
+      handle, Api::NumParams, noCheck,
       [&](DMStmt& stmt, const CursorLibrary& library) {
-        return library.CLNumParams(&stmt, orScratch(count));
+        return library.CLNumParams(&stmt, orScratch(stmt, count));
       },
       [&](DMStmt& stmt, const DMDriverFunctions& driver) {
-        return ask(driver.SQLNumParams, stmt.driverHandle, orScratch(count));
+        return ask(driver.SQLNumParams, stmt.driverHandle, orScratch(stmt, count));
       });
 }
 
 ZU_API SQLRETURN SQL_API SQLDescribeParam(SQLHSTMT handle, SQLUSMALLINT number, SQLSMALLINT* type,
                                           SQLULEN* size, SQLSMALLINT* scale, SQLSMALLINT* nullable) {
-  return callChecked(
+  return callStatement(
       handle, Api::DescribeParam, [&](DMStmt&) { return number == 0 ? "07009" : nullptr; }, noCursorLibrary,
       [&](DMStmt& stmt, const DMDriverFunctions& driver) {
         const SQLRETURN rc =
@@ -102,7 +104,7 @@ ZU_API SQLRETURN SQL_API SQLSetParam(SQLHSTMT handle, SQLUSMALLINT number, SQLSM
 }
 
 ZU_API SQLRETURN SQL_API SQLParamOptions(SQLHSTMT handle, SQLULEN rows, SQLULEN* rowPtr) {
-  return callChecked(
+  return callStatement(
       handle, Api::ParamOptions, [&](DMStmt&) { return rows == 0 ? "HY107" : nullptr; },
       [&](DMStmt& stmt, const CursorLibrary& library) { return library.CLParamOptions(&stmt, rows, rowPtr); },
       [&](DMStmt& stmt, const DMDriverFunctions& driver) {

@@ -1,5 +1,7 @@
 // The result of a statement: its columns, what is bound to them, and values read one at a time.
 
+#include "zuodbc/call/arguments.h"
+#include "zuodbc/call/entry.h"
 #include "zuodbc/driver/bridge.h"
 
 using namespace dm;
@@ -39,9 +41,9 @@ const char* checkDescribe(const DMStmt& stmt, SQLUSMALLINT column, SQLSMALLINT s
 extern "C" {
 
 ZU_API SQLRETURN SQL_API SQLNumResultCols(SQLHSTMT handle, SQLSMALLINT* count) {
-  return callStatement(handle, Api::NumResultCols, noCursorLibrary,
+  return callStatement(handle, Api::NumResultCols, noCheck, noCursorLibrary,
                        [&](DMStmt& stmt, const DMDriverFunctions& driver) {
-                         SQLSMALLINT* columns = orScratch(count);
+                         SQLSMALLINT* columns = orScratch(stmt, count);
                          SQLRETURN rc = ask(driver.SQLNumResultCols, stmt.driverHandle, columns);
                          if (SQL_SUCCEEDED(rc)) sequenceColumnsTold(stmt, *columns);
                          return rc;
@@ -51,7 +53,7 @@ ZU_API SQLRETURN SQL_API SQLNumResultCols(SQLHSTMT handle, SQLSMALLINT* count) {
 ZU_API SQLRETURN SQL_API SQLDescribeCol(SQLHSTMT handle, SQLUSMALLINT column, SQLCHAR* name,
                                         SQLSMALLINT nameSize, SQLSMALLINT* nameLength, SQLSMALLINT* type,
                                         SQLULEN* size, SQLSMALLINT* scale, SQLSMALLINT* nullable) {
-  return callChecked(
+  return callStatement(
       handle, Api::DescribeCol, [&](DMStmt& stmt) { return checkDescribe(stmt, column, nameSize); },
       noCursorLibrary,
       [&](DMStmt& stmt, const DMDriverFunctions& driver) {
@@ -65,7 +67,7 @@ ZU_API SQLRETURN SQL_API SQLDescribeCol(SQLHSTMT handle, SQLUSMALLINT column, SQ
 ZU_API SQLRETURN SQL_API SQLColAttribute(SQLHSTMT handle, SQLUSMALLINT column, SQLUSMALLINT field,
                                          SQLPOINTER text, SQLSMALLINT size, SQLSMALLINT* length,
                                          SQLLEN* number) {
-  return callChecked(
+  return callStatement(
       handle, Api::ColAttribute, [&](DMStmt&) { return checkField(field, size); }, noCursorLibrary,
       [&](DMStmt& stmt, const DMDriverFunctions& driver) {
         return driverColAttribute(stmt, driver, column, field, text, size, length, number);
@@ -75,7 +77,7 @@ ZU_API SQLRETURN SQL_API SQLColAttribute(SQLHSTMT handle, SQLUSMALLINT column, S
 ZU_API SQLRETURN SQL_API SQLColAttributes(SQLHSTMT handle, SQLUSMALLINT column, SQLUSMALLINT field,
                                           SQLPOINTER text, SQLSMALLINT size, SQLSMALLINT* length,
                                           SQLLEN* number) {
-  return callChecked(
+  return callStatement(
       handle, Api::ColAttributes, [&](DMStmt&) { return checkField(field, size); }, noCursorLibrary,
       [&](DMStmt& stmt, const DMDriverFunctions& driver) {
         return driverColAttributes(stmt, driver, column, field, text, size, length, number);
@@ -84,20 +86,26 @@ ZU_API SQLRETURN SQL_API SQLColAttributes(SQLHSTMT handle, SQLUSMALLINT column, 
 
 ZU_API SQLRETURN SQL_API SQLBindCol(SQLHSTMT handle, SQLUSMALLINT column, SQLSMALLINT cType, SQLPOINTER data,
                                     SQLLEN length, SQLLEN* lengthPtr) {
-  return callChecked(
+  return callStatement(
       handle, Api::BindCol, [&](DMStmt&) { return checkSize(length); },
       [&](DMStmt& stmt, const CursorLibrary& library) {
         return library.CLBindCol(&stmt, column, cType, data, length, lengthPtr);
       },
       [&](DMStmt& stmt, const DMDriverFunctions& driver) {
-        return ask(driver.SQLBindCol, stmt.driverHandle, column, typeForDriver(*stmt.conn, cType), data,
-                   length, lengthPtr);
+        const SQLSMALLINT type = typeForDriver(*stmt.conn, cType);
+        if (holdsBindings(stmt)) {
+          holdBinding(stmt, {column, type, data, length, lengthPtr});
+          return SQLRETURN(SQL_SUCCESS);
+        }
+        forgetHeldBinding(stmt, column);
+        if (isMarked(&stmt)) reserveHeldBinding(stmt, column);
+        return ask(driver.SQLBindCol, stmt.driverHandle, column, type, data, length, lengthPtr);
       });
 }
 
 ZU_API SQLRETURN SQL_API SQLGetData(SQLHSTMT handle, SQLUSMALLINT column, SQLSMALLINT cType, SQLPOINTER value,
                                     SQLLEN length, SQLLEN* lengthPtr) {
-  return callChecked(
+  return callStatement(
       handle, Api::GetData, [&](DMStmt&) { return value ? checkSize(length) : "HY009"; },
       [&](DMStmt& stmt, const CursorLibrary& library) {
         return library.CLGetData(&stmt, column, cType, value, length, lengthPtr);

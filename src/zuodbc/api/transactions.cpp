@@ -12,49 +12,60 @@ SQLRETURN endInDriver(DMConn& conn, unsigned short completion, bool endTran) {
   auto work = [&](DMConn& conn, const DMDriverFunctions& driver) -> SQLRETURN {
     bool newForm = driver.SQLEndTran && (endTran || !driver.SQLTransact);
     if (newForm)
-      return driver.SQLEndTran(SQL_HANDLE_DBC, conn.driverHandle, static_cast<SQLSMALLINT>(completion));
+      return ask(driver.SQLEndTran, static_cast<SQLSMALLINT>(SQL_HANDLE_DBC), conn.driverHandle,
+                 static_cast<SQLSMALLINT>(completion));
     return ask(driver.SQLTransact, SQLHENV(nullptr), conn.driverHandle, completion);
   };
   return askDriver(conn, *conn.driverFunctions, Api::EndTran, work);
 }
 
-void statementsAfterEnd(DMConn& conn, unsigned short completion) {
-  std::lock_guard guard(conn.state->lock);
-  for (DMStmt* stmt = conn.state->firstStmt; stmt; stmt = stmt->state->next) {
-    sequenceTransactionEnded(*stmt, conn.cursorBehavior[completion]);
-  }
-}
-
 // On one live, connected connection, for the application.
 SQLRETURN endOnConnection(DMConn& conn, unsigned short completion, Api api) {
+  const EnteredStatements statements(conn);
   if (!requireNonePending(conn)) return SQL_ERROR;
+  for (DMStmt* stmt : statements) stmt->state->call = Api::EndTran;
   const CursorLibrary* library = conn.state->cursorLibrary;
   SQLRETURN rc;
   if (!library) {
     rc = endInDriver(conn, completion, true);
-  } else if (api == Api::EndTran) {
-    rc = library->CLEndTran(SQL_HANDLE_DBC, &conn, static_cast<SQLSMALLINT>(completion));
   } else {
-    rc = library->CLTransact(conn.env, &conn, completion);
+    const InLibrary inLibrary(nullptr);
+    rc = api == Api::EndTran ? library->CLEndTran(SQL_HANDLE_DBC, &conn, static_cast<SQLSMALLINT>(completion))
+                             : library->CLTransact(conn.env, &conn, completion);
   }
-  if (SQL_SUCCEEDED(rc)) statementsAfterEnd(conn, completion);
+  if (!SQL_SUCCEEDED(rc)) return rc;
+  for (DMStmt* stmt : statements) sequenceTransactionEnded(*stmt, conn.cursorBehavior[completion]);
   return rc;
 }
 
-std::vector<DMConn*> connectedOf(DMEnv& env) {
-  std::lock_guard guard(env.state->lock);
-  std::vector<DMConn*> found;
-  for (DMConn* conn : env.state->connections) {
-    if (conn->state->connected) found.push_back(conn);
+// The connections of an environment, kept alive.
+class PinnedConnections {
+ public:
+  explicit PinnedConnections(DMEnv& env) {
+    const std::lock_guard guard(env.state->lock);
+    connections = env.state->connections;
+    for (DMConn* conn : connections) pin(*conn);
   }
-  return found;
-}
+  PinnedConnections(const PinnedConnections&) = delete;
+  PinnedConnections& operator=(const PinnedConnections&) = delete;
+  ~PinnedConnections() {
+    for (DMConn* conn : connections) unpin(*conn);
+  }
+  auto begin() const { return connections.begin(); }
+  auto end() const { return connections.end(); }
 
-// All connections are tried; the causes of a failure stand on the connections that failed.
+ private:
+  std::vector<DMConn*> connections;
+};
+
+// All connected connections are tried; the causes of a failure are queued on the connections that failed.
 SQLRETURN endOnEnvironment(DMEnv& env, unsigned short completion, Api api) {
   SQLRETURN result = SQL_SUCCESS;
-  for (DMConn* conn : connectedOf(env)) {
-    SQLRETURN rc = callOwn(conn, api, [&](DMConn& conn) { return endOnConnection(conn, completion, api); });
+  for (DMConn* conn : PinnedConnections(env)) {
+    const SQLRETURN rc = callOwn(conn, api, [&](DMConn& conn) -> SQLRETURN {
+      return conn.state->connected ? endOnConnection(conn, completion, api) : SQLRETURN(SQL_SUCCESS);
+    });
+    if (rc == SQL_INVALID_HANDLE) continue;  // freed meanwhile
     if (!SQL_SUCCEEDED(rc)) {
       result = SQL_ERROR;
     } else if (result != SQL_ERROR) {
@@ -69,7 +80,7 @@ SQLRETURN endOnEnvironment(DMEnv& env, unsigned short completion, Api api) {
 SQLRETURN endTransaction(SQLHENV env, SQLHDBC conn, unsigned short completion, Api api) {
   bool valid = completion == SQL_COMMIT || completion == SQL_ROLLBACK;
   if (conn) {
-    return callOwn(findConnection(conn), api, [&](DMConn& conn) -> SQLRETURN {
+    return callOwn(static_cast<DMConn*>(conn), api, [&](DMConn& conn) -> SQLRETURN {
       if (!requireConnected(conn)) return SQL_ERROR;
       return valid ? endOnConnection(conn, completion, api) : fail(conn, "HY012");
     });
@@ -85,14 +96,16 @@ int DMHandle::DoTransaction(short type, unsigned short completion, int endTran) 
   if (type == SQL_HANDLE_DBC && handleType == DM_CONN) {
     auto& conn = static_cast<DMConn&>(*this);
     if (!conn.driverFunctions) return SQL_ERROR;
-    return guardRoad(conn, [&] { return endInDriver(conn, completion, endTran != 0); });
+    return guardCall(conn, [&] { return endInDriver(conn, completion, endTran != 0); });
   }
   if (handleType != DM_ENV) return SQL_INVALID_HANDLE;
   auto& env = static_cast<DMEnv&>(*this);
-  return guardRoad(env, [&]() -> SQLRETURN {
+  return guardCall(env, [&]() -> SQLRETURN {
     SQLRETURN result = SQL_SUCCESS;
-    for (DMConn* conn : connectedOf(env)) {
-      SQLRETURN rc = endInDriver(*conn, completion, endTran != 0);
+    for (DMConn* conn : PinnedConnections(env)) {
+      const Entered<DMConn> entered(conn);
+      if (!entered || !conn->state->connected) continue;
+      const SQLRETURN rc = endInDriver(*conn, completion, endTran != 0);
       result = SQL_SUCCEEDED(rc) ? result : SQL_ERROR;
     }
     return result;
@@ -113,7 +126,8 @@ ZU_API SQLRETURN SQL_API SQLEndTran(SQLSMALLINT type, SQLHANDLE handle, SQLSMALL
     return handle ? endTransaction(nullptr, handle, number, Api::EndTran) : SQL_INVALID_HANDLE;
   }
   if (type == SQL_HANDLE_ENV) return endTransaction(handle, nullptr, number, Api::EndTran);
-  return callOwn(findAnyHandle(handle), Api::EndTran, [](DMHandle& any) { return fail(any, "HY092"); });
+  return callOwn(static_cast<DMHandle*>(handle), Api::EndTran,
+                 [](DMHandle& any) { return fail(any, "HY092"); });
 }
 
 ZU_API SQLRETURN SQL_API SQLTransact(SQLHENV env, SQLHDBC conn, SQLUSMALLINT completion) {

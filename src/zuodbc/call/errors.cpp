@@ -3,11 +3,8 @@
 #include <algorithm>
 #include <cstdlib>
 #include <cstring>
-#include <utility>
 
-#include "zuodbc/call/entry.h"
 #include "zuodbc/dmservices.h"
-#include "zuodbc/driver/driverdiagnostics.h"
 
 namespace dm {
 namespace {
@@ -101,12 +98,21 @@ tagERRBUF* allocateRecord(const char* sqlstate, size_t textLength) noexcept {
   return record;
 }
 
+// The head is read without the lock to see that there is nothing to free.
+void setHead(DMHandle& handle, tagERRBUF* first) {
+  __atomic_store_n(&handle.errorQueue, first, __ATOMIC_RELAXED);
+}
+
 // Appends; the caller holds the queue's lock.
 void append(DMHandle& handle, tagERRBUF* record) {
   record->next = nullptr;
-  tagERRBUF** end = &handle.errorQueue;
-  while (*end) end = &(*end)->next;
-  *end = record;
+  tagERRBUF* last = handle.errorQueue;
+  while (last && last->next) last = last->next;
+  if (last) {
+    last->next = record;
+  } else {
+    setHead(handle, record);
+  }
   if (record->flags & DM_ERR_UNSETTLED) __atomic_add_fetch(&handle.unsettled, 1, __ATOMIC_RELAXED);
 }
 
@@ -120,7 +126,7 @@ void freeRecord(tagERRBUF* record) {
 
 // The reserve record can be in one place only.
 void queueReserve(DMHandle& handle) {
-  ZuCriticalSectionHolder lock(handle.queueLock);
+  const ZuCriticalSectionHolder lock(handle.queueLock);
   if (!handle.reserve || handle.reserve->flags & DM_ERR_IN_USE) return;
   handle.reserve->flags |= DM_ERR_IN_USE;
   append(handle, handle.reserve);
@@ -144,7 +150,7 @@ tagERRBUF* makeRecord(const char* sqlstate, std::string_view text) noexcept {
 
 void queueRecord(DMHandle& handle, tagERRBUF* record) noexcept {
   if (!record) return queueReserve(handle);
-  ZuCriticalSectionHolder lock(handle.queueLock);
+  const ZuCriticalSectionHolder lock(handle.queueLock);
   append(handle, record);
 }
 
@@ -181,153 +187,68 @@ SQLRETURN failForMemory(DMHandle& handle) noexcept {
   return SQL_ERROR;
 }
 
-void dropUnsettled(DMHandle& handle) noexcept {
-  ZuCriticalSectionHolder lock(handle.queueLock);
-  tagERRBUF** link = &handle.errorQueue;
-  while (tagERRBUF* record = *link) {
-    if (record->flags & DM_ERR_UNSETTLED) {
-      *link = record->next;
-      freeRecord(record);
-    } else {
-      link = &record->next;
-    }
+tagERRBUF* detachUnsettled(DMHandle& handle) noexcept {
+  const ZuCriticalSectionHolder lock(handle.queueLock);
+  tagERRBUF* kept = nullptr;
+  tagERRBUF** keptEnd = &kept;
+  tagERRBUF* taken = nullptr;
+  tagERRBUF** takenEnd = &taken;
+  for (tagERRBUF* record = handle.errorQueue; record; record = record->next) {
+    tagERRBUF**& end = record->flags & DM_ERR_UNSETTLED ? takenEnd : keptEnd;
+    *end = record;
+    end = &record->next;
   }
+  *keptEnd = *takenEnd = nullptr;
+  setHead(handle, kept);
   __atomic_store_n(&handle.unsettled, 0, __ATOMIC_RELAXED);
+  return taken;
+}
+
+void dropUnsettled(DMHandle& handle) noexcept { FreeErrorBuf(detachUnsettled(handle)); }
+
+tagERRBUF* takeFirst(DMHandle& handle) noexcept {
+  tagERRBUF* first = handle.errorQueue;
+  if (!first) return nullptr;
+  setHead(handle, first->next);
+  first->next = nullptr;
+  return first;
 }
 
 void settleErrors(DMHandle& handle) noexcept {
   if (!handle.hasUnsettled()) return;
-  ZuCriticalSectionHolder lock(handle.queueLock);
+  const ZuCriticalSectionHolder lock(handle.queueLock);
   for (tagERRBUF* record = handle.errorQueue; record; record = record->next)
     record->flags &= ~DM_ERR_UNSETTLED;
   __atomic_store_n(&handle.unsettled, 0, __ATOMIC_RELAXED);
 }
 
-namespace {
-
-bool sameState(const unsigned short* wanted, const char* state) {
-  for (int i = 0; i < 6; ++i) {
-    if (wanted[i] != static_cast<unsigned char>(state[i])) return false;
-    if (!state[i]) return true;
-  }
-  return false;
-}
-
-void takeOver(tagERRBUF& record, long row, long column) {
-  record.flags &= ~DM_ERR_UNSETTLED;
-  if (row != SQL_ROW_NUMBER_UNKNOWN) record.row = row;
-  if (column != SQL_COLUMN_NUMBER_UNKNOWN) record.column = static_cast<SQLINTEGER>(column);
-}
-
-// Takes the unsettled records off a handle's queue, in their order.
-tagERRBUF* detachUnsettled(DMHandle& from) {
-  ZuCriticalSectionHolder lock(from.queueLock);
-  tagERRBUF* first = nullptr;
-  tagERRBUF** end = &first;
-  tagERRBUF** link = &from.errorQueue;
-  while (tagERRBUF* record = *link) {
-    if (!(record->flags & DM_ERR_UNSETTLED)) {
-      link = &record->next;
-      continue;
-    }
-    *link = record->next;
-    record->next = nullptr;
-    *end = record;
-    end = &record->next;
-  }
-  __atomic_store_n(&from.unsettled, 0, __ATOMIC_RELAXED);
-  return first;
-}
-
-// What this thread's cancel left in the driver, when nobody has asked yet.
-void pullAfterCancel(DMHandle& handle) {
-  if (__atomic_load_n(&handle.cancelThread, __ATOMIC_RELAXED) != pthread_self()) return;
-  __atomic_store_n(&handle.cancelThread, pthread_t{}, __ATOMIC_RELAXED);
-  pullDriverErrors(handle);
-}
-
-}  // namespace
 }  // namespace dm
 
 using namespace dm;
 
 void DMHandle::VFreeErrors() {
-  ZuCriticalSectionHolder lock(queueLock);
+  const ZuCriticalSectionHolder lock(queueLock);
   FreeErrorBuf(errorQueue);
-  errorQueue = nullptr;
+  setHead(*this, nullptr);
   __atomic_store_n(&unsettled, 0, __ATOMIC_RELAXED);
 }
 
 tagERRBUF* DMHandle::HoldErrors() {
-  ZuCriticalSectionHolder lock(queueLock);
+  const ZuCriticalSectionHolder lock(queueLock);
   __atomic_store_n(&unsettled, 0, __ATOMIC_RELAXED);
-  return std::exchange(errorQueue, nullptr);
+  tagERRBUF* held = errorQueue;
+  setHead(*this, nullptr);
+  return held;
 }
 
 void DMHandle::ReleaseErrors(tagERRBUF* held) {
-  ZuCriticalSectionHolder lock(queueLock);
+  const ZuCriticalSectionHolder lock(queueLock);
   tagERRBUF** end = &held;
   for (; *end; end = &(*end)->next) {
     if ((*end)->flags & DM_ERR_UNSETTLED) __atomic_add_fetch(&unsettled, 1, __ATOMIC_RELAXED);
   }
   *end = errorQueue;
-  errorQueue = held;
-}
-
-int DMHandle::SearchStatusCode(const unsigned short* sqlstate) {
-  pullAfterCancel(*this);
-  ZuCriticalSectionHolder lock(queueLock);
-  for (const tagERRBUF* record = errorQueue; record; record = record->next) {
-    if (sameState(sqlstate, record->sqlstate)) return 1;
-  }
-  return 0;
-}
-
-int DMHandle::ValidateErrorQueue(int (*accepts)(unsigned short* sqlstate)) {
-  ZuCriticalSectionHolder lock(queueLock);
-  for (const tagERRBUF* record = errorQueue; record; record = record->next) {
-    bool assigned = !(record->flags & DM_ERR_UNSETTLED) && record->row >= 1;
-    if (assigned) continue;
-    unsigned short state[6];
-    std::copy(std::begin(record->sqlstate), std::end(record->sqlstate), state);
-    if (!accepts(state)) return 0;
-  }
-  return 1;
-}
-
-int DMHandle::SearchDriverErrors(const unsigned short* sqlstate) {
-  pullAfterCancel(*this);
-  const ZuCriticalSectionHolder lock(queueLock);
-  for (const tagERRBUF* record = errorQueue; record; record = record->next) {
-    if (record->flags & DM_ERR_UNSETTLED && sameState(sqlstate, record->sqlstate)) return 1;
-  }
-  return 0;
-}
-
-int DMHandle::ValidateDriverErrors(int (*accepts)(unsigned short* sqlstate)) {
-  const ZuCriticalSectionHolder lock(queueLock);
-  for (const tagERRBUF* record = errorQueue; record; record = record->next) {
-    // A record that could not be made is the reserve record.
-    if (!(record->flags & (DM_ERR_UNSETTLED | DM_ERR_RESERVE))) continue;
-    unsigned short state[6];
-    std::copy(std::begin(record->sqlstate), std::end(record->sqlstate), state);
-    if (!accepts(state)) return 0;
-  }
-  return 1;
-}
-
-void DMHandle::DropDriverErrors() { dropUnsettled(*this); }
-
-void DMHandle::RetrieveDriverErrorsRowCol(DMHandle* from, int, long row, long column) {
-  if (!from) return;
-  pullAfterCancel(*from);
-  tagERRBUF* taken = detachUnsettled(*from);
-  while (taken) {
-    tagERRBUF* record = taken;
-    taken = record->next;
-    takeOver(*record, row, column);
-    queueRecord(*this, record);
-  }
+  setHead(*this, held);
 }
 
 extern "C" void FreeErrorBuf(tagERRBUF* first) {

@@ -1,15 +1,15 @@
 // Diagnostic records: the queue of a handle, and the driver manager's own messages.
 //
 // A record is one block of malloc. A queue belongs to its handle and is guarded by the handle's
-// queueLock. A driver's records come into the queue right after the driver call, marked as unsettled:
-// the cursor library either takes them over, for a row and a column, or lets the next driver call on
-// the handle drop them. What stands at the end of the application's call is what it may read.
+// queueLock. A driver's records come into the queue right after the driver call, flagged as unsettled: the
+// cursor library either takes them over, for a row and a column, or lets the next driver call on the handle
+// drop them. What is queued at the end of the application's call is what it may read.
 //
-// SQLSTATEs stand as they were given, by a driver of any version; they are put in the words of the
-// application's ODBC version when they are reported.
+// SQLSTATEs are kept as they were given, by a driver of any version; they are mapped to the application's
+// ODBC version when they are reported.
 
-#ifndef ZULIB_DRIVERMANAGER_INTERNAL_ERRORS_H
-#define ZULIB_DRIVERMANAGER_INTERNAL_ERRORS_H
+#ifndef ZUODBC_CALL_ERRORS_H
+#define ZUODBC_CALL_ERRORS_H
 
 #include <string_view>
 
@@ -36,11 +36,11 @@ struct tagERRBUF {
 namespace dm {
 
 // Queues one of the driver manager's own diagnostics, by SQLSTATE, with the table's text for it or with
-// the text given. Never fails: when memory is gone the handle's reserve record is queued.
+// the text given. Never fails: if allocation fails the handle's reserve record is queued.
 void postError(DMHandle& handle, const char* sqlstate) noexcept;
 void postError(DMHandle& handle, const char* sqlstate, std::string_view text) noexcept;
 
-// The same, as the last line of a function: answers SQL_ERROR, or SQL_SUCCESS_WITH_INFO.
+// The same, as the last line of a function: returns SQL_ERROR, or SQL_SUCCESS_WITH_INFO.
 SQLRETURN fail(DMHandle& handle, const char* sqlstate) noexcept;
 SQLRETURN fail(DMHandle& handle, const char* sqlstate, std::string_view text) noexcept;
 SQLRETURN warn(DMHandle& handle, const char* sqlstate) noexcept;
@@ -48,18 +48,22 @@ SQLRETURN warn(DMHandle& handle, const char* sqlstate) noexcept;
 // The reserve record (HY001).
 SQLRETURN failForMemory(DMHandle& handle) noexcept;
 
-// A record in the driver manager's form. Null when memory is gone. The caller owns it until it is queued.
+// A record in the driver manager's form. Null if allocation fails. The caller owns it until it is queued.
 [[nodiscard]] tagERRBUF* makeRecord(const char* sqlstate, std::string_view text) noexcept;
 
 // Puts it at the end of the queue. Null is the reserve record.
 void queueRecord(DMHandle& handle, tagERRBUF* record) noexcept;
 
-// The record that a handle keeps for the day when memory is gone.
+// The record that a handle keeps for the day if allocation fails.
 [[nodiscard]] tagERRBUF* makeReserve() noexcept;
 
-// Frees the unsettled records, or makes them stand.
+// Takes the unsettled records off the queue, in their order; frees them; or turns them into ordinary ones.
+[[nodiscard]] tagERRBUF* detachUnsettled(DMHandle& handle) noexcept;
 void dropUnsettled(DMHandle& handle) noexcept;
 void settleErrors(DMHandle& handle) noexcept;
+
+// Takes the first record off the queue, or returns null. The caller holds the queue's lock.
+[[nodiscard]] tagERRBUF* takeFirst(DMHandle& handle) noexcept;
 
 }  // namespace dm
 

@@ -1,39 +1,40 @@
-// The sequence table and the state machine over it.
-
 #include "zuodbc/call/sequence.h"
 
 #include <algorithm>
 #include <iterator>
 #include <string_view>
 
+#include "zuodbc/call/drivercall.h"
 #include "zuodbc/call/errors.h"
 #include "zuodbc/driverfunctions.h"
 #include "zuodbc/handles/handles.h"
 
+namespace dm {
 namespace {
 
 // One letter for each state from Allocated to ExtendedFetched:
 //   o goes on      q HY010      c 24000      d 07005
-//   p goes on when the statement is prepared, else HY010
-//   P 24000 when the statement is prepared, else HY010
-//   m HY010 against mixed fetch functions; the cursor library answers that itself
+//   p goes on if the statement is prepared, else HY010
+//   P 24000 if the statement is prepared, else HY010
+//   m HY010 against mixed fetch functions; the cursor library judges that itself
+// SQLFetch goes on where there are no result columns: drivers return SQL_NO_DATA, or even a row.
 struct Rule {
   Api api;
   std::string_view verdicts;
 };
 
-constexpr size_t ORDINARY_STATES = static_cast<size_t>(StmtState::ExtendedFetched) + 1;
-constexpr std::string_view ALWAYS = "ooooooo";
-constexpr std::string_view NEW_RESULT = "ooooccc";  // A P N U O F X
-constexpr std::string_view WAITING_ONLY = "qqqqqqq";
+constexpr size_t kOrdinaryStates = static_cast<size_t>(StmtState::ExtendedFetched) + 1;
+constexpr std::string_view kAlways = "ooooooo";
+constexpr std::string_view kNewResult = "ooooccc";  // A P N U O F X
+constexpr std::string_view kWaitingOnly = "qqqqqqq";
 
-constexpr Rule RULES[] = {
-    {Api::Prepare, NEW_RESULT},          {Api::ExecDirect, NEW_RESULT},  {Api::Tables, NEW_RESULT},
-    {Api::Columns, NEW_RESULT},          {Api::Statistics, NEW_RESULT},  {Api::SpecialColumns, NEW_RESULT},
-    {Api::PrimaryKeys, NEW_RESULT},      {Api::ForeignKeys, NEW_RESULT}, {Api::TablePrivileges, NEW_RESULT},
-    {Api::ColumnPrivileges, NEW_RESULT}, {Api::Procedures, NEW_RESULT},  {Api::ProcedureColumns, NEW_RESULT},
-    {Api::GetTypeInfo, NEW_RESULT},      {Api::Execute, "qoppPPP"},      {Api::ParamData, WAITING_ONLY},
-    {Api::PutData, WAITING_ONLY},        {Api::Fetch, "qqcooom"},        {Api::FetchScroll, "qqcooom"},
+constexpr Rule kRules[] = {
+    {Api::Prepare, kNewResult},          {Api::ExecDirect, kNewResult},  {Api::Tables, kNewResult},
+    {Api::Columns, kNewResult},          {Api::Statistics, kNewResult},  {Api::SpecialColumns, kNewResult},
+    {Api::PrimaryKeys, kNewResult},      {Api::ForeignKeys, kNewResult}, {Api::TablePrivileges, kNewResult},
+    {Api::ColumnPrivileges, kNewResult}, {Api::Procedures, kNewResult},  {Api::ProcedureColumns, kNewResult},
+    {Api::GetTypeInfo, kNewResult},      {Api::Execute, "qoppPPP"},      {Api::ParamData, kWaitingOnly},
+    {Api::PutData, kWaitingOnly},        {Api::Fetch, "qqoooom"},        {Api::FetchScroll, "qqcooom"},
     {Api::ExtendedFetch, "qqcoomo"},     {Api::GetData, "qqcccoo"},      {Api::SetPos, "qqcccoo"},
     {Api::BulkOperations, "qqcoooq"},    {Api::RowCount, "qqooooo"},     {Api::NumResultCols, "qoooooo"},
     {Api::DescribeCol, "qodoooo"},       {Api::ColAttribute, "qoooooo"}, {Api::NumParams, "qoooooo"},
@@ -42,16 +43,16 @@ constexpr Rule RULES[] = {
 };
 
 constexpr bool rulesAreWhole() {
-  return std::all_of(std::begin(RULES), std::end(RULES),
-                     [](const Rule& rule) { return rule.verdicts.size() == ORDINARY_STATES; });
+  return std::all_of(std::begin(kRules), std::end(kRules),
+                     [](const Rule& rule) { return rule.verdicts.size() == kOrdinaryStates; });
 }
 static_assert(rulesAreWhole());
-static_assert(ALWAYS.size() == ORDINARY_STATES);
+static_assert(kAlways.size() == kOrdinaryStates);
 
 std::string_view verdictsOf(Api api) {
   const Rule* rule =
-      std::find_if(std::begin(RULES), std::end(RULES), [api](const Rule& r) { return r.api == api; });
-  return rule == std::end(RULES) ? ALWAYS : rule->verdicts;
+      std::find_if(std::begin(kRules), std::end(kRules), [api](const Rule& r) { return r.api == api; });
+  return rule == std::end(kRules) ? kAlways : rule->verdicts;
 }
 
 char verdictIn(StmtState state, std::string_view verdicts) { return verdicts[static_cast<size_t>(state)]; }
@@ -75,12 +76,12 @@ const char* refusal(char verdict, bool prepared, bool throughLibrary) {
 bool worked(SQLRETURN rc) { return SQL_SUCCEEDED(rc); }
 
 bool isCatalogFunction(Api api) {
-  return verdictsOf(api) == NEW_RESULT && api != Api::Prepare && api != Api::ExecDirect;
+  return verdictsOf(api) == kNewResult && api != Api::Prepare && api != Api::ExecDirect;
 }
 
 // What such a function leaves is new, and what was known of an earlier result no longer holds.
 bool makesResult(Api api) {
-  return verdictsOf(api) == NEW_RESULT || api == Api::Execute || api == Api::MoreResults;
+  return verdictsOf(api) == kNewResult || api == Api::Execute || api == Api::MoreResults;
 }
 
 StmtState closedState(const DMStmt& stmt) {
@@ -113,6 +114,7 @@ void executionEnded(DMStmt& stmt, Api api, SQLRETURN rc) {
   if (api != Api::Execute) unprepare(stmt);
   if (rc == SQL_NEED_DATA) return askForData(stmt, api);
   if (isCatalogFunction(api)) stmt.state->sequence.columns = 1;
+  if (rc == SQL_NO_DATA) stmt.state->sequence.columns = 0;  // no row was touched, and there is no result
   if (worked(rc) || rc == SQL_NO_DATA) return enterExecuted(stmt);
   enterClosed(stmt);
 }
@@ -139,21 +141,28 @@ void moreResultsEnded(DMStmt& stmt, SQLRETURN rc) {
   if (rc == SQL_NO_DATA) enterClosed(stmt);
 }
 
+void resolveResult(DMStmt& stmt) {
+  stmt.lock();
+  sequenceColumnsTold(stmt, resultColumns(stmt));
+  stmt.unlock();
+}
+
+void fetchEnded(DMStmt& stmt, StmtState fetched, SQLRETURN rc) {
+  StmtSequence& sequence = stmt.state->sequence;
+  if (rc == SQL_NO_DATA && sequence.state == StmtState::UnknownResult) resolveResult(stmt);
+  if (worked(rc) || (rc == SQL_NO_DATA && sequence.state != StmtState::NoResult)) sequence.state = fetched;
+}
+
 void finished(DMStmt& stmt, Api api, SQLRETURN rc) {
   StmtSequence& sequence = stmt.state->sequence;
-  bool fetched = worked(rc) || rc == SQL_NO_DATA;
   switch (api) {
     case Api::Prepare: return prepareEnded(stmt, rc);
     case Api::Execute:
     case Api::ExecDirect: return executionEnded(stmt, api, rc);
     case Api::MoreResults: return moreResultsEnded(stmt, rc);
     case Api::Fetch:
-    case Api::FetchScroll:
-      if (fetched) sequence.state = StmtState::Fetched;
-      return;
-    case Api::ExtendedFetch:
-      if (fetched) sequence.state = StmtState::ExtendedFetched;
-      return;
+    case Api::FetchScroll: return fetchEnded(stmt, StmtState::Fetched, rc);
+    case Api::ExtendedFetch: return fetchEnded(stmt, StmtState::ExtendedFetched, rc);
     case Api::SetPos:
     case Api::BulkOperations:
       if (rc == SQL_NEED_DATA) askForData(stmt, api);
@@ -178,12 +187,6 @@ void finished(DMStmt& stmt, Api api, SQLRETURN rc) {
   }
 }
 
-void resolveResult(DMStmt& stmt) {
-  stmt.lock();
-  sequenceColumnsTold(stmt, resultColumns(stmt));
-  stmt.unlock();
-}
-
 }  // namespace
 
 const char* sequenceBegin(DMStmt& stmt, Api api, bool throughLibrary) noexcept {
@@ -199,7 +202,7 @@ const char* sequenceBegin(DMStmt& stmt, Api api, bool throughLibrary) noexcept {
       return nullptr;
     default: break;
   }
-  std::string_view verdicts = verdictsOf(api);
+  const std::string_view verdicts = verdictsOf(api);
   if (sequence.state == StmtState::UnknownResult && dependsOnResult(verdicts)) resolveResult(stmt);
   const char* refused =
       refusal(verdictIn(sequence.state, verdicts), (stmt.flags & DM_STMT_PREPARED) != 0, throughLibrary);
@@ -208,11 +211,9 @@ const char* sequenceBegin(DMStmt& stmt, Api api, bool throughLibrary) noexcept {
 }
 
 const char* sequenceBegin(DMDesc& desc) noexcept {
-  DMConn& conn = *desc.conn;
-  std::lock_guard guard(conn.state->lock);
-  for (DMStmt* stmt = conn.state->firstStmt; stmt; stmt = stmt->state->next) {
-    bool used = desc.ownerStmt == stmt || stmt->ard == &desc || stmt->apd == &desc;
-    if (used && sequencePending(*stmt)) return "HY010";
+  if (desc.ownerStmt) return sequencePending(*desc.ownerStmt) ? "HY010" : nullptr;
+  for (DMStmt* stmt : DMStmtList(desc.conn)) {
+    if ((stmt->ard == &desc || stmt->apd == &desc) && sequencePending(*stmt)) return "HY010";
   }
   return nullptr;
 }
@@ -229,8 +230,8 @@ void sequenceEnd(DMStmt& stmt, Api api, SQLRETURN rc) noexcept {
 }
 
 void sequenceCancelled(DMStmt& stmt, bool closed) noexcept {
-  StmtState state = stmt.state->sequence.state;
-  if (state == StmtState::StillExecuting) return;  // ends by its own function's next answer
+  const StmtState state = stmt.state->sequence.state;
+  if (state == StmtState::StillExecuting) return;  // ends by the next call of its own function
   if (state >= StmtState::NeedParam) return dataEnded(stmt, SQL_ERROR);
   if (closed) enterClosed(stmt);
 }
@@ -248,10 +249,9 @@ bool sequencePending(const DMStmt& stmt) noexcept {
 }
 
 bool requireNonePending(DMConn& conn) noexcept {
-  std::lock_guard guard(conn.state->lock);
-  for (DMStmt* stmt = conn.state->firstStmt; stmt; stmt = stmt->state->next) {
+  for (DMStmt* stmt : DMStmtList(&conn)) {
     if (!sequencePending(*stmt)) continue;
-    dm::postError(conn, "HY010");
+    postError(conn, "HY010");
     return false;
   }
   return true;
@@ -272,9 +272,12 @@ void sequenceColumnsTold(DMStmt& stmt, int columns) noexcept {
 
 int resultColumns(DMStmt& stmt) noexcept {
   const DMDriverFunctions* driver = stmt.conn->driverFunctions;
-  // An asynchronous driver could answer that it is still counting, and then the count would have to be
+  // An asynchronous driver could return that it is still counting, and then the count would have to be
   // asked to its end before anything else.
   if (!driver || !driver->SQLNumResultCols || (stmt.flags & DM_STMT_ASYNC)) return -1;
   SQLSMALLINT count = 0;
-  return SQL_SUCCEEDED(driver->SQLNumResultCols(stmt.driverHandle, &count)) ? count : -1;
+  const SQLRETURN rc = guardQuietly([&] { return driver->SQLNumResultCols(stmt.driverHandle, &count); });
+  return SQL_SUCCEEDED(rc) ? count : -1;
 }
+
+}  // namespace dm

@@ -9,7 +9,7 @@
 #ifndef ZULIB_DRIVERMANAGER_INTERNAL_BRIDGE_H
 #define ZULIB_DRIVERMANAGER_INTERNAL_BRIDGE_H
 
-#include "zuodbc/call/statementcall.h"
+#include "zuodbc/call/drivercall.h"
 #include "zuodbc/call/values.h"
 #include "zuodbc/driver/driverdiagnostics.h"
 

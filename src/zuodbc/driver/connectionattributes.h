@@ -3,9 +3,9 @@
 #ifndef ZULIB_DRIVERMANAGER_INTERNAL_CONNECTIONATTRIBUTES_H
 #define ZULIB_DRIVERMANAGER_INTERNAL_CONNECTIONATTRIBUTES_H
 
-#include "zuodbc/call/api.h"
 #include "zuodbc/call/values.h"
 #include "zuodbc/driverfunctions.h"
+#include "zuodbc/handles/api.h"
 #include "zuodbc/handles/handles.h"
 
 namespace dm {

@@ -1,73 +1,15 @@
-// The handles' constructors and destructors, the register, the lists and the call lock.
-
 #include "zuodbc/handles/handles.h"
 
 #include <algorithm>
-#include <array>
-#include <cstdint>
 #include <cstdlib>
+#include <functional>
 #include <new>
-#include <shared_mutex>
 
 #include "zuodbc/bindinfo.h"
 #include "zuodbc/call/errors.h"
 #include "zuodbc/dmservices.h"
-#include "zuodbc/driver/driverloading.h"
 
 namespace dm {
-namespace {
-
-// Buckets of live handles by address. Handles are at least 16 bytes apart, so the low bits say nothing.
-constexpr size_t bucketCount = 4096;
-constinit std::array<DMHandle*, bucketCount> buckets{};
-std::shared_mutex registerLock;
-
-DMHandle*& bucketOf(const void* address) {
-  auto number = reinterpret_cast<uintptr_t>(address) >> 4;
-  return buckets[(number ^ (number >> 12) ^ (number >> 24)) % bucketCount];
-}
-
-void enterRegister(DMHandle* handle) {
-  std::unique_lock lock(registerLock);
-  DMHandle*& first = bucketOf(handle);
-  handle->nextInRegister = first;
-  first = handle;
-}
-
-void leaveRegister(DMHandle* handle) {
-  std::unique_lock lock(registerLock);
-  DMHandle** link = &bucketOf(handle);
-  while (*link && *link != handle) link = &(*link)->nextInRegister;
-  if (*link) *link = handle->nextInRegister;
-}
-
-}  // namespace
-
-DMHandle* findAnyHandle(SQLHANDLE address) noexcept {
-  if (!address) return nullptr;
-  std::shared_lock lock(registerLock);
-  DMHandle* handle = bucketOf(address);
-  while (handle && handle != address) handle = handle->nextInRegister;
-  return handle;
-}
-
-DMHandle* findHandle(int type, SQLHANDLE address) noexcept {
-  DMHandle* handle = findAnyHandle(address);
-  return handle && handle->handleType == type ? handle : nullptr;
-}
-
-DMEnv* findEnvironment(SQLHANDLE address) noexcept {
-  return static_cast<DMEnv*>(findHandle(DM_ENV, address));
-}
-DMConn* findConnection(SQLHANDLE address) noexcept {
-  return static_cast<DMConn*>(findHandle(DM_CONN, address));
-}
-DMStmt* findStatement(SQLHANDLE address) noexcept {
-  return static_cast<DMStmt*>(findHandle(DM_STMT, address));
-}
-DMDesc* findDescriptor(SQLHANDLE address) noexcept {
-  return static_cast<DMDesc*>(findHandle(DM_DESC, address));
-}
 
 DMConn* connectionOf(DMHandle& handle) noexcept {
   switch (handle.handleType) {
@@ -84,8 +26,9 @@ bool isVersion2Application(DMHandle& handle) noexcept {
   return env && env->odbcVersion == SQL_OV_ODBC2;
 }
 
-DMStmt* makeStatement(DMConn& conn) noexcept {
+DMStmt* makeStatement(DMConn& conn, bool ofCursorLibrary) noexcept {
   auto* stmt = new (std::nothrow) DMStmt(&conn);
+  if (stmt) stmt->ofCursorLibrary = ofCursorLibrary;
   if (stmt && stmt->SetupHandleList(&conn)) {
     stmt->rowsetSize = stmt->state->driverRowset.size = conn.state->rowsetSize;
     stmt->ard->bindType = stmt->state->driverRowset.bindType = conn.state->bindType;
@@ -95,8 +38,9 @@ DMStmt* makeStatement(DMConn& conn) noexcept {
   return nullptr;
 }
 
-DMDesc* makeDescriptor(DMConn& conn) noexcept {
+DMDesc* makeDescriptor(DMConn& conn, bool ofCursorLibrary) noexcept {
   auto* desc = new (std::nothrow) DMDesc(&conn, nullptr, DM_DESC_EXPLICIT);
+  if (desc && desc->state) desc->state->ofCursorLibrary = ofCursorLibrary;
   if (desc && desc->SetupHandleList(&conn)) return desc;
   delete desc;
   return nullptr;
@@ -105,11 +49,11 @@ DMDesc* makeDescriptor(DMConn& conn) noexcept {
 namespace {
 
 // Room in `released` is taken when a handle enters the lists, so putting it there cannot fail.
-bool reserveRelease(DMConnState& state, size_t more) {
+bool reserveRelease(DMConnState& state) {
+  const size_t live = state.released.size() + state.descriptors.size() + state.statements + 1;
+  if (live <= state.released.capacity()) return true;
   try {
-    size_t live = state.released.size() + state.descriptors.size() + more;
-    for (DMStmt* stmt = state.firstStmt; stmt; stmt = stmt->state->next) ++live;
-    if (live > state.released.capacity()) state.released.reserve(2 * live);
+    state.released.reserve(2 * live);
     return true;
   } catch (const std::bad_alloc&) {
     return false;
@@ -123,6 +67,7 @@ void unlist(DMStmt* stmt) {
   (own.previous ? own.previous->state->next : conn.firstStmt) = own.next;
   (own.next ? own.next->state->previous : conn.lastStmt) = own.previous;
   own.listed = false;
+  --conn.statements;
 }
 
 void unlist(DMDesc* desc) {
@@ -192,16 +137,60 @@ void reapReleased(DMConn& conn, bool all) noexcept {
   state.released.erase(end, state.released.end());
 }
 
+EnteredStatements::EnteredStatements(DMConn& conn, const DMDesc* usedDescriptor) {
+  {
+    const std::lock_guard lock(conn.state->lock);
+    statements.reserve(conn.state->statements);
+    for (DMStmt* stmt = conn.state->firstStmt; stmt; stmt = stmt->state->next) {
+      const bool isWanted = !usedDescriptor || stmt->ard == usedDescriptor || stmt->apd == usedDescriptor;
+      if (!isWanted || stmt->ofCursorLibrary) continue;
+      pin(*stmt);
+      statements.push_back(stmt);
+    }
+  }
+  std::sort(statements.begin(), statements.end(), std::less<>());
+  std::erase_if(statements, [](DMStmt* stmt) {
+    if (enter(*stmt)) return false;
+    unpin(*stmt);
+    return true;
+  });
+}
+
+EnteredStatements::~EnteredStatements() {
+  for (DMStmt* stmt : statements) {
+    leave(*stmt);
+    unpin(*stmt);
+  }
+}
+
+void EnteredStatements::retire() noexcept {
+  for (DMStmt* stmt : statements) {
+    withdraw(*stmt);
+    leave(*stmt);
+    awaitUnpinned(*stmt, 1);
+    retireStatement(stmt);
+  }
+  statements.clear();
+}
+
 }  // namespace dm
 
 using namespace dm;
 
 CharacterConverter::~CharacterConverter() = default;
 
-DMHandle::DMHandle(DMHandleType type) : handleType(type), reserve(makeReserve()) { enterRegister(this); }
+DMHandle::DMHandle(DMHandleType type) : handleType(type), reserve(makeReserve()) {
+  pthread_mutexattr_t recursive;
+  pthread_mutexattr_init(&recursive);
+  pthread_mutexattr_settype(&recursive, PTHREAD_MUTEX_RECURSIVE);
+  pthread_mutex_init(&entryLock, &recursive);
+  pthread_mutexattr_destroy(&recursive);
+  enterRegister(*this);
+}
 
 DMHandle::~DMHandle() {
-  leaveRegister(this);
+  leaveRegister(*this);
+  pthread_mutex_destroy(&entryLock);
   FreeErrorBuf(errorQueue);
   std::free(reserve);
   delete converter;
@@ -234,10 +223,11 @@ int DMHandle::SetupHandleList(void* owner) {
       return 0;
     if (!conn) return 1;
     std::lock_guard lock(conn->state->lock);
-    if (!reserveRelease(*conn->state, 1)) return 0;
+    if (!reserveRelease(*conn->state)) return 0;
     stmt->state->previous = conn->state->lastStmt;
     (conn->state->lastStmt ? conn->state->lastStmt->state->next : conn->state->firstStmt) = stmt;
     conn->state->lastStmt = stmt;
+    ++conn->state->statements;
     stmt->state->listed = true;
     return 1;
   }
@@ -246,7 +236,7 @@ int DMHandle::SetupHandleList(void* owner) {
   if (!desc->state) return 0;
   if (!conn) return 1;
   std::lock_guard lock(conn->state->lock);
-  if (!reserveRelease(*conn->state, 1)) return 0;
+  if (!reserveRelease(*conn->state)) return 0;
   try {
     conn->state->descriptors.push_back(desc);
   } catch (const std::bad_alloc&) {

@@ -1,26 +1,21 @@
-// The driver manager's own part of each handle, the handle register, and the re-entrance marks.
-//
-// The register is the process-wide set of live handles. It is threaded through the handles themselves,
-// so entering it cannot fail, and looking up an address never touches what the address points to.
-//
-// Marks belong to the thread that set them: another thread's SQLCancel on a marked statement is still
-// the application's own call. A mark lives for one call of the cursor library into the driver manager,
-// so no thread ever holds more than a few.
+// The driver manager's own part of each handle, and the lists of a connection.
 
-#ifndef ZULIB_DRIVERMANAGER_INTERNAL_HANDLES_H
-#define ZULIB_DRIVERMANAGER_INTERNAL_HANDLES_H
+#ifndef ZUODBC_HANDLES_HANDLES_H
+#define ZUODBC_HANDLES_HANDLES_H
 
 #include <atomic>
+#include <cstddef>
 #include <map>
 #include <memory>
 #include <mutex>
 #include <string>
 #include <vector>
 
-#include "zuodbc/call/sequence.h"
 #include "zuodbc/dmhandle.h"
 #include "zuodbc/driver/cursorlibrary.h"
 #include "zuodbc/driverfunctions.h"
+#include "zuodbc/handles/register.h"
+#include "zuodbc/handles/stmtsequence.h"
 
 namespace dm {
 class LoadedDriver;
@@ -61,10 +56,11 @@ struct DMEnvState {
 };
 
 struct DMConnState {
-  // Guards the lists of statements and descriptors.
+  // Guards the lists of statements and descriptors, and what is known of other statements' cursors.
   std::recursive_mutex lock;
   DMStmt* firstStmt = nullptr;
   DMStmt* lastStmt = nullptr;
+  size_t statements = 0;
   std::vector<DMDesc*> descriptors;  // the explicit ones
 
   // Statements and descriptors of the cursor library that it has freed: it still writes to them after
@@ -77,9 +73,12 @@ struct DMConnState {
   void* driverEnv = nullptr;  // each connection has an environment of its own in the driver
   const dm::CursorLibrary* cursorLibrary = nullptr;  // null: statement calls go to the driver
   bool connected = false;
-  bool browsing = false;       // SQLBrowseConnect has answered SQL_NEED_DATA
-  std::string dataSource;      // the name, or empty
-  DMStmt* openStmt = nullptr;  // whose result `hasOpenResult` stands for; only compared
+  bool browsing = false;   // SQLBrowseConnect has answered SQL_NEED_DATA
+  std::string dataSource;  // the name, or empty
+  std::mutex nameLock;     // guards DMStmtState::cursorName of all statements
+  unsigned generatedNames = 0;
+  std::mutex openLock;         // guards `openStmt` and DMConn::hasOpenResult
+  DMStmt* openStmt = nullptr;  // whose result `hasOpenResult` tells of; only compared
 
   SQLULEN odbcCursors = SQL_CUR_USE_DRIVER;
   std::string traceFile;
@@ -97,6 +96,17 @@ struct DMDescState {
   pthread_t releasedBy{};
 };
 
+namespace dm {
+// A binding of a column that the driver has not been told yet (call/heldbindings.h).
+struct HeldBinding {
+  SQLUSMALLINT column;
+  SQLSMALLINT cType;
+  SQLPOINTER data;
+  SQLLEN length;
+  SQLLEN* lengthPtr;
+};
+}  // namespace dm
+
 struct DMStmtState {
   // The connection's list, in the order of allocation.
   DMStmt* next = nullptr;
@@ -104,70 +114,67 @@ struct DMStmtState {
   bool listed = false;
   pthread_t releasedBy{};
 
-  StmtSequence sequence;   // moved by the statement functions (internal/sequence.h)
+  StmtSequence sequence;   // moved by the statement functions (call/sequence.h)
   std::string cursorName;  // as set by the application, when the driver keeps none; empty until then
   dm::DriverRowset driverRowset;
+
+  Api call = Api::AllocHandle;                // the application's call under way, or the last one
+  std::vector<dm::HeldBinding> heldBindings;  // in the order of the bind calls
+
+  // For a cancel from another thread. The lock is held during the driver's SQLCancel, and taken before a
+  // handle that the cancel could use is freed.
+  std::mutex cancelLock;
+  DMStmt* driverStmt = nullptr;          // another statement that is in the driver on this one's behalf
+  std::atomic<bool> cancelAsked{false};  // a cancel came while the call was outside the driver
+
+  // A cell for a value that the application does not want. A call that still executes may keep its address.
+  alignas(std::max_align_t) unsigned char scratch[16];
 };
 
 namespace dm {
-
-// The live handle of the right type behind an application's handle, or null.
-DMEnv* findEnvironment(SQLHANDLE handle) noexcept;
-DMConn* findConnection(SQLHANDLE handle) noexcept;
-DMStmt* findStatement(SQLHANDLE handle) noexcept;
-DMDesc* findDescriptor(SQLHANDLE handle) noexcept;
-DMHandle* findHandle(int type, SQLHANDLE handle) noexcept;
-DMHandle* findAnyHandle(SQLHANDLE handle) noexcept;
 
 // The connection of a handle; null for an environment.
 DMConn* connectionOf(DMHandle& handle) noexcept;
 bool isVersion2Application(DMHandle& handle) noexcept;
 
-// The marks of the calling thread.
-struct MarkTable {
-  static constexpr unsigned capacity = 16;
-  struct Entry {
-    const DMHandle* handle;
-    unsigned depth;
-  };
-  unsigned count;
-  Entry entries[capacity];
-
-  bool holds(const DMHandle* handle) const {
-    for (unsigned i = count; i != 0; --i) {
-      if (entries[i - 1].handle == handle) return true;
-    }
-    return false;
-  }
-};
-// Read several times for every row that is fetched, so its address must not cost a call. The table fits the
-// room that the loader keeps for libraries which are opened late.
-extern constinit thread_local MarkTable threadMarks __attribute__((tls_model("initial-exec")));
-
-// True when the calling thread has marked the handle, or what it stands under. Only a thread that holds
-// a mark looks into the handle at all, and that thread is inside the cursor library, which knows its own.
-inline bool isMarked(DMConn* conn) { return threadMarks.count != 0 && conn && threadMarks.holds(conn); }
-inline bool isMarked(DMStmt* stmt) {
-  return threadMarks.count != 0 && stmt && (threadMarks.holds(stmt) || threadMarks.holds(stmt->conn));
-}
-inline bool isMarked(DMDesc* desc) {
-  return threadMarks.count != 0 && desc &&
-         (threadMarks.holds(desc) || threadMarks.holds(desc->conn) ||
-          (desc->ownerStmt && threadMarks.holds(desc->ownerStmt)));
+// True for an application, or a driver, of ODBC 3.
+inline bool isVersion3Driver(const DMConn& conn) noexcept { return conn.driverVersion >= 300; }
+inline bool isVersion3Application(const DMConn& conn) noexcept {
+  return conn.env->odbcVersion != SQL_OV_ODBC2;
 }
 
-// Makes a statement or an explicit descriptor on a live connection, in its lists, driver's side not yet
-// there. Null when memory is gone.
-DMStmt* makeStatement(DMConn& conn) noexcept;
-DMDesc* makeDescriptor(DMConn& conn) noexcept;
+// Makes a statement or an explicit descriptor on a live connection, in its lists, without the driver's side.
+// Null if allocation fails.
+DMStmt* makeStatement(DMConn& conn, bool ofCursorLibrary) noexcept;
+DMDesc* makeDescriptor(DMConn& conn, bool ofCursorLibrary) noexcept;
 
-// Takes a statement or descriptor out of its connection's lists and destroys it. One that belongs to the
-// cursor library waits in `released`.
+// Removes a statement or descriptor that no call has in hand from its connection's lists and destroys it. One
+// that belongs to the cursor library waits in `released`.
 void retireStatement(DMStmt* stmt) noexcept;
 void retireDescriptor(DMDesc* desc) noexcept;
 
 // Destroys what the calling thread has released on the connection, or all of it.
 void reapReleased(DMConn& conn, bool all) noexcept;
+
+// Statements of a connection, entered, for a call that concerns more than one. None is the cursor library's
+// own: its statements are used under its lock only.
+class EnteredStatements {
+ public:
+  // All of them, or those that use the explicit descriptor. Throws std::bad_alloc.
+  explicit EnteredStatements(DMConn& conn, const DMDesc* usedDescriptor = nullptr);
+  EnteredStatements(const EnteredStatements&) = delete;
+  EnteredStatements& operator=(const EnteredStatements&) = delete;
+  ~EnteredStatements();
+
+  auto begin() const { return statements.begin(); }
+  auto end() const { return statements.end(); }
+
+  // Destroys them all.
+  void retire() noexcept;
+
+ private:
+  std::vector<DMStmt*> statements;
+};
 
 }  // namespace dm
 
