@@ -30,14 +30,18 @@ while read -r header; do
   count=$((count + 1))
 done < <(cd "$include" && find . -name '*.h' | sort)
 [ "$count" -gt 5 ] || fail "only $count headers were installed"
-gcc -Wall -Wextra -Werror -I "$include" -x c -fsyntax-only "$include/zulib/cursor/entry/cursorlib.h" || fail "cursorlib.h in C"
+for header in cursor/entry/cursorlib.h net/connection.h; do
+  gcc -Wall -Wextra -Werror -I "$include" -x c -fsyntax-only "$include/zulib/$header" || fail "$header in C"
+done
 pass "$count headers compile alone"
 
 # Only the interface is visible, under a version. (grep reads all of its input here: one that stops at the first
 # hit would fail the command in front of it.)
 undecorated=$(nm -D --defined-only "$libdir/libzulib.so" "$libdir/libzuodbc.so" | grep -E ' [TDBRVW] ' | grep -vc '@@ZU' || true)
 [ "$undecorated" -eq 0 ] || fail "$undecorated exported symbols have no version"
-nm -D --defined-only "$libdir/libzulib.so" | grep ' CLFetchScroll@@' >/dev/null || fail "CLFetchScroll is not exported"
+for name in CLFetchScroll ConnectionOpen MapHostNameToAddress GSSLock; do
+  nm -D --defined-only "$libdir/libzulib.so" | grep " $name@@" >/dev/null || fail "$name is not exported"
+done
 nm -D --defined-only "$libdir/libzulib.so" | grep ' SQLFetch@@' >/dev/null && fail "libzulib.so exports SQLFetch"
 nm -D --defined-only "$libdir/libzuodbc.so" | grep ' SQLFetch@@' >/dev/null || fail "SQLFetch is not exported"
 readelf -d "$libdir/libzulib.so" | grep 'SONAME.*libzulib.so.0' >/dev/null || fail "libzulib.so has no SONAME"
@@ -85,9 +89,13 @@ g++ -std=c++17 "$example/driver.cpp" -o "$example/driver_by_pkgconfig" $(pkg-con
 run_example "$example/driver_by_pkgconfig" '1509: The file no/such/directory/log was not found.'
 pass "the README's examples through pkg-config"
 
+for source in examples/*/; do
+  name=$(basename "$source")
+  cmake -S "$source" -B "$scratch/$name" -G Ninja -DCMAKE_PREFIX_PATH="$scratch/prefix" >/dev/null
+  cmake --build "$scratch/$name" >/dev/null || fail "$source does not build"
+done
+
 # The demo: its exit code, and one line that only a working cursor prints.
-cmake -S examples/scroll -B "$scratch/scroll" -G Ninja -DCMAKE_PREFIX_PATH="$scratch/prefix" >/dev/null
-cmake --build "$scratch/scroll" >/dev/null || fail "examples/scroll does not build"
 demo=$(env -u LC_ALL -u LC_MESSAGES -u LANG "$scratch/scroll/scroll") || fail "the demo ended with an error: $demo"
 grep -q '5000 rows delivered going backwards' <<<"$demo" || fail "the demo printed: $demo"
 grep -q '99.5' <<<"$demo" || fail "the demo shows no updated row"
@@ -99,8 +107,6 @@ pass "the demo"
 
 # Lines sorted through files, in the order and with the bytes of the system's sort; some are long, some equal,
 # and the last one does not end.
-cmake -S examples/sort -B "$scratch/sort" -G Ninja -DCMAKE_PREFIX_PATH="$scratch/prefix" >/dev/null
-cmake --build "$scratch/sort" >/dev/null || fail "examples/sort does not build"
 awk 'BEGIN { srand(1); for (i = 0; i < 30000; i++) { line = int(rand() * 5000) "," i; if (i % 1000 == 0) while (length(line) < 3000) line = line line; print line }
      printf "7,end" }' >"$scratch/lines"
 LC_ALL=C sort -s -k 1.2,1.4 "$scratch/lines" >"$scratch/expected"
@@ -112,5 +118,38 @@ for memory in 128K 4M; do
 done
 [ -z "$(ls "$scratch/sorttmp")" ] || fail "zusort left files"
 pass "the sorter of lines"
+
+# The pipe: a line there and back, its log, and the errors of a token without a ticket and of a port that is closed.
+cat >"$scratch/server.py" <<'PYTHON'
+import socket
+server = socket.socket()
+server.bind(("127.0.0.1", 0))
+server.listen()
+print(server.getsockname()[1], flush=True)
+for _ in range(2):
+    peer, _ = server.accept()
+    peer.sendall(peer.recv(1000).upper())
+    peer.close()
+PYTHON
+python3 "$scratch/server.py" >"$scratch/port" &
+server=$!
+for ((tries = 0; tries < 100; ++tries)); do
+  [ -s "$scratch/port" ] && break
+  sleep 0.1
+done
+address=127.0.0.1,$(cat "$scratch/port")
+mkdir "$scratch/there"
+in_english() { (cd "$scratch/there" && env -u LC_ALL -u LC_MESSAGES -u LANG "$@" 2>&1); }
+[ "$(in_english "$scratch/pipe/pipe" "$address" hello)" = HELLO ] || fail "the pipe brought no reply"
+[ "$(in_english "$scratch/pipe/pipe" --log "$address" again)" = AGAIN ] || fail "the pipe with --log brought no reply"
+wait "$server"
+grep -q '^61 67 61 69 6E 0A ' "$scratch/there/0.out" || fail "the log does not show what was sent"
+grep -q '^41 47 41 49 4E 0A ' "$scratch/there/0.out" || fail "the log does not show what came"
+output=$(in_english "$scratch/pipe/pipe" "$address" late) && fail "a closed port is no error"
+grep -q '7505: The connection to the server could not be made' <<<"$output" || fail "the pipe printed: $output"
+output=$(in_english env KRB5_CONFIG=/dev/null KRB5CCNAME=FILE:/nowhere "$scratch/pipe/pipe" \
+  --token db/localhost@EXAMPLE "$address" hello) && fail "a token without a ticket"
+grep -q '2749: There are no Kerberos credentials' <<<"$output" || fail "the pipe printed: $output"
+pass "the pipe"
 
 echo "$passed passed, 0 failed"

@@ -48,7 +48,7 @@ class ZU_API DESwCBCEncryptor {
   void transform(uint32_t& left, uint32_t& right) const;
 
   // The S-boxes with the permutation P behind them, rotated left by one as the halves are in the rounds.
-  static const std::array<std::array<uint32_t, 64>, 8> Spbox;
+  static const std::array<std::array<uint32_t, 64>, 8> Spbox;  // NOLINT(readability-identifier-naming)
 
   unsigned char chainBlock[8] = {};
   // A round's eight groups of 6 bits, each in a byte of its own: the 1st, 3rd, 5th and 7th in the first word
