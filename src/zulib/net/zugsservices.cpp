@@ -30,6 +30,7 @@ constexpr const char* kFunctions[] = {
 static_assert(sizeof kFunctions / sizeof *kFunctions == ReleaseName + 1);
 
 // The name type of a Kerberos principal, 1.2.840.113554.1.2.2.1.
+// NOLINTNEXTLINE(readability-identifier-naming)
 constexpr unsigned char KERBEROS5_MECH_PRINCIPAL_NAME_BYTES[] = {0x2A, 0x86, 0x48, 0x86, 0xF7,
                                                                  0x12, 0x01, 0x02, 0x02, 0x01};
 

@@ -37,6 +37,7 @@ enum ZuProtocolType : int {
 };
 
 // The transport under a pipe. The contracts are those of the functions of connection.h with the same names.
+// NOLINTBEGIN(readability-identifier-naming)
 struct ZuNetFunctions {
   unsigned (*ObjectSize)();
   unsigned short (*Read)(void*, void*, unsigned short, unsigned short, unsigned short, unsigned*);
@@ -47,6 +48,7 @@ struct ZuNetFunctions {
   int (*CheckForData)(void*, unsigned*, unsigned*);
   void (*reserved[5])();  // null
 };
+// NOLINTEND(readability-identifier-naming)
 
 class ZU_API ZuPipe : public ZuObject {
  public:
