@@ -24,10 +24,10 @@ namespace {
 [[maybe_unused]] const bool allocatorSettled =
     mallopt(M_MMAP_MAX, 0) == 1 && mallopt(M_TRIM_THRESHOLD, -1) == 1;
 
-constexpr unsigned long ELEMENTS[] = {1000, 50000, 1000000};
+constexpr unsigned long kElements[] = {1000, 50000, 1000000};
 
 void sizes(benchmark::internal::Benchmark* bench) {
-  for (const unsigned long n : ELEMENTS) bench->Arg(static_cast<int64_t>(n));
+  for (const unsigned long n : kElements) bench->Arg(static_cast<int64_t>(n));
 }
 
 unsigned long countOf(const benchmark::State& state) { return static_cast<unsigned long>(state.range(0)); }
@@ -55,9 +55,9 @@ void arrayAdd(benchmark::State& state) {
   Number number;
   for (auto _ : state) {
     ZuArray array(0);
-    if (array.setInitialSize(1)) return state.SkipWithError("memory is gone");
+    if (array.setInitialSize(1)) return state.SkipWithError("allocation failed");
     for (unsigned long i = 0; i < countOf(state); ++i) {
-      if (array.add(&number)) return state.SkipWithError("memory is gone");
+      if (array.add(&number)) return state.SkipWithError("allocation failed");
     }
     benchmark::DoNotOptimize(array[0]);
     benchmark::ClobberMemory();
@@ -86,7 +86,7 @@ void sortedLoad(benchmark::State& state) {
     array.stopSort();
     for (Number& number : all) failed |= array.add(&number) != 0;
     failed |= array.resort() != 0;
-    if (failed) state.SkipWithError("memory is gone");
+    if (failed) state.SkipWithError("allocation failed");
     benchmark::DoNotOptimize(array[0]);
   }
   countItems(state);
@@ -140,7 +140,7 @@ void setAdd(benchmark::State& state) {
   std::vector<Number> all = numbers(countOf(state));
   for (auto _ : state) {
     NumberSet set;
-    if (!fill(set, all)) state.SkipWithError("memory is gone");
+    if (!fill(set, all)) state.SkipWithError("allocation failed");
     benchmark::DoNotOptimize(set.getCount());
   }
   countItems(state);
@@ -165,7 +165,7 @@ void setGrow(benchmark::State& state) {
     NumberSet set;
     bool failed = set.initialize(16) != 0;
     for (Number& number : all) failed |= set.add(&number) != 0;
-    if (failed) state.SkipWithError("memory is gone");
+    if (failed) state.SkipWithError("allocation failed");
     benchmark::DoNotOptimize(set.getCount());
   }
   countItems(state);
@@ -199,11 +199,11 @@ void setFind(benchmark::State& state, bool there) {
   std::vector<Number> all = numbers(countOf(state));
   const std::vector<Number> wanted = wantedOf(all, there);
   NumberSet set;
-  if (!fill(set, all)) state.SkipWithError("memory is gone");
+  if (!fill(set, all)) state.SkipWithError("allocation failed");
   for (auto _ : state) {
     unsigned long hits = 0;
     for (const Number& number : wanted) hits += set.at(set.findIndexOf(&number)) != nullptr;
-    if (hits != (there ? wanted.size() : 0)) state.SkipWithError("wrong answers");
+    if (hits != (there ? wanted.size() : 0)) state.SkipWithError("wrong results");
   }
   countItems(state);
 }
@@ -216,7 +216,7 @@ void stdSetFind(benchmark::State& state, bool there) {
   for (auto _ : state) {
     unsigned long hits = 0;
     for (const Number& number : wanted) hits += set.find(&number) != set.end();
-    if (hits != (there ? wanted.size() : 0)) state.SkipWithError("wrong answers");
+    if (hits != (there ? wanted.size() : 0)) state.SkipWithError("wrong results");
   }
   countItems(state);
 }

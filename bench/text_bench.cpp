@@ -23,10 +23,10 @@ const unsigned short* units(const std::u16string& s) {
   return reinterpret_cast<const unsigned short*>(s.c_str());
 }
 
-// Runs the work over and over; what it answers must be `expected`, or the figure would be of other work.
+// Runs the work over and over; what it returns must be `expected`, or the figure would be of other work.
 template <class Work>
 void repeat(benchmark::State& state, long expected, Work work) {
-  if (static_cast<long>(work()) != expected) state.SkipWithError("another answer than the reference");
+  if (static_cast<long>(work()) != expected) state.SkipWithError("another result than the reference");
   for (auto _ : state) {
     benchmark::ClobberMemory();
     benchmark::DoNotOptimize(work());
@@ -37,10 +37,10 @@ void repeat(benchmark::State& state, long expected, Work work) {
 
 // Both sides work on the same two blocks and are called through a pointer that the compiler cannot see
 // through: the reference is a call of the C library too, in the same loop.
-constexpr unsigned long mostBytes = 65536;
+constexpr unsigned long kMostBytes = 65536;
 struct Blocks {
-  alignas(64) unsigned char a[mostBytes + 64];
-  alignas(64) unsigned char b[mostBytes + 64];
+  alignas(64) unsigned char a[kMostBytes + 64];
+  alignas(64) unsigned char b[kMostBytes + 64];
 } blocks;
 
 template <class Function>
@@ -55,7 +55,7 @@ unsigned long blockSize(const benchmark::State& state) {
 }
 
 void sizes(benchmark::internal::Benchmark* bench) {
-  for (const int n : {16, 64, 256, 1024, 4096, 16384, static_cast<int>(mostBytes)}) bench->Arg(n);
+  for (const int n : {16, 64, 256, 1024, 4096, 16384, static_cast<int>(kMostBytes)}) bench->Arg(n);
 }
 
 void copyOurs(benchmark::State& state) {
@@ -177,7 +177,7 @@ const bool likeRegistered = [] {
 
 // ---- search and comparison on 1 KB of ASCII ----
 
-constexpr unsigned long KILOBYTE = 1024;
+constexpr unsigned long kKilobyte = 1024;
 
 std::string upperCase(std::string s) {
   for (char& c : s) c = static_cast<char>(std::toupper(static_cast<unsigned char>(c)));
@@ -187,9 +187,9 @@ std::string upperCase(std::string s) {
 // The pattern is at the end of the text, or nowhere: both are read to the end.
 struct Haystack {
   explicit Haystack(bool hit)
-      : text(words(KILOBYTE - 8, false) + (hit ? "xyzxyzxy" : "abcabcab")),
-        at(hit ? static_cast<long>(KILOBYTE - 8) : -1) {
-    text.erase(0, text.size() - KILOBYTE);
+      : text(words(kKilobyte - 8, false) + (hit ? "xyzxyzxy" : "abcabcab")),
+        at(hit ? static_cast<long>(kKilobyte - 8) : -1) {
+    text.erase(0, text.size() - kKilobyte);
   }
   std::string text;
   std::string pattern = "xyzxyzxy";
@@ -216,13 +216,13 @@ void addSearch(const char* type, zuCPType cp, bool hit) {
       "strFind",
       [&h, cp](benchmark::State& state) {
         repeat(state, h.at, [&] {
-          return offset(bytes(h.text), strFind(bytes(h.text), KILOBYTE, bytes(h.pattern), 8, cp));
+          return offset(bytes(h.text), strFind(bytes(h.text), kKilobyte, bytes(h.pattern), 8, cp));
         });
       },
       [&h](benchmark::State& state) {
         repeat(state, h.at, [&] {
           return offset(h.text.c_str(),
-                        static_cast<const char*>(memmem(h.text.data(), KILOBYTE, h.pattern.data(), 8)));
+                        static_cast<const char*>(memmem(h.text.data(), kKilobyte, h.pattern.data(), 8)));
         });
       });
   const auto caseReference = [&h, &upper](benchmark::State& state) {
@@ -234,7 +234,7 @@ void addSearch(const char* type, zuCPType cp, bool hit) {
       "strFindCi",
       [&h, &upper, cp](benchmark::State& state) {
         repeat(state, h.at, [&] {
-          return offset(bytes(upper), strFindCi(bytes(upper), KILOBYTE, bytes(h.pattern), 8, cp));
+          return offset(bytes(upper), strFindCi(bytes(upper), kKilobyte, bytes(h.pattern), 8, cp));
         });
       },
       caseReference);
@@ -244,17 +244,17 @@ void addSearch(const char* type, zuCPType cp, bool hit) {
       [&h, &upper, cp](benchmark::State& state) {
         repeat(state, h.at, [&] {
           return offset(bytes(upper),
-                        strFindCi(bytes(upper), KILOBYTE, bytes(foldedPattern), bytes(h.pattern), 8, cp));
+                        strFindCi(bytes(upper), kKilobyte, bytes(foldedPattern), bytes(h.pattern), 8, cp));
         });
       },
       caseReference);
   pair(
       "strEqualCi",
       [&h, &upper, cp](benchmark::State& state) {
-        repeat(state, 1, [&] { return strEqualCi(bytes(h.text), KILOBYTE, bytes(upper), KILOBYTE, cp); });
+        repeat(state, 1, [&] { return strEqualCi(bytes(h.text), kKilobyte, bytes(upper), kKilobyte, cp); });
       },
       [&h, &upper](benchmark::State& state) {
-        repeat(state, 1, [&] { return strncasecmp(h.text.c_str(), upper.c_str(), KILOBYTE) == 0; });
+        repeat(state, 1, [&] { return strncasecmp(h.text.c_str(), upper.c_str(), kKilobyte) == 0; });
       });
 }
 
@@ -272,7 +272,7 @@ const bool searchRegistered = [] {
 std::u16string wideWords(char16_t first, unsigned letters) {
   std::mt19937 random(2);
   std::u16string s;
-  while (s.size() < KILOBYTE)
+  while (s.size() < kKilobyte)
     s += random() % 7 == 0 ? u' ' : static_cast<char16_t>(first + random() % letters);
   return s;
 }
@@ -285,14 +285,14 @@ std::u16string folded(std::u16string s) {
 void addWide(const char* type, const std::u16string& lower) {
   const auto text = std::make_shared<std::u16string>(lower);
   const auto upper = std::make_shared<std::u16string>(folded(lower));
-  const auto pattern = std::make_shared<std::u16string>(lower.substr(KILOBYTE - 8) + u"!");
+  const auto pattern = std::make_shared<std::u16string>(lower.substr(kKilobyte - 8) + u"!");
   const auto found = std::make_shared<std::u16string>(lower + u"!");
   const std::string suffix = type;
-  const auto n = static_cast<int32_t>(KILOBYTE);
+  const auto n = static_cast<int32_t>(kKilobyte);
   const auto compare = [&](const char* work, std::shared_ptr<std::u16string> other) {
     benchmark::RegisterBenchmark(
         (std::string(work) + "/" + suffix + "/ours").c_str(), [=](benchmark::State& state) {
-          repeat(state, 0, [&] { return strCompareCi(units(*text), KILOBYTE, units(*other), KILOBYTE); });
+          repeat(state, 0, [&] { return strCompareCi(units(*text), kKilobyte, units(*other), kKilobyte); });
         });
     benchmark::RegisterBenchmark(
         (std::string(work) + "/" + suffix + "/reference").c_str(), [=](benchmark::State& state) {
@@ -304,7 +304,7 @@ void addWide(const char* type, const std::u16string& lower) {
   };
   compare("wideCompareCi", upper);
   compare("wideCompareCiSame", std::make_shared<std::u16string>(lower));
-  const auto at = static_cast<long>(KILOBYTE - 8);
+  const auto at = static_cast<long>(kKilobyte - 8);
   benchmark::RegisterBenchmark(("wideFind/" + suffix + "/ours").c_str(), [=](benchmark::State& state) {
     repeat(state, at, [&] { return offset(units(*found), strFind(units(*found), units(*pattern))); });
   });

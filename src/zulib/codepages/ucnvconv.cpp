@@ -27,13 +27,13 @@ Block<Char> allocate(unsigned long n) {
   return Block<Char>(static_cast<Char*>(std::calloc(n, sizeof(Char))));
 }
 
-const char16_t* behindCharacter(const char16_t* cursor, const char16_t* end) {
+const char16_t* afterCharacter(const char16_t* cursor, const char16_t* end) {
   const bool isPair = U16_IS_SURROGATE(*cursor) && end - cursor > 1;
   return cursor + (isPair ? 2 : 1);
 }
 
 const char16_t* skipWhiteSpace(const char16_t* cursor, const char16_t* end) {
-  while (cursor != end && u_isWhitespace(*cursor)) cursor = behindCharacter(cursor, end);
+  while (cursor != end && u_isWhitespace(*cursor)) cursor = afterCharacter(cursor, end);
   return cursor;
 }
 
@@ -42,7 +42,7 @@ const char16_t* findItemEnd(const char16_t* cursor, const char16_t* end) {
   return cursor;
 }
 
-// Moves the cursor behind "=" and white space around it.
+// Moves the cursor past "=" and white space around it.
 bool takeEqualsSign(const char16_t*& cursor, const char16_t* end) {
   cursor = skipWhiteSpace(cursor, end);
   if (cursor == end || *cursor != u'=') return false;
@@ -64,18 +64,18 @@ char16_t* copyValue(const char16_t* cursor, const char16_t* end) {
 struct Keyword {
   const char16_t* upper;
   const char16_t* lower;
-  bool isIANA;  // its number is an IANA number, and the answer
+  bool isIANA;  // its number is an IANA number, and the result
 };
 
-constexpr Keyword KEYWORDS[] = {
+constexpr Keyword kKeywords[] = {
     {u"IANAAPPCODEPAGE", u"ianaappcodepage", true},
     {u"IACP", u"iacp", true},
     {u"APPCODEPAGE", u"appcodepage", false},
     {u"ACP", u"acp", false},
 };
-constexpr Keyword DSN = {u"DSN", u"dsn", false};
+constexpr Keyword kDsn = {u"DSN", u"dsn", false};
 
-// Moves the cursor behind the keyword when the item begins with it.
+// Moves the cursor past the keyword if the item begins with it.
 bool takeKeyword(const Keyword& keyword, const char16_t*& cursor, const char16_t* end) {
   if (!ucnvEquals(cursor, end, keyword.upper, keyword.lower)) return false;
   cursor += u_strlen(keyword.upper);
@@ -83,7 +83,7 @@ bool takeKeyword(const Keyword& keyword, const char16_t*& cursor, const char16_t
 }
 
 const Keyword* takeAnyKeyword(const char16_t*& cursor, const char16_t* end) {
-  for (const Keyword& keyword : KEYWORDS) {
+  for (const Keyword& keyword : kKeywords) {
     if (takeKeyword(keyword, cursor, end)) return &keyword;
   }
   return nullptr;
@@ -137,23 +137,23 @@ long ucnvGetNumericValue(const char16_t** cursor, const char16_t* end) {
 long ucnvUnicodeIANAAppCodePage(const char16_t* connectString, unsigned long length, char16_t** dsn) {
   const char16_t* cursor = connectString;
   const char16_t* end = connectString + length;
-  long answer = ucnvNoNumber;
+  long result = ucnvNoNumber;
   while (cursor != end) {
-    if (U16_IS_SURROGATE(*cursor)) cursor = behindCharacter(cursor, end);
+    if (U16_IS_SURROGATE(*cursor)) cursor = afterCharacter(cursor, end);
     cursor = skipWhiteSpace(cursor, end);
     if (const Keyword* keyword = takeAnyKeyword(cursor, end)) {
       const long value = ucnvGetNumericValue(&cursor, end);
       if (value != ucnvNoNumber) {
         if (keyword->isIANA) return value;
-        answer = ucnvUnilibToIANA(value);
+        result = ucnvUnilibToIANA(value);
       }
-    } else if (!*dsn && takeKeyword(DSN, cursor, end)) {
+    } else if (!*dsn && takeKeyword(kDsn, cursor, end)) {
       *dsn = copyValue(cursor, end);
     }
     cursor = findItemEnd(cursor, end);
     if (cursor != end) ++cursor;
   }
-  return answer;
+  return result;
 }
 
 long ucnvAnsiIANAAppCodePage(const char* connectString, unsigned long length, char** dsn) {
@@ -162,21 +162,21 @@ long ucnvAnsiIANAAppCodePage(const char* connectString, unsigned long length, ch
   // A name that the caller knows keeps the parser from looking for another.
   char16_t known[] = u"";
   char16_t* wideDsn = *dsn ? known : nullptr;
-  const long answer = ucnvUnicodeIANAAppCodePage(wide.get(), length, &wideDsn);
-  if (*dsn || !wideDsn) return answer;
+  const long result = ucnvUnicodeIANAAppCodePage(wide.get(), length, &wideDsn);
+  if (*dsn || !wideDsn) return result;
   const Block<char16_t> owned(wideDsn);
   *dsn = narrow(wideDsn).release();
-  return *dsn ? answer : ucnvNoNumber;
+  return *dsn ? result : ucnvNoNumber;
 }
 
 long ucnvGetAppCodePage(const char* connectString, unsigned long length, char** dsn) {
-  const long answer = ucnvAnsiIANAAppCodePage(connectString, length, dsn);
-  return answer != ucnvNoNumber ? answer : ucnvGetAppCodePageFromDSN(*dsn);
+  const long result = ucnvAnsiIANAAppCodePage(connectString, length, dsn);
+  return result != ucnvNoNumber ? result : ucnvGetAppCodePageFromDSN(*dsn);
 }
 
 long ucnvGetAppCodePageW(const char16_t* connectString, unsigned long length, char16_t** dsn) {
-  const long answer = ucnvUnicodeIANAAppCodePage(connectString, length, dsn);
-  if (answer != ucnvNoNumber) return answer;
+  const long result = ucnvUnicodeIANAAppCodePage(connectString, length, dsn);
+  if (result != ucnvNoNumber) return result;
   const Block<char> name = *dsn ? narrow(*dsn) : nullptr;
   return ucnvGetAppCodePageFromDSN(name.get());
 }

@@ -10,7 +10,7 @@
 //
 // A profile is lines "key=value" under "[section]". A line that begins with ";" or "#" is a comment. Keys and
 // sections are found in any case; a section with its brackets, and a key, have at most 167 bytes, and a
-// value is cut at 255. A section ends at the next "[", wherever it stands.
+// value is cut at 255. A section ends at the next "[", wherever that is.
 //
 // Thread use: any thread; the profile texts are only read once the library is loaded.
 
@@ -77,7 +77,7 @@ ZU_API long ucnvUnicodeIANAAppCodePage(const char16_t* connectString, unsigned l
 ZU_API int ucnvEquals(const char16_t* cursor, const char16_t* end, const char16_t* upper,
                       const char16_t* lower);
 
-// The number behind "=", white space left out; ucnvNoNumber without "=" or a digit. The cursor moves behind
+// The number after "=", white space left out; ucnvNoNumber without "=" or a digit. The cursor moves past
 // what was read. Numbers beyond 32 bits are taken to the next one that has 32.
 ZU_API long ucnvGetNumericValue(const char16_t** cursor, const char16_t* end);
 

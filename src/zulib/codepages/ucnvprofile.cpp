@@ -56,8 +56,8 @@ bool findSection(Text text, Text name, Text& section) {
   }
 }
 
-// Goes from an entry, or the header, to the next one: its line's start is `rest`, and `key` what stands
-// before its "=". False when there is none.
+// Goes from an entry, or the header, to the next one: its line's start is `rest`, and `key` what
+// comes before its "=". False when there is none.
 bool nextEntry(Text& rest, Text& key) {
   for (;;) {
     rest = fromFirstNotOf(from(rest, rest.find('\n')), "\n");
@@ -231,18 +231,18 @@ long ucnvGetProfileIntInst(const char* section, const char* key, long defaultVal
 }
 
 long ucnvGetAppCodePageFromDSN(const char* dsn) {
-  constexpr long unset = -666666;
-  constexpr long none = -1;
+  constexpr long kUnset = -666666;
+  constexpr long kNone = -1;
   struct {
     long (*read)(const char*, const char*, long);
     const char* section;
   } const places[] = {{ucnvGetProfileInt, dsn}, {ucnvGetProfileInt, "ODBC"}, {ucnvGetProfileIntInst, "ODBC"}};
   for (const auto& place : places) {
     if (!place.section) continue;
-    const long iana = place.read(place.section, "IANAAppCodePage", unset);
-    if (iana != unset && iana != none) return iana;
-    const long old = place.read(place.section, "AppCodePage", unset);
-    const long mapped = old == unset || old == none ? ucnvNoNumber : ucnvUnilibToIANA(old);
+    const long iana = place.read(place.section, "IANAAppCodePage", kUnset);
+    if (iana != kUnset && iana != kNone) return iana;
+    const long old = place.read(place.section, "AppCodePage", kUnset);
+    const long mapped = old == kUnset || old == kNone ? ucnvNoNumber : ucnvUnilibToIANA(old);
     if (mapped != ucnvNoNumber) return mapped;
   }
   return UCNV_IANA_LATIN_1;

@@ -315,17 +315,17 @@ constexpr UcnvNameRow IANAtoICUTable[IANAtoICURows] = {
     {2000005056, "td_tchebcdic937_3ib"},
 };
 
-static_assert(IANAtoICUTable[firstPrivateRow - 1].id == lastRegisteredIANA);
-static_assert(IANAtoICUTable[firstPrivateRow].id == UCNV_IANA_PLATFORM_DEFAULT);
+static_assert(IANAtoICUTable[kFirstPrivateRow - 1].id == kLastRegisteredIANA);
+static_assert(IANAtoICUTable[kFirstPrivateRow].id == UCNV_IANA_PLATFORM_DEFAULT);
 
 static constexpr auto indexOfRegistered() {
-  std::array<std::uint16_t, lastRegisteredIANA + 1> index{};
-  for (unsigned long row = 0; row < firstPrivateRow; ++row)
+  std::array<std::uint16_t, kLastRegisteredIANA + 1> index{};
+  for (unsigned long row = 0; row < kFirstPrivateRow; ++row)
     index[static_cast<unsigned long>(IANAtoICUTable[row].id)] = static_cast<std::uint16_t>(row);
   return index;
 }
 
-constexpr std::array<std::uint16_t, lastRegisteredIANA + 1> registeredRows = indexOfRegistered();
+constexpr std::array<std::uint16_t, kLastRegisteredIANA + 1> registeredRows = indexOfRegistered();
 
 const UcnvNumberRow UnilibToIANATable[UnilibToIANARows] = {
     {-1, 1015},   {0, 3},       {1, 4},       {2, 2009},    {3, 2011},    {4, 2004},    {5, 2027},

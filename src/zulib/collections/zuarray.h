@@ -10,7 +10,7 @@
 // array owns it; a borrowed one is copied out when it must grow, and the array owns the copy.
 //
 // Indexes and counts are in cells. Indexing and removal test no range: the caller knows what is there.
-// Growth answers 0, or 1 with the array as it was and the out-of-memory state of the thread marked.
+// Growth returns 0, or 1 with the array as it was and the out-of-memory state of the thread marked.
 //
 // Thread use: one thread at a time, or under a lock of the caller.
 
@@ -37,7 +37,7 @@ class ZU_API ZuArrayOf : public ZuObject {
 
   void setGrowBy(unsigned long cells) { growBy = cells; }
 
-  // Gives the array a zeroed vector of `n` cells of its own. An earlier vector is not freed, which is meant:
+  // Gives the array a zeroed vector of `n` cells of its own. An earlier vector is not freed:
   // whoever gave the array its vector keeps it. Call it on a fresh array.
   [[nodiscard]] int setInitialSize(unsigned long n);
 
@@ -137,7 +137,7 @@ class ZU_API ZuOwningArrayOf : public ZuArrayOf<Cell> {
   void setDeleteContentsOnDestruct(int on = 1) { this->setFlag(this->deleteOnDestruct, on); }
 
   // With `on` not 0, `deleteContents` covers every allocated cell and not just count of them. Mind the
-  // stale copies that removals leave behind.
+  // stale copies that removals leave.
   void setDeleteEveryCell(int on = 1) { this->setFlag(this->deleteEveryCell, on); }
 
   // Releases the element, if it is not null, and closes the gap.
@@ -216,7 +216,7 @@ class ZU_API ZuBitArray : public ZuObject {
   [[nodiscard]] int initialize(unsigned long n);
 
   // Changes the number of bits to `n` and keeps those that fit. When the block stays as long as it is, the
-  // bit count stays as well, which is meant: the block reaches far enough. 0, or 1 with everything as it
+  // bit count stays as well: the block reaches far enough. 0, or 1 with everything as it
   // was.
   [[nodiscard]] int resize(unsigned long n);
 

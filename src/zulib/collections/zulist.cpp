@@ -64,8 +64,8 @@ ZuNode* ZuList::getNextNode() { return cursor = cursor && cursor != last ? curso
 ZuNode* ZuList::getLastNode() { return cursor = last; }
 
 ZuNode* ZuList::getNodeAtPos(unsigned long pos) {
-  constexpr unsigned long mostSteps = 0xFFFF;
-  if (pos > mostSteps) return cursor = nullptr;
+  constexpr unsigned long kMostSteps = 0xFFFF;
+  if (pos > kMostSteps) return cursor = nullptr;
   getFirstNode();
   for (unsigned long step = 0; cursor && step < pos; ++step) getNextNode();
   return cursor;

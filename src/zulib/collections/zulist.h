@@ -19,7 +19,7 @@ class ZU_API ZuNode : public ZuObject {
   ZuNode() = default;
   ~ZuNode() override;
 
-  // The node behind this one, in a ring; null outside a list.
+  // The node after this one, in a ring; null outside a list.
   ZuNode* getNext() const { return next; }
 
  private:
@@ -57,7 +57,7 @@ class ZU_API ZuList : public ZuObject {
   ZuNode* getNextNode();
   ZuNode* getLastNode();
 
-  // Walks there with the cursor. The steps are counted in 16 bits, which is meant: a position above 65535
+  // Walks there with the cursor. The steps are counted in 16 bits: a position above 65535
   // is never reached and gives null, with the cursor cleared.
   ZuNode* getNodeAtPos(unsigned long pos);
 

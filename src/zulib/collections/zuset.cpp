@@ -16,8 +16,9 @@ constexpr unsigned long kMostValues = ~0UL / 100;
 
 ZuSet::~ZuSet() { std::free(marks); }
 
-unsigned long ZuSet::findIndexOf(const void* value) const {
-  const uint32_t hash = doHash(value);
+unsigned long ZuSet::findIndexOf(const void* value) const { return indexOf(doHash(value), value); }
+
+unsigned long ZuSet::indexOf(uint32_t hash, const void* value) const {
   return probe(marks, tableSize, startIndex(hash), hash,
                [&](unsigned long i) { return areEqual(table.at(i), value); });
 }
@@ -44,14 +45,14 @@ void ZuSet::reset() {
   tableSize = 0;
   count = 0;
   highWater = 0;
-  loadPercent = defaultLoadPercent;
-  growPercent = defaultGrowPercent;
+  loadPercent = kDefaultLoadPercent;
+  growPercent = kDefaultGrowPercent;
 }
 
 int ZuSet::add(void* value) {
   if (tableSize == 0 || !value) return 1;
   const uint32_t hash = doHash(value);
-  const unsigned long index = findIndexOf(value);
+  const unsigned long index = indexOf(hash, value);
   void* const overwritten = table.at(index);
   store(index, hash, value);
   ++count;
@@ -64,7 +65,7 @@ int ZuSet::add(void* value) {
   return 0;
 }
 
-// The step from one capacity to the next. It is cut to 16 bits, which is meant: from 52428 on a growth
+// The step from one capacity to the next. It is cut to 16 bits: from 52428 on a growth
 // starts over from a low number, and only a set that was initialised with more holds more than 65535.
 unsigned long ZuSet::grownFrom(unsigned long capacity) const {
   return (growPercent * capacity / 100 + capacity + 1) & 0xFFFF;

@@ -1,6 +1,6 @@
 // A hash set in one open table. A subclass says what a value's hash is and when two values are equal.
 //
-// A value is a pointer-sized cell, not owned, and never 0: a cell of 0 is empty. A value stands at the
+// A value is a pointer-sized cell, not owned, and never 0: a cell of 0 is empty. A value is at the
 // start index of its hash or below it, down to the first empty cell and round from 0 to the top.
 // Invariants: count is at most the capacity, which is below the table size, so that every search meets an
 // empty cell. Nothing is ever removed, and the table only grows.
@@ -41,8 +41,8 @@ class ZU_API ZuSet : public ZuObject {
   // `resize` to do.
   void setCapacity(unsigned long n) { tableSize = tableSizeFor(n); }
 
-  // Stores the value. One equal to it is overwritten in its cell, and count goes up all the same, which is
-  // meant: who cares asks `findIndexOf` first. 0, or 1 with the set as it was when the table cannot grow or
+  // Stores the value. One equal to it is overwritten in its cell, and count goes up all the same, so
+  // ask `findIndexOf` first if that matters. 0, or 1 with the set as it was when the table cannot grow or
   // the value is null.
   [[nodiscard]] int add(void* value);
 
@@ -73,11 +73,11 @@ class ZU_API ZuSet : public ZuObject {
   unsigned long cells() const { return table.getSizeOfArray(); }
 
   // Empties a cell, for a subclass that gives up all its values; it then sets count to 0. Emptying only
-  // some cells would hide values that stand below them.
+  // some cells would hide values below them.
   void clearCell(unsigned long index);
 
-  static constexpr uint16_t defaultLoadPercent = 75;
-  static constexpr uint16_t defaultGrowPercent = 25;
+  static constexpr uint16_t kDefaultLoadPercent = 75;
+  static constexpr uint16_t kDefaultGrowPercent = 25;
 
  private:
   ZuArrayPVoid table;
@@ -85,10 +85,10 @@ class ZU_API ZuSet : public ZuObject {
  protected:
   unsigned long tableSize = 0;  // cells
   unsigned long count = 0;
-  uint16_t loadPercent = defaultLoadPercent;  // of the table that is filled before it grows
-  uint16_t growPercent = defaultGrowPercent;  // of the capacity that a growth adds
-  unsigned long highWater = 0;                // highest count ever reached
-  unsigned char* marks = nullptr;             // one byte for each cell, owned; see internal/setprobe.h
+  uint16_t loadPercent = kDefaultLoadPercent;  // of the table that is filled before it grows
+  uint16_t growPercent = kDefaultGrowPercent;  // of the capacity that a growth adds
+  unsigned long highWater = 0;                 // highest count ever reached
+  unsigned char* marks = nullptr;              // one byte for each cell, owned; see internal/setprobe.h
 
  private:
   unsigned long tableSizeFor(unsigned long n) const { return n * 100 / loadPercent + 1; }
@@ -96,6 +96,7 @@ class ZU_API ZuSet : public ZuObject {
   unsigned long grownFrom(unsigned long capacity) const;
   int growUntil(unsigned long values, unsigned long& n) const;
   int replaceTable(unsigned long n, ZuArrayPVoid& old);
+  unsigned long indexOf(uint32_t hash, const void* value) const;
   void store(unsigned long index, uint32_t hash, void* value);
   void setMark(unsigned long index, unsigned char mark);
 };

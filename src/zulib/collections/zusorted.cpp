@@ -8,7 +8,7 @@ namespace {
 short compareObjects(const ZuObject* a, const ZuObject* b) { return static_cast<short>(a->compare(b)); }
 
 // A binary search among `count` elements, where `order(i)` is how the wanted one compares with element i.
-// 1 and the index of an equal element, not always the first; or 0 and the index where it would stand.
+// 1 and the index of an equal element, not always the first; or 0 and the index where it would go.
 template <typename Order>
 int searchOrdered(unsigned long count, unsigned long& index, Order order) {
   index = 0;
@@ -34,7 +34,7 @@ int searchOrdered(unsigned long count, unsigned long& index, Order order) {
   return 0;
 }
 
-// The last element behind `index` that is still equal.
+// The last element after `index` that is still equal.
 template <typename Order>
 unsigned long lastEqual(unsigned long count, unsigned long index, Order order) {
   while (index + 1 < count && order(index + 1) == 0) ++index;

@@ -21,18 +21,18 @@ class ZU_API ZuSortedArray : public ZuArray {
   using ZuArray::ZuArray;
   ~ZuSortedArray() override;
 
-  // Stores `obj` in its place, behind elements equal to it; appends while sorting is stopped or on request.
+  // Stores `obj` in its place, after elements equal to it; appends while sorting is stopped or on request.
   // 0, or 1 with the array as it was.
   [[nodiscard]] int add(ZuObject* obj);
 
   // 1 and the index of an element equal to `obj`, not always the first; or 0 and the index at which `obj`
-  // would stand.
+  // would go.
   int findIndexOf(const ZuObject* obj, unsigned long& index) const;
 
   // 1 and the index of the first element equal to `obj`, in any order of elements; or 0 and count.
   int seqFindIndexOf(const ZuObject* obj, unsigned long& index) const;
 
-  // Moves `index`, which is that of an element equal to `obj`, to the last of the equal elements behind it.
+  // Moves `index`, which is that of an element equal to `obj`, to the last of the equal elements after it.
   void findIndexOfLastKey(const ZuObject* obj, unsigned long& index) const;
 
   // From here on `add` appends: until `resort`, or for good.

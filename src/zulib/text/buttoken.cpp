@@ -33,9 +33,9 @@ enum Class {
 bool isOneOf(unsigned char c, const char* set) { return c && std::strchr(set, c); }
 bool isDigit(unsigned char c) { return c >= '0' && c <= '9'; }
 
-// The bytes of the character at `p`, less those that lie behind the terminator of a cut text.
+// The bytes of the character at `p`, less those past the terminator of a cut text.
 unsigned long sizeAt(Text p, zuCPType cp) {
-  unsigned long size = zuCharSize(p, cp);
+  const unsigned long size = zuCharSize(p, cp);
   for (unsigned long i = 1; i < size; ++i) {
     if (!p[i]) return i;
   }
@@ -43,8 +43,8 @@ unsigned long sizeAt(Text p, zuCPType cp) {
 }
 
 bool isOperator(Text p) {
-  static constexpr char operators[][3] = {"||", "<>", "<=", ">=", "!=", "!<", "!>", "**", "*=", "=*"};
-  for (const char* op : operators) {
+  static constexpr char kOperators[][3] = {"||", "<>", "<=", ">=", "!=", "!<", "!>", "**", "*=", "=*"};
+  for (const char* op : kOperators) {
     if (p[0] == op[0] && p[1] == op[1]) return true;
   }
   return false;
@@ -56,7 +56,7 @@ Class ofName(unsigned mode) { return mode <= butModeHashWide ? static_cast<Class
 
 // The class of a token that begins at `p`, where the text has not ended.
 Class classify(Text p, unsigned mode, zuCPType cp) {
-  bool hashMode = mode == butModeHash || mode == butModeHashWide;
+  const bool hashMode = mode == butModeHash || mode == butModeHashWide;
   if (mode == butModeArgument && !isOneOf(*p, ",()|")) return Argument;
   if (sizeAt(p, cp) > 1) return Name;
   if (*p == '#' && hashMode) return ofName(mode);
@@ -146,7 +146,7 @@ int Token::readBody() {
 int Token::readName() {
   if (takeCharacter()) return 1;
   while (*text && continuesName()) {
-    if (*text == '\\') ++text;  // it only brings in the character behind it
+    if (*text == '\\') ++text;  // it only brings in the character after it
     if (takeCharacter()) return 1;
   }
   return 0;
@@ -181,10 +181,10 @@ int Token::readDigits() {
 }
 
 int Token::readQuoted() {
-  unsigned char quote = *text;
+  const unsigned char quote = *text;
   if (take(1)) return 1;
   while (*text) {
-    bool isQuote = *text == quote;
+    const bool isQuote = *text == quote;
     if (isQuote && text[1] != quote) return take(1);
     if (isQuote ? take(2) : takeCharacter()) return 1;
   }
@@ -193,7 +193,7 @@ int Token::readQuoted() {
 
 int Token::readBraced() {
   while (*text) {
-    bool closing = *text == '}';
+    const bool closing = *text == '}';
     if (takeCharacter()) return 1;
     if (closing) return 0;
   }
@@ -220,13 +220,13 @@ int Token::take(unsigned long bytes) {
 }
 
 int Token::makeRoom(unsigned long bytes) {
-  bool bounded = mode != butModeColon && mode != butModeHashWide;
+  const bool bounded = mode != butModeColon && mode != butModeHashWide;
   if (!bounded || dropping || length + bytes + 1 <= room) return 0;
   if (flags & butDrop) {
     dropping = true;
     return 0;
   }
-  bool canGrow = flags & butGrow && place == out && room >= butBlockOffset + sizeof(unsigned char*);
+  const bool canGrow = flags & butGrow && place == out && room >= butBlockOffset + sizeof(unsigned char*);
   if (canGrow) return grow();
   zuhooks::report(ZU_MSG_TOKEN_TOO_LONG);
   return 1;
@@ -234,7 +234,7 @@ int Token::makeRoom(unsigned long bytes) {
 
 // Moves the token to a block that holds all the text there is.
 int Token::grow() {
-  unsigned long size = strLen(text) + room + 1;
+  const unsigned long size = strLen(text) + room + 1;
   auto* block = static_cast<unsigned char*>(ramAlloc(size));
   if (!block) return 1;
   memCopy(block, out, length);
@@ -266,11 +266,11 @@ int buttoken(unsigned char* out, const unsigned char** cursor, unsigned short ki
 }
 
 int butxpand(unsigned char** base, unsigned char** cursor, unsigned short* size, unsigned short need) {
-  constexpr unsigned step = 512;
-  auto used = static_cast<unsigned short>(*base ? *cursor - *base : 0);
-  unsigned old = *base ? *size : 0u;
+  constexpr unsigned kStep = 512;
+  const auto used = static_cast<unsigned short>(*base ? *cursor - *base : 0);
+  const unsigned old = *base ? *size : 0u;
   if (*base && old - used >= need) return 0;
-  unsigned grown = old + need / step * step + step;
+  const unsigned grown = old + need / kStep * kStep + kStep;
   if (grown > 0xFFFF) {
     ramAddMemoryError();
     return 1;

@@ -10,7 +10,7 @@
 
 // Low bits of `kindAndFlags`: what the characters ",", "#", "." and ":" mean, and what a name is.
 enum : unsigned short {
-  butModeArgument = 1,  // a token is all up to one of ",()|" or a byte below 33, but for back-quoted parts
+  butModeArgument = 1,  // a token is all up to one of ",()|" or a byte below 33 outside back-quotes
   butModeHash = 2,      // "#" begins a name; "#" and "$" continue it, and a backslash takes in an operator
   butModeDot = 3,       // names joined by "."
   butModeColon = 4,     // digits and names with ":" and "." inside; never tests the room in `out`
@@ -24,12 +24,12 @@ enum : unsigned short {
   butDrop = 0x8000,    // what does not fit is dropped, and the rest of the token passed over
 };
 
-// Where the address of the block stands in `out` after a token outgrew it; the byte before is then 0. A
+// Where `out` holds the address of the block after a token outgrew it; the byte before is then 0. A
 // caller that asks for growth clears these bytes first: no other token has a 0 in byte 1 and an address here.
 constexpr unsigned long butBlockOffset = 2;
 
 // Reads one token from the terminated text at `*cursor`, after leading white space, into `out` of `outSize`
-// bytes, with a terminator, and moves `*cursor` behind it; at the end of the text the token is empty. Quoted
+// bytes, with a terminator, and moves `*cursor` past it; at the end of the text the token is empty. Quoted
 // tokens keep their quotes, doubled ones inside included.
 //
 // 0, or 1 with `*cursor` as it was: the token does not fit (error 2700), is not closed (error 2703), or
@@ -37,9 +37,9 @@ constexpr unsigned long butBlockOffset = 2;
 [[nodiscard]] ZU_API int buttoken(unsigned char* out, const unsigned char** cursor,
                                   unsigned short kindAndFlags, unsigned short outSize, zuCPType cp);
 
-// Sees to it that `need` bytes are free behind `*cursor` in the block `*base` of `*size` bytes; a null
+// Makes `need` bytes free after `*cursor` in the block `*base` of `*size` bytes; a null
 // `*base` gets its first block. Grows in steps of 512 bytes and moves `*cursor` along. 0, or 1 with all
-// three as they were when memory is gone or the block would pass 65535 bytes.
+// three as they were if allocation fails or the block would pass 65535 bytes.
 [[nodiscard]] ZU_API int butxpand(unsigned char** base, unsigned char** cursor, unsigned short* size,
                                   unsigned short need);
 

@@ -48,7 +48,7 @@ void foldNarrow(unsigned char* s, unsigned long n, MapPoint map, unsigned char f
 }
 
 void foldNarrowTerminated(unsigned char* s, unsigned long most, MapPoint map, unsigned char first) {
-  if (s == nullptr) return;
+  if (!s) return;
   foldNarrow(s, strnlen(reinterpret_cast<const char*>(s), most), map, first);
 }
 
@@ -77,14 +77,14 @@ void strLower(unsigned char* s) { foldNarrowTerminated(s, ULONG_MAX, lowerLatin,
 void strLower(unsigned char* s, unsigned long n) { foldNarrowTerminated(s, n, lowerLatin, 'A'); }
 
 void strUpper(unsigned short* s) {
-  if (s != nullptr) foldWide(s, lengthOf(s), upperPoint);
+  if (s) foldWide(s, lengthOf(s), upperPoint);
 }
 void strUpper(unsigned short* s, unsigned long n) {
-  if (s != nullptr) foldWide(s, n, upperPoint);
+  if (s) foldWide(s, n, upperPoint);
 }
 void strLower(unsigned short* s) {
-  if (s != nullptr) foldWide(s, lengthOf(s), lowerPoint);
+  if (s) foldWide(s, lengthOf(s), lowerPoint);
 }
 void strLower(unsigned short* s, unsigned long n) {
-  if (s != nullptr) foldWide(s, n, lowerPoint);
+  if (s) foldWide(s, n, lowerPoint);
 }

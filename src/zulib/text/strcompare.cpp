@@ -14,7 +14,7 @@ using namespace zutext;
 namespace {
 
 // Above this a side of strCompareIntl is copied to the heap and not to the stack.
-constexpr unsigned long stackCopy = 512;
+constexpr unsigned long kStackCopy = 512;
 
 int sign(int value) { return value < 0 ? -1 : value > 0 ? 1 : 0; }
 
@@ -26,7 +26,7 @@ const char* chars(const unsigned char* s) { return reinterpret_cast<const char*>
 class TerminatedCopy {
  public:
   TerminatedCopy(const unsigned char* s, unsigned long n, bool mayStayOnStack) {
-    if (mayStayOnStack && n <= stackCopy) {
+    if (mayStayOnStack && n <= kStackCopy) {
       if (n != 0) std::memcpy(small, s, n);
       small[n] = 0;
       text = small;
@@ -38,17 +38,17 @@ class TerminatedCopy {
   TerminatedCopy& operator=(const TerminatedCopy&) = delete;
   ~TerminatedCopy() { std::free(heap); }
 
-  // Null when memory was gone.
+  // Null if allocation failed.
   const unsigned char* get() const { return text; }
 
  private:
-  unsigned char small[stackCopy + 1];
+  unsigned char small[kStackCopy + 1];
   unsigned char* heap = nullptr;
   const unsigned char* text;
 };
 
 int compareCopies(const TerminatedCopy& a, const TerminatedCopy& b) {
-  if (a.get() == nullptr || b.get() == nullptr) return 0;
+  if (!a.get() || !b.get()) return 0;
   return strCompareIntl(a.get(), b.get());
 }
 

@@ -19,7 +19,7 @@
 ZU_API int strComparePad(const unsigned char* a, const unsigned char* b);
 
 // Order by `strcoll`. The counted form copies, and takes memory only for a side of more than 512 bytes;
-// without memory it answers 0, and the calling thread's error list is marked.
+// if allocation fails it returns 0, and the calling thread's error list is marked.
 ZU_API int strCompareIntl(const unsigned char* a, const unsigned char* b);
 ZU_API int strCompareIntl(const unsigned char* a, unsigned long na, const unsigned char* b, unsigned long nb);
 
@@ -43,8 +43,8 @@ ZU_API int strCompare(const unsigned char* a, const unsigned char* b);
 ZU_API int strCompare(const unsigned char* a, unsigned long na, const unsigned char* b, unsigned long nb);
 
 // UTF-16: two terminated texts order by unit. With a count on either side a pair in the first text sorts
-// behind all single units; a pair in the second text makes the first the greater. That the two sides are
-// not alike is meant.
+// after all single units; a pair in the second text makes the first the greater. Kept: sorted data is stored
+// in this order.
 ZU_API int strCompare(const unsigned short* a, const unsigned short* b);
 ZU_API int strCompare(const unsigned short* a, unsigned long na, const unsigned short* b);
 ZU_API int strCompare(const unsigned short* a, const unsigned short* b, unsigned long nb);
@@ -72,8 +72,8 @@ ZU_API int strCompareCi(const unsigned char* a, const unsigned char* b, zuCPType
 ZU_API int strCompareCi(const unsigned char* a, unsigned long na, const unsigned char* b, unsigned long nb,
                         zuCPType cp = zuCPLocale);
 
-// Without regard to case, UTF-16. A high surrogate as the last unit of a text ends the comparison where it
-// stands: never equal; and in the order 1 when the two units are the same and the second text is finished,
+// Without regard to case, UTF-16. A high surrogate as the last unit of a text ends the comparison there:
+// never equal; and in the order 1 when the two units are the same and the second text is finished,
 // else 0.
 ZU_API bool strEqualCi(const unsigned short* a, const unsigned short* b);
 ZU_API bool strEqualCi(const unsigned short* a, unsigned long na, const unsigned short* b);

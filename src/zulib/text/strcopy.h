@@ -1,8 +1,8 @@
 // Lengths, and copies between the two widths.
 //
-// Every copy ends with a terminator and answers its position. Widening adds a zero high byte and narrowing
+// Every copy ends with a terminator and returns its position. Widening adds a zero high byte and narrowing
 // keeps the low byte: no code page is involved, these are for ASCII. Counts and sizes are in elements of the
-// text that they stand beside; a size includes the terminator, and a size of 0 writes nothing.
+// text that they are given with; a size includes the terminator, and a size of 0 writes nothing.
 //
 // Thread use: reentrant on distinct text.
 
@@ -15,7 +15,7 @@
 ZU_API unsigned long strLen(const unsigned char* s);
 ZU_API unsigned long strLen(const unsigned short* s);
 
-// At most size - 1 bytes. A terminator stands at dst[size - 1] too, also when the text is shorter.
+// At most size - 1 bytes. dst[size - 1] becomes a terminator too, also when the text is shorter.
 ZU_API unsigned char* strCopy(unsigned char* dst, unsigned long size, const unsigned char* src);
 
 // Exactly `n` bytes.

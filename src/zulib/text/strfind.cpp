@@ -44,9 +44,9 @@ bool isInClass(unsigned char byte, unsigned long flags) {
 bool meets(bool wanted, const unsigned char* s, unsigned long n, const unsigned char* extra,
            unsigned long flags, zuCPType cp) {
   const NarrowWalk walk(cp);
-  const unsigned long extraLength = extra == nullptr ? 0 : lengthOf(extra);
+  const unsigned long extraLength = extra ? lengthOf(extra) : 0;
   for (unsigned long i = 0; i < n; i += walk.step(s + i, n - i)) {
-    const bool isIn = isInClass(s[i], flags) || find(walk, extra, extraLength, s[i]) != nullptr;
+    const bool isIn = isInClass(s[i], flags) || find(walk, extra, extraLength, s[i]);
     if (isIn == wanted) return true;
   }
   return false;
@@ -93,7 +93,7 @@ const unsigned char* strFindReverse(const unsigned char* s, unsigned char ch, zu
   const unsigned char* last = nullptr;
   for (const unsigned char* p = s; p < end; p = walk.next(p, end)) {
     p = find(walk, p, static_cast<unsigned long>(end - p), ch);
-    if (p == nullptr) break;
+    if (!p) break;
     last = p;
   }
   return last;
@@ -125,13 +125,13 @@ const unsigned char* strFindCi(const unsigned char* s, unsigned long n, const un
                                unsigned long m, zuCPType cp) {
   if (m == 0 || m > n) return nullptr;
   const Block text(ramAllocStr(s, n));
-  if (text.get() == nullptr) return nullptr;
+  if (!text.get()) return nullptr;
   const Block pattern(ramAllocStr(pat, m));
-  if (pattern.get() == nullptr) return nullptr;
+  if (!pattern.get()) return nullptr;
   strUpper(text.get(), n);
   strUpper(pattern.get(), m);
   const unsigned char* hit = strFind(text.get(), n, pattern.get(), m, cp);
-  return hit == nullptr ? nullptr : s + (hit - text.get());
+  return hit ? s + (hit - text.get()) : nullptr;
 }
 
 const unsigned char* strFindCi(const unsigned char* s, unsigned long n, const unsigned char* upper,
@@ -142,7 +142,7 @@ const unsigned char* strFindCi(const unsigned char* s, unsigned long n, const un
   const unsigned char* end = s + n;
   for (const unsigned char* p = s; p <= last;) {
     const unsigned char* hit = findEither(p, last + 1, *upper, *lower);
-    if (hit == nullptr) return nullptr;
+    if (!hit) return nullptr;
     if (cp != zuCPSingleByte) {
       p = walk.reach(p, hit, end);
       if (p != hit) continue;

@@ -1,4 +1,4 @@
-// Search. All answer the position found, or null.
+// Search. All return the position found, or null.
 //
 // A hit in narrow text lies at the start of a character; in UTF-16 a pair is passed as a whole, so a single
 // unit never hits half of a pair. A pattern of length 0, or longer than the text, is not found.
@@ -28,7 +28,7 @@ enum : unsigned long {
 ZU_API const unsigned char* strFind(const unsigned char* s, unsigned char ch, zuCPType cp);
 ZU_API const unsigned char* strFindAnsi(const unsigned char* s, unsigned char ch);
 
-// First place where the bytes of the pattern stand.
+// First place with the bytes of the pattern.
 ZU_API const unsigned char* strFind(const unsigned char* s, const unsigned char* pat, zuCPType cp);
 ZU_API const unsigned char* strFind(const unsigned char* s, unsigned long n, const unsigned char* pat,
                                     unsigned long m, zuCPType cp);

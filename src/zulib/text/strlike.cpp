@@ -21,7 +21,7 @@ struct Wildcards {
 };
 
 // Every byte folded to itself: what a comparison with regard to case folds by.
-constexpr std::array<unsigned char, 256> asTheyAre = [] {
+constexpr std::array<unsigned char, 256> kAsTheyAre = [] {
   std::array<unsigned char, 256> bytes{};
   for (unsigned i = 0; i < 256; ++i) bytes[i] = static_cast<unsigned char>(i);
   return bytes;
@@ -42,7 +42,7 @@ class NarrowText : private Source {
   using Char = unsigned char;
 
   explicit NarrowText(bool caseSensitive)
-      : caseSensitive(caseSensitive), fold(caseSensitive ? asTheyAre.data() : walk.foldTable()) {}
+      : caseSensitive(caseSensitive), fold(caseSensitive ? kAsTheyAre.data() : walk.foldTable()) {}
 
   // Passes literal characters that are the same in both, as far as that takes no more than a look at the
   // tables. False when it ends at two that are surely not the same; else the place decides nothing.
@@ -98,7 +98,7 @@ class NarrowText : private Source {
   const Char* findWhole(const Char* from, const Char* end, const Char* b, unsigned long size) const {
     while (from < end) {
       from = find(walk, from, static_cast<unsigned long>(end - from), b, size);
-      if (from == nullptr) break;
+      if (!from) break;
       const Char* after = next(from, end);
       if (after == from + size) return from;
       from = after;
@@ -123,7 +123,7 @@ class NarrowText : private Source {
     }
     while (from < end) {
       const Char* hit = findEither(from, end, folded, folded | 0x20);
-      if (hit == nullptr) break;
+      if (!hit) break;
       from = walk.reach(from, hit, end);
       if (from == hit) return hit;
     }
@@ -168,7 +168,7 @@ class WideText {
   bool caseSensitive;
 };
 
-// The two positions to go back to after a mismatch: behind the last `many`, and where in the value it was.
+// The two positions to go back to after a mismatch: past the last `many`, and where in the value it was.
 template <class Char>
 struct Restart {
   const Char* pattern = nullptr;
@@ -199,7 +199,7 @@ class Matcher {
       } else if (maybe && matchLiteral()) {
         continue;
       } else {
-        if (restart.pattern == nullptr) return false;
+        if (!restart.pattern) return false;
         p = restart.pattern;
         v = text.next(restart.value, valueEnd);
       }
@@ -215,8 +215,8 @@ class Matcher {
     p = text.next(p, patternEnd);
   }
 
-  // Steps over a run of `many`, and each `single` behind it with a character of the value. False when the
-  // pattern then stands at `many` again.
+  // Steps over a run of `many`, and each `single` after it with a character of the value. False when the
+  // pattern is then at `many` again.
   bool passMany() {
     while (p < patternEnd && *p == wild.many) ++p;
     while (p < patternEnd && *p == wild.single && v < valueEnd) {
@@ -226,7 +226,7 @@ class Matcher {
     return p == patternEnd || *p != wild.many;
   }
 
-  // The character of the pattern that is to be matched literally: behind the escape, if one stands at `at`.
+  // The character of the pattern that is to be matched literally: after the escape, if there is one at `at`.
   const Char* literal(const Char* at) const { return *at == wild.escape ? at + 1 : at; }
 
   bool matchLiteral() {
@@ -238,7 +238,7 @@ class Matcher {
     return true;
   }
 
-  // Behind `many` stands a literal (or a `single` that the value was too short for): goes on to behind the
+  // After `many` comes a literal (or a `single` that the value was too short for): goes on past the
   // next place in the value where it matches, so that the places between need not be tried. False when there
   // is none.
   bool seekRestart() {
@@ -247,7 +247,7 @@ class Matcher {
     const Char* wanted = literal(p);
     if (wanted == patternEnd) return false;
     const Char* hit = text.seek(v, valueEnd, wanted, patternEnd);
-    if (hit == nullptr) return false;
+    if (!hit) return false;
     restart.value = v = hit;
     p = wanted;
     stepBoth();
@@ -276,12 +276,12 @@ enum class Answer { No, Yes, Open };
 
 // What the first few characters of terminated UTF-8 tell before its length is known. As long as both are the
 // same single ASCII characters, one difference decides, and so does a `many` that ends the pattern. Else the
-// match begins where this ends. Reads nothing behind a terminator: the value's differs from all that goes on.
+// match begins where this ends. Reads nothing past a terminator: the value's differs from all that goes on.
 Answer lookAtHead(const unsigned char*& value, const unsigned char*& pattern, Wildcards<unsigned char> wild,
                   bool caseSensitive) {
-  const unsigned char* fold = caseSensitive ? asTheyAre.data() : asciiUpper.data();
-  constexpr int few = 16;
-  for (int i = 0; i < few; ++i, ++value, ++pattern) {
+  const unsigned char* fold = caseSensitive ? kAsTheyAre.data() : kAsciiUpper.data();
+  constexpr int kFew = 16;
+  for (int i = 0; i < kFew; ++i, ++value, ++pattern) {
     const unsigned char c = *pattern;
     if (c == wild.many) return pattern[1] == 0 && c != 0 ? Answer::Yes : Answer::Open;
     if (c == 0 || c >= 0x80 || c == wild.single || c == wild.escape) return Answer::Open;

@@ -1,6 +1,6 @@
 // The match of SQL's LIKE.
 //
-// `many` stands for any run of characters, `single` for one, and `escape` takes the character behind it
+// `many` matches any run of characters, `single` for one, and `escape` takes the character after it
 // literally; an escape as the last of the pattern matches nothing. With `keepBlanks` 0, white space at the
 // end of value and pattern does not count. With `caseSensitive` 0, single bytes fold by the C locale,
 // UTF-16 by code point.

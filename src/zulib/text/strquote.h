@@ -15,7 +15,7 @@
 #include "zulib/runtime/zuapi.h"
 #include "zulib/text/zuchar.h"
 
-// Writes the text quoted and terminated; answers the position of the terminator.
+// Writes the text quoted and terminated; returns the position of the terminator.
 ZU_API unsigned char* strCopyQuoted(unsigned char* dst, const unsigned char* src, unsigned long n,
                                     zuCPType cp, unsigned char quote);
 ZU_API unsigned char* strCopyQuoted(unsigned char* dst, const unsigned char* src, zuCPType cp,
@@ -33,20 +33,20 @@ ZU_API unsigned short* strCatQuoted(unsigned short* dst, const unsigned short* s
                                     unsigned short quote);
 ZU_API unsigned short* strCatQuoted(unsigned short* dst, const unsigned short* src, unsigned short quote);
 
-// Takes src[0] as the quote, whatever it is, and writes the n - 2 elements behind it with one of each pair of
-// quotes dropped; answers the position of the terminator. Below an `n` of 2 the result is empty.
+// Takes src[0] as the quote, whatever it is, and writes the n - 2 elements after it with one of each pair of
+// quotes dropped; returns the position of the terminator. Below an `n` of 2 the result is empty.
 ZU_API unsigned char* strCopyUnquoted(unsigned char* dst, const unsigned char* src, unsigned long n,
                                       zuCPType cp = zuCPLocale);
 ZU_API unsigned short* strCopyUnquoted(unsigned short* dst, const unsigned short* src, unsigned long n);
 
-// In place; answers the new length. Text that is not a well-formed quoted text keeps its length and bytes.
+// In place; returns the new length. Text that is not a well-formed quoted text keeps its length and bytes.
 // The counted form writes no terminator.
 ZU_API unsigned long strRemoveQuotes(unsigned char* s, unsigned long n, unsigned char quote, zuCPType cp);
 ZU_API unsigned long strRemoveQuotes(unsigned char* s, unsigned char quote, zuCPType cp);
 
 // UTF-16 does not look inside first. The counted form needs a quote at both ends and writes a terminator at
 // the new length; the terminated form needs the first quote only, drops a lone quote inside, and ends at a
-// quote that stands before the terminator.
+// quote just before the terminator.
 ZU_API unsigned long strRemoveQuotes(unsigned short* s, unsigned long n, unsigned short quote);
 ZU_API unsigned long strRemoveQuotes(unsigned short* s, unsigned short quote);
 

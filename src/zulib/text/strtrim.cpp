@@ -26,8 +26,8 @@ unsigned long trimmed(const unsigned char* s, unsigned long n, zuCPType cp, IsBl
   const NarrowWalk walk(cp);
   const unsigned char* end = s + n;
   if (walk.plainAscii()) {
-    // Where the text ends in plain ASCII, the last character that stays is mostly there: look from behind, as
-    // far as every byte is known to be a character.
+    // Where the text ends in plain ASCII, the last character that stays is mostly there: look from the end,
+    // as far as every byte is known to be a character.
     const unsigned char* tail = end;
     while (tail > s && tail[-1] < 0x80) --tail;
     if (tail != s) tail = walk.reach(s, tail, end);

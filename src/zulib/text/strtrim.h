@@ -1,7 +1,7 @@
 // Cutting blanks from the right end.
 //
 // Narrow text is walked forward by character, so a trail byte is never taken for a blank. The counted forms
-// answer the length that remains, at most `n`, and write nothing; the in-place forms answer it too.
+// return the length that remains, at most `n`, and write nothing; the in-place forms return it too.
 //
 // Thread use: reentrant on distinct text.
 
@@ -15,7 +15,7 @@
 ZU_API unsigned long strRightTrim(const unsigned char* s, unsigned long n, zuCPType cp);
 ZU_API unsigned long strRightTrim(unsigned char* s, zuCPType cp);
 
-// Only the byte 0x20. The in-place form writes a terminator only where none stands.
+// Only the byte 0x20. The in-place form writes a terminator only where there is none.
 ZU_API unsigned long strRightTrimBlanks(const unsigned char* s, unsigned long n, zuCPType cp);
 ZU_API unsigned long strRightTrimBlanks(unsigned char* s, zuCPType cp);
 

@@ -12,7 +12,7 @@ using namespace zutext;
 namespace {
 
 // The longest character that `zuCharEqual` compares.
-constexpr unsigned long longestEqual = 3;
+constexpr unsigned long kLongestEqual = 3;
 
 // The wide character at `p` in the C locale; 0, which is in no class, when there is none.
 std::wint_t wideAt(const unsigned char* p) {
@@ -59,7 +59,8 @@ const unsigned char* zuCharPrev(const unsigned char* start, const unsigned char*
     const unsigned char* previous = p - 1;
     return zuIsLeadByte(p) && previous > start ? previous - 1 : previous;
   }
-  // At most three bytes back: of a character of four bytes this ends on its last one, which is meant.
+  // At most three bytes back: of a character of four bytes this ends on its last one. Kept: stored offsets
+  // depend on it.
   const unsigned char* previous = p - 1;
   if (zuCharSize(previous, cp) != 1 || previous == start) return previous;
   if (zuCharSize(p - 2, cp) != 1) return p - 2;
@@ -85,8 +86,8 @@ unsigned long zuCharLast(const unsigned char* base, unsigned long n, zuCPType cp
 bool zuCharEqual(const unsigned char* a, const unsigned char* b, zuCPType cp) {
   const unsigned long size = zuCharSize(a, cp);
   if (size != zuCharSize(b, cp)) return false;
-  // Characters of four bytes are never equal, which is meant.
-  if (size > longestEqual) return false;
+  // Kept: callers treat a character of four bytes as never equal.
+  if (size > kLongestEqual) return false;
   for (unsigned long i = 0; i < size; ++i) {
     if (a[i] != b[i]) return false;
     if (a[i] == 0) break;  // a terminator cuts both
@@ -115,7 +116,7 @@ bool zuStrSBCSChar(const unsigned char* start, const unsigned char* p, unsigned 
 }
 
 const unsigned char* zuSkipBlanks(const unsigned char* p, zuCPType cp) {
-  if (p == nullptr) return p;
+  if (!p) return p;
   const NarrowWalk walk(cp);
   const unsigned char* end = p + lengthOf(p);
   while (p < end && zuIsWhiteSpace(p, cp)) p = walk.next(p, end);

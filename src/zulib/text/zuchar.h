@@ -4,7 +4,7 @@
 // a trail byte never passes for a character of its own. Wide text is UTF-16 in 16-bit units.
 //
 // Pointers walk the text itself; the forms with an `unsigned long` take an offset (bytes or units) into a
-// base pointer and answer an offset. The steps of this header trust the text to hold the character that its
+// base pointer and return an offset. The steps of this header trust the text to hold the character that its
 // first byte or unit announces; the counted functions of the other headers do not.
 //
 // Thread use: reentrant on distinct text. Types 1, 2 and 4 read the C locale of the calling thread.
@@ -25,10 +25,10 @@ ZU_API unsigned long zuCharSize(const unsigned char* p, zuCPType cp);
 ZU_API bool zuIsLeadByte(const unsigned char* p);
 
 // Whole UTF-8 characters in `n` bytes; ends before a character that would run past `n`. A stray
-// continuation byte counts as 2 bytes here and as 1 in `zuCharSize`: both are meant.
+// continuation byte counts as 2 bytes here and as 1 in `zuCharSize`; callers rely on either.
 ZU_API unsigned long zuUTF8CharLen(const unsigned char* p, unsigned long n);
 
-// The character behind the one at `p`, or at `offset`.
+// The character after the one at `p`, or at `offset`.
 ZU_API const unsigned char* zuCharNext(const unsigned char* p, zuCPType cp);
 ZU_API unsigned char* zuCharNext(unsigned char* p, zuCPType cp);
 ZU_API unsigned long zuCharNext(const unsigned char* base, unsigned long offset, zuCPType cp);
@@ -57,7 +57,7 @@ ZU_API bool zuIs2ndByte(const unsigned char* start, const unsigned char* p);
 // True when the byte at `p` is `ch` and not the second byte of a character.
 ZU_API bool zuStrSBCSChar(const unsigned char* start, const unsigned char* p, unsigned char ch);
 
-// First position that is not white space; the terminator ends the walk, and null answers null.
+// First position that is not white space; the terminator ends the walk, and null returns null.
 ZU_API const unsigned char* zuSkipBlanks(const unsigned char* p, zuCPType cp);
 
 // Classes of the one character at `p`, as the C locale sees it; `cp` is accepted and not looked at.
@@ -85,7 +85,7 @@ ZU_API unsigned long zuCharLast(const unsigned short* p, unsigned long n);
 // Code points up to the terminator; a high surrogate before the terminator counts as one.
 ZU_API unsigned long zuCharLen(const unsigned short* p);
 
-// Case of one code point. 0xD7 and 0xF7, which are no letters, map to each other: that is meant, as the two
+// Case of one code point. 0xD7 and 0xF7, which are no letters, map to each other, as the two
 // Latin-1 ranges are taken whole. From 0xFF on ICU decides.
 ZU_API std::uint32_t javaToUpper(std::uint32_t c);
 ZU_API std::uint32_t javaToLower(std::uint32_t c);

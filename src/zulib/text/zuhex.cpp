@@ -16,7 +16,7 @@ int digitValue(unsigned c) {
 template <class Char>
 void writeDigits(Char* out, const unsigned char* bytes, unsigned long n) {
   for (unsigned long i = n; i-- > 0;) {
-    unsigned char byte = bytes[i];
+    const unsigned char byte = bytes[i];
     out[2 * i + 1] = static_cast<Char>(HEXDIGIT[byte & 15]);
     out[2 * i] = static_cast<Char>(HEXDIGIT[byte >> 4]);
   }
@@ -28,7 +28,7 @@ int readDigits(const Char* text, unsigned long n, bool skipZero, Store&& store) 
   int high = -1;
   for (unsigned long i = 0; i < n; ++i) {
     if (skipZero && text[i] == 0) continue;
-    int value = digitValue(text[i]);
+    const int value = digitValue(text[i]);
     if (value < 0) {
       zuhooks::report(ZU_MSG_BAD_HEX_DIGIT);
       return 1;
@@ -49,7 +49,7 @@ int readDigits(const Char* text, unsigned long n, bool skipZero, Store&& store) 
 unsigned long hexify(unsigned char* out, unsigned long value, unsigned short minDigits) {
   unsigned long digits = 1;
   while (digits < 2 * sizeof value && value >> (4 * digits)) ++digits;
-  unsigned long length = digits < minDigits ? minDigits : digits;
+  const unsigned long length = digits < minDigits ? minDigits : digits;
   out[length] = 0;
   for (unsigned long i = length; i-- > 0; value >>= 4)
     out[i] = static_cast<unsigned char>(HEXDIGIT[value & 15]);
@@ -81,7 +81,7 @@ int dehexifyHuge(unsigned char* out, const unsigned char* text, unsigned long n)
 int dehexify(unsigned char* out, const unsigned char* text, unsigned long n, unsigned char mark,
              unsigned long* count) {
   unsigned long written = 0;
-  int result = readDigits(text, n, false, [&](unsigned char byte, bool whole) {
+  const int result = readDigits(text, n, false, [&](unsigned char byte, bool whole) {
     out[written++] = byte;
     if (whole && byte == mark) out[written++] = byte;
   });

@@ -17,15 +17,15 @@ inline constexpr char HEXDIGIT[] = "0123456789ABCDEF";
 // digit.
 ZU_API unsigned long hexify(unsigned char* out, unsigned long value, unsigned short minDigits);
 
-// Writes `n` bytes as 2n digits, and answers 2n. `out` may be `bytes`.
+// Writes `n` bytes as 2n digits, and returns 2n. `out` may be `bytes`.
 ZU_API unsigned long hexify(unsigned char* out, const unsigned char* bytes, unsigned long n);
 ZU_API unsigned long hexifyHuge(unsigned char* out, const unsigned char* bytes, unsigned long n);
 
-// Writes `n` bytes as 2n units, and answers 4n, the bytes written. `out` may be at `bytes`.
+// Writes `n` bytes as 2n units, and returns 4n, the bytes written. `out` may be at `bytes`.
 ZU_API unsigned long wideHexify(unsigned short* out, const unsigned char* bytes, unsigned long n);
 
 // Reads `n` digits, two to a byte; an odd last digit gives a byte with a low half of 0. 0, or 1 at a
-// character that is no digit (error 2708), with what stands before it in `out`. `out` may be `text`.
+// character that is no digit (error 2708), with what comes before it in `out`. `out` may be `text`.
 ZU_API int dehexify(unsigned char* out, const unsigned char* text, unsigned long n);
 ZU_API int dehexifyHuge(unsigned char* out, const unsigned char* text, unsigned long n);
 

@@ -57,12 +57,12 @@ int ZuParamStringOf<Char>::initialize(unsigned long capacity) {
 
 template <class Char>
 unsigned long ZuParamStringOf<Char>::buildMatchString(Char* out, Char kind) {
-  constexpr unsigned short longestPlain = 9;
+  constexpr unsigned short kLongestPlain = 9;
   ++paramCount;
   unsigned long n = 0;
   out[n++] = '%';
   out[n++] = kind;
-  if (paramCount > longestPlain) out[n++] = 'x';
+  if (paramCount > kLongestPlain) out[n++] = 'x';
   n += writeDecimal(out + n, paramCount);
   out[n] = 0;
   return n;

@@ -1,7 +1,7 @@
 // Message templates with numbered placeholders, filled in by order of arrival.
 //
 // A placeholder is "%s" (text) or "%d" (number) and the number of its parameter, from 1 on; from 10 on an
-// "x" stands before the number, so that "%s1" is not found inside "%sx10". Every call of `setParam` uses up
+// "x" comes before the number, so that "%s1" is not found inside "%sx10". Every call of `setParam` uses up
 // one number, whether the template has a place for it or not, and fills all places of that number. Text that
 // was filled in may hold a placeholder, which a later parameter then fills.
 //
@@ -51,7 +51,7 @@ class ZU_API ZuParamStringOf : public ZuTextNames<Char>::String {
   }
 
   // Takes the next number and writes its placeholder for `kind` ('s' or 'd'), terminated, at most 9
-  // characters in all. Answers its length.
+  // characters in all. Returns its length.
   unsigned long buildMatchString(Char* out, Char kind);
 
   // The next parameter is number 1 again.

@@ -24,7 +24,7 @@ std::uint32_t ZuSubString::hash() const {
   zutext::moveChars(folded, data, std::min(length, kMost));
   // A letter after a byte of UTF-8 that leads a pair in the locale is still a letter for `isEqualCi`.
   if (codePage == zuCPUTF8) {
-    for (unsigned char& byte : folded) byte = zutext::asciiUpper[byte];
+    for (unsigned char& byte : folded) byte = zutext::kAsciiUpper[byte];
   }
   strUpper(folded);
   std::uint32_t sum = 0;

@@ -9,10 +9,10 @@
 
 namespace {
 
-constexpr zuCPType LABEL_CODE_PAGE = zuCPLocale;
+constexpr zuCPType kLabelCodePage = zuCPLocale;
 
 bool isTaken(const unsigned char* bitmap, unsigned char key) {
-  auto value = static_cast<unsigned char>(std::tolower(key));
+  const auto value = static_cast<unsigned char>(std::tolower(key));
   return bitmap[value >> 3] >> (value & 7) & 1;
 }
 
@@ -83,8 +83,8 @@ void formatLabel(BoundedText out, const unsigned char* label, const unsigned cha
 
 // The character that becomes the key of a text that has none.
 const unsigned char* chooseKey(const unsigned char* bitmap, const unsigned char* text) {
-  for (const unsigned char* p = text; *p; p = zuCharNext(p, LABEL_CODE_PAGE)) {
-    if (!zuIsWhiteSpace(p, LABEL_CODE_PAGE) && !isTaken(bitmap, *p)) return p;
+  for (const unsigned char* p = text; *p; p = zuCharNext(p, kLabelCodePage)) {
+    if (!zuIsWhiteSpace(p, kLabelCodePage) && !isTaken(bitmap, *p)) return p;
   }
   return text;
 }
@@ -92,7 +92,7 @@ const unsigned char* chooseKey(const unsigned char* bitmap, const unsigned char*
 }  // namespace
 
 bool isTrueStr(const unsigned char* s) {
-  auto first = javaToUpper(s[0]);
+  const auto first = javaToUpper(s[0]);
   return first == '1' || first == 'T' || (first == 'O' && javaToUpper(s[1]) == 'N');
 }
 
@@ -106,7 +106,7 @@ const unsigned char* findMenuAccelerator(const unsigned char* label) {
   unsigned char markers[zuhooks::kTextSize];
   getMenuAccelerator(markers);
   for (const unsigned char* marker = markers; *marker; ++marker) {
-    if (const unsigned char* found = strFind(label, *marker, LABEL_CODE_PAGE)) return found;
+    if (const unsigned char* found = strFind(label, *marker, kLabelCodePage)) return found;
   }
   return nullptr;
 }
@@ -114,7 +114,7 @@ const unsigned char* findMenuAccelerator(const unsigned char* label) {
 void setAcceleratorKey(unsigned char* bitmap, const unsigned char* label) {
   const unsigned char* marker = findMenuAccelerator(label);
   if (!marker || !marker[1]) return;
-  auto value = static_cast<unsigned char>(std::tolower(marker[1]));
+  const auto value = static_cast<unsigned char>(std::tolower(marker[1]));
   bitmap[value >> 3] = static_cast<unsigned char>(bitmap[value >> 3] | 1u << (value & 7));
 }
 

@@ -3,11 +3,11 @@
 #ifndef ZULIB_CONVERT_INTERNAL_UCNVDIGITS_H
 #define ZULIB_CONVERT_INTERNAL_UCNVDIGITS_H
 
-// Takes "-" and digits from `cursor` on, which moves behind them; what 32 bits cannot hold is cut to what
+// Takes "-" and digits from `cursor` on, which moves past them; what 32 bits cannot hold is cut to what
 // they can. `any` tells whether there was a digit.
 template <class Char>
 long ucnvTakeNumber(const Char*& cursor, const Char* end, bool& any) {
-  constexpr long most = 0x7FFFFFFF;
+  constexpr long kMost = 0x7FFFFFFF;
   any = false;
   const bool negative = cursor != end && *cursor == '-';
   if (negative) ++cursor;
@@ -15,7 +15,7 @@ long ucnvTakeNumber(const Char*& cursor, const Char* end, bool& any) {
   for (; cursor != end && *cursor >= '0' && *cursor <= '9'; ++cursor) {
     any = true;
     value = value * 10 + (*cursor - '0');
-    if (value > most) value = most;
+    if (value > kMost) value = kMost;
   }
   return negative ? -value : value;
 }

@@ -1,4 +1,4 @@
-// The tables behind the maps of ucnvconv.h. Their rows are sorted by the first column, as signed numbers.
+// The tables of the maps of ucnvconv.h. Their rows are sorted by the first column, as signed numbers.
 
 #ifndef ZULIB_CONVERT_INTERNAL_UCNVTABLES_H
 #define ZULIB_CONVERT_INTERNAL_UCNVTABLES_H
@@ -15,11 +15,11 @@ constexpr unsigned long WindowsToIANARows = 73;
 // Number to name of an ICU converter; null: the platform's default converter.
 extern const UcnvNameRow IANAtoICUTable[IANAtoICURows];
 
-// The registered numbers stand in front of the private ones. For each number up to the last of them: its row,
+// The registered numbers come before the private ones. For each number up to the last of them: its row,
 // or row 0 when it has none.
-constexpr long lastRegisteredIANA = 2259;
-constexpr unsigned long firstPrivateRow = 245;
-extern const std::array<std::uint16_t, lastRegisteredIANA + 1> registeredRows;
+constexpr long kLastRegisteredIANA = 2259;
+constexpr unsigned long kFirstPrivateRow = 245;
+extern const std::array<std::uint16_t, kLastRegisteredIANA + 1> registeredRows;
 
 // Number of the keyword "AppCodePage", and number of a Windows code page, to IANA number.
 extern const UcnvNumberRow UnilibToIANATable[UnilibToIANARows];

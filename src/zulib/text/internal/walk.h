@@ -24,7 +24,7 @@
 namespace zutext {
 
 // Sizes in UTF-8, by first byte.
-inline constexpr std::array<unsigned char, 256> utf8Sizes = [] {
+inline constexpr std::array<unsigned char, 256> kUtf8Sizes = [] {
   std::array<unsigned char, 256> sizes{};
   for (unsigned byte = 0; byte < 256; ++byte) {
     sizes[byte] = byte < 0xC0 ? 1 : byte < 0xE0 ? 2 : byte < 0xF0 ? 3 : 4;
@@ -33,7 +33,7 @@ inline constexpr std::array<unsigned char, 256> utf8Sizes = [] {
 }();
 
 // ASCII folds alike in every locale, so single bytes of UTF-8 need no facts.
-inline constexpr std::array<unsigned char, 256> asciiUpper = [] {
+inline constexpr std::array<unsigned char, 256> kAsciiUpper = [] {
   std::array<unsigned char, 256> upper{};
   for (unsigned byte = 0; byte < 256; ++byte) {
     upper[byte] = static_cast<unsigned char>(plain::asciiUpper(byte));
@@ -105,8 +105,8 @@ class NarrowWalk {
   const unsigned char* reachFurther(const unsigned char* start, const unsigned char* target,
                                     const unsigned char* end) const;
 
-  const unsigned char* sizes = utf8Sizes.data();   // by first byte
-  const unsigned char* upper = asciiUpper.data();  // folded bytes
+  const unsigned char* sizes = kUtf8Sizes.data();   // by first byte
+  const unsigned char* upper = kAsciiUpper.data();  // folded bytes
   bool utf8 = true;
   bool ask = false;  // a size of 2 has to be confirmed by the C library
   bool asciiPlain = true;
