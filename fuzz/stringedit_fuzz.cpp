@@ -26,8 +26,11 @@ class Input {
   template <class Model>
   Model text() {
     Model s;
-    for (unsigned n = byte() % 32; n > 0 && left > 0; --n)
-      s += static_cast<typename Model::value_type>(byte());
+    // Mostly of few characters, so that hits, quotes and lines come up.
+    for (unsigned n = byte() % 32; n > 0 && left > 0; --n) {
+      const unsigned value = byte();
+      s += static_cast<typename Model::value_type>(value < 0xC0 ? "ab'\n \t\rc"[value % 8] : value);
+    }
     return s;
   }
 
@@ -45,6 +48,7 @@ struct Narrow {
   static int change(String& s, size_t at, size_t n, const Char* p, size_t m) {
     return s.changeBytes(at, n, p, m);
   }
+  static int addQuoted(String& s, const View& view) { return s.addQuotedBytes(view, '\''); }
   static int insertQuoted(Editor& e, const Char* p, size_t n) { return e.addQuotedBytes(p, n, '\''); }
 };
 
@@ -57,6 +61,7 @@ struct Wide {
   static int change(String& s, size_t at, size_t n, const Char* p, size_t m) {
     return s.changeChars(at, n, p, m);
   }
+  static int addQuoted(String& s, const View& view) { return s.addQuotedChars(view, '\''); }
   static int insertQuoted(Editor& e, const Char* p, size_t n) { return e.addQuotedChars(p, n, '\''); }
 };
 
@@ -83,26 +88,32 @@ class Edit {
     return view.getLength() == m.size() && view.isEqual(chars(m), m.size());
   }
 
+  static Model quoted(const Model& m) {
+    const typename Model::value_type quote = '\'';
+    Model out(1, quote);
+    for (const auto c : m) out.append(c == quote ? 2 : 1, c);
+    return out + quote;
+  }
+
   void step(unsigned command) {
     const size_t at = in.byte() % (model.size() + 1);
     const size_t n = in.byte() % (model.size() - at + 1);
     const Model piece = in.template text<Model>();
-    switch (command % 8) {
+    const typename Kind::View part(s.asPascalStr(at), n);  // of the string's own text
+    switch (command % 10) {
       case 0:
-        demand(s.concat(typename Kind::View(s.asPascalStr(at), n)) == 0);
+        demand(s.concat(part) == 0);
         model += model.substr(at, n);
         break;
       case 1:
         demand(Kind::change(s, at, n, piece.empty() ? nullptr : chars(piece), piece.size()) == 0);
         model.replace(at, n, piece);
         break;
-      case 2: {
-        const size_t before = s.getLength();
+      case 2:
         demand(s.addQuotes('\'') == 0);
+        demand(same(s, quoted(model)));
         s.removeQuotes();
-        demand(s.getLength() == before);
         break;
-      }
       case 3:
         demand(s.insertLineBreaks(at, '\'', '"', 0) == 0);
         demand(s.getLength() == model.size());
@@ -113,10 +124,25 @@ class Edit {
         demand(s.getLength() <= model.size());
         takeModel();
         break;
-      case 5: demand(s.replaceSubString(chars(piece), piece.size(), chars(piece), piece.size()) == 0); break;
+      case 5: {
+        const Model pattern = piece.substr(0, 1 + at % 2);
+        const Model text = piece.substr(pattern.size());
+        demand(s.replaceSubString(chars(pattern), pattern.size(), chars(text), text.size()) == 0);
+        for (size_t i = 0; !pattern.empty() && (i = model.find(pattern, i)) != Model::npos; i += text.size())
+          model.replace(i, pattern.size(), text);
+        break;
+      }
       case 6:
-        demand(s.clearAndSet(typename Kind::View(s.asPascalStr(at), n)) == 0);
+        demand(s.clearAndSet(part) == 0);
         model = model.substr(at, n);
+        break;
+      case 7:
+        demand(Kind::addQuoted(s, part) == 0);
+        model += quoted(model.substr(at, n));
+        break;
+      case 8:
+        demand(s.trim() == 0);
+        demand(s.getCapacity() == model.size() + 1);
         break;
       default: edit(piece);
     }
@@ -148,17 +174,16 @@ class Edit {
           tail.insert(0, head, back, Model::npos);
           head.erase(back);
         } else {
-          const size_t before = editor.getInsertionPoint();
+          // A stretch of the tail itself, which moves while room is made.
           demand(Kind::insertQuoted(editor, editor.asPascalStr(), n) == 0);
-          for (size_t i = before; i < editor.getInsertionPoint(); ++i) {
-            head += static_cast<typename Model::value_type>(s.asPascalStr()[i]);
-          }
+          head += quoted(tail.substr(0, n));
         }
         demand(same(editor, tail));
         demand(editor.getInsertionPoint() == head.size());
       }
     }
     model = head + tail;
+    demand(s.getCapacity() == model.size() + 1);
   }
 
   Input& in;

@@ -12,11 +12,11 @@
 
 namespace {
 
-constexpr int ENOUGH = 40;  // elements, for several growths of each container
+constexpr int kEnough = 40;  // elements, for several growths of each container
 
 TEST(CollectionFaults, ArraysStayWhole) {
   std::deque<Item> items;
-  for (int i = 0; i < ENOUGH; ++i) items.emplace_back(i % 7);
+  for (int i = 0; i < kEnough; ++i) items.emplace_back(i % 7);
   const auto failed = sweepAllocations([&] {
     ZuSortedArray sorted(4);
     bool good = true;
@@ -32,49 +32,29 @@ TEST(CollectionFaults, ArraysStayWhole) {
     }
     return good;
   });
-  EXPECT_EQ(failed, ENOUGH / 4u);
+  EXPECT_EQ(failed, kEnough / 4u);
 }
 
 TEST(CollectionFaults, ResizingReportsAndKeepsOrEmpties) {
   sweepAllocations([] {
     ZuArrayZUSIZE_T array;
-    if (array.setInitialSize(2)) return false;
+    ZuBitArray bits;
+    if (array.setInitialSize(2) || bits.initialize(20)) return false;
     array.push(11);
-    if (array.resize(9, 1)) {
-      EXPECT_EQ(array.getSizeOfArray(), 2u);
-      EXPECT_EQ(array[0], 11u);
-      return false;
-    }
-    if (array.shrink(1)) {
-      EXPECT_EQ(array.getSizeOfArray(), 9u);
-      EXPECT_EQ(array[0], 11u);
-      return false;
-    }
-    if (array.resize(5, 0)) {
-      EXPECT_EQ(array.getSizeOfArray() + array.getCount(), 0u);
-      EXPECT_EQ(array.add(3), 0) << "usable again";
-      return false;
-    }
-    return true;
+    bits.set(19);
+    const bool kept = array.resize(9, 1) == 0 && array.shrink(1) == 0 && bits.resize(200) == 0;
+    EXPECT_EQ(array[0], 11u);
+    EXPECT_EQ(bits.isSet(19), 1);
+    EXPECT_EQ(bits.getBitCount(), kept ? 200u : 20u);
+    if (!kept || bits.initialize(4)) return false;
+    if (array.resize(5, 0) == 0) return true;
+    EXPECT_EQ(array.getSizeOfArray() + array.getCount(), 0u);
+    EXPECT_EQ(array.add(3), 0) << "usable again";
+    return false;
   });
   ZuArrayU32 tooLong;
   EXPECT_EQ(tooLong.resize(~0UL / 2, 1), 1);
   EXPECT_EQ(tooLong.add(1), 0);
-}
-
-TEST(CollectionFaults, BitsStayWhole) {
-  sweepAllocations([] {
-    ZuBitArray bits;
-    if (bits.initialize(20)) return false;
-    bits.set(19);
-    const bool grown = bits.resize(200) == 0;
-    const bool again = grown && bits.initialize(4) == 0;
-    if (!again) {
-      EXPECT_EQ(bits.isSet(19), 1);
-      EXPECT_EQ(bits.getBitCount(), grown ? 200u : 20u);
-    }
-    return again;
-  });
 }
 
 class PointerSet : public ZuSet {
@@ -86,14 +66,14 @@ class PointerSet : public ZuSet {
 };
 
 TEST(CollectionFaults, SetsStayWhole) {
-  static long cells[ENOUGH];
+  static long cells[kEnough];
   sweepAllocations([] {
     PointerSet set;
     if (set.initialize(3)) return false;
-    for (int i = 0; i < ENOUGH; ++i) {
+    for (int i = 0; i < kEnough; ++i) {
       if (set.add(&cells[i]) == 0) continue;
       EXPECT_EQ(set.getCount(), static_cast<unsigned long>(i));
-      for (int j = 0; j < ENOUGH; ++j) {
+      for (int j = 0; j < kEnough; ++j) {
         EXPECT_EQ(set.at(set.findIndexOf(&cells[j])) != nullptr, j < i) << "after " << i << " at " << j;
       }
       EXPECT_EQ(set.initialize(1), 0);

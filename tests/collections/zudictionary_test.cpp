@@ -35,7 +35,7 @@ class Dictionaries : public testing::Test {
   using Key = typename Width<Char>::Key;
   using Name = std::basic_string<Char>;
 
-  // Many of these are equal but for case, and most have the first five letters in common with another.
+  // Many of these are equal except for case, and most have the first five letters in common with another.
   Name randomName() {
     Name name(dice(3) == 0 ? 5 : 0, Char{'p'});
     for (unsigned long n = dice(4); n > 0; --n) name += static_cast<Char>("aAbB"[dice(4)]);

@@ -24,15 +24,15 @@ void expectFinds(const ZuSortedArray& array, const Items& model, int keys) {
     const Item wanted(key);
     const auto range = std::equal_range(model.begin(), model.end(), &wanted, before);
     const auto first = static_cast<unsigned long>(range.first - model.begin());
-    const auto behind = static_cast<unsigned long>(range.second - model.begin());
+    const auto after = static_cast<unsigned long>(range.second - model.begin());
     unsigned long index = 99999;
-    ASSERT_EQ(array.findIndexOf(&wanted, index), first < behind ? 1 : 0);
-    if (first == behind) {
-      EXPECT_EQ(index, first) << "where it would stand";
+    ASSERT_EQ(array.findIndexOf(&wanted, index), first < after ? 1 : 0);
+    if (first == after) {
+      EXPECT_EQ(index, first) << "where it would go";
     } else {
       EXPECT_EQ(wanted.compare(array.at(index)), 0);
       array.findIndexOfLastKey(&wanted, index);
-      EXPECT_EQ(index + 1, behind);
+      EXPECT_EQ(index + 1, after);
       ASSERT_EQ(array.seqFindIndexOf(&wanted, index), 1);
       EXPECT_EQ(index, first);
     }
@@ -51,7 +51,7 @@ TEST(ZuSortedArray, KeepsOrderAndFindsThroughRandomAdds) {
       auto* item = new Item(static_cast<int>(dice(static_cast<unsigned long>(keys))));
       ASSERT_EQ(array.add(item), 0);
       model.insert(std::upper_bound(model.begin(), model.end(), item, before), item);
-      ASSERT_NO_FATAL_FAILURE(expectSame(array, model)) << "equal keys stand in the order of their adding";
+      ASSERT_NO_FATAL_FAILURE(expectSame(array, model)) << "equal keys are in the order of their adding";
     }
     expectFinds(array, model, keys);
   }
@@ -79,6 +79,12 @@ TEST(ZuSortedArray, SortsABulkLoadOnce) {
 }
 
 TEST(ZuSortedArray, DropsDuplicatesAndKeepsTheFirst) {
+  ZuSortedArray one;
+  Item low(0), far(65536);
+  ASSERT_EQ(one.add(&low), 0);
+  unsigned long index = 7;
+  EXPECT_EQ(one.findIndexOf(&far, index), 1) << "a compare is cut to 16 bits";
+  one.reset();
   for (const bool destroy : {false, true}) {
     Items items;
     ZuSortedArray array;
@@ -87,19 +93,11 @@ TEST(ZuSortedArray, DropsDuplicatesAndKeepsTheFirst) {
       ASSERT_EQ(array.add(items.back()), 0);
     }
     destroy ? array.deleteDuplicates() : array.removeDuplicates();
-    EXPECT_EQ(Item::alive, destroy ? 3 : 6);
+    EXPECT_EQ(Item::alive, 2 + (destroy ? 3 : 6));
     expectSame(array, {items[0], items[3], items[4]});
     array.deleteContents();
     for (int i : {1, 2, 5}) destroy ? void() : delete items[i];
   }
-}
-
-TEST(ZuSortedArray, CountsOnlySixteenBitsOfACompare) {
-  ZuSortedArray array;
-  Item low(0), far(65536);
-  ASSERT_EQ(array.add(&low), 0);
-  unsigned long index = 7;
-  EXPECT_EQ(array.findIndexOf(&far, index), 1) << "a difference of 65536 reads as none";
 }
 
 class Descending : public ZuSortedArrayZUSIZE_T {

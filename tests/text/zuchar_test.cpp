@@ -25,6 +25,16 @@ TEST(ZuChar, StepsWholeCharactersInEveryEncoding) {
       const unsigned long last = s.size() - (characters.empty() ? 0 : characters.back().size());
       EXPECT_EQ(last, zuCharLast(exact.get(), exact.size(), encoding.cp)) << s;
       EXPECT_EQ(bytes(s) + last, zuCharLast(bytes(s), encoding.cp)) << s;
+      if (encoding.cp != zuCPLocale) continue;
+      unsigned long at = 0;
+      for (const std::string& character : characters) {
+        EXPECT_FALSE(zuIs2ndByte(bytes(s), bytes(s) + at)) << s;
+        EXPECT_TRUE(zuStrSBCSChar(bytes(s), bytes(s) + at, static_cast<unsigned char>(character[0]))) << s;
+        if (character.size() == 2) {
+          EXPECT_TRUE(zuIs2ndByte(bytes(s), bytes(s) + at + 1)) << s;
+        }
+        at += character.size();
+      }
     }
   }
 }
@@ -47,30 +57,6 @@ TEST(ZuChar, ALocaleChangedBetweenCallsIsSeen) {
   EXPECT_EQ(2u, zuCharSize(hiraganaInEuc, zuCPLocale));
 }
 
-TEST(ZuChar, TheSecondByteIsFoundFromTheStart) {
-  const TestLocale sjis("ja_JP.SJIS");
-  const unsigned char path[] = {0x83, 0x5C, '\\', 'a',
-                                0};  // a kana whose second byte is that of the "\" sign
-  EXPECT_TRUE(zuIs2ndByte(path, path + 1));
-  EXPECT_FALSE(zuStrSBCSChar(path, path + 1, '\\'));
-  EXPECT_TRUE(zuStrSBCSChar(path, path + 2, '\\'));
-  EXPECT_FALSE(zuStrSBCSChar(path, path + 3, '\\'));
-}
-
-TEST(ZuChar, UTF8IsSizedByItsLeadByteAlone) {
-  struct {
-    const char* s;
-    unsigned long size, wholeIn3;
-  } const cases[] = {
-      {"abc", 1, 3},    {"\xC3\xA9z", 2, 2}, {"\xE2\x82\xAC", 3, 1}, {"\xF0\x9F\x98\x80", 4, 0},
-      {"\x82zz", 1, 2},
-  };
-  for (const auto& c : cases) {
-    EXPECT_EQ(c.size, zuCharSize(bytes(c.s), zuCPUTF8)) << c.s;
-    EXPECT_EQ(c.wholeIn3, zuUTF8CharLen(ExactBytes(std::string(c.s, 3)).get(), 3)) << c.s;
-  }
-}
-
 TEST(ZuChar, GoesBackOneCharacter) {
   const unsigned char* s = bytes("a\xC3\xA9\xE2\x82\xAC\xF0\x9F\x98\x80z");
   EXPECT_EQ(s, zuCharPrev(s, s, zuCPUTF8));
@@ -89,7 +75,15 @@ TEST(ZuChar, GoesBackOneCharacter) {
   EXPECT_EQ(0u, zuCharPrev(e, 1ul, zuCPLocale));
 }
 
-TEST(ZuChar, EqualityAndUCS2HaveTheirLimits) {
+TEST(ZuChar, Oddities) {
+  EXPECT_EQ(1u, zuCharSize(bytes("\x82zz"), zuCPUTF8)) << "a stray byte is one here";
+  EXPECT_EQ(2u, zuUTF8CharLen(bytes("\x82zz"), 3)) << "and two here";
+  EXPECT_EQ(0u, zuUTF8CharLen(ExactBytes(std::string("\xF0\x9F\x98")).get(), 3));
+  EXPECT_EQ(0xD7u, javaToUpper(0xF7));
+  EXPECT_EQ(0xF7u, javaToLower(0xD7));
+  EXPECT_EQ(0x178u, javaToUpper(0xFF));
+  EXPECT_EQ(0xB5u, javaToUpper(0xB5)) << "not U+039C, as ICU says";
+  EXPECT_EQ(0x10400u, javaToUpper(0x10428));
   EXPECT_TRUE(zuCharEqual(bytes("\xE2\x82\xAC"), bytes("\xE2\x82\xACz"), zuCPUTF8));
   EXPECT_FALSE(zuCharEqual(bytes("\xE2\x82\xAC"), bytes("\xE2\x82\xAD"), zuCPUTF8));
   EXPECT_FALSE(zuCharEqual(bytes("\xC3\xA9"), bytes("a"), zuCPUTF8));
@@ -138,16 +132,6 @@ TEST(ZuChar, WideStepsPassPairs) {
   const std::u16string low = u"\xDC00z";
   EXPECT_EQ(0u, zuCharPrev(units(low), 1ul)) << "no room for two units";
   EXPECT_EQ(2u, zuCharLen(units(u"a\xD800"))) << "a high surrogate before the terminator ends the count";
-}
-
-TEST(ZuChar, CaseOfOneCodePoint) {
-  EXPECT_EQ(0xD7u, javaToUpper(0xF7));
-  EXPECT_EQ(0xF7u, javaToLower(0xD7));
-  EXPECT_EQ(0x178u, javaToUpper(0xFF));
-  EXPECT_EQ(0xDFu, javaToUpper(0xDF));
-  EXPECT_EQ(0xB5u, javaToUpper(0xB5)) << "ICU would answer U+039C";
-  EXPECT_EQ(0x10400u, javaToUpper(0x10428));
-  EXPECT_EQ('z' + 0u, javaToLower('Z'));
 }
 
 }  // namespace

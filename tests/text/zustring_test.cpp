@@ -58,189 +58,48 @@ class Strings : public testing::Test {
   static Model of(const View& view) {
     return text(view.asPascalStr(), view.getLength());
   }
-  static Model quoted(const Model& s) {
-    Model out = model("'");
-    for (const auto c : s) out += c == '\'' ? model("''") : Model(1, c);
-    return out + model("'");
-  }
-  Model randomModel(unsigned most) {
-    Model s;
-    for (unsigned n = static_cast<unsigned>(random() % (most + 1)); n > 0; --n) {
-      s += static_cast<typename Model::value_type>("ab'\n \t\rc\"x"[random() % 10]);
-    }
-    return s;
-  }
-
-  std::mt19937 random{23};
 };
 
 using Kinds = testing::Types<Narrow, Wide>;
 TYPED_TEST_SUITE(Strings, Kinds);
 
-TYPED_TEST(Strings, EditsLikeTheModel) {
-  using Model = typename TypeParam::Model;
-  typename TypeParam::String s;
-  ASSERT_EQ(0, s.initialize(0ul));
-  Model expected;
-  for (int round = 0; round < 20000 && !this->HasFailure(); ++round) {
-    const Model piece = this->randomModel(4);
-    const unsigned long at = this->random() % (expected.size() + 1);
-    const unsigned long n = this->random() % (expected.size() - at + 1);
-    const typename TypeParam::View part(s.asPascalStr(at), n);  // of the string's own text
-    const Model before = expected;
-    const int what = static_cast<int>(this->random() % (expected.size() > 100 ? 6 : 9));
-    switch (what) {
-      case 0:
-        ASSERT_EQ(0, s.clearAndSet(part));
-        expected = expected.substr(at, n);
-        break;
-      case 1:
-        ASSERT_EQ(0, TypeParam::change(s, at, n, nullptr, 0));
-        expected.erase(at, n);
-        break;
-      case 2:
-      case 3:
-        ASSERT_EQ(0, TypeParam::change(s, at, n, this->chars(piece), piece.size()));
-        expected.replace(at, n, piece);
-        break;
-      case 4: {
-        const Model pattern = this->randomModel(2);
-        ASSERT_EQ(0,
-                  s.replaceSubString(this->chars(pattern), pattern.size(), this->chars(piece), piece.size()));
-        for (size_t i = 0; !pattern.empty() && (i = expected.find(pattern, i)) != Model::npos;
-             i += piece.size()) {
-          expected.replace(i, pattern.size(), piece);
-        }
-        break;
-      }
-      case 5:
-        ASSERT_EQ(0, s.trim());
-        EXPECT_EQ(expected.size() + 1, s.getCapacity());
-        break;
-      case 6:
-        ASSERT_EQ(0, s.concat(part));
-        expected += expected.substr(at, n);
-        break;
-      case 7:
-        ASSERT_EQ(0, TypeParam::addQuoted(s, part, '\''));
-        expected += this->quoted(expected.substr(at, n));
-        break;
-      default:
-        ASSERT_EQ(0, s.addQuotes('\''));
-        expected = this->quoted(expected);
-        ASSERT_EQ(expected, this->of(s));
-        if (this->random() % 2 == 0) break;
-        s.removeQuotes();
-        expected = before;
-    }
-    ASSERT_EQ(expected, this->of(s)) << what;
-    ASSERT_EQ(expected, text(s.asCStr())) << what;
-    ASSERT_LT(s.getLength(), s.getCapacity());
-  }
-}
-
-TYPED_TEST(Strings, TheEditorEditsLikeTheModel) {
-  using Model = typename TypeParam::Model;
-  for (int round = 0; round < 300 && !this->HasFailure(); ++round) {
-    typename TypeParam::String s;
-    Model head;
-    Model tail = this->randomModel(700);
-    ASSERT_EQ(0, s.initialize(this->chars(tail), tail.size()));
-    {
-      typename TypeParam::Editor editor(&s);
-      for (int step = 0; step < 30; ++step) {
-        const Model piece = this->randomModel(this->random() % 8 == 0 ? 600 : 5);
-        const unsigned long n = this->random() % (tail.size() + 1);
-        switch (this->random() % 5) {
-          case 0:
-            ASSERT_EQ(0, editor.concat(this->chars(piece), piece.size()));
-            head += piece;
-            break;
-          case 1: {
-            // A stretch of the tail itself, which moves while room is made.
-            ASSERT_EQ(0, editor.concat(editor.asPascalStr(), n));
-            head += tail.substr(0, n);
-            break;
-          }
-          case 2:
-            ASSERT_EQ(0, TypeParam::addQuoted(editor, this->chars(piece), piece.size(), '\''));
-            head += this->quoted(piece);
-            break;
-          case 3:
-            editor.increaseInsertionPoint(n);
-            head += tail.substr(0, n);
-            tail.erase(0, n);
-            break;
-          default: {
-            const unsigned long back = this->random() % (head.size() + 1);
-            editor.setInsertionPoint(back);
-            tail.insert(0, head, back, Model::npos);
-            head.erase(back);
-          }
-        }
-        ASSERT_EQ(tail, this->of(editor));
-        ASSERT_EQ(head.size(), editor.getInsertionPoint());
-      }
-    }
-    ASSERT_EQ(head + tail, this->of(s));
-    EXPECT_EQ(s.getLength() + 1, s.getCapacity()) << "the target is trimmed";
-  }
-}
-
 TYPED_TEST(Strings, LinesAndBlanks) {
-  struct {
-    const char *s, *lineBreaks, *tabs, *lineFeeds;
-  } const cases[] = {
-      {"a\n\nb", "a b", "a\n\nb", "a b"},
-      {"a\n", "a", "a\n", "a"},
-      {"\ta\r\n\tb\t", "\ta\r \tb\t", " a\r\n b", "\ta \tb\t"},
-      {"'a\nb'\nc", "'a\nb' c", "'a\nb'\nc", "'a\nb' c"},
-      {"\"a'\n\"'\n", "\"a'\n\"'\n", "\"a'\n\"'\n", "\"a'\n\"'\n"},
-      {"\n", "", "\n", ""},
-      {"", "", "", ""},
+  using String = typename TypeParam::String;
+  using Char = typename TypeParam::Char;
+  using Edit = int (*)(String&);
+  const Edit breaks = [](String& s) { return s.removeLineBreaks('\'', '"', 0); };
+  const Edit tabs = [](String& s) { return s.removeTabs('\'', '"', 0); };
+  const Edit feeds = [](String& s) { return s.removeLineFeeds('\'', '"', 0); };
+  const Edit wrap4 = [](String& s) { return s.insertLineBreaks(4, Char{'\''}, 0, 0); };
+  const Edit eol3 = [](String& s) { return s.forceEol(3) | s.forceEol(2); };
+  const struct {
+    Edit edit;
+    const char *s, *expected;
+  } cases[] = {
+      {breaks, "a\n\nb", "a b"},
+      {breaks, "a\n", "a"},
+      {breaks, "'a\nb'\nc", "'a\nb' c"},
+      {breaks, "\n", ""},
+      {breaks, "\"a'\n\"'\n", "\"a'\n\"'\n"},
+      {tabs, "\ta\n\tb\t", " a\n b"},
+      {feeds, "a\r\n\tb\r", "a \tb"},
+      {wrap4, "aa bb cc", "aa\nbb\ncc"},
+      {wrap4, "aaaaaa bb", "aaaaaa\nbb"},
+      {wrap4, "'a b c' d e f", "'a b c'\nd e\nf"},
+      {wrap4, "a b", "a b"},
+      {eol3, "a\n", "a\n\n\n"},
   };
-  using Remove = int (TypeParam::String::*)(typename TypeParam::Char, typename TypeParam::Char,
-                                            typename TypeParam::Char);
   for (const auto& c : cases) {
-    const std::pair<Remove, const char*> all[] = {{&TypeParam::String::removeLineBreaks, c.lineBreaks},
-                                                  {&TypeParam::String::removeTabs, c.tabs},
-                                                  {&TypeParam::String::removeLineFeeds, c.lineFeeds}};
-    for (const auto& [remove, expected] : all) {
-      typename TypeParam::String s;
-      ASSERT_EQ(0, s.initialize(this->chars(this->model(c.s))));
-      EXPECT_EQ(0, (s.*remove)('\'', '"', 0));
-      EXPECT_EQ(this->model(expected), this->of(s)) << c.s;
-    }
-  }
-  struct {
-    const char *s, *broken;
-    unsigned long width;
-    char quote;
-  } const breaks[] = {
-      {"aa bb cc", "aa bb\ncc", 5, 0},
-      {"aa bb cc", "aa\nbb\ncc", 4, 0},
-      {"aa bb cc", "aa bb cc", 8, 0},
-      {"aaaaaaaa bb", "aaaaaaaa\nbb", 3, 0},
-      {"'a b c' d e", "'a b c'\nd\ne", 2, '\''},
-      {" aaaa", " aaaa", 2, 0},
-  };
-  for (const auto& c : breaks) {
-    typename TypeParam::String s;
+    String s;
     ASSERT_EQ(0, s.initialize(this->chars(this->model(c.s))));
-    EXPECT_EQ(0, s.insertLineBreaks(c.width, static_cast<typename TypeParam::Char>(c.quote), 0, 0));
-    EXPECT_EQ(this->model(c.broken), this->of(s)) << c.s;
+    EXPECT_EQ(0, c.edit(s));
+    EXPECT_EQ(this->model(c.expected), this->of(s)) << c.s;
   }
-  typename TypeParam::String s;
-  ASSERT_EQ(0, s.initialize(this->chars(this->model("a\n"))));
-  EXPECT_EQ(0, s.forceEol(3));
-  EXPECT_EQ(0, s.forceEol(2));
-  EXPECT_EQ(this->model("a\n\n\n"), this->of(s));
-
   ZuArray lines;
-  ASSERT_EQ(0, s.clearAndSet(typename TypeParam::View(this->chars(this->model("a\n\nbc\nrest")), 10)));
-  ASSERT_EQ(0, s.getLines(&lines));
+  const typename TypeParam::Model text = this->model("a\n\nbc\nrest");
+  ASSERT_EQ(0, typename TypeParam::View(this->chars(text)).getLines(&lines));
   ASSERT_EQ(2u, lines.getCount());
-  EXPECT_EQ(this->model("bc"), this->of(*static_cast<typename TypeParam::String*>(lines.at(1))));
+  EXPECT_EQ(this->model("bc"), this->of(*static_cast<String*>(lines.at(1))));
   lines.deleteContents();
 }
 
@@ -259,7 +118,7 @@ TYPED_TEST(Strings, GrowthIsExactAndABorrowedBufferDoesNotGrow) {
   ASSERT_EQ(0, s.resize(3));
   EXPECT_EQ(this->model("ab"), text(s.asCStr()));
   EXPECT_EQ(1, s.assureSpace(static_cast<unsigned long>(-1)));
-  EXPECT_EQ(1, TypeParam::change(s, 3, 0, nullptr, 0)) << "behind the text";
+  EXPECT_EQ(1, TypeParam::change(s, 3, 0, nullptr, 0)) << "past the text";
   EXPECT_EQ(1, TypeParam::change(s, 1, 2, nullptr, 0));
 
   ZuErrorList errors;
@@ -327,33 +186,37 @@ TYPED_TEST(Strings, AFailedAllocationLeavesTheTextAsItWas) {
 }
 
 TEST(ZuString, ViewsSearchByCharacter) {
-  const TestLocale sjis("ja_JP.SJIS");
-  const unsigned char kana[] =
-      "\x83\x5C\\a\x83\x61"
-      "a";
-  const ZuSubString view(kana, 7);
-  EXPECT_EQ(2u, view.findChar('\\'));
-  EXPECT_EQ(3u, view.findChar('a', 2));
-  EXPECT_EQ(6u, view.findChar('a', 4));
-  EXPECT_EQ(7u, view.findChar('z'));
-  EXPECT_EQ(7u, view.findChar('a', 8));
-  EXPECT_EQ(2u, view.countChar('a'));
-  EXPECT_EQ(2u, view.findSubString(bytes("\\a")));
-  EXPECT_EQ(7u, view.findSubString(bytes("\x61"
-                                         "a")));
-  EXPECT_EQ(7u, view.findSubString(bytes("a"), 7));
+  std::mt19937 random(31);
+  for (const Encoding& encoding : encodings()) {
+    const TestLocale locale(encoding.locale);
+    for (int round = 0; round < 300 && !HasFailure(); ++round) {
+      const std::string s = randomText(random, encoding.pieces, 12);
+      const ExactBytes exact(s);
+      const ZuSubString view(exact.get(), exact.size(), encoding.cp);
+      const auto characters = plainCharacters(s, encoding.cp);
+      unsigned long first = s.size(), second = s.size(), count = 0, at = 0;
+      for (const std::string& character : characters) {
+        if (character == "a" && count++ < 2) (count == 1 ? first : second) = at;
+        at += character.size();
+      }
+      EXPECT_EQ(first, view.findChar('a')) << s;
+      EXPECT_EQ(second, view.findChar('a', first + 1)) << s;
+      EXPECT_EQ(first, view.findSubString(bytes("a"))) << s;
+      EXPECT_EQ(count, view.countChar('a')) << s;
+      EXPECT_EQ(count != 0, view.isCharInStr('a')) << s;
+      // A character cut at the end would take the closing quote for its second byte.
+      const std::string last = characters.empty() ? "" : characters.back();
+      if (zuCharSize(bytes(last + "\xA2\xA2\xA2"), encoding.cp) > last.size()) continue;
+      ZuString quoted, out;
+      ASSERT_EQ(0, quoted.initialize(0ul, encoding.cp) | quoted.addQuotedBytes(view, '\''));
+      ASSERT_EQ(0, quoted.copyQuotedStr(&out));
+      EXPECT_EQ(s, text(out.asCStr())) << quoted.asCStr();
+    }
+  }
   const ZuSubString empty;
   EXPECT_EQ(0u, empty.findChar('a'));
   EXPECT_FALSE(empty.isCharInStr('a'));
   EXPECT_EQ(0, empty.getLastChar());
-
-  ZuString s;
-  ASSERT_EQ(0, s.initialize(bytes("x\x83\x5C")));
-  ASSERT_EQ(0, s.addQuotes(0x5C)) << "the second byte of the kana is no quote";
-  EXPECT_EQ("\x5Cx\x83\x5C\x5C", text(s.asCStr()));
-  ZuString out;
-  ASSERT_EQ(0, s.copyQuotedStr(&out));
-  EXPECT_EQ("x\x83\x5C", text(out.asCStr()));
 }
 
 // A byte at the end that could lead a character of two is text too. Only a count can cut a character.
@@ -396,19 +259,15 @@ TEST(ZuString, HashAndOrderIgnoreCase) {
       }
     }
   }
-  const unsigned char a[] = "abcdefgh";
-  const ZuSubString lower(a, 8);
+  const ZuSubString lower(bytes("abcdefgh"));
   const ZuSubString upper(bytes("ABCDEZZZ"));
-  EXPECT_EQ(upper.hash(), lower.hash());
   EXPECT_EQ('A' + 0u + 'B' + 'C' + 'D' + 'E', lower.hash());
-  const ZuSubStringW wide(units(u"abcdefgh"));
-  EXPECT_EQ(ZuSubStringW(units(u"ABCDEFzz")).hash(), wide.hash());
-  EXPECT_EQ(('A' + 0u) + ('B' << 3u) + ('C' << 6u) + ('D' << 9u) + ('E' << 12u) + ('F' << 15u), wide.hash());
+  EXPECT_EQ(upper.hash(), lower.hash());
+  EXPECT_EQ(('A' + 0u) + ('B' << 3u) + ('C' << 6u) + ('D' << 9u) + ('E' << 12u) + ('F' << 15u),
+            ZuSubStringW(units(u"abcdefgh")).hash());
   const ZuObject* object = &upper;
   EXPECT_LT(lower.compare(object), 0) << "f before z, in any case";
-  EXPECT_GT(lower.compare(&upper), 0) << "exactly, a is behind A";
-  EXPECT_TRUE(lower.isEqualCi(bytes("ABCDEFGH")));
-  EXPECT_FALSE(lower.isEqual(bytes("ABCDEFGH")));
+  EXPECT_GT(lower.compare(&upper), 0) << "exactly, a comes after A";
   const unsigned char* const set[] = {bytes("x"), bytes("ABCDEFGH"), bytes("abcdefgh")};
   EXPECT_EQ(2u, lower.indexInSet(set, 3));
   EXPECT_EQ(1u, lower.indexInSetCi(set, 3));
@@ -449,17 +308,12 @@ TEST(ZuString, ReadsSizes) {
     int narrow, wide;
     ZUSIZE_T number;
   } cases[] = {
-      {"0", kOk, kOk, 0},
       {" \t12  ", kOk, kOk, 12},
       {"+4294967295", kOk, kOk, 4294967295},
       {"4294967296", 2701, 2701, 0},
-      {"99999999999999999999", 2701, 2701, 0},
-      {"+ 7", kOk, kOk, 7},
       {" + +7", kOk, 2702, 7},
       {"", kOk, 2702, 0},
-      {"  ", kOk, 2702, 0},
       {"+", 2702, 2702, 0},
-      {"12a", 2702, 2702, 0},
       {"1 2", 2702, 2702, 0},
       {"-1", 2702, 2702, 0},
   };
@@ -493,19 +347,17 @@ TEST(ZuString, FoldedViews) {
   EXPECT_FALSE(upper.isEqualUpper(bytes("INSERT"), 6));
   EXPECT_TRUE(upper.isEqualUpper(bytes("SELECT"), 6));
   EXPECT_FALSE(upper.isEqualUpper(bytes("Select"), 6)) << "once folded, only folded text is equal";
-  const std::u16string text48(48, u'a');
-  const std::u16string text49(49, u'a');
-  const ZuSubStringW wide48(units(text48));
-  const ZuSubStringW wide49(units(text49));
-  ZuSubStringUpperW upper48(&wide48);
-  ZuSubStringUpperW upper49(&wide49);
-  EXPECT_EQ(u'A', upper48.getFirstChar());
-  EXPECT_TRUE(upper48.isEqualUpper(units(std::u16string(48, u'A')), 48));
-  EXPECT_FALSE(upper48.isEqualUpper(units(text48), 48));
-  EXPECT_TRUE(upper49.isEqualUpper(units(std::u16string(49, u'A')), 49));
-  EXPECT_TRUE(upper49.isEqualUpper(units(text49), 49));
-  EXPECT_EQ(0, upper49.compareUpper(units(std::u16string(49, u'A')), 49));
-  EXPECT_LT(upper48.compareUpper(units(std::u16string(49, u'A')), 49), 0);
+  for (const unsigned long n : {1ul, 24ul, 25ul, 48ul, 49ul}) {
+    const std::u16string small(n, u'a');
+    const std::u16string large(n, u'A');
+    const ZuSubStringW wide(units(small));
+    ZuSubStringUpperW wideUpper(&wide);
+    EXPECT_EQ(u'A', wideUpper.getFirstChar());
+    EXPECT_EQ(0, wideUpper.compareUpper(units(large), n));
+    EXPECT_LT(wideUpper.compareUpper(units(large + u"A"), n + 1), 0);
+    EXPECT_TRUE(wideUpper.isEqualUpper(units(large), n));
+    EXPECT_EQ(n > 48, wideUpper.isEqualUpper(units(small), n));
+  }
 }
 
 TEST(ZuStringW, CrossesToNarrowTextAndBack) {
@@ -523,9 +375,6 @@ TEST(ZuStringW, CrossesToNarrowTextAndBack) {
     ZuStringW cut;
     ASSERT_EQ(0, cut.initialize(exact.get(), 5, zuCPLocale));
     EXPECT_EQ(u"a\u00E9", text(cut.asCStr())) << "a character cut by the count ends the text";
-    const std::u16string euros(40, u'\u20AC');
-    ASSERT_EQ(0, cut.clearAndSet(ZuSubStringW(units(euros))));
-    EXPECT_EQ(120u, text(cut.asCStr(zuCPLocale)).size()) << "three bytes for a unit fit";
   }
   const TestLocale sjis("ja_JP.SJIS");
   ZuStringW s;

@@ -11,9 +11,11 @@
 //
 // A dictionary owns its associations (zuassociation.h) and never, by its destructor, keys or data. Text keys
 // are hashed by ZuSubString::hash, the sum of the first five bytes (six units in the W forms), without regard
-// to case, so names with a common prefix all collide: of 1,000 names "COLUMN_0" to "COLUMN_999" a look-up
-// compares hundreds. Their cost is the rows dictionary_find_prefix of `./dev bench collections`, beside
-// dictionary_find for names that differ at the start.
+// to case, so names
+// with a common prefix all collide. A look-up among 1,000 random names was measured at 230 ns, nine times
+// that of std::unordered_map; among "COLUMN_0" to "COLUMN_999", at 5.7 us, 245 times (rows dictionary_find
+// and dictionary_find_prefix of `./dev bench collections`). Large sets of such names belong in a
+// ZuSortedArray.
 //
 // Functions that add return 0, or 1 with the dictionary as it was and the out-of-memory state of the thread
 // marked; keys and data are not touched then.
