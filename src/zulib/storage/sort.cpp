@@ -26,6 +26,9 @@ namespace {
 // bosFileWrite takes less than 65536 bytes at a time.
 constexpr unsigned long kWriteSize = 32768;
 
+// Bytes of a record that is a pointer to an object.
+constexpr unsigned short kPointerSize = sizeof(void*);
+
 int fail(int errnum, const unsigned char* name) {
   bosMapError(errnum, name);
   return 1;
@@ -76,6 +79,9 @@ void ZuSort::release() {
 
 void ZuSort::setRecordLength(unsigned short length) {
   recordLength = length;
+  free(previousCopy);
+  previousCopy = nullptr;
+  previousRecord = nullptr;
   recordsPerBuffer = length > 1 ? kBufferSize / length : length ? kBufferSize - 1 : 0;
 }
 
@@ -322,8 +328,8 @@ int ZuSort::quickSort(unsigned long first, unsigned long last) {
   if (keyCount == startKey + 1) {
     const ZuSortKey& key = keys[startKey];
     const bool isBytes = (key.flags & (ZuSortObject | ZuSortText | ZuSortCustom)) == 0;
-    if (key.flags == ZuSortObject && recordLength == sizeof(ZuObject*) && borrowsBuffer) {
-      return quickSortBy(ArraySpace<sizeof(ZuObject*)>{buffers[0]}, ObjectOrder(), first, last);
+    if (key.flags == ZuSortObject && recordLength == kPointerSize && borrowsBuffer) {
+      return quickSortBy(ArraySpace<kPointerSize>{buffers[0]}, ObjectOrder(), first, last);
     }
     if (isBytes && BytesOrder::fits(key.offset, key.length, recordLength)) {
       const bool descending = (key.flags & ZuSortDescending) != 0;
@@ -556,8 +562,8 @@ int ZuSort::readRecord(unsigned long fileRecord, unsigned char* into) {
 namespace {
 
 int sortObjects(ZuObject** objects, unsigned long count) {
-  ZuSort sorter(sizeof(ZuObject*));
-  if (sorter.addKey(ZuSortObject, 0, sizeof(ZuObject*))) return 1;
+  ZuSort sorter(kPointerSize);
+  if (sorter.addKey(ZuSortObject, 0, kPointerSize)) return 1;
   sorter.setBuf(count, objects);
   return sorter.sortBuf();
 }

@@ -32,6 +32,10 @@ constexpr unsigned long kSmallestExtent = 256;  // less is not worth an entry in
 
 constexpr long long kPositionUnknown = -1;
 
+long long placeOf(unsigned long page) {
+  return static_cast<long long>(page) * static_cast<long long>(kPageSize);
+}
+
 unsigned char withBit(unsigned char flags, unsigned char bit, bool on) {
   return static_cast<unsigned char>(on ? flags | bit : flags & ~bit);
 }
@@ -304,9 +308,9 @@ int ZuTmpFile::tmpWrFile(const void* page, unsigned long number) {
   highPage = std::max(highPage, static_cast<uint32_t>(number));
   if (openFile()) return 1;
   // Pages often follow each other: a seek is saved then.
-  const auto place = static_cast<long long>(number * kPageSize);
+  const long long place = placeOf(number);
   const int result = bosFileWrite(handle, place == filePosition ? kPositionUnknown : place, page, kPageSize);
-  filePosition = result ? kPositionUnknown : place + static_cast<long long>(kPageSize);
+  filePosition = result ? kPositionUnknown : placeOf(number + 1);
   if (result == 0) filePages = std::max(filePages, static_cast<uint32_t>(number + 1));
   return result;
 }
@@ -315,7 +319,7 @@ int ZuTmpFile::tmpRdFile(void* page, unsigned long number) {
   if (number > highPage || !fileName) return 0;
   if (openFile()) return 1;
   unsigned long got = 0;
-  bosFileRead(handle, static_cast<long long>(number * kPageSize), page, kPageSize, &got);
+  bosFileRead(handle, placeOf(number), page, kPageSize, &got);
   filePosition = kPositionUnknown;
   // Less than a page is no failure: the page was skipped when later ones were written.
   if (static_cast<long>(got) >= 0) return 0;

@@ -50,7 +50,7 @@ struct ObjectOrder {
   }
   static const ZuObject* object(const unsigned char* record) {
     const ZuObject* pointer;
-    std::memcpy(&pointer, record, sizeof pointer);
+    std::memcpy(&pointer, record, sizeof(void*));
     return pointer;
   }
 };
