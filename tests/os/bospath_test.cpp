@@ -62,8 +62,6 @@ TEST_F(BosPath, IsBuiltOfItsParts) {
   EXPECT_EQ(text(wide), u"/\u00e9/f.t");
   EXPECT_EQ(bospath(wide, nullptr, units(u"\u4e2d"), nullptr), 1);
   EXPECT_EQ(errors.take(), "");
-  EXPECT_EQ(traceOf("400", [&] { bospath(out, bytes("/d"), bytes("f"), bytes("t")); }),
-            "BOSPATH: dir:/d name:f default_ext:t\nbospath: after bosfpath path:/d/f.t\n");
 }
 
 TEST_F(BosPath, IsMadeAbsoluteAndShort) {

@@ -248,18 +248,6 @@ TEST_F(Catalogs, StatesOfTheCursorLibrary) {
   EXPECT_FALSE(IsSqlState("34000", 4711));
 }
 
-TEST_F(Catalogs, TracesTellOfTheCatalog) {
-  set("LANG", "de_DE");
-  const std::string traced = traceOf("8", [&] {
-    bosLoadResourceDLL(BZUHINST, 0, nullptr, nullptr);
-    load(ZU_MSG_FILE_NOT_FOUND);
-  });
-  EXPECT_EQ(traced, std::string("OpenStrings: HINST=zulib\nOpenStrings: Default LC_MESSAGES=C\n"
-                                "OpenStrings: Using LC_MESSAGES=C\nLoadStringFromOpenFile: idResource=1509\n"
-                                "LoadStringFromOpenFile: Lookup returns: ") +
-                        GERMAN + "\n");
-}
-
 TEST_F(Catalogs, ErrorsAreInTheUsersLanguage) {
   const TestLocale locale("de_DE.UTF-8");
   ZuErrorList list;

@@ -211,27 +211,4 @@ TEST_F(LoadLibraries, TheLoadersWordsStandInTheError) {
   EXPECT_EQ(errors.take().substr(0, 5), "30041");
 }
 
-TEST_F(LoadLibraries, TracesTellOfTheSearch) {
-  provide("home/libtraced.so");
-  make("zu1/d/libtext.so", "no library, but longer than the head of one would have to be ...");
-  for (const char* variable : {"ZU", "LD_RUN_PATH"}) set(variable, nullptr);
-  set("ZULIB", d("home").c_str());
-  set("LD_LIBRARY_PATH", d("zu1").c_str());
-  std::string found;
-  const std::string success = traceOf("6", [&] { found = load("libtraced ", 0); });
-  EXPECT_EQ(found, d("home") + "/../libtraced.so");
-  EXPECT_EQ(success, "LoadLibrary: Searching for libtraced.so.\nLocateFile: " + d("home") +
-                         "/libtraced.so\nLocateFile: " + found + "\nLoadLibrary: Found library " + found +
-                         ".\n");
-  const std::string failure = traceOf("4", [&] {
-    load("libnone", 0);
-    load("libtext", 0);
-  });
-  const std::string begin =
-      "LoadLibrary: Searching for libnone.so.\nUnable to open Shared Library: libnone.so\n"
-      "LoadLibrary: Searching for libtext.so.\nLoadLibrary: Found library " +
-      d("zu1") + "/libtext.so.\nUnable to open Shared Library:" + d("zu1") + "/libtext.so\nLoader Error: ";
-  EXPECT_EQ(failure.substr(0, begin.size()), begin);
-}
-
 }  // namespace

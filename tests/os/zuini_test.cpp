@@ -336,24 +336,6 @@ TEST_F(Profiles, OneCacheForAllWhoAsk) {
   delete cache;
 }
 
-TEST_F(Profiles, TheTraceTellsWhatWasFound) {
-  writeFile(file, "[a]\nk=v\n");
-  setAge(file, 100);
-  ZuIniFileCache cache(bytes(file));
-  EXPECT_EQ(traceOf("20", [&] { valueOf(cache, "a", "k"); }),
-            "GetProfileString: Section a found.\nGetProfileString: Entry k found.\n"
-            "GetProfileString: Value=v\nGetProfileString: Return Len=1 returnBuf=v\n");
-  EXPECT_EQ(traceOf("10", [&] { valueOf(cache, "a", nullptr); }),
-            "GetProfileString: Multi-Entry Output Requested.\nGetProfileString: Fecthing all entries for a\n"
-            "GetProfileString: Section a found.\nGetProfileString: Entry k Len=1\n"
-            "GetProfileString: Return Len=3 returnBuf=k\n");
-  EXPECT_EQ(traceOf("10", [&] { put(cache, "a", "k", "w"); }),
-            "PutProfileString: Updating Entry Value with: w\nPutProfileString: Updated FileCache: Len=8\n"
-            "PutProfileString: Updated FileCache:\n|->[a]\nk=w\n\n");
-  EXPECT_EQ(traceOf("80", [&] { ZuIniFileCache(bytes(file)); }),
-            "ZuIniOpen: File:" + file + " \nZuIniOpen: File:" + file + " FileSize 8\n");
-}
-
 TEST_F(Profiles, WhatIsNotTextStaysToo) {
   file = path("a.ini");
   for (const bool linked : {false, true}) {
