@@ -1,6 +1,7 @@
 // Arbitrary text as a profile: what is found in it, and what a write makes of it, must be what the plain
 // rules say, and no byte outside the text is looked at.
 
+#include <algorithm>
 #include <cstdint>
 #include <cstdlib>
 #include <memory>
@@ -67,20 +68,12 @@ void checkList(zuini::Bytes text, const std::string& section, size_t size) {
   demand(length < 2 || out[length - 2] == 0);
 }
 
-}  // namespace
-
-extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
-  if (size < 1) return 0;
-  const uint8_t how = *data++;
-  --size;
-  const std::string section = take(data, size);
-  const std::string key = take(data, size);
-  const std::string value = take(data, size);
-  const std::string plain(reinterpret_cast<const char*>(data), size);
-  std::unique_ptr<unsigned char[]> block(new unsigned char[size]);
-  for (size_t i = 0; i < size; ++i) block[i] = data[i];
-  const zuini::Bytes text(block.get(), size);
-
+// One write into `plain`, as the file's code and the model make it. Returns the text after it.
+std::string checkWrite(uint8_t how, const std::string& plain, const std::string& section,
+                       const std::string& key, const std::string& value) {
+  const std::unique_ptr<unsigned char[]> block(new unsigned char[plain.size()]);
+  std::copy(plain.begin(), plain.end(), block.get());
+  const zuini::Bytes text(block.get(), plain.size());
   checkValue(text, plain, section, key);
   checkList(text, section, how);
 
@@ -88,11 +81,39 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
   const bool withValue = (how & 2) != 0;
   const auto* newKey = withKey ? bytes(key) : nullptr;
   const auto* newValue = withValue ? bytes(value) : nullptr;
-  if (!zuini::isWritable(zuini::bytesOf(bytes(section)), newKey, newValue)) return 0;
+  if (!zuini::isWritable(zuini::bytesOf(bytes(section)), newKey, newValue)) return plain;
   const zuini::Edit edit(text, zuini::bytesOf(bytes(section)), newKey, newValue);
-  const std::string written = joined(edit);
+  std::string written = joined(edit);
   demand(written == inimodel::write(plain, section, withKey ? &key : nullptr, withValue ? &value : nullptr));
   demand(edit.getLength() == written.size());
   demand(edit.isSameAs(text) == (written == plain));
+  return written;
+}
+
+}  // namespace
+
+// A number of writes, each with a byte that says how, a section, a key and a value; then the text they begin
+// with.
+extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
+  struct Write {
+    uint8_t how;
+    std::string section, key, value;
+  };
+  if (size < 1) return 0;
+  std::vector<Write> writes(*data % 6u + 1);
+  ++data;
+  --size;
+  for (Write& write : writes) {
+    write.how = size > 0 ? *data : 3;
+    if (size > 0) {
+      ++data;
+      --size;
+    }
+    write.section = take(data, size);
+    write.key = take(data, size);
+    write.value = take(data, size);
+  }
+  std::string text(reinterpret_cast<const char*>(data), size);
+  for (const Write& write : writes) text = checkWrite(write.how, text, write.section, write.key, write.value);
   return 0;
 }

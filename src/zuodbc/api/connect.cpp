@@ -25,7 +25,9 @@ class Attachment {
   Attachment& operator=(const Attachment&) = delete;
   ~Attachment() {
     if (kept) return;
-    if (connected) ask(conn.driverFunctions->SQLDisconnect, conn.driverHandle);
+    if (connected) {
+      guardQuietly([&] { return ask(conn.driverFunctions->SQLDisconnect, conn.driverHandle); });
+    }
     detachDriver(conn);
   }
 
@@ -81,8 +83,8 @@ std::string resolveDataSource(DMConn& conn, const std::string& name, std::string
 SQLRETURN connectByName(DMConn& conn, const DMDriverFunctions& driver, std::string& name, std::string& user,
                         std::string& password) {
   if (driver.SQLConnect) {
-    return driver.SQLConnect(conn.driverHandle, bytes(name), length16(name), bytes(user), length16(user),
-                             bytes(password), length16(password));
+    return ask(driver.SQLConnect, conn.driverHandle, bytes(name), length16(name), bytes(user), length16(user),
+               bytes(password), length16(password));
   }
   std::string text = "DSN=" + quoteValue(name);
   if (!user.empty()) text += ";UID=" + quoteValue(user);
@@ -153,8 +155,8 @@ SQLRETURN driverConnect(DMConn& conn, const DMDriverFunctions& driver, std::stri
                         const ConnectionString& attributes, const OutText& out, SQLHWND window,
                         SQLUSMALLINT completion) {
   if (driver.SQLDriverConnect) {
-    return driver.SQLDriverConnect(conn.driverHandle, window, bytes(text), length16(text), out.text, out.size,
-                                   out.length, completion);
+    return ask(driver.SQLDriverConnect, conn.driverHandle, window, bytes(text), length16(text), out.text,
+               out.size, out.length, completion);
   }
   auto value = [&](const char* keyword) {
     return attributes.find(keyword) ? *attributes.find(keyword) : std::string();

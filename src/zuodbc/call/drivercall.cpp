@@ -32,7 +32,10 @@ bool readsResult(Api api) {
 }  // namespace
 
 SQLRETURN DriverCall::fetchDiagnostics(SQLRETURN rc) noexcept {
-  if (rc == driverLacksFunction) return fail(handle, "IM001");
+  if (rc == driverLacksFunction) {
+    postForDriver(handle, "IM001");
+    return SQL_ERROR;
+  }
   if (stmt && rc == SQL_ERROR) stmt->state->cancelAsked.store(false, std::memory_order_relaxed);
   pullDriverErrors(handle);
   return rc;
@@ -73,9 +76,7 @@ void endOpenResult(DMStmt& stmt) noexcept {
 
 SQLRETURN endByCancel(DMStmt& stmt) noexcept {
   stmt.state->cancelAsked.store(false, std::memory_order_relaxed);
-  tagERRBUF* record = makeRecord("HY008", "[zulib][ODBC Driver Manager] Operation canceled");
-  if (record) record->flags |= DM_ERR_UNSETTLED;
-  queueRecord(stmt, record);
+  postForDriver(stmt, "HY008");
   return SQL_ERROR;
 }
 

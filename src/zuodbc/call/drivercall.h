@@ -29,7 +29,7 @@ inline constexpr SQLRETURN warnedHere = -1003;
 
 // Queues `sqlstate` from inside the work for a driver that is not going to be called.
 inline SQLRETURN refuse(DMHandle& handle, const char* sqlstate) noexcept {
-  postError(handle, sqlstate);
+  postForDriver(handle, sqlstate);
   return refusedHere;
 }
 
@@ -59,7 +59,8 @@ SQLRETURN guardCall(Handle& handle, Work&& work) {
   } catch (abi::__forced_unwind&) {
     throw;  // the thread is being cancelled
   } catch (...) {
-    return fail(handle, "HY000");
+    postForDriver(handle, "HY000");
+    return SQL_ERROR;
   }
 }
 

@@ -154,16 +154,29 @@ void queueRecord(DMHandle& handle, tagERRBUF* record) noexcept {
   append(handle, record);
 }
 
+namespace {
+
+tagERRBUF* makeOwnRecord(const char* sqlstate, std::string_view text) noexcept {
+  tagERRBUF* record = allocateRecord(sqlstate, ownPrefix.size() + text.size());
+  if (!record) return nullptr;
+  std::memcpy(record->text, ownPrefix.data(), ownPrefix.size());
+  std::memcpy(record->text + ownPrefix.size(), text.data(), text.size());
+  return record;
+}
+
+}  // namespace
+
 void postError(DMHandle& handle, const char* sqlstate) noexcept {
   postError(handle, sqlstate, textOf(sqlstate));
 }
 
 void postError(DMHandle& handle, const char* sqlstate, std::string_view text) noexcept {
-  tagERRBUF* record = allocateRecord(sqlstate, ownPrefix.size() + text.size());
-  if (record) {
-    std::memcpy(record->text, ownPrefix.data(), ownPrefix.size());
-    std::memcpy(record->text + ownPrefix.size(), text.data(), text.size());
-  }
+  queueRecord(handle, makeOwnRecord(sqlstate, text));
+}
+
+void postForDriver(DMHandle& handle, const char* sqlstate) noexcept {
+  tagERRBUF* record = makeOwnRecord(sqlstate, textOf(sqlstate));
+  if (record) record->flags |= DM_ERR_UNSETTLED;
   queueRecord(handle, record);
 }
 

@@ -40,6 +40,10 @@ namespace dm {
 void postError(DMHandle& handle, const char* sqlstate) noexcept;
 void postError(DMHandle& handle, const char* sqlstate, std::string_view text) noexcept;
 
+// The same for what a driver call comes to without the driver: the cursor library judges the record as if it
+// were the driver's.
+void postForDriver(DMHandle& handle, const char* sqlstate) noexcept;
+
 // The same, as the last line of a function: returns SQL_ERROR, or SQL_SUCCESS_WITH_INFO.
 SQLRETURN fail(DMHandle& handle, const char* sqlstate) noexcept;
 SQLRETURN fail(DMHandle& handle, const char* sqlstate, std::string_view text) noexcept;

@@ -58,6 +58,7 @@ SQLRETURN settleHeldBindings(DMStmt& stmt, const DMDriverFunctions& driver, Api 
 
 SQLRETURN bindHeldColumns(DMStmt& stmt, const DMDriverFunctions& driver) {
   auto& held = stmt.state->heldBindings;
+  if (!held.empty() && !driver.SQLBindCol) return SQL_ERROR;
   while (!held.empty()) {
     const HeldBinding& one = held.front();
     const SQLRETURN rc =

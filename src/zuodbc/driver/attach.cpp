@@ -14,7 +14,7 @@ constexpr unsigned short kUsualNameLength = 255;
 SQLRETURN allocateDriverHandles(DMConn& conn) {
   const DMDriverFunctions& driver = *conn.driverFunctions;
   SQLRETURN rc = driver.SQLAllocHandle
-                     ? driver.SQLAllocHandle(SQL_HANDLE_ENV, nullptr, &conn.state->driverEnv)
+                     ? ask(driver.SQLAllocHandle, SQL_HANDLE_ENV, SQLHANDLE(nullptr), &conn.state->driverEnv)
                      : ask(driver.SQLAllocEnv, &conn.state->driverEnv);
   if (!SQL_SUCCEEDED(rc)) {
     conn.state->driverEnv = nullptr;
@@ -25,7 +25,7 @@ SQLRETURN allocateDriverHandles(DMConn& conn) {
            reinterpret_cast<SQLPOINTER>(version), static_cast<SQLINTEGER>(SQL_IS_UINTEGER));
   conn.state->driverKnowsVersion = SQL_SUCCEEDED(rc);
   rc = driver.SQLAllocHandle
-           ? driver.SQLAllocHandle(SQL_HANDLE_DBC, conn.state->driverEnv, &conn.driverHandle)
+           ? ask(driver.SQLAllocHandle, SQL_HANDLE_DBC, conn.state->driverEnv, &conn.driverHandle)
            : ask(driver.SQLAllocConnect, conn.state->driverEnv, &conn.driverHandle);
   if (!SQL_SUCCEEDED(rc)) {
     conn.driverHandle = nullptr;
@@ -88,17 +88,10 @@ bool wantsCursorLibrary(DMConn& conn) {
   }
 }
 
-void freeDriverHandles(DMConn& conn, const DMDriverFunctions& driver) {
-  if (conn.driverHandle && driver.SQLFreeHandle) {
-    driver.SQLFreeHandle(SQL_HANDLE_DBC, conn.driverHandle);
-  } else if (conn.driverHandle) {
-    ask(driver.SQLFreeConnect, conn.driverHandle);
-  }
-  if (conn.state->driverEnv && driver.SQLFreeHandle) {
-    driver.SQLFreeHandle(SQL_HANDLE_ENV, conn.state->driverEnv);
-  } else if (conn.state->driverEnv) {
-    ask(driver.SQLFreeEnv, conn.state->driverEnv);
-  }
+SQLRETURN freeInDriver(SQLSMALLINT type, SQLHANDLE handle, const DMDriverFunctions& driver) {
+  if (!handle) return SQL_SUCCESS;
+  if (driver.SQLFreeHandle) return ask(driver.SQLFreeHandle, type, handle);
+  return type == SQL_HANDLE_DBC ? ask(driver.SQLFreeConnect, handle) : ask(driver.SQLFreeEnv, handle);
 }
 
 }  // namespace
@@ -132,10 +125,9 @@ SQLRETURN completeConnection(DMConn& conn) {
 void detachDriver(DMConn& conn) noexcept {
   DMConnState& state = *conn.state;
   if (conn.driverFunctions) {
-    try {
-      freeDriverHandles(conn, *conn.driverFunctions);
-    } catch (...) {  // the driver's handles are lost then
-    }
+    const DMDriverFunctions& driver = *conn.driverFunctions;
+    guardQuietly([&] { return freeInDriver(SQL_HANDLE_DBC, conn.driverHandle, driver); });
+    guardQuietly([&] { return freeInDriver(SQL_HANDLE_ENV, state.driverEnv, driver); });
   }
   conn.driverHandle = nullptr;
   conn.driverFunctions = nullptr;

@@ -47,7 +47,7 @@ SQLRETURN setRowsetSize(DMStmt& stmt, const DMDriverFunctions& driver, SQLULEN& 
   if (known.size == rows) return SQL_SUCCESS;
   const SQLRETURN rc =
       driver.SQLSetStmtOption
-          ? driver.SQLSetStmtOption(stmt.driverHandle, SQL_ROWSET_SIZE, rows)
+          ? ask(driver.SQLSetStmtOption, stmt.driverHandle, SQL_ROWSET_SIZE, rows)
           : ask(driver.SQLSetStmtAttr, stmt.driverHandle, SQL_ROWSET_SIZE, asPointer(rows), SQL_IS_UINTEGER);
   if (!SQL_SUCCEEDED(rc)) return rc;
   if (rc == SQL_SUCCESS_WITH_INFO) {
@@ -190,7 +190,7 @@ SQLRETURN takeParameterAttributes(DMStmt& stmt, const DMDriverFunctions& driver)
   };
   for (const auto& setting : settings) {
     const SQLRETURN rc =
-        driver.SQLSetStmtAttr(stmt.driverHandle, setting.attribute, setting.value, setting.length);
+        ask(driver.SQLSetStmtAttr, stmt.driverHandle, setting.attribute, setting.value, setting.length);
     // A driver may not know a setting that nobody uses.
     if (!SQL_SUCCEEDED(rc) && setting.value) return rc;
   }
@@ -239,7 +239,7 @@ SQLRETURN driverSetStmtAttr(DMStmt& stmt, const DMDriverFunctions& driver, Api a
     rc = setOption(stmt, driver, attribute, value, length);
   } else {
     const SQLPOINTER given = isDescriptor(attribute) ? driverDescriptor(stmt, value) : value;
-    rc = driver.SQLSetStmtAttr(stmt.driverHandle, attribute, given, length);
+    rc = ask(driver.SQLSetStmtAttr, stmt.driverHandle, attribute, given, length);
     if (SQL_SUCCEEDED(rc) && attribute == SQL_ROWSET_SIZE) stmt.state->driverRowset.size = asNumber(value);
     if (SQL_SUCCEEDED(rc) && attribute == SQL_BIND_TYPE) stmt.state->driverRowset.bindType = asNumber(value);
   }
@@ -249,6 +249,8 @@ SQLRETURN driverSetStmtAttr(DMStmt& stmt, const DMDriverFunctions& driver, Api a
 
 SQLRETURN driverGetStmtAttr(DMStmt& stmt, const DMDriverFunctions& driver, Api api, SQLINTEGER attribute,
                             SQLPOINTER value, SQLINTEGER length, SQLINTEGER* lengthPtr) {
+  // The cursor library asks for the attributes -1 and -2 as options, cut to 16 bits.
+  if (api == Api::GetStmtOption && attribute >= UINT16_MAX - 1) attribute -= UINT16_MAX + 1;
   OptionCell unwanted;
   if (!value) {
     value = unwanted.address();
@@ -266,7 +268,7 @@ SQLRETURN driverGetStmtAttr(DMStmt& stmt, const DMDriverFunctions& driver, Api a
   }
   if (!driver.SQLGetStmtAttr || (api == Api::GetStmtOption && driver.SQLGetStmtOption && isOption(attribute)))
     return getOption(stmt, driver, attribute, value, length, lengthPtr);
-  return driver.SQLGetStmtAttr(stmt.driverHandle, attribute, value, length, lengthPtr);
+  return ask(driver.SQLGetStmtAttr, stmt.driverHandle, attribute, value, length, lengthPtr);
 }
 
 SQLRETURN driverTakeRowset(DMStmt& stmt, const DMDriverFunctions& driver, SQLULEN rows) {
@@ -279,7 +281,7 @@ SQLRETURN driverTakeRowset(DMStmt& stmt, const DMDriverFunctions& driver, SQLULE
   const SQLULEN bindType = stmt.ard->bindType;
   if (known.bindType == bindType || rows <= 1) return SQL_SUCCESS;
   const SQLRETURN bound = driver.SQLSetStmtOption
-                              ? driver.SQLSetStmtOption(stmt.driverHandle, SQL_BIND_TYPE, bindType)
+                              ? ask(driver.SQLSetStmtOption, stmt.driverHandle, SQL_BIND_TYPE, bindType)
                               : ask(driver.SQLSetStmtAttr, stmt.driverHandle, SQL_BIND_TYPE,
                                     asPointer(bindType), SQL_IS_UINTEGER);
   if (SQL_SUCCEEDED(bound)) known.bindType = bindType;
@@ -289,9 +291,11 @@ SQLRETURN driverTakeRowset(DMStmt& stmt, const DMDriverFunctions& driver, SQLULE
 SQLRETURN driverParamOptions(DMStmt& stmt, const DMDriverFunctions& driver, SQLULEN rows, SQLULEN* rowPtr) {
   SQLRETURN rc;
   if (driver.SQLSetStmtAttr) {
-    rc = driver.SQLSetStmtAttr(stmt.driverHandle, SQL_ATTR_PARAMSET_SIZE, asPointer(rows), SQL_IS_UINTEGER);
+    rc = ask(driver.SQLSetStmtAttr, stmt.driverHandle, SQL_ATTR_PARAMSET_SIZE, asPointer(rows),
+             SQL_IS_UINTEGER);
     if (SQL_SUCCEEDED(rc)) {
-      rc = driver.SQLSetStmtAttr(stmt.driverHandle, SQL_ATTR_PARAMS_PROCESSED_PTR, rowPtr, SQL_IS_POINTER);
+      rc = ask(driver.SQLSetStmtAttr, stmt.driverHandle, SQL_ATTR_PARAMS_PROCESSED_PTR, rowPtr,
+               SQL_IS_POINTER);
     }
   } else {
     rc = paramOptions(stmt, driver, rows, rowPtr);
@@ -305,7 +309,7 @@ SQLRETURN driverParamOptions(DMStmt& stmt, const DMDriverFunctions& driver, SQLU
 SQLRETURN driverSetScrollOptions(DMStmt& stmt, const DMDriverFunctions& driver, SQLUSMALLINT concurrency,
                                  SQLLEN keyset, SQLUSMALLINT rowset) {
   if (driver.SQLSetScrollOptions && !driver.SQLSetStmtAttr) {
-    const SQLRETURN rc = driver.SQLSetScrollOptions(stmt.driverHandle, concurrency, keyset, rowset);
+    const SQLRETURN rc = ask(driver.SQLSetScrollOptions, stmt.driverHandle, concurrency, keyset, rowset);
     if (SQL_SUCCEEDED(rc)) stmt.rowsetSize = stmt.state->driverRowset.size = rowset;
     return rc;
   }

@@ -21,7 +21,7 @@ SQLRETURN fetchOneRow(DMStmt& stmt, const DMDriverFunctions& driver, SQLULEN* ro
 // an old one is not taken for that of a fetch which failed as a whole.
 SQLUSMALLINT* statusesFor(DMStmt& stmt, SQLUSMALLINT* statusPtr, SQLULEN rows) {
   auto& own = stmt.state->driverRowset.statuses;
-  if (!statusPtr && own.size() < rows) own.resize(rows);
+  if (!statusPtr && own.size() < rows + 1) own.resize(rows + 1);
   SQLUSMALLINT* statuses = statusPtr ? statusPtr : own.data();
   *statuses = SQL_ROW_NOROW;
   return statuses;
@@ -32,7 +32,7 @@ SQLRETURN extendedFetch(DMStmt& stmt, const DMDriverFunctions& driver, SQLUSMALL
   const SQLRETURN taken = driverTakeRowset(stmt, driver, rows);
   if (!SQL_SUCCEEDED(taken)) return taken;
   if (!rowCountPtr) rowCountPtr = &stmt.state->driverRowset.fetchedRows;
-  return driver.SQLExtendedFetch(stmt.driverHandle, orientation, offset, rowCountPtr, statuses);
+  return ask(driver.SQLExtendedFetch, stmt.driverHandle, orientation, offset, rowCountPtr, statuses);
 }
 
 // The same for SQLFetch and SQLFetchScroll, to which an error in the only row is an error.
@@ -90,7 +90,7 @@ SQLRETURN scrollByBookmark(DMStmt& stmt, const DMDriverFunctions& driver, SQLLEN
     rc = ask(driver.SQLSetStmtAttr, stmt.driverHandle, SQL_ATTR_FETCH_BOOKMARK_PTR, SQLPOINTER(&own.bookmark),
              SQL_IS_POINTER);
   }
-  if (SQL_SUCCEEDED(rc)) rc = driver.SQLFetchScroll(stmt.driverHandle, SQL_FETCH_BOOKMARK, 0);
+  if (SQL_SUCCEEDED(rc)) rc = ask(driver.SQLFetchScroll, stmt.driverHandle, SQL_FETCH_BOOKMARK, 0);
   if (rc == SQL_STILL_EXECUTING) return rc;
   if (rc != SQL_SUCCESS) pullDriverErrors(stmt);
   ask(driver.SQLSetStmtAttr, stmt.driverHandle, SQL_ATTR_FETCH_BOOKMARK_PTR,
@@ -106,7 +106,7 @@ SQLRETURN scrollForExtendedFetch(DMStmt& stmt, const DMDriverFunctions& driver, 
   if (SQL_SUCCEEDED(rc)) {
     rc = orientation == SQL_FETCH_BOOKMARK
              ? scrollByBookmark(stmt, driver, offset)
-             : driver.SQLFetchScroll(stmt.driverHandle, static_cast<SQLSMALLINT>(orientation), offset);
+             : ask(driver.SQLFetchScroll, stmt.driverHandle, static_cast<SQLSMALLINT>(orientation), offset);
   }
   loan.giveBack(rc);
   // An error in a row is a warning to this function, also if the row set has only one.
@@ -135,7 +135,7 @@ SQLRETURN driverFetchArray(DMStmt& stmt, const DMDriverFunctions& driver) {
 
 SQLRETURN driverFetchScroll(DMStmt& stmt, const DMDriverFunctions& driver, SQLSMALLINT orientation,
                             SQLLEN offset) {
-  if (driver.SQLFetchScroll) return driver.SQLFetchScroll(stmt.driverHandle, orientation, offset);
+  if (driver.SQLFetchScroll) return ask(driver.SQLFetchScroll, stmt.driverHandle, orientation, offset);
   if (!driver.SQLExtendedFetch)
     return orientation == SQL_FETCH_NEXT ? driverFetchArray(stmt, driver) : driverLacksFunction;
   if (orientation == SQL_FETCH_BOOKMARK) {
@@ -164,25 +164,27 @@ SQLRETURN driverSetPos(DMStmt& stmt, const DMDriverFunctions& driver, SQLSETPOSI
   const bool addsAll = operation == SQL_ADD && (row == 0 || stmt.rowsetSize == 1);
   if (!addsAll || !isVersion3Driver(*stmt.conn) || !driver.SQLBulkOperations)
     return ask(driver.SQLSetPos, stmt.driverHandle, row, operation, lock);
-  if (stmt.rowsetSize == stmt.ard->arraySize) return driver.SQLBulkOperations(stmt.driverHandle, SQL_ADD);
+  if (stmt.rowsetSize == stmt.ard->arraySize)
+    return ask(driver.SQLBulkOperations, stmt.driverHandle, SQL_ADD);
   RowArrayLoan loan(stmt, driver);
   SQLRETURN rc = loan.take(stmt.ird->rowsProcessedPtr, nullptr);
-  if (SQL_SUCCEEDED(rc)) rc = driver.SQLBulkOperations(stmt.driverHandle, SQL_ADD);
+  if (SQL_SUCCEEDED(rc)) rc = ask(driver.SQLBulkOperations, stmt.driverHandle, SQL_ADD);
   loan.giveBack(rc);
   return rc;
 }
 
 SQLRETURN driverBulkOperations(DMStmt& stmt, const DMDriverFunctions& driver, SQLSMALLINT operation) {
   constexpr SQLSETPOSIROW kEveryRow = 0;
-  if (driver.SQLBulkOperations) return driver.SQLBulkOperations(stmt.driverHandle, operation);
+  if (driver.SQLBulkOperations) return ask(driver.SQLBulkOperations, stmt.driverHandle, operation);
   if (operation != SQL_ADD || !driver.SQLSetPos) return driverLacksFunction;
   const SQLRETURN rc = driverTakeRowset(stmt, driver, stmt.ard->arraySize);
-  return SQL_SUCCEEDED(rc) ? driver.SQLSetPos(stmt.driverHandle, kEveryRow, SQL_ADD, SQL_LOCK_NO_CHANGE) : rc;
+  return SQL_SUCCEEDED(rc) ? ask(driver.SQLSetPos, stmt.driverHandle, kEveryRow, SQL_ADD, SQL_LOCK_NO_CHANGE)
+                           : rc;
 }
 
 SQLRETURN driverCloseCursor(DMStmt& stmt, const DMDriverFunctions& driver) {
   if (driver.SQLCloseCursor && (isVersion3Driver(*stmt.conn) || !driver.SQLFreeStmt)) {
-    return driver.SQLCloseCursor(stmt.driverHandle);
+    return ask(driver.SQLCloseCursor, stmt.driverHandle);
   }
   return ask(driver.SQLFreeStmt, stmt.driverHandle, SQLUSMALLINT(SQL_CLOSE));
 }

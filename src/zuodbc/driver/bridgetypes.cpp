@@ -44,7 +44,7 @@ SQLRETURN driverBindParameter(DMStmt& stmt, const DMDriverFunctions& driver, SQL
   const bool canSetParam =
       driver.SQLSetParam && (ioType == 0 || ioType == SQL_PARAM_INPUT || ioType == SQL_PARAM_INPUT_OUTPUT);
   if (!driver.SQLBindParameter && canSetParam) {
-    return driver.SQLSetParam(stmt.driverHandle, number, cType, sqlType, size, scale, data, lengthPtr);
+    return ask(driver.SQLSetParam, stmt.driverHandle, number, cType, sqlType, size, scale, data, lengthPtr);
   }
   const SQLSMALLINT direction = ioType ? ioType : SQLSMALLINT(SQL_PARAM_INPUT);
   return ask(driver.SQLBindParameter, stmt.driverHandle, number, direction, cType, sqlType, size, scale, data,

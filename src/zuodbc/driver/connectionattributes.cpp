@@ -106,7 +106,7 @@ SQLRETURN setDriverAttribute(DMConn& conn, const DMDriverFunctions& driver, Api 
   const bool asOption =
       !driver.SQLSetConnectAttr || (api == Api::SetConnectOption && driver.SQLSetConnectOption);
   const SQLRETURN rc = asOption ? setOption(conn, driver, attribute, value, length)
-                                : driver.SQLSetConnectAttr(conn.driverHandle, attribute, value, length);
+                                : ask(driver.SQLSetConnectAttr, conn.driverHandle, attribute, value, length);
   if (SQL_SUCCEEDED(rc)) keepForStatements(conn, attribute, value);
   return rc;
 }
@@ -115,7 +115,7 @@ SQLRETURN getDriverAttribute(DMConn& conn, const DMDriverFunctions& driver, Api 
                              SQLPOINTER value, SQLINTEGER size, SQLINTEGER* lengthPtr) {
   if (!driver.SQLGetConnectAttr || (api == Api::GetConnectOption && driver.SQLGetConnectOption))
     return getOption(conn, driver, attribute, value, size, lengthPtr);
-  return driver.SQLGetConnectAttr(conn.driverHandle, attribute, value, size, lengthPtr);
+  return ask(driver.SQLGetConnectAttr, conn.driverHandle, attribute, value, size, lengthPtr);
 }
 
 SQLRETURN applyKeptAttributes(DMConn& conn, bool beforeConnect) {

@@ -1,5 +1,7 @@
 #include "zuodbc/driver/driverdiagnostics.h"
 
+#include <cxxabi.h>
+
 #include <algorithm>
 #include <cstdint>
 #include <cstdlib>
@@ -95,7 +97,7 @@ void pullByError(const DMDriverFunctions& driver, DMHandle& handle, void* driver
 
 }  // namespace
 
-void pullDriverErrors(DMHandle& handle) noexcept {
+void pullDriverErrors(DMHandle& handle) {
   __atomic_store_n(&handle.cancelThread, pthread_t{}, __ATOMIC_RELAXED);
   DMConn* conn = connectionOf(handle);
   if (!conn || !conn->driverFunctions || !handle.driverHandle) return;
@@ -107,7 +109,9 @@ void pullDriverErrors(DMHandle& handle) noexcept {
     } else if (driver.SQLError && handle.handleType != DM_DESC) {
       pullByError(driver, handle, conn->state->driverEnv);
     }
-  } catch (...) {  // what has been read stays
+  } catch (abi::__forced_unwind&) {
+    throw;         // the thread is being cancelled
+  } catch (...) {  // thrown by the driver: what has been read stays
   }
 }
 

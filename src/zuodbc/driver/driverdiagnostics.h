@@ -9,7 +9,7 @@ namespace dm {
 
 // Moves the driver's records into the handle's queue, as unsettled records. Nothing that the driver returns
 // is trusted: lengths, missing terminators and a list without an end are all taken.
-void pullDriverErrors(DMHandle& handle) noexcept;
+void pullDriverErrors(DMHandle& handle);
 
 }  // namespace dm
 

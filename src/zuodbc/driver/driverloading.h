@@ -1,8 +1,8 @@
 // Drivers as shared libraries.
 //
-// A driver once loaded stays to the end of the process: drivers leave thread-local destructors and exit
-// handlers behind, which must not point into unmapped memory. A driver's own inner calls to SQL...
-// names stay its own.
+// A driver stays loaded to the end of the process: drivers register thread-local destructors and exit
+// handlers, which must not point into unmapped memory. A driver's own inner calls to SQL... names stay its
+// own.
 //
 // Thread use: any thread.
 
@@ -17,7 +17,8 @@ namespace dm {
 
 class LoadedDriver {
  public:
-  LoadedDriver(std::string library, void* module);
+  LoadedDriver(std::string library, void* module, const DMDriverFunctions& functions)
+      : path(std::move(library)), handle(module), table(functions) {}
 
   const std::string& library() const { return path; }
   void* module() const { return handle; }
@@ -30,7 +31,9 @@ class LoadedDriver {
 };
 
 // Opens a library by its path, or by a bare name: as the loader searches, then in the directory "odbc"
-// beside the system's ODBC libraries. Null on failure; `why` takes the loader's words.
+// beside the system's ODBC libraries. Null on failure; `why` is then the loader's message.
+//
+// The archive has it as a weak symbol: a program that links a driver into itself can define it anew.
 const LoadedDriver* loadDriver(const std::string& library, std::string& why);
 
 // The directory of the shared object (or program) that holds `address`, without the last slash.
