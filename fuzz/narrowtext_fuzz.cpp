@@ -2,6 +2,7 @@
 // into characters and look at nothing else.
 
 #include <algorithm>
+#include <climits>
 #include <cstdint>
 #include <cstdlib>
 

@@ -10,49 +10,6 @@ namespace {
 
 using Items = std::vector<ZuObject*>;
 
-// One random operation on both. Elements that leave the array alive go to `strays`.
-void step(ZuArray& array, Items& model, Items& strays, Dice& dice) {
-  const unsigned long n = model.size();
-  const unsigned long i = dice(n + 1);
-  const unsigned long work = dice(8);
-  if (work < 4) {
-    model.insert(work < 2 ? model.end() : model.begin() + i, new Item(0));
-    ASSERT_EQ(work < 2 ? array.add(model.back()) : array.addAtIndex(model[i], i), 0);
-  } else if (work == 4) {
-    ASSERT_EQ(array.resize(n + dice(40), 1), 0);
-  } else if (work == 5 && i && n - i < 3) {
-    strays.insert(strays.end(), model.begin() + i, model.end());
-    model.resize(i);
-    ASSERT_EQ(array.shrink(i), 0);
-    ASSERT_EQ(array.getSizeOfArray(), i);
-  } else if (work > 5 && i < n) {
-    ZuObject* gone = model[i];
-    model.erase(model.begin() + i);
-    if (work == 6) strays.push_back(gone);
-    work == 6 ? array.removeAtIndex(i) : array.deleteAtIndex(i);
-    ASSERT_FALSE(array.doesExist(gone));
-  }
-  ASSERT_EQ(array.getCount(), model.size());
-  ASSERT_GE(array.getSizeOfArray(), array.getCount());
-  for (unsigned long at = 0; at < model.size(); ++at) ASSERT_EQ(array.at(at), model[at]);
-}
-
-TEST(ZuArray, BehavesAsAVectorThroughRandomOperations) {
-  for (unsigned seed = 1; seed <= 12; ++seed) {
-    SCOPED_TRACE(seed);
-    Dice dice(seed);
-    Items model, strays;
-    {
-      ZuArray array(dice(3) * 8);
-      ASSERT_EQ(array.setInitialSize(1 + dice(4)), 0);
-      array.setDeleteContentsOnDestruct();
-      for (int i = 0; i < 600; ++i) ASSERT_NO_FATAL_FAILURE(step(array, model, strays, dice));
-    }
-    EXPECT_EQ(Item::alive, static_cast<long>(strays.size())) << "the array deletes what it still holds";
-    for (ZuObject* stray : strays) delete stray;
-  }
-}
-
 TEST(ZuArray, GrowsByItsStepOrDoubles) {
   ZuArrayU32 steady, doubling(0), neverSized(0);
   ASSERT_EQ(doubling.setInitialSize(3), 0);

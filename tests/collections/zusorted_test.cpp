@@ -18,45 +18,6 @@ void expectSame(const ZuSortedArray& array, const Items& model) {
   for (unsigned long i = 0; i < model.size(); ++i) ASSERT_EQ(array.at(i), model[i]) << "at " << i;
 }
 
-// Every key from below the first to above the last, there or not.
-void expectFinds(const ZuSortedArray& array, const Items& model, int keys) {
-  for (int key = -1; key <= keys; ++key) {
-    const Item wanted(key);
-    const auto range = std::equal_range(model.begin(), model.end(), &wanted, before);
-    const auto first = static_cast<unsigned long>(range.first - model.begin());
-    const auto after = static_cast<unsigned long>(range.second - model.begin());
-    unsigned long index = 99999;
-    ASSERT_EQ(array.findIndexOf(&wanted, index), first < after ? 1 : 0);
-    if (first == after) {
-      EXPECT_EQ(index, first) << "where it would go";
-    } else {
-      EXPECT_EQ(wanted.compare(array.at(index)), 0);
-      array.findIndexOfLastKey(&wanted, index);
-      EXPECT_EQ(index + 1, after);
-      ASSERT_EQ(array.seqFindIndexOf(&wanted, index), 1);
-      EXPECT_EQ(index, first);
-    }
-  }
-}
-
-TEST(ZuSortedArray, KeepsOrderAndFindsThroughRandomAdds) {
-  for (int keys : {1, 2, 7, 60, 1000}) {
-    SCOPED_TRACE(keys);
-    Dice dice(static_cast<unsigned>(keys));
-    ZuSortedArray array;
-    array.setDeleteContentsOnDestruct();
-    Items model;
-    expectFinds(array, model, keys);
-    for (int i = 0; i < 200; ++i) {
-      auto* item = new Item(static_cast<int>(dice(static_cast<unsigned long>(keys))));
-      ASSERT_EQ(array.add(item), 0);
-      model.insert(std::upper_bound(model.begin(), model.end(), item, before), item);
-      ASSERT_NO_FATAL_FAILURE(expectSame(array, model)) << "equal keys are in the order of their adding";
-    }
-    expectFinds(array, model, keys);
-  }
-}
-
 TEST(ZuSortedArray, SortsABulkLoadOnce) {
   for (const bool onRequest : {false, true}) {
     Dice dice(3);

@@ -12,7 +12,7 @@
 // sections are found in any case; a section with its brackets, and a key, have at most 167 bytes, and a
 // value is cut at 255. A section ends at the next "[", wherever that is.
 //
-// Thread use: any thread; the profile texts are only read once the library is loaded.
+// Thread safety: any thread; the profile texts are only read once the library is loaded.
 
 #ifndef ZULIB_CONVERT_UCNVCONV_H
 #define ZULIB_CONVERT_UCNVCONV_H

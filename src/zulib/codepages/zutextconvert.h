@@ -6,7 +6,7 @@
 // place of a character), when a text is null or `size` is 0, and for lack of memory; `out` is then not to be
 // used. No error is recorded.
 //
-// Thread use: reentrant.
+// Thread safety: reentrant.
 
 #ifndef ZULIB_OS_ZUTEXTCONVERT_H
 #define ZULIB_OS_ZUTEXTCONVERT_H

@@ -12,7 +12,7 @@
 // Indexes and counts are in cells. Indexing and removal test no range: the caller knows what is there.
 // Growth returns 0, or 1 with the array as it was and the out-of-memory state of the thread marked.
 //
-// Thread use: one thread at a time, or under a lock of the caller.
+// Thread safety: one thread at a time, or under a lock of the caller.
 
 #ifndef ZULIB_COLLECTIONS_ZUARRAY_H
 #define ZULIB_COLLECTIONS_ZUARRAY_H

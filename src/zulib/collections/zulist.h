@@ -5,7 +5,7 @@
 //
 // Every walk moves the one cursor, so walks of a list do not nest.
 //
-// Thread use: one thread at a time, or under a lock of the caller.
+// Thread safety: one thread at a time, or under a lock of the caller.
 
 #ifndef ZULIB_COLLECTIONS_ZULIST_H
 #define ZULIB_COLLECTIONS_ZULIST_H

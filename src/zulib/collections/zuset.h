@@ -7,7 +7,7 @@
 //
 // `initialize` comes first: a set without a table can neither be searched nor added to.
 //
-// Thread use: one thread at a time, or under a lock of the caller.
+// Thread safety: one thread at a time, or under a lock of the caller.
 
 #ifndef ZULIB_COLLECTIONS_ZUSET_H
 #define ZULIB_COLLECTIONS_ZUSET_H

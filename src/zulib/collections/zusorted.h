@@ -9,7 +9,7 @@
 //
 // ZuSortedArrayZUSIZE_T does the same for values, always in order.
 //
-// Thread use: one thread at a time, or under a lock of the caller.
+// Thread safety: one thread at a time, or under a lock of the caller.
 
 #ifndef ZULIB_COLLECTIONS_ZUSORTED_H
 #define ZULIB_COLLECTIONS_ZUSORTED_H

@@ -1,6 +1,6 @@
 // The older reader of SQL-shaped tokens, and the growing buffer that goes with it.
 //
-// Thread use: reentrant on distinct text; the classes of characters come from the C locale.
+// Thread safety: reentrant on distinct text; the classes of characters come from the C locale.
 
 #ifndef ZULIB_TEXT_BUTTOKEN_H
 #define ZULIB_TEXT_BUTTOKEN_H

@@ -4,7 +4,7 @@
 // folded form needs another number of bytes stays as it is, so a text never changes its length here.
 // Null pointers and counts of 0 are no-ops.
 //
-// Thread use: reentrant on distinct text.
+// Thread safety: reentrant on distinct text.
 
 #ifndef ZULIB_TEXT_STRCASE_H
 #define ZULIB_TEXT_STRCASE_H

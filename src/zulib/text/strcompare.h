@@ -6,7 +6,7 @@
 // Without regard to case, a narrow character of more than one byte is never folded: it equals only itself,
 // and orders by its bytes. Single bytes fold by the C locale (`strUpper`). UTF-16 folds by code point.
 //
-// Thread use: reentrant; the narrow folding and the `Intl` forms read the C locale of the calling thread.
+// Thread safety: reentrant; the narrow folding and the `Intl` forms read the C locale of the calling thread.
 
 #ifndef ZULIB_TEXT_STRCOMPARE_H
 #define ZULIB_TEXT_STRCOMPARE_H

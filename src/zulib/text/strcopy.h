@@ -4,7 +4,7 @@
 // keeps the low byte: no code page is involved, these are for ASCII. Counts and sizes are in elements of the
 // text that they are given with; a size includes the terminator, and a size of 0 writes nothing.
 //
-// Thread use: reentrant on distinct text.
+// Thread safety: reentrant on distinct text.
 
 #ifndef ZULIB_TEXT_STRCOPY_H
 #define ZULIB_TEXT_STRCOPY_H

@@ -3,7 +3,7 @@
 // A hit in narrow text lies at the start of a character; in UTF-16 a pair is passed as a whole, so a single
 // unit never hits half of a pair. A pattern of length 0, or longer than the text, is not found.
 //
-// Thread use: reentrant; types 1, 2 and 4 and the case folding read the C locale of the calling thread.
+// Thread safety: reentrant; types 1, 2 and 4 and the case folding read the C locale of the calling thread.
 
 #ifndef ZULIB_TEXT_STRFIND_H
 #define ZULIB_TEXT_STRFIND_H

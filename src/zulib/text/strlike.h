@@ -7,7 +7,7 @@
 //
 // Takes no memory and does not recurse: only the last `many` is ever gone back to, which is enough.
 //
-// Thread use: reentrant.
+// Thread safety: reentrant.
 
 #ifndef ZULIB_TEXT_STRLIKE_H
 #define ZULIB_TEXT_STRLIKE_H

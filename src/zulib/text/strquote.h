@@ -7,7 +7,7 @@
 // `dst` must hold 2 + 2n + 1 elements for quoting, n for unquoting. Unquoting may run in place (`dst` is
 // `src`); quoting may not.
 //
-// Thread use: reentrant on distinct text.
+// Thread safety: reentrant on distinct text.
 
 #ifndef ZULIB_TEXT_STRQUOTE_H
 #define ZULIB_TEXT_STRQUOTE_H

@@ -3,7 +3,7 @@
 // Narrow text is walked forward by character, so a trail byte is never taken for a blank. The counted forms
 // return the length that remains, at most `n`, and write nothing; the in-place forms return it too.
 //
-// Thread use: reentrant on distinct text.
+// Thread safety: reentrant on distinct text.
 
 #ifndef ZULIB_TEXT_STRTRIM_H
 #define ZULIB_TEXT_STRTRIM_H

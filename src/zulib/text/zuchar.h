@@ -7,7 +7,7 @@
 // base pointer and return an offset. The steps of this header trust the text to hold the character that its
 // first byte or unit announces; the counted functions of the other headers do not.
 //
-// Thread use: reentrant on distinct text. Types 1, 2 and 4 read the C locale of the calling thread.
+// Thread safety: reentrant on distinct text. Types 1, 2 and 4 read the C locale of the calling thread.
 
 #ifndef ZULIB_TEXT_ZUCHAR_H
 #define ZULIB_TEXT_ZUCHAR_H

@@ -3,7 +3,7 @@
 // Writing gives upper case, two digits to a byte, the high digit first, and no terminator unless stated.
 // Reading takes either case. Counts of text are in characters, counts of bytes in bytes.
 //
-// Thread use: reentrant on distinct text.
+// Thread safety: reentrant on distinct text.
 
 #ifndef ZULIB_TEXT_ZUHEX_H
 #define ZULIB_TEXT_ZUHEX_H

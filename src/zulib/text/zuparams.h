@@ -8,7 +8,7 @@
 // A failure (no memory, or a text beyond the limit of `changeBytes`) sets `hasFailed`, from which on `<<`
 // does nothing: a chain needs one test at its end. `initialize` clears it.
 //
-// Thread use: one thread at a time.
+// Thread safety: one thread at a time.
 
 #ifndef ZULIB_TEXT_ZUPARAMS_H
 #define ZULIB_TEXT_ZUPARAMS_H

@@ -4,7 +4,7 @@
 // bits remembers which keys a dialog has given away: the bit of a character is number (value AND 7) of byte
 // (value >> 3), where value is the character by the C library's `tolower`.
 //
-// Thread use: reentrant on distinct text.
+// Thread safety: reentrant on distinct text.
 
 #ifndef ZULIB_TEXT_ZUTEXTTOOLS_H
 #define ZULIB_TEXT_ZUTEXTTOOLS_H
