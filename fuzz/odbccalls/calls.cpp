@@ -712,8 +712,7 @@ void runCalls(const uint8_t* data, size_t size, unsigned threads) {
   demand(SQLAllocHandle(SQL_HANDLE_ENV, nullptr, &env) == SQL_SUCCESS, "no environment");
   SQLSetEnvAttr(env, SQL_ATTR_ODBC_VERSION, set(source.pick(kVersions)), 0);
   demand(SQLAllocHandle(SQL_HANDLE_DBC, env, &conn) == SQL_SUCCESS, "no connection");
-  SQLSetConnectAttr(conn, SQL_ATTR_ODBC_CURSORS,
-                    set(getenv("NOCL") ? SQL_CUR_USE_DRIVER : source.pick(kCursors)), 0);
+  SQLSetConnectAttr(conn, SQL_ATTR_ODBC_CURSORS, set(source.pick(kCursors)), 0);
   SQLSetConnectAttr(conn, SQL_ATTR_AUTOCOMMIT, set(source.below(2)), 0);
   if (connect(source, conn)) {
     // The threads share the rest.

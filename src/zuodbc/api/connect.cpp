@@ -14,10 +14,9 @@ namespace {
 SQLSMALLINT length16(const std::string& text) { return static_cast<SQLSMALLINT>(text.size()); }
 
 // The longest text that fits the 16-bit length of the connect functions.
-constexpr size_t longestText = 32767;
+constexpr size_t kLongestText = 32767;
 
-// Gives the driver's handles back at its end, unless the connection has come about. An exception on the way
-// counts as a failure too.
+// Frees the driver's handles at its end unless the connection is complete, also after an exception.
 class Attachment {
  public:
   explicit Attachment(DMConn& conn) : conn(conn) {}
@@ -31,7 +30,8 @@ class Attachment {
     detachDriver(conn);
   }
 
-  // Goes on from the driver's own answer to a whole connection, or to the next step of a browse.
+  // Completes the connection after the driver's own function has returned `rc`, or waits for the next step of
+  // a browse.
   SQLRETURN conclude(SQLRETURN rc, Api api) {
     settleErrors(conn);
     if (rc == SQL_NEED_DATA && api == Api::BrowseConnect) {
@@ -40,7 +40,7 @@ class Attachment {
     }
     if (!SQL_SUCCEEDED(rc)) return rc;
     connected = true;
-    SQLRETURN completed = completeConnection(conn);
+    const SQLRETURN completed = completeConnection(conn);
     if (!SQL_SUCCEEDED(completed)) return completed;
     kept = true;
     return joined(rc, completed);
@@ -52,22 +52,22 @@ class Attachment {
   bool kept = false;
 };
 
-// What a connect function shares with the others around its own driver call. `connect` answers the
-// driver's code, or driverLacksFunction.
+// What the connect functions share around their own driver call. `connect` returns the driver's code, or
+// driverLacksFunction.
 template <class Connect>
 SQLRETURN connectThrough(DMConn& conn, Api api, const std::string& library, const std::string& dataSource,
                          Connect&& connect) {
   Attachment attachment(conn);
-  SQLRETURN attached = attachDriver(conn, library);
+  const SQLRETURN attached = attachDriver(conn, library);
   if (!SQL_SUCCEEDED(attached)) return attached;
   conn.state->dataSource = dataSource;
-  SQLRETURN rc = attachment.conclude(askDriver(conn, *conn.driverFunctions, api, connect), api);
+  const SQLRETURN rc = attachment.conclude(askDriver(conn, *conn.driverFunctions, api, connect), api);
   return SQL_SUCCEEDED(rc) ? joined(attached, rc) : rc;
 }
 
 // The data source to use for a name: the name itself or "Default". Empty: there is none (IM002 posted).
 std::string resolveDataSource(DMConn& conn, const std::string& name, std::string& driver) {
-  if (name.size() > maxDataSourceName) {
+  if (name.size() > kMaxDataSourceName) {
     postError(conn, "IM010");
     return {};
   }
@@ -79,7 +79,7 @@ std::string resolveDataSource(DMConn& conn, const std::string& name, std::string
   return {};
 }
 
-// A driver without SQLConnect is told the same as a connection string.
+// A driver without SQLConnect gets the same as a connection string.
 SQLRETURN connectByName(DMConn& conn, const DMDriverFunctions& driver, std::string& name, std::string& user,
                         std::string& password) {
   if (driver.SQLConnect) {
@@ -129,7 +129,7 @@ bool findDestination(DMConn& conn, const ConnectionString& attributes, Destinati
 bool readDestination(DMConn& conn, const SQLCHAR* in, SQLSMALLINT inLength, std::string& text,
                      ConnectionString& attributes, Destination& destination) {
   if (!readText(conn, in, inLength, text)) return false;
-  if (text.size() > longestText) {
+  if (text.size() > kLongestText) {
     postError(conn, "HY090");
     return false;
   }
@@ -158,7 +158,7 @@ SQLRETURN driverConnect(DMConn& conn, const DMDriverFunctions& driver, std::stri
     return ask(driver.SQLDriverConnect, conn.driverHandle, window, bytes(text), length16(text), out.text,
                out.size, out.length, completion);
   }
-  auto value = [&](const char* keyword) {
+  const auto value = [&](const char* keyword) {
     return attributes.find(keyword) ? *attributes.find(keyword) : std::string();
   };
   std::string name = value("DSN"), user = value("UID"), password = value("PWD");
@@ -175,7 +175,7 @@ SQLRETURN browse(DMConn& conn, SQLCHAR* in, SQLSMALLINT inLength, const OutText&
   std::string text;
   ConnectionString attributes;
   Destination destination;
-  auto work = [&](DMConn& conn, const DMDriverFunctions& driver) {
+  const auto work = [&](DMConn& conn, const DMDriverFunctions& driver) {
     return ask(driver.SQLBrowseConnect, conn.driverHandle, bytes(text), length16(text), out.text, out.size,
                out.length);
   };
@@ -210,7 +210,7 @@ ZU_API SQLRETURN SQL_API SQLConnect(SQLHDBC handle, SQLCHAR* name, SQLSMALLINT n
         !readText(conn, user, userLength, userText) ||
         !readText(conn, password, passwordLength, passwordText))
       return SQL_ERROR;
-    if (std::max(userText.size(), passwordText.size()) > longestText) return fail(conn, "HY090");
+    if (std::max(userText.size(), passwordText.size()) > kLongestText) return fail(conn, "HY090");
     std::string dataSource = resolveDataSource(conn, nameText, driver);
     if (dataSource.empty()) return SQL_ERROR;
     return connectThrough(conn, Api::Connect, libraryOfDriver(driver), dataSource,

@@ -12,8 +12,8 @@ using namespace dm;
 
 namespace {
 
-// Connection pooling is a matter of the process when it is set without an environment. Connections are
-// never pooled here; the value is kept for the application that asks for it.
+// The connection pooling of the process, set without an environment. Connections are never pooled; the value
+// is kept for the application that reads it.
 std::atomic<SQLULEN> processPooling{SQL_CP_OFF};
 
 bool hasConnections(DMEnv& env) {
@@ -44,8 +44,8 @@ SQLRETURN setAttribute(DMEnv& env, SQLINTEGER attribute, SQLULEN value) {
   }
 }
 
-SQLRETURN tell(SQLULEN number, SQLPOINTER value, SQLINTEGER* length) {
-  auto cell = static_cast<SQLINTEGER>(number);
+SQLRETURN putNumber(SQLULEN number, SQLPOINTER value, SQLINTEGER* length) {
+  const auto cell = static_cast<SQLINTEGER>(number);
   if (value) std::memcpy(value, &cell, sizeof cell);
   if (length) *length = sizeof cell;
   return SQL_SUCCESS;
@@ -55,10 +55,10 @@ SQLRETURN getAttribute(DMEnv& env, SQLINTEGER attribute, SQLPOINTER value, SQLIN
   switch (attribute) {
     case SQL_ATTR_ODBC_VERSION:
       if (env.odbcVersion == 0) return fail(env, "HY010");
-      return tell(static_cast<SQLULEN>(env.odbcVersion), value, length);
-    case SQL_ATTR_CONNECTION_POOLING: return tell(env.state->connectionPooling, value, length);
-    case SQL_ATTR_CP_MATCH: return tell(env.state->poolingMatch, value, length);
-    case SQL_ATTR_OUTPUT_NTS: return tell(SQL_TRUE, value, length);
+      return putNumber(static_cast<SQLULEN>(env.odbcVersion), value, length);
+    case SQL_ATTR_CONNECTION_POOLING: return putNumber(env.state->connectionPooling, value, length);
+    case SQL_ATTR_CP_MATCH: return putNumber(env.state->poolingMatch, value, length);
+    case SQL_ATTR_OUTPUT_NTS: return putNumber(SQL_TRUE, value, length);
     default: return fail(env, "HY092");
   }
 }
@@ -72,9 +72,9 @@ struct ListingOut {
   SQLSMALLINT* descriptionLength;
 };
 
-// The next entry of a listing, or SQL_NO_DATA, after which it starts again.
-SQLRETURN tellNext(DMEnv& env, const std::vector<DataSourceEntry>& entries, size_t& next,
-                   const ListingOut& out) {
+// Copies the next entry of a listing. After SQL_NO_DATA the listing starts again.
+SQLRETURN putNext(DMEnv& env, const std::vector<DataSourceEntry>& entries, size_t& next,
+                  const ListingOut& out) {
   if (next >= entries.size()) {
     next = 0;
     return SQL_NO_DATA;
@@ -90,7 +90,7 @@ SQLRETURN tellNext(DMEnv& env, const std::vector<DataSourceEntry>& entries, size
 extern "C" {
 
 ZU_API SQLRETURN SQL_API SQLSetEnvAttr(SQLHENV handle, SQLINTEGER attribute, SQLPOINTER value, SQLINTEGER) {
-  auto number = reinterpret_cast<SQLULEN>(value);
+  const auto number = reinterpret_cast<SQLULEN>(value);
   if (!handle && attribute == SQL_ATTR_CONNECTION_POOLING) {
     if (number > SQL_CP_ONE_PER_HENV) return SQL_ERROR;
     processPooling = number;
@@ -102,7 +102,7 @@ ZU_API SQLRETURN SQL_API SQLSetEnvAttr(SQLHENV handle, SQLINTEGER attribute, SQL
 
 ZU_API SQLRETURN SQL_API SQLGetEnvAttr(SQLHENV handle, SQLINTEGER attribute, SQLPOINTER value, SQLINTEGER,
                                        SQLINTEGER* length) {
-  if (!handle && attribute == SQL_ATTR_CONNECTION_POOLING) return tell(processPooling, value, length);
+  if (!handle && attribute == SQL_ATTR_CONNECTION_POOLING) return putNumber(processPooling, value, length);
   return callEnvironment(handle, Api::GetEnvAttr,
                          [&](DMEnv& env) { return getAttribute(env, attribute, value, length); });
 }
@@ -123,8 +123,8 @@ ZU_API SQLRETURN SQL_API SQLDataSources(SQLHENV handle, SQLUSMALLINT direction, 
       default: return fail(env, "HY103");
     }
     if (direction != SQL_FETCH_NEXT) state.nextDataSource = 0;
-    return tellNext(env, state.dataSources, state.nextDataSource,
-                    {name, nameSize, nameLength, description, descriptionSize, descriptionLength});
+    return putNext(env, state.dataSources, state.nextDataSource,
+                   {name, nameSize, nameLength, description, descriptionSize, descriptionLength});
   });
 }
 
@@ -137,8 +137,8 @@ ZU_API SQLRETURN SQL_API SQLDrivers(SQLHENV handle, SQLUSMALLINT direction, SQLC
     DMEnvState& state = *env.state;
     if (direction == SQL_FETCH_FIRST) state.nextDriver = 0;
     if (state.nextDriver == 0) state.drivers = listDrivers();
-    return tellNext(env, state.drivers, state.nextDriver,
-                    {name, nameSize, nameLength, attributes, attributesSize, attributesLength});
+    return putNext(env, state.drivers, state.nextDriver,
+                   {name, nameSize, nameLength, attributes, attributesSize, attributesLength});
   });
 }
 }

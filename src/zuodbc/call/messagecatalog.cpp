@@ -3,7 +3,6 @@
 #include <dlfcn.h>
 #include <limits.h>
 #include <nl_types.h>
-#include <odbcinst.h>
 #include <sys/stat.h>
 
 #include <cctype>
@@ -12,6 +11,8 @@
 #include <cstdlib>
 #include <cstring>
 #include <mutex>
+
+#include "zuodbc/sources/profilereader.h"
 
 namespace dm {
 namespace {
@@ -41,8 +42,7 @@ const char* wantedLocale() {
 
 // The key "InstallDir" of section "ODBC", without white space and one slash at its end.
 bool installDirOf(const char* file, Path& directory) {
-  if (SQLGetPrivateProfileString("ODBC", "InstallDir", "", directory, sizeof directory, file) <= 0)
-    return false;
+  if (ProfileReader().read("ODBC", "InstallDir", file, directory, sizeof directory) == 0) return false;
   size_t length = std::strlen(directory);
   while (length && std::isspace(static_cast<unsigned char>(directory[length - 1]))) --length;
   if (length && directory[length - 1] == '/') --length;
@@ -85,7 +85,7 @@ nl_catd openFor(const Path& directory, const char* locale, size_t length) {
 // de_DE.UTF-8, then de_DE, then the fallback.
 nl_catd openCatalog() {
   Path directory;
-  if (!installDirOf("odbc.ini", directory) && !installDirOf("odbcinst.ini", directory) &&
+  if (!installDirOf(kDataSourceFile, directory) && !installDirOf(kDriverFile, directory) &&
       !besideLibrary(directory)) {
     return kNoCatalog;
   }
@@ -129,14 +129,14 @@ void readMessage(unsigned short number, char* text, size_t size, char (&sqlstate
   const nl_catd descriptor = isMemory ? catalog.descriptor : catalog.open();
   char numeral[8];
   std::snprintf(numeral, sizeof numeral, "%u", static_cast<unsigned>(number));
-  const char* words = isMemory ? "Memory allocation error" : numeral;
+  const char* message = isMemory ? "Memory allocation error" : numeral;
   const char* state = isMemory ? "HY001" : "HY000";
   if (descriptor != kNoCatalog) {
-    words = catgets(descriptor, kMessageSet, number, words);
+    message = catgets(descriptor, kMessageSet, number, message);
     const char* found = catgets(descriptor, kMessageSet, number + 1, state);
     if (std::strlen(found) == sizeof sqlstate - 1) state = found;
   }
-  std::snprintf(text, size, "%s", words);
+  std::snprintf(text, size, "%s", message);
   std::snprintf(sqlstate, sizeof sqlstate, "%s", state);
 }
 

@@ -1,7 +1,7 @@
 // SQLSTATEs of one ODBC version as the other version writes them.
 
-#ifndef ZULIB_DRIVERMANAGER_INTERNAL_SQLSTATES_H
-#define ZULIB_DRIVERMANAGER_INTERNAL_SQLSTATES_H
+#ifndef ZUODBC_CALL_SQLSTATES_H
+#define ZUODBC_CALL_SQLSTATES_H
 
 namespace dm {
 

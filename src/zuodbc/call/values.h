@@ -1,7 +1,7 @@
 // Values as ODBC functions pass them: numbers in pointers, and text in unsigned characters.
 
-#ifndef ZULIB_DRIVERMANAGER_INTERNAL_VALUES_H
-#define ZULIB_DRIVERMANAGER_INTERNAL_VALUES_H
+#ifndef ZUODBC_CALL_VALUES_H
+#define ZUODBC_CALL_VALUES_H
 
 #include <sql.h>
 #include <sqlext.h>

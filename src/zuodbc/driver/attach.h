@@ -11,8 +11,8 @@
 // If a step fails, or throws, the caller calls detachDriver, which leaves the connection as it was before,
 // with the diagnostics.
 
-#ifndef ZULIB_DRIVERMANAGER_INTERNAL_ATTACH_H
-#define ZULIB_DRIVERMANAGER_INTERNAL_ATTACH_H
+#ifndef ZUODBC_DRIVER_ATTACH_H
+#define ZUODBC_DRIVER_ATTACH_H
 
 #include <string>
 

@@ -6,8 +6,8 @@
 // function that it has cannot do what is asked. They run in an application's call as well as under the
 // re-entrance mark.
 
-#ifndef ZULIB_DRIVERMANAGER_INTERNAL_BRIDGE_H
-#define ZULIB_DRIVERMANAGER_INTERNAL_BRIDGE_H
+#ifndef ZUODBC_DRIVER_BRIDGE_H
+#define ZUODBC_DRIVER_BRIDGE_H
 
 #include "zuodbc/call/drivercall.h"
 #include "zuodbc/call/values.h"

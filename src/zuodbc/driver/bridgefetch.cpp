@@ -21,7 +21,7 @@ SQLRETURN fetchOneRow(DMStmt& stmt, const DMDriverFunctions& driver, SQLULEN* ro
 // an old one is not taken for that of a fetch which failed as a whole.
 SQLUSMALLINT* statusesFor(DMStmt& stmt, SQLUSMALLINT* statusPtr, SQLULEN rows) {
   auto& own = stmt.state->driverRowset.statuses;
-  if (!statusPtr && own.size() < rows + 1) own.resize(rows + 1);
+  if (!statusPtr && own.size() <= rows) own.resize(rows + 1);
   SQLUSMALLINT* statuses = statusPtr ? statusPtr : own.data();
   *statuses = SQL_ROW_NOROW;
   return statuses;

@@ -1,7 +1,7 @@
 // Connection attributes on a driver of either ODBC version.
 
-#ifndef ZULIB_DRIVERMANAGER_INTERNAL_CONNECTIONATTRIBUTES_H
-#define ZULIB_DRIVERMANAGER_INTERNAL_CONNECTIONATTRIBUTES_H
+#ifndef ZUODBC_DRIVER_CONNECTIONATTRIBUTES_H
+#define ZUODBC_DRIVER_CONNECTIONATTRIBUTES_H
 
 #include "zuodbc/call/values.h"
 #include "zuodbc/driverfunctions.h"

@@ -1,7 +1,7 @@
 // What a driver reports about its last call on a handle.
 
-#ifndef ZULIB_DRIVERMANAGER_INTERNAL_DRIVERDIAGNOSTICS_H
-#define ZULIB_DRIVERMANAGER_INTERNAL_DRIVERDIAGNOSTICS_H
+#ifndef ZUODBC_DRIVER_DRIVERDIAGNOSTICS_H
+#define ZUODBC_DRIVER_DRIVERDIAGNOSTICS_H
 
 #include "zuodbc/dmhandle.h"
 

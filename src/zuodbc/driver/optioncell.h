@@ -2,8 +2,8 @@
 // ODBC 2 allows options. The driver is not told how large the application's buffer is, so the value passes
 // through here.
 
-#ifndef ZULIB_DRIVERMANAGER_INTERNAL_OPTIONCELL_H
-#define ZULIB_DRIVERMANAGER_INTERNAL_OPTIONCELL_H
+#ifndef ZUODBC_DRIVER_OPTIONCELL_H
+#define ZUODBC_DRIVER_OPTIONCELL_H
 
 #include <cstddef>
 

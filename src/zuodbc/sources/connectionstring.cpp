@@ -5,21 +5,22 @@
 namespace dm {
 namespace {
 
-constexpr std::string_view blanks = " \t\r\n";
+constexpr std::string_view kBlanks = " \t\r\n";
 
 std::string_view trimmed(std::string_view text) {
-  size_t first = text.find_first_not_of(blanks);
+  const size_t first = text.find_first_not_of(kBlanks);
   if (first == std::string_view::npos) return {};
-  return text.substr(first, text.find_last_not_of(blanks) - first + 1);
+  return text.substr(first, text.find_last_not_of(kBlanks) - first + 1);
 }
 
 std::string at(size_t offset) {
   return " at byte " + std::to_string(offset + 1) + " of the connection string";
 }
 
-// Reads a value in braces, `position` on the opening one; leaves it behind the closing one.
+// Reads a value in braces. `position` is that of the opening brace, and afterwards that of the end of the
+// segment.
 bool readBraced(std::string_view text, size_t& position, std::string& value, std::string& why) {
-  size_t opened = position++;
+  const size_t opened = position++;
   for (;; ++position) {
     if (position >= text.size()) {
       why = "The brace opened" + at(opened) + " is not closed";
@@ -32,7 +33,7 @@ bool readBraced(std::string_view text, size_t& position, std::string& value, std
     value += text[position];
   }
   ++position;
-  size_t end = std::min(text.find(';', position), text.size());
+  const size_t end = std::min(text.find(';', position), text.size());
   if (!trimmed(text.substr(position, end - position)).empty()) {
     why = "Text follows the closing brace" + at(position);
     return false;
@@ -45,13 +46,13 @@ bool readBraced(std::string_view text, size_t& position, std::string& value, std
 
 bool ConnectionString::parse(std::string_view text, std::string& why) {
   attributes.clear();
-  if (size_t zero = text.find('\0'); zero != std::string_view::npos) {
+  if (const size_t zero = text.find('\0'); zero != std::string_view::npos) {
     why = "There is a zero byte" + at(zero);
     return false;
   }
   size_t position = 0;
   while ((position = text.find_first_not_of(" \t\r\n;", position)) != std::string_view::npos) {
-    size_t sign = text.find_first_of("=;", position);
+    const size_t sign = text.find_first_of("=;", position);
     if (sign == std::string_view::npos || text[sign] == ';') {
       why = "There is no '=' after the keyword" + at(position);
       return false;
@@ -61,12 +62,12 @@ bool ConnectionString::parse(std::string_view text, std::string& why) {
       why = "There is no keyword before the '='" + at(sign);
       return false;
     }
-    position = text.find_first_not_of(blanks, sign + 1);
+    position = text.find_first_not_of(kBlanks, sign + 1);
     if (position == std::string_view::npos) position = text.size();
     if (position < text.size() && text[position] == '{') {
       if (!readBraced(text, position, attribute.value, why)) return false;
     } else {
-      size_t end = std::min(text.find(';', position), text.size());
+      const size_t end = std::min(text.find(';', position), text.size());
       attribute.value = trimmed(text.substr(position, end - position));
       position = end;
     }
@@ -85,7 +86,8 @@ const std::string* ConnectionString::find(std::string_view keyword) const {
 }
 
 std::string quoteValue(std::string_view value) {
-  bool plain = value.find_first_of("[]{}(),;?*=!@") == std::string_view::npos && trimmed(value) == value;
+  const bool plain =
+      value.find_first_of("[]{}(),;?*=!@") == std::string_view::npos && trimmed(value) == value;
   if (plain) return std::string(value);
   std::string quoted = "{";
   for (char c : value) {

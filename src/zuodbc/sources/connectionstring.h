@@ -1,11 +1,11 @@
 // Connection strings: KEYWORD=value;KEYWORD={value with ; in it};...
 //
-// Keywords are read without regard to case, and the first of several counts. A value in braces runs to
-// the closing brace; a doubled closing brace is one in the value. Blanks around a keyword and around a
-// value without braces are not part of them. Empty segments are passed over.
+// Keywords are compared without regard to case; of several equal ones the first counts. A value in braces
+// ends at the closing brace; two closing braces are one in the value. Blanks around a keyword and around a
+// value without braces are not part of them. Empty segments are skipped.
 
-#ifndef ZULIB_DRIVERMANAGER_INTERNAL_CONNECTIONSTRING_H
-#define ZULIB_DRIVERMANAGER_INTERNAL_CONNECTIONSTRING_H
+#ifndef ZUODBC_SOURCES_CONNECTIONSTRING_H
+#define ZUODBC_SOURCES_CONNECTIONSTRING_H
 
 #include <string>
 #include <string_view>
@@ -20,8 +20,8 @@ class ConnectionString {
     std::string value;
   };
 
-  // False when the text is malformed; `why` then says what is wrong, and where. Values are not repeated
-  // in it: they may be secrets.
+  // Returns false if the text is malformed; `why` then says what is wrong, and where. It repeats no values:
+  // they may be secrets.
   bool parse(std::string_view text, std::string& why);
 
   // The value of the first attribute with this keyword, or null.
@@ -33,7 +33,7 @@ class ConnectionString {
   std::vector<Attribute> attributes;
 };
 
-// The value as it stands in a connection string: in braces when it needs them.
+// The value in the form of a connection string: in braces if it needs them.
 std::string quoteValue(std::string_view value);
 
 }  // namespace dm

@@ -1,52 +1,41 @@
 #include "zuodbc/sources/datasource.h"
 
-#include <odbcinst.h>
-
-#include <mutex>
+#include "zuodbc/sources/profilereader.h"
 
 namespace dm {
 namespace {
 
-constexpr const char* dataSourceFile = "odbc.ini";
-constexpr const char* driverFile = "odbcinst.ini";
-constexpr int largestListing = 1 << 20;
+constexpr size_t kUsualSize = 4096;
+constexpr size_t kLargestListing = 1 << 20;
 
-std::mutex& readerLock() {
-  static std::mutex lock;
-  return lock;
+std::string readValue(ProfileReader& reader, const std::string& section, const char* entry,
+                      const char* file) {
+  char value[kUsualSize] = "";
+  reader.read(section.c_str(), entry, file, value, static_cast<int>(sizeof value));
+  value[sizeof value - 1] = '\0';
+  return value;
 }
 
-// A value; or, with a null section or entry, names with a zero behind each.
-std::string readProfile(const char* section, const char* entry, const char* file) {
-  std::string text(4096, '\0');
+// The names of the sections, or of the entries of a section.
+std::vector<std::string> readNames(ProfileReader& reader, const char* section, const char* file) {
+  std::string list(kUsualSize, '\0');
   for (;;) {
-    int length =
-        SQLGetPrivateProfileString(section, entry, "", text.data(), static_cast<int>(text.size()), file);
-    bool list = !section || !entry;
-    if (length < 0) length = 0;
-    if (list && length + 2 >= static_cast<int>(text.size()) && length < largestListing) {
-      text.assign(text.size() * 4, '\0');
-      continue;
+    const auto length =
+        static_cast<size_t>(reader.read(section, nullptr, file, list.data(), static_cast<int>(list.size())));
+    const bool isCut = length + 2 >= list.size();
+    if (!isCut || list.size() >= kLargestListing) {
+      list.resize(std::min(length, list.size()));
+      break;
     }
-    text.resize(static_cast<size_t>(length));
-    return text;
+    list.assign(list.size() * 4, '\0');
   }
-}
-
-std::vector<std::string> readNames(const char* section, const char* file) {
-  std::string list = readProfile(section, nullptr, file);
   std::vector<std::string> names;
   for (size_t position = 0; position < list.size();) {
-    size_t end = std::min(list.find('\0', position), list.size());
+    const size_t end = std::min(list.find('\0', position), list.size());
     if (end > position) names.push_back(list.substr(position, end - position));
     position = end + 1;
   }
   return names;
-}
-
-std::string readValue(const std::string& section, const char* entry, const char* file) {
-  std::string value = readProfile(section.c_str(), entry, file);
-  return value.substr(0, value.find('\0'));
 }
 
 UWORD configMode(DataSourceScope scope) {
@@ -61,43 +50,39 @@ UWORD configMode(DataSourceScope scope) {
 
 std::string driverOfDataSource(const std::string& dataSource) {
   if (dataSource.empty()) return {};
-  std::lock_guard guard(readerLock());
-  return readValue(dataSource, "Driver", dataSourceFile);
+  ProfileReader reader;
+  return readValue(reader, dataSource, "Driver", kDataSourceFile);
 }
 
 std::string libraryOfDriver(const std::string& driver) {
   if (driver.find('/') != std::string::npos) return driver;
-  std::lock_guard guard(readerLock());
+  ProfileReader reader;
   for (const char* entry : {"Driver64", "Driver"}) {
-    std::string library = readValue(driver, entry, driverFile);
+    std::string library = readValue(reader, driver, entry, kDriverFile);
     if (!library.empty()) return library;
   }
   return driver;
 }
 
 std::vector<DataSourceEntry> listDataSources(DataSourceScope scope) {
-  std::lock_guard guard(readerLock());
-  UWORD before = ODBC_BOTH_DSN;
-  SQLGetConfigMode(&before);
-  SQLSetConfigMode(configMode(scope));
+  ProfileReader reader(configMode(scope));
   std::vector<DataSourceEntry> found;
-  for (const std::string& name : readNames(nullptr, dataSourceFile)) {
+  for (const std::string& name : readNames(reader, nullptr, kDataSourceFile)) {
     if (name == "ODBC" || name == "ODBC Data Sources") continue;
-    std::string driver = readValue(name, "Driver", dataSourceFile);
+    const std::string driver = readValue(reader, name, "Driver", kDataSourceFile);
     if (!driver.empty()) found.push_back({name, driver});
   }
-  SQLSetConfigMode(before);
   return found;
 }
 
 std::vector<DataSourceEntry> listDrivers() {
-  std::lock_guard guard(readerLock());
+  ProfileReader reader;
   std::vector<DataSourceEntry> found;
-  for (const std::string& name : readNames(nullptr, driverFile)) {
+  for (const std::string& name : readNames(reader, nullptr, kDriverFile)) {
     if (name == "ODBC" || name == "ODBC Drivers") continue;
     std::string pairs;
-    for (const std::string& key : readNames(name.c_str(), driverFile)) {
-      pairs += key + '=' + readValue(name, key.c_str(), driverFile) + '\0';
+    for (const std::string& key : readNames(reader, name.c_str(), kDriverFile)) {
+      pairs += key + '=' + readValue(reader, name, key.c_str(), kDriverFile) + '\0';
     }
     found.push_back({name, pairs});
   }

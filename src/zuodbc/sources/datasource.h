@@ -1,9 +1,9 @@
-// Data sources and installed drivers, out of the system's odbc.ini and odbcinst.ini.
+// Data sources and installed drivers, as odbc.ini and odbcinst.ini name them.
 //
-// Thread use: any thread; one lock guards the reader behind it.
+// Thread use: any thread.
 
-#ifndef ZULIB_DRIVERMANAGER_INTERNAL_DATASOURCE_H
-#define ZULIB_DRIVERMANAGER_INTERNAL_DATASOURCE_H
+#ifndef ZUODBC_SOURCES_DATASOURCE_H
+#define ZUODBC_SOURCES_DATASOURCE_H
 
 #include <string>
 #include <string_view>
@@ -14,7 +14,7 @@
 namespace dm {
 
 // The longest name of a data source that the standard allows.
-constexpr size_t maxDataSourceName = SQL_MAX_DSN_LENGTH;
+constexpr size_t kMaxDataSourceName = SQL_MAX_DSN_LENGTH;
 
 // The library of a data source's driver; empty when there is no such data source.
 std::string driverOfDataSource(const std::string& dataSource);
