@@ -108,6 +108,41 @@ void sortedArrays(Input& in) {
   }
 }
 
+// ---- sets ----
+
+// A set of numbers. With `hashes` at 1 all values collide.
+class NumberSet : public ZuSet {
+ public:
+  explicit NumberSet(uint32_t hashes) : hashes(hashes) {}
+  uint32_t doHash(const void* value) const override {
+    return static_cast<uint32_t>(reinterpret_cast<uintptr_t>(value)) % hashes;
+  }
+  bool areEqual(const void* stored, const void* wanted) const override { return stored == wanted; }
+  bool holds(const void* value) const { return at(findIndexOf(value)) == value; }
+
+ private:
+  uint32_t hashes;
+};
+
+void sets(Input& in) {
+  const uint32_t hashes[] = {1, 5, 1000, ~0u};
+  NumberSet set(hashes[in(4)]);
+  demand(set.initialize(in(9)) == 0);
+  std::unordered_set<void*> model;
+  while (!in.atEnd()) {
+    auto* const number = reinterpret_cast<void*>(1 + in(3000));
+    demand(set.holds(number) == (model.count(number) == 1));
+    if (!set.holds(number)) demand(set.add(number) == 0);
+    model.insert(number);
+    demand(set.getCount() == model.size() && set.getHighWater() == model.size());
+    demand(set.getCount() <= set.getCapacity());
+  }
+  for (uintptr_t number = 1; number <= 3000; ++number) {
+    auto* const value = reinterpret_cast<void*>(number);
+    demand(set.holds(value) == (model.count(value) == 1));
+  }
+}
+
 // ---- lists ----
 
 using Nodes = std::vector<ZuNode*>;
@@ -269,13 +304,14 @@ void sequential(Input& in) {
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
   using namespace collectionsfuzz;
   Input in(data, size);
-  switch (in(7)) {
+  switch (in(8)) {
     case 0: arrays(in); break;
     case 1: sortedArrays(in); break;
     case 2: lists(in); break;
     case 3: hashed<unsigned char, ZuDictionary>(in); break;
     case 4: hashed<unsigned short, ZuDictionaryW>(in); break;
     case 5: sequential<unsigned char, ZuSeqDictionary>(in); break;
+    case 6: sets(in); break;
     default: sequential<unsigned short, ZuSeqDictionaryW>(in);
   }
   return 0;

@@ -8,6 +8,7 @@
 
 #include "tests/text/support.h"
 #include "zulib/text/zudbcs.h"
+#include "zulib/text/zustringw.h"
 
 namespace narrowtext {
 
@@ -230,6 +231,14 @@ bool like(const std::string& value, const std::string& pattern, bool caseSensiti
   const ExactBytes p(pattern);
   same(expected, strLike(v.get(), v.size(), p.get(), p.size(), '%', '_', '\\', caseSensitive, 1, cp));
   same(expected, strLike(bytes(value), bytes(pattern), '%', '_', '\\', caseSensitive, 1, cp));
+  // UTF-16 says the same of valid text.
+  ZuStringW wideValue, widePattern;
+  const bool valid = cp == zuCPUTF8 && caseSensitive && wideValue.initialize(v.get(), v.size(), cp) == 0 &&
+                     widePattern.initialize(p.get(), p.size(), cp) == 0;
+  if (valid) {
+    same(expected, strLike(wideValue.asPascalStr(), wideValue.getLength(), widePattern.asPascalStr(),
+                           widePattern.getLength(), u'%', u'_', u'\\', 1, 1));
+  }
   return expected;
 }
 

@@ -6,16 +6,6 @@
 
 namespace {
 
-TEST(ZuList, LeavesAForeignNodeAlone) {
-  ZuList list;
-  ZuNode inside, outside;
-  list.append(&inside);
-  list.unlink(&outside);
-  EXPECT_EQ(list.insertAtPos(&outside, 3), 1) << "there is no node at 2";
-  EXPECT_EQ(list.getFirstNode(), &inside);
-  EXPECT_EQ(list.getCount(), 1u);
-}
-
 TEST(ZuList, CountsPositionsInSixteenBits) {
   ZuList list;
   std::vector<ZuNode> nodes(65538);

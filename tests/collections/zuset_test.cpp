@@ -2,8 +2,6 @@
 
 #include <gtest/gtest.h>
 
-#include <unordered_set>
-
 #include "tests/collections/support.h"
 
 namespace {
@@ -25,30 +23,6 @@ class NumberSet : public ZuSet {
   static uint32_t low(const void* value) { return static_cast<uint32_t>(reinterpret_cast<uintptr_t>(value)); }
   uint32_t hashes;
 };
-
-TEST(ZuSet, BehavesAsASetThroughRandomAdds) {
-  for (const uint32_t hashes : {1u, 5u, 1000u, ~0u}) {
-    SCOPED_TRACE(hashes);
-    Dice dice(hashes);
-    NumberSet set(hashes);
-    ASSERT_EQ(set.initialize(dice(9)), 0);
-    std::unordered_set<uintptr_t> model;
-    for (int i = 0; i < 1500; ++i) {
-      const uintptr_t number = 1 + dice(3000);
-      ASSERT_EQ(set.holds(number), model.count(number) == 1);
-      if (!set.holds(number)) {
-        ASSERT_EQ(set.addNumber(number), 0);
-      }
-      model.insert(number);
-      ASSERT_EQ(set.getCount(), model.size());
-      ASSERT_LE(set.getCount(), set.getCapacity());
-      ASSERT_EQ(set.getHighWater(), model.size());
-    }
-    for (uintptr_t number = 1; number <= 3000; ++number) {
-      ASSERT_EQ(set.holds(number), model.count(number) == 1);
-    }
-  }
-}
 
 TEST(ZuSet, GrowsPastItsCapacityAndProbesDownwards) {
   NumberSet set(1);

@@ -5,7 +5,6 @@
 #include <gtest/gtest.h>
 
 #include <cstring>
-#include <random>
 #include <string>
 #include <vector>
 
@@ -106,27 +105,19 @@ TEST_F(TextTools, AFailedChainLeavesTheTextAlone) {
 }
 
 TEST_F(TextTools, HexText) {
-  std::mt19937_64 random(37);
-  for (int round = 0; round < 500; ++round) {
-    const unsigned long value = random() >> random() % 64;
-    const auto digits = static_cast<unsigned short>(random() % 20);
-    unsigned char out[128];
-    char expected[64];
-    std::snprintf(expected, sizeof expected, "%0*lX", digits == 0 ? 1 : digits, value);
-    EXPECT_EQ(hexify(out, value, digits), std::strlen(expected));
-    EXPECT_STREQ(reinterpret_cast<char*>(out), expected);
-
-    std::string some(random() % 30, 0);
-    for (char& byte : some) byte = static_cast<char>(random());
-    std::memcpy(out, some.data(), some.size());
-    EXPECT_EQ(hexify(out, out, some.size()), 2 * some.size());
-    EXPECT_TRUE(isHexString(out, 2 * some.size()));
-    EXPECT_EQ(dehexify(out, out, 2 * some.size()), 0);
-    EXPECT_EQ(std::string(reinterpret_cast<char*>(out), some.size()), some);
-    unsigned short wide[64];
-    EXPECT_EQ(wideHexify(wide, out, some.size()), 4 * some.size());
-    EXPECT_EQ(wideDehexify(out, wide, 2 * some.size()), 0);
-    EXPECT_EQ(std::string(reinterpret_cast<char*>(out), some.size()), some);
+  for (unsigned long value = 1; value != 0; value <<= 1) {
+    unsigned char text[40];
+    char expected[40];
+    std::snprintf(expected, sizeof expected, "%018lX", value - 1);
+    EXPECT_EQ(hexify(text, value - 1, 18), 18u);
+    EXPECT_STREQ(reinterpret_cast<char*>(text), expected);
+    std::snprintf(expected, sizeof expected, "%lX", value - 1);
+    EXPECT_EQ(hexify(text, value - 1, 0), std::strlen(expected));
+    unsigned short wide[16];
+    EXPECT_EQ(wideHexify(wide, reinterpret_cast<unsigned char*>(&value), sizeof value), 4 * sizeof value);
+    unsigned long back = 0;
+    EXPECT_EQ(wideDehexify(reinterpret_cast<unsigned char*>(&back), wide, 2 * sizeof value), 0);
+    EXPECT_EQ(back, value);
   }
   unsigned char out[16] = {};
   EXPECT_EQ(dehexify(out, u8("ABc"), 3), 0);
