@@ -33,6 +33,7 @@ extern "C" {
 int __real_open(const char* path, int flags, ...);
 int __real_mkostemp(char* pattern, int flags);
 ssize_t __real_read(int handle, void* bytes, size_t n);
+ssize_t __real_pread(int handle, void* bytes, size_t n, off_t offset);
 ssize_t __real_write(int handle, const void* bytes, size_t n);
 off64_t __real_lseek64(int handle, off64_t offset, int whence);
 int __real_close(int handle);
@@ -45,6 +46,9 @@ int __wrap_mkostemp(char* pattern, int flags) {
 }
 ssize_t __wrap_read(int handle, void* bytes, size_t n) {
   return faults.nextFails() ? -1 : __real_read(handle, bytes, n);
+}
+ssize_t __wrap_pread(int handle, void* bytes, size_t n, off_t offset) {
+  return faults.nextFails() ? -1 : __real_pread(handle, bytes, n, offset);
 }
 ssize_t __wrap_write(int handle, const void* bytes, size_t n) {
   if (faults.nextFails()) return -1;

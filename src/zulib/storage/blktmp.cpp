@@ -60,12 +60,13 @@ int BlkTmpFile::initialize(unsigned short newOrder) {
   nativeOrder = newOrder;
   swapBytes = newOrder ? 1 : 0;
   current = 0;
+  int failed = 0;
   for (Block& block : buffers) {
     if (!block.data) block.data = static_cast<unsigned char*>(ramAlloc(blockSize));
-    if (!block.data) return 1;
+    if (!block.data) failed = 1;
   }
   clear();
-  return 0;
+  return failed;
 }
 
 void BlkTmpFile::clear() {
@@ -75,16 +76,25 @@ void BlkTmpFile::clear() {
   position = 0;
   viewLength = viewStart = viewWritable = 0;
   readCacheLength = readCacheStart = 0;
-  setLimit();
+  setNext();
 }
 
-void BlkTmpFile::setLimit() {
-  const bool ready = buffers[0].data && buffers[1].data;
-  const unsigned long left = kAddressEnd - buffers[current].start;
-  limit = ready ? static_cast<uint32_t>(std::min<unsigned long>(blockSize, left)) : 0;
+// Bytes that the current block may have: less than a block at the end of all addresses, none before the
+// stream is initialized.
+uint32_t BlkTmpFile::limit() const {
+  if (!buffers[0].data || !buffers[1].data) return 0;
+  return static_cast<uint32_t>(std::min<unsigned long>(blockSize, kAddressEnd - buffers[current].start));
 }
 
-bool BlkTmpFile::hasRoomFor(unsigned long count) const { return limit > 0 && count <= kAddressEnd - length; }
+void BlkTmpFile::setNext() {
+  const Block& block = buffers[current];
+  next = block.data + block.used;
+  end = block.data + limit();
+}
+
+bool BlkTmpFile::hasRoomFor(unsigned long count) const {
+  return limit() > 0 && count <= kAddressEnd - length;
+}
 
 bool BlkTmpFile::contains(unsigned long address, unsigned long count) const {
   return address <= length && count <= length - address;
@@ -145,14 +155,17 @@ int BlkTmpFile::spillOther() {
 }
 
 void BlkTmpFile::flip() {
-  const uint32_t next = buffers[current].start + blockSize;
+  const uint32_t start = buffers[current].start + blockSize;
   current = 1 - current;
-  buffers[current].start = next;
-  setLimit();
+  buffers[current].start = start;
 }
 
+// The bytes of a number, which are in their order.
+int BlkTmpFile::appendSlowly(uint64_t value, unsigned long size) { return append(&value, size); }
+
 int BlkTmpFile::append(const void* data, unsigned long count) {
-  if (!hasRoomFor(count)) return failWith(limit > 0 ? EFBIG : EBADF);
+  const Settled settled(this);
+  if (!hasRoomFor(count)) return failWith(limit() > 0 ? EFBIG : EBADF);
   const auto* from = static_cast<const unsigned char*>(data);
   unsigned long left = count;
   while (buffers[current].used + left > blockSize) {
@@ -175,8 +188,9 @@ int BlkTmpFile::append(const void* data, unsigned long count) {
 }
 
 int BlkTmpFile::write(unsigned long address, const void* data, unsigned long count) {
+  const Settled settled(this);
   if (address > length) return failWith(EINVAL);
-  if (!hasRoomFor(count - std::min(count, length - address))) return failWith(limit > 0 ? EFBIG : EBADF);
+  if (!hasRoomFor(count - std::min(count, length - address))) return failWith(limit() > 0 ? EFBIG : EBADF);
   if (address == length) return append(data, count);
   const auto* from = static_cast<const unsigned char*>(data);
   if (address < flushed) {
@@ -191,7 +205,7 @@ int BlkTmpFile::write(unsigned long address, const void* data, unsigned long cou
     if (count == 0 || (!isCurrent && address >= buffers[current].start)) continue;
     const unsigned long offset = address - block->start;
     const auto n =
-        static_cast<uint32_t>(std::min<unsigned long>(count, (isCurrent ? limit : block->used) - offset));
+        static_cast<uint32_t>(std::min<unsigned long>(count, (isCurrent ? limit() : block->used) - offset));
     std::memcpy(block->data + offset, from, n);
     block->used = std::max(block->used, static_cast<uint32_t>(offset + n));
     length = std::max(length, block->start + block->used);
@@ -199,10 +213,12 @@ int BlkTmpFile::write(unsigned long address, const void* data, unsigned long cou
     from += n;
     count -= n;
   }
+  setNext();
   return count > 0 ? append(from, count) : 0;
 }
 
 int BlkTmpFile::copy(unsigned long address, BlkTmpFile* source, unsigned long count) {
+  source->settle();
   if (!source->contains(address, count)) return failWith(EINVAL);
   while (count > 0) {
     void* piece = nullptr;
@@ -255,6 +271,7 @@ int BlkTmpFile::nextPiece(unsigned long address, unsigned long count, const unsi
 }
 
 int BlkTmpFile::read(unsigned long address, void* out, unsigned long count) {
+  settle();
   if (!contains(address, count)) return failWith(EINVAL);
   auto* to = static_cast<unsigned char*>(out);
   while (count > 0) {
@@ -275,6 +292,7 @@ int BlkTmpFile::read(unsigned long address, void* out, unsigned long count) {
 }
 
 int BlkTmpFile::readCurLoc(void* out, unsigned long count) {
+  settle();
   const unsigned long address = position;
   position = static_cast<uint32_t>(std::min(address + std::min(count, kAddressEnd), kAddressEnd));
   return read(address, out, count);
@@ -282,7 +300,8 @@ int BlkTmpFile::readCurLoc(void* out, unsigned long count) {
 
 int BlkTmpFile::tmpPointer(unsigned long address, void** pointer, unsigned long* room,
                            unsigned short writable) {
-  if (limit == 0 || address > length) return failWith(EINVAL);
+  settle();
+  if (limit() == 0 || address > length) return failWith(EINVAL);
   if (isViewChanged() && storeInFile(viewStart, view, viewLength)) return 1;
   viewWritable = writable;
   viewLength = viewStart = 0;
@@ -306,9 +325,10 @@ int BlkTmpFile::tmpPointer(unsigned long address, void** pointer, unsigned long*
 // --- pipes ------------------------------------------------------------------------------------------------
 
 int BlkTmpFile::appendFromWire(ZuTCPIP* wire, unsigned long count, int, int timeout, int* timedOut) {
+  const Settled settled(this);
   pipe = wire;
   if (timedOut) *timedOut = 0;
-  if (!hasRoomFor(count)) return failWith(limit > 0 ? EFBIG : EBADF);
+  if (!hasRoomFor(count)) return failWith(limit() > 0 ? EFBIG : EBADF);
   while (count > 0) {
     const unsigned long chunk = std::min(count, kWirePiece);
     if (buffers[current].used + chunk > blockSize && spillOther()) return 1;
@@ -332,6 +352,7 @@ int BlkTmpFile::appendFromWire(ZuTCPIP* wire, unsigned long count, int, int time
 }
 
 int BlkTmpFile::writeToWire(unsigned long address, ZuTCPIP* wire, unsigned long count, int) {
+  settle();
   if (!contains(address, count)) return failWith(EINVAL);
   while (count > 0) {
     const unsigned char* piece = nullptr;

@@ -12,6 +12,9 @@
 // Two blocks' worth of memory in front of the file part are made when they are needed: `view`, for
 // tmpPointer, and `readCache`, for small reads. What is written to the file is written to both.
 //
+// The appendInt forms only move `next`; every other operation first adds what they appended to the numbers of
+// the stream (`settle`).
+//
 // Addresses are 32 bits wide; a stream that would become longer fails (error 30041).
 //
 // Usage:
@@ -50,10 +53,13 @@ class ZU_API BlkTmpFile : public ZuObject {
   // Empties the stream; the memory and the file stay.
   void clear();
 
-  unsigned long getLength() const { return length; }
+  unsigned long getLength() const { return length + pending(); }
   // Where readCurLoc reads next. Appending moves it too, by what is appended.
-  unsigned long getPosition() const { return position; }
-  void setPosition(unsigned long address) { position = static_cast<uint32_t>(address); }
+  unsigned long getPosition() const { return position + pending(); }
+  void setPosition(unsigned long address) {
+    settle();
+    position = static_cast<uint32_t>(address);
+  }
 
   int append(const void* data, unsigned long count);
   int appendInt8(uint8_t value) { return appendNumber(value); }
@@ -101,15 +107,24 @@ class ZU_API BlkTmpFile : public ZuObject {
     uint32_t start;  // address of the first byte
   };
 
+  // Settles the stream for an operation that appends, and lets the appendInt forms go on after it.
+  class Settled {
+   public:
+    explicit Settled(BlkTmpFile* stream) : stream(stream) { stream->settle(); }
+    Settled(const Settled&) = delete;
+    Settled& operator=(const Settled&) = delete;
+    ~Settled() { stream->setNext(); }
+
+   private:
+    BlkTmpFile* stream;
+  };
+
   template <class Number>
   int appendNumber(Number value) {
     if (swapBytes) value = reversed(value);
-    Block& block = buffers[current];
-    if (block.used + sizeof value > limit) return append(&value, sizeof value);
-    std::memcpy(block.data + block.used, &value, sizeof value);
-    block.used += sizeof value;
-    length += sizeof value;
-    position += sizeof value;
+    if (static_cast<unsigned long>(end - next) < sizeof value) return appendSlowly(value, sizeof value);
+    std::memcpy(next, &value, sizeof value);
+    next += sizeof value;
     return 0;
   }
   template <class Number>
@@ -124,10 +139,21 @@ class ZU_API BlkTmpFile : public ZuObject {
   static uint64_t reversed(uint64_t value) { return __builtin_bswap64(value); }
 
   Block& other() { return buffers[1 - current]; }
+  unsigned long pending() const {
+    return static_cast<unsigned long>(next - buffers[current].data) - buffers[current].used;
+  }
+  void settle() {
+    const auto n = static_cast<uint32_t>(pending());
+    buffers[current].used += n;
+    length += n;
+    position += n;
+  }
+  void setNext();
+  int appendSlowly(uint64_t value, unsigned long size);
   bool hasRoomFor(unsigned long count) const;
   bool contains(unsigned long address, unsigned long count) const;
   bool isViewChanged() const { return viewLength != 0 && viewWritable != 0; }
-  void setLimit();
+  uint32_t limit() const;
   int openFile();
   int spillOther();
   void flip();
@@ -156,7 +182,9 @@ class ZU_API BlkTmpFile : public ZuObject {
   uint16_t nativeOrder = 1;
   uint16_t swapBytes = 0;
   ZuTCPIP* pipe = nullptr;  // the last that was read from; not owned
-  uint32_t limit = 0;  // bytes that the current block may have: less than a block at the end of all addresses
+  // Where the current block goes on, and its end. Both null until the stream is initialized.
+  unsigned char* next = nullptr;
+  unsigned char* end = nullptr;
 };
 
 #endif

@@ -318,11 +318,11 @@ int ZuTmpFile::tmpWrFile(const void* page, unsigned long number) {
 int ZuTmpFile::tmpRdFile(void* page, unsigned long number) {
   if (number > highPage || !fileName) return 0;
   if (openFile()) return 1;
-  unsigned long got = 0;
-  bosFileRead(handle, placeOf(number), page, kPageSize, &got);
-  filePosition = kPositionUnknown;
+  // The position stays where the next write may need it, and the seek is saved: trees read pages all over the
+  // file.
+  const ssize_t got = pread(handle, page, kPageSize, placeOf(number));
   // Less than a page is no failure: the page was skipped when later ones were written.
-  if (static_cast<long>(got) >= 0) return 0;
+  if (got >= 0) return 0;
   bosMapError(errno, fileName);
   return 1;
 }
