@@ -9,6 +9,7 @@
 #include <thread>
 
 #include "tests/net/peer.h"
+#include "tests/storage/file_faults.h"
 #include "tests/storage/support.h"
 #include "tests/support/fault_allocator.h"
 #include "zulib/net/zutcpip.h"
@@ -265,6 +266,22 @@ TEST_F(Streams, FailuresLeaveWhatIsThere) {
     return good;
   });
   EXPECT_GE(failed, 5u);
+
+  const auto failedCalls = storagetest::sweepFileCalls([&](storagetest::FileFaults& faults) {
+    BlkTmpFile stream(8);
+    void* pointer = nullptr;
+    unsigned long room = 0;
+    const bool good = stream.initialize(0) == 0 && stream.append(text.data(), text.size()) == 0 &&
+                      stream.read(3, out.data(), 4) == 0 && stream.tmpPointer(2, &pointer, &room, 1) == 0 &&
+                      stream.write(1, "more", 4) == 0 && stream.copy(0, &stream, 20) == 0;
+    faults.stop();
+    EXPECT_EQ(takeError() == 0, good);
+    const unsigned long kept = std::min(stream.getLength(), text.size());
+    EXPECT_EQ(stream.read(0, out.data(), kept), 0);
+    EXPECT_EQ(out.substr(5, kept - 5), text.substr(5, kept - 5));
+    return good;
+  });
+  EXPECT_GT(failedCalls, 10u);
 
   // The disk is full.
   const auto old = signal(SIGXFSZ, SIG_IGN);

@@ -11,6 +11,7 @@
 #include <optional>
 #include <vector>
 
+#include "tests/storage/file_faults.h"
 #include "tests/storage/support.h"
 #include "tests/support/fault_allocator.h"
 #include "tests/support/tree_checker.h"
@@ -457,6 +458,27 @@ TEST_F(TreeFaults, AllocationsFail) {
   CheckedTree<ZuTree> useless(2000, 100, nullptr, 1, 0, 0);
   EXPECT_EQ(useless.add(std::string(2000, 'k').data(), std::string(100, 'd').data(), nullptr), 1);
   EXPECT_EQ(takeError(), 30041u);
+}
+
+// Every call on the temporary file failed in turn: each is reported, and the tree still works.
+TEST_F(TreeFaults, FileCallsFail) {
+  const std::string data(600, 'd');
+  const auto failed = storagetest::sweepFileCalls([&](storagetest::FileFaults& faults) {
+    Tree tree(8, 600, nullptr, 1, 0, 0);
+    bool good = true;
+    unsigned found = 0;
+    for (unsigned long i = 0; good && i < 60; ++i)
+      good = tree.add(key(i * 37 % 61).data(), data.data(), nullptr) == 0;
+    for (unsigned long i = 0; good && i < 60; ++i) good = tree.doesExist(key(i).data(), &found) == 0;
+    good = good && tree.reset() == 0;
+    faults.stop();
+    EXPECT_EQ(takeError() == 0, good);
+    EXPECT_EQ(tree.add(key(99).data(), data.data(), nullptr), 0);
+    EXPECT_EQ(tree.doesExist(key(99).data(), &found), 0);
+    EXPECT_EQ(found, 1u);
+    return good;
+  });
+  EXPECT_GT(failed, 50u);
 }
 
 // The disk is full: writes of the temporary file beyond a limit fail.
