@@ -152,4 +152,15 @@ output=$(in_english env KRB5_CONFIG=/dev/null KRB5CCNAME=FILE:/nowhere "$scratch
 grep -q '2749: There are no Kerberos credentials' <<<"$output" || fail "the pipe printed: $output"
 pass "the pipe"
 
+# Words counted in a tree, as the system's tools count them.
+cmake -S examples/tree -B "$scratch/tree" -G Ninja -DCMAKE_PREFIX_PATH="$scratch/prefix" >/dev/null
+cmake --build "$scratch/tree" >/dev/null || fail "examples/tree does not build"
+awk 'BEGIN { srand(2); for (i = 0; i < 60000; i++) printf "W%d%s", int(rand() * rand() * 20000), i % 9 ? " " : ".\n" }' >"$scratch/text"
+LC_ALL=C tr -cs 'A-Za-z0-9' '\n' <"$scratch/text" | tr A-Z a-z | LC_ALL=C sort | uniq -c >"$scratch/expected"
+"$scratch/tree/zuwords" <"$scratch/text" >"$scratch/counted" || fail "zuwords ended with an error"
+cmp -s "$scratch/expected" "$scratch/counted" || fail "zuwords counts otherwise than uniq"
+LC_ALL=C sort -k 1,1nr -k 2,2 "$scratch/expected" | head -20 >"$scratch/top"
+"$scratch/tree/zuwords" --top 20 <"$scratch/text" | cmp -s "$scratch/top" || fail "zuwords --top 20 ranks otherwise"
+pass "the counter of words"
+
 echo "$passed passed, 0 failed"

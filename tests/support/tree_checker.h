@@ -16,7 +16,7 @@ template <class Tree>
 class CheckedTree : public Tree {
  public:
   using Tree::Tree;
-  using Node = ZuTree::Node;
+  using Node = zustorage::TreeNode;
 
   // Walks all nodes. Every address is that of one node, all leaves are on one level, keys do not decrease,
   // and as many are not marked as the tree has records.
@@ -47,7 +47,7 @@ class CheckedTree : public Tree {
     EXPECT_GE(node.sonCount(), 1u);
     EXPECT_EQ(node.pendingKeyAdjust(), 0u);
     std::memcpy(copy, node.start(), this->nodeSize);
-    node = Node(this, copy);
+    node = this->nodeAt(copy);
     const bool leaf = node.isLeaf();
     if (leaf) {
       if (leafLevel == 0) leafLevel = level;

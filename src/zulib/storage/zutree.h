@@ -41,6 +41,10 @@
 #include "zulib/runtime/zuobject.h"
 #include "zulib/storage/tmp.h"
 
+namespace zustorage {
+class TreeNode;
+}
+
 class ZuTree;
 
 // A place in a tree: on a record, or between two. It is valid until the tree is changed in another way than
@@ -134,8 +138,7 @@ class ZU_API ZuTree : public ZuObject {
   virtual int getLast(void* key, void* data, unsigned int* found, ZuTreeIterator* iterator);
 
  protected:
-  class Node;  // internal/treenode.h
-  friend class Node;
+  using Node = zustorage::TreeNode;
 
   // Finds a key, and its place in the tree. With `forceDescent` the search goes to a leaf, where a new key
   // belongs.
@@ -148,6 +151,7 @@ class ZU_API ZuTree : public ZuObject {
 
   // Records that the tree's bytes are damaged.
   static int failDamaged();
+  Node nodeAt(unsigned char* bytes) const;
   int getPtr(unsigned long address, Node* node);
   int getDirtyPtr(unsigned long address, Node* node);
   short keyCompare(const void* a, const void* b) const;

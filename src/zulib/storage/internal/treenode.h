@@ -3,18 +3,28 @@
 #ifndef ZULIB_STORAGE_INTERNAL_TREENODE_H
 #define ZULIB_STORAGE_INTERNAL_TREENODE_H
 
+#include <cstdint>
 #include <cstring>
 
-#include "zulib/storage/zutree.h"
+namespace zustorage {
 
-class ZuTree::Node {
+// What all nodes of a tree have in common; sizes in bytes.
+struct NodeShape {
+  uint16_t keySize;
+  uint16_t dataSize;
+  uint16_t markSize;  // 0 or 1
+  uint16_t triadSize;
+  uint16_t maxSons;
+};
+
+class TreeNode {
  public:
   static constexpr unsigned short kHeaderSize = 8;
   static constexpr unsigned short kSonSize = 4;
   static constexpr unsigned short kMostBytes = 2048;
 
-  Node() = default;
-  Node(const ZuTree* tree, unsigned char* bytes) : tree(tree), bytes(bytes) {}
+  TreeNode() = default;
+  TreeNode(const NodeShape& shape, unsigned char* bytes) : shape(shape), bytes(bytes) {}
 
   uint16_t sonCount() const { return load<uint16_t>(bytes); }
   void setSonCount(unsigned n) { store(bytes, static_cast<uint16_t>(n)); }
@@ -28,13 +38,13 @@ class ZuTree::Node {
   uint32_t son(unsigned i) const { return load<uint32_t>(triad(i)); }
   void setSon(unsigned i, unsigned long address) { store(triad(i), static_cast<uint32_t>(address)); }
   unsigned char* key(unsigned i) const { return triad(i) + kSonSize; }
-  unsigned char* data(unsigned i) const { return key(i) + tree->keySize; }
-  bool isDeleted(unsigned i) const { return tree->deleteMarkSize && data(i)[tree->dataSize] == 1; }
+  unsigned char* data(unsigned i) const { return key(i) + shape.keySize; }
+  bool isDeleted(unsigned i) const { return shape.markSize && data(i)[shape.dataSize] == 1; }
   void setDeleted(unsigned i, bool on) {
-    if (tree->deleteMarkSize) data(i)[tree->dataSize] = on;
+    if (shape.markSize) data(i)[shape.dataSize] = on;
   }
   bool isLeaf() const { return son(0) == 0; }
-  bool isFull() const { return sonCount() == tree->maxSons; }
+  bool isFull() const { return sonCount() == shape.maxSons; }
 
   // The key of a positional tree.
   uint32_t number(unsigned i) const { return load<uint32_t>(key(i)); }
@@ -43,27 +53,27 @@ class ZuTree::Node {
   }
 
   void setRecord(unsigned i, const void* newKey, const void* newData, bool deleted) {
-    std::memcpy(key(i), newKey, tree->keySize);
-    if (tree->dataSize) std::memcpy(data(i), newData, tree->dataSize);
+    std::memcpy(key(i), newKey, shape.keySize);
+    if (shape.dataSize) std::memcpy(data(i), newData, shape.dataSize);
     setDeleted(i, deleted);
   }
   // Makes room for a key at `i`, and a son after it.
   void openGap(unsigned i) {
-    std::memmove(key(i + 1), key(i), static_cast<unsigned long>(keyCount() - i) * tree->triadSize);
+    std::memmove(key(i + 1), key(i), static_cast<unsigned long>(keyCount() - i) * shape.triadSize);
     setSonCount(sonCount() + 1u);
   }
   // Takes key `i` out, with the son after it or the one before it.
   void removeWithSonAfter(unsigned i) {
-    std::memmove(key(i), key(i + 1), static_cast<unsigned long>(keyCount() - i - 1) * tree->triadSize);
+    std::memmove(key(i), key(i + 1), static_cast<unsigned long>(keyCount() - i - 1) * shape.triadSize);
     setSonCount(sonCount() - 1u);
   }
   void removeWithSonBefore(unsigned i) {
     std::memmove(triad(i), triad(i + 1),
-                 static_cast<unsigned long>(keyCount() - i - 1) * tree->triadSize + kSonSize);
+                 static_cast<unsigned long>(keyCount() - i - 1) * shape.triadSize + kSonSize);
     setSonCount(sonCount() - 1u);
   }
 
-  unsigned char* triad(unsigned i) const { return bytes + kHeaderSize + i * tree->triadSize; }
+  unsigned char* triad(unsigned i) const { return bytes + kHeaderSize + i * shape.triadSize; }
   unsigned char* start() const { return bytes; }
 
   // Numbers lie in the machine's byte order: the file is never read by another machine.
@@ -79,8 +89,10 @@ class ZuTree::Node {
   }
 
  private:
-  const ZuTree* tree = nullptr;
+  NodeShape shape = {};
   unsigned char* bytes = nullptr;
 };
+
+}  // namespace zustorage
 
 #endif
