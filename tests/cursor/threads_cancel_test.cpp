@@ -128,4 +128,22 @@ TEST_F(ThreadsCancel, EndsWhatIsStillExecuting) {
   EXPECT_EQ(rowTexts(19, 20), rows.text());
 }
 
+// The server's own cancel, over a driver that waits for it.
+class PostgresThreadsCancel : public PostgresFixture {};
+
+TEST_F(PostgresThreadsCancel, EndAStatementThatWaitsInTheServer) {
+  OdbcConnection conn(connectionString());
+  OdbcConnection watcher(connectionString(), SQL_CUR_USE_DRIVER);  // waits for no lock of the cursor library
+  OdbcStatement stmt(conn);
+  SQLRETURN rc = SQL_SUCCESS;
+  std::thread sleeping([&] { rc = stmt.execute("select pg_sleep(60)"); });
+  const char* const asleep =
+      "select count(*) from pg_stat_activity where wait_event = 'PgSleep' and state = 'active'";
+  while (watcher.value(asleep) == "0") std::this_thread::yield();
+  EXPECT_EQ(SQL_SUCCESS, SQLCancel(stmt));
+  sleeping.join();
+  EXPECT_EQ(SQL_ERROR, rc);
+  EXPECT_SQL(SQL_SUCCESS, stmt, stmt.execute("select 1")) << "the cancel concerns no later call";
+}
+
 }  // namespace
