@@ -196,6 +196,7 @@ SQLRETURN dropDescriptor(SQLHDESC handle) {
     return library->CLFreeHandle(SQL_HANDLE_DESC, &*desc);
   });
   if (!SQL_SUCCEEDED(rc)) return endCall(*desc, conn, rc);
+  leaveLists(*desc);
   retireDescriptor(desc.takeOut());
   return endCall(*conn, conn, rc);
 }
@@ -222,6 +223,7 @@ SQLRETURN dropStatement(SQLHSTMT handle) {
     return library->CLFreeHandle(SQL_HANDLE_STMT, &*stmt);
   });
   if (!SQL_SUCCEEDED(rc)) return endCall(*stmt, conn, rc);
+  leaveLists(*stmt);
   retireStatement(stmt.takeOut());
   if (!isInLibrary()) reapReleased(*conn, false);
   return rc;

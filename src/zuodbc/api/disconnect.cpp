@@ -65,6 +65,7 @@ void dropOtherHandles(DMConn& conn) {
       continue;
     }
     desc->state->ofCursorLibrary = false;
+    leaveLists(*desc);
     withdraw(*desc);
     leave(*desc);
     awaitUnpinned(*desc, 1);

@@ -92,6 +92,16 @@ void destroy(DMHandle* handle) {
 
 }  // namespace
 
+void leaveLists(DMStmt& stmt) noexcept {
+  const std::lock_guard lock(stmt.conn->state->lock);
+  unlist(&stmt);
+}
+
+void leaveLists(DMDesc& desc) noexcept {
+  const std::lock_guard lock(desc.conn->state->lock);
+  unlist(&desc);
+}
+
 void retireStatement(DMStmt* stmt) noexcept {
   DMConnState& conn = *stmt->conn->state;
   std::unique_lock lock(conn.lock);
@@ -165,6 +175,7 @@ EnteredStatements::~EnteredStatements() {
 
 void EnteredStatements::retire() noexcept {
   for (DMStmt* stmt : statements) {
+    leaveLists(*stmt);
     withdraw(*stmt);
     leave(*stmt);
     awaitUnpinned(*stmt, 1);

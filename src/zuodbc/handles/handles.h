@@ -148,8 +148,13 @@ inline bool isVersion3Application(const DMConn& conn) noexcept {
 DMStmt* makeStatement(DMConn& conn, bool ofCursorLibrary) noexcept;
 DMDesc* makeDescriptor(DMConn& conn, bool ofCursorLibrary) noexcept;
 
-// Removes a statement or descriptor that no call has in hand from its connection's lists and destroys it. One
-// that belongs to the cursor library waits in `released`.
+// Removes a statement or descriptor from its connection's lists, through which a call could still pin it. To
+// be done before the handle is taken out of the register.
+void leaveLists(DMStmt& stmt) noexcept;
+void leaveLists(DMDesc& desc) noexcept;
+
+// Destroys a statement or descriptor that no call has in hand, and removes it from the lists before if need
+// be. One that belongs to the cursor library waits in `released`.
 void retireStatement(DMStmt* stmt) noexcept;
 void retireDescriptor(DMDesc* desc) noexcept;
 
