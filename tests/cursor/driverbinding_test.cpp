@@ -130,6 +130,47 @@ TEST_F(DriverBinding, DescriptorsAreNotCopiedUnderACursor) {
   EXPECT_EQ(1, moved);
 }
 
+TEST_F(DriverBinding, SetUpRefusesAndCanBeTriedAgain) {
+  script.answers["update"] = ScriptAnswer{};
+  SQLINTEGER id = 0;
+  ASSERT_SQL(SQL_SUCCESS, stmt, stmt.execute("select"));
+  EXPECT_SQL(SQL_ERROR, stmt, SQLFetchScroll(stmt, SQL_FETCH_NEXT, 0));
+  EXPECT_EQ("HY010", stmt.states());  // nothing is bound
+  SQLBindCol(stmt, 3, SQL_C_SLONG, &id, 0, nullptr);
+  EXPECT_SQL(SQL_ERROR, stmt, SQLFetchScroll(stmt, SQL_FETCH_NEXT, 0));
+  EXPECT_EQ("07009", stmt.states());
+  SQLFreeStmt(stmt, SQL_CLOSE);
+  SQLBindCol(stmt, 3, SQL_C_SLONG, nullptr, 0, nullptr);
+  SQLBindCol(stmt, 1, SQL_C_SLONG, &id, 0, nullptr);
+  for (const char* function : {"SQLNumResultCols", "SQLDescribeCol", "SQLSetStmtAttr", "SQLBindCol"}) {
+    SCOPED_TRACE(function);
+    ASSERT_SQL(SQL_SUCCESS, stmt, stmt.execute("select"));
+    script.counts.clear();
+    script.faults = {{function, 1, SQL_ERROR, "HY000"}};
+    EXPECT_SQL(SQL_ERROR, stmt, SQLFetchScroll(stmt, SQL_FETCH_NEXT, 0));
+    EXPECT_NE("", stmt.states());
+    script.faults.clear();
+    id = 0;
+    EXPECT_SQL(SQL_SUCCESS, stmt, SQLFetch(stmt));  // the driver writes where the application told it
+    EXPECT_EQ(1, id);
+    EXPECT_SQL(SQL_SUCCESS, stmt, SQLCloseCursor(stmt));
+  }
+}
+
+// With a length of 0 the driver writes nothing, so it may have the application's own pointer.
+TEST_F(DriverBinding, ABufferWithoutLengthIsTheApplicationsOwn) {
+  char name[16] = "untouched";
+  SQLLEN length = 0;
+  SQLINTEGER id = 0;
+  SQLBindCol(stmt, 2, SQL_C_CHAR, name, 0, &length);
+  SQLBindCol(stmt, 1, SQL_C_SLONG, &id, 0, nullptr);
+  ASSERT_SQL(SQL_SUCCESS, stmt, stmt.execute("select"));
+  EXPECT_TRUE(SQL_SUCCEEDED(SQLFetchScroll(stmt, SQL_FETCH_NEXT, 0))) << stmt.why();
+  EXPECT_STREQ("untouched", name);
+  EXPECT_EQ(5, length);
+  EXPECT_EQ(1, id);
+}
+
 class WithoutCopies : public DriverBinding {
  protected:
   WithoutCopies() : DriverBinding(ScriptedVariant::NoDescriptors) {}

@@ -211,25 +211,6 @@ TEST_F(Positioned, DataAtExecution) {
   }
 }
 
-// The driver reads the search values when the data have come; the cursor has gone through its whole file by
-// then.
-TEST_F(Positioned, ValuesOutlastAJourneyWhileDataAreAwaited) {
-  script.answers["select"] = scriptedRows(5000);
-  open(1);
-  char value[8] = "later";
-  SQLLEN length = SQL_DATA_AT_EXEC;
-  SQLBindParameter(change, 1, SQL_PARAM_INPUT, SQL_C_CHAR, SQL_VARCHAR, 8, 0, value, 8, &length);
-  EXPECT_SQL(SQL_NEED_DATA, change, change.execute("update t set name = ? where current of c"));
-  SQLPOINTER token;
-  EXPECT_SQL(SQL_NEED_DATA, change, SQLParamData(change, &token));
-  ASSERT_TRUE(SQL_SUCCEEDED(rows->fetch(SQL_FETCH_LAST)));
-  for (SQLLEN row = 4000; row > 0; row -= 500)
-    ASSERT_TRUE(SQL_SUCCEEDED(rows->fetch(SQL_FETCH_ABSOLUTE, row)));
-  EXPECT_SQL(SQL_SUCCESS, change, SQLPutData(change, value, SQL_NTS));
-  EXPECT_SQL(SQL_SUCCESS, change, SQLParamData(change, &token));
-  EXPECT_EQ("update t set name = ? WHERE \"id\" = ? AND \"name\" = ? | later | 1 | row 1", last());
-}
-
 TEST_F(Positioned, CarriesOnWhereTheDriverStopped) {
   open(2);
   script.counts.clear();
@@ -284,6 +265,75 @@ TEST_F(OneActiveStatement, ReadsTheOpenResultFirst) {
   EXPECT_EQ("update t set name = 'x' WHERE \"id\" = ? AND \"name\" = ? | 1 | row 1", last());
   EXPECT_SQL(SQL_SUCCESS, reader, read.fetch(SQL_FETCH_LAST));
   EXPECT_EQ("5:row 5", read.text());
+}
+
+// What is in the queue of the other statement already does not decide about its rows.
+TEST_F(OneActiveStatement, JudgesARowErrorByTheDriversRecordsAlone) {
+  OdbcStatement reader(conn), writer(conn);
+  ScriptAnswer answer = scriptedRows(6);
+  answer.rows[2].sqlstate = "22003";
+  script.answers["select"] = answer;
+  reader.makeScrollable(2);
+  Rowset read(reader, 2);
+  ASSERT_SQL(SQL_SUCCESS, reader, reader.execute("select id, name from t"));
+  ASSERT_SQL(SQL_SUCCESS, reader, read.fetch(SQL_FETCH_NEXT));
+  EXPECT_SQL(SQL_ERROR, reader, SQLSetPos(reader, 9, SQL_POSITION, SQL_LOCK_NO_CHANGE));
+  EXPECT_SQL(SQL_SUCCESS, writer, writer.execute("update t set name = 'x'"));
+  EXPECT_SQL(SQL_SUCCESS, reader, read.fetch(SQL_FETCH_LAST));
+  EXPECT_EQ(rowTexts(5, 6), read.text());
+}
+
+// A connection that is lost while rows are read ahead fails that call, and every later one on the result.
+TEST_F(OneActiveStatement, ALostConnectionIsNoEndOfTheResult) {
+  for (const char* state : {"08S01", "57P01"}) {
+    script.counts.clear();
+    script.faults = {{"SQLFetch", 3, SQL_ERROR, state}};
+    OdbcStatement reader(conn);
+    reader.makeScrollable(1);
+    Rowset read(reader, 1);
+    ASSERT_SQL(SQL_SUCCESS, reader, reader.execute("select id, name from t"));
+    EXPECT_SQL(SQL_ERROR, reader, read.fetch(SQL_FETCH_LAST));
+    EXPECT_EQ(state, reader.states());
+    SQLLEN count = 0;
+    for (const SQLRETURN rc : {read.fetch(SQL_FETCH_FIRST), SQLRowCount(reader, &count)})
+      EXPECT_EQ(SQL_ERROR, rc);
+    EXPECT_EQ("08S01", reader.states());
+  }
+}
+
+TEST_F(Positioned, NeedsARowThatWasDelivered) {
+  open(2);
+  stmt.set(SQL_ATTR_ROW_ARRAY_SIZE, 4);
+  EXPECT_SQL(SQL_NO_DATA, stmt, rows->fetch(SQL_FETCH_ABSOLUTE, 0));
+  EXPECT_SQL(SQL_ERROR, stmt, SQLSetPos(stmt, 4, SQL_POSITION, SQL_LOCK_NO_CHANGE));
+  EXPECT_EQ("24000", stmt.states());
+  EXPECT_SQL(SQL_ERROR, change, change.execute("delete from t where current of c"));
+  EXPECT_EQ("24000", change.states());
+}
+
+TEST_F(Positioned, HasANativeText) {
+  open(2);
+  SQLCHAR text[100] = "";
+  SQLINTEGER length = 0;
+  SQLCHAR sql[] = "delete from t where current of c";
+  EXPECT_SQL(SQL_SUCCESS, conn, SQLNativeSql(conn, sql, SQL_NTS, text, sizeof text, &length));
+  EXPECT_STREQ("delete from t WHERE \"id\" = ? AND \"name\" = ?", reinterpret_cast<char*>(text));
+  rows->fetch(SQL_FETCH_ABSOLUTE, 0);
+  EXPECT_SQL(SQL_ERROR, conn, SQLNativeSql(conn, sql, SQL_NTS, text, sizeof text, &length));
+  EXPECT_EQ("24000", conn.states());
+}
+
+// SQL_RESET_PARAMS forgets the parameters also when the statement's text is gone already.
+TEST_F(Positioned, HasOnlyTheParametersOfNow) {
+  open(1);
+  SQLINTEGER stale = 77;
+  SQLBindParameter(change, 1, SQL_PARAM_INPUT, SQL_C_SLONG, SQL_INTEGER, 10, 0, &stale, 0, nullptr);
+  ASSERT_SQL(SQL_SUCCESS, change, change.execute("insert into t values (?)"));
+  EXPECT_SQL(SQL_SUCCESS, change, SQLFreeStmt(change, SQL_CLOSE));
+  EXPECT_SQL(SQL_SUCCESS, change, SQLFreeStmt(change, SQL_RESET_PARAMS));
+  EXPECT_EQ(nullptr, object(change).apd->bindList);
+  EXPECT_SQL(SQL_SUCCESS, change, change.execute("delete from t where current of c"));
+  EXPECT_EQ("delete from t WHERE \"id\" = ? AND \"name\" = ? | 1 | row 1", last());
 }
 
 TEST_F(Positioned, GetDataReadsTheRowOnceInPieces) {
