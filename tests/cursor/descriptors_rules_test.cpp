@@ -228,7 +228,7 @@ TEST_F(Descriptors, AnExplicitOneUnderACursor) {
   ASSERT_SQL(SQL_SUCCESS, stmt, stmt.execute("select"));
   ASSERT_SQL(SQL_SUCCESS, stmt, SQLFetchScroll(stmt, SQL_FETCH_NEXT, 0));
   EXPECT_EQ(1, id);
-  EXPECT_EQ(shared, descriptor(stmt, SQL_ATTR_APP_ROW_DESC));  // not the copy that stands in for it
+  EXPECT_EQ(shared, descriptor(stmt, SQL_ATTR_APP_ROW_DESC));  // not the copy that is in use
 
   EXPECT_EQ(SQL_ERROR, SQLFreeHandle(SQL_HANDLE_DESC, shared));
   EXPECT_EQ("HYC00", states(shared));

@@ -1,5 +1,5 @@
 // The cursor library over drivers of every ODBC version: which calls reach the driver in which form, when the
-// library stands in, and how it gets along with a driver's limits.
+// library scrolls, and how it adapts to a driver's limits.
 
 #include <algorithm>
 
@@ -51,70 +51,6 @@ TEST_P(AnyDriver, ScrollsAndUpdates) {
   EXPECT_EQ("select id, name from t ", script.executed().front().text);
 }
 
-// Row sets by SQLExtendedFetch, a call that never reaches the driver.
-TEST_P(AnyDriver, ExtendsRowWiseFetches) {
-  connect();
-  struct Row {
-    SQLINTEGER id;
-    SQLLEN idLength;
-    char name[12];
-    SQLLEN nameLength;
-  };
-  std::vector<Row> storage(8);
-  SQLUSMALLINT statuses[4] = {};
-  SQLULEN count = 0;
-  OdbcStatement stmt(connection);
-  EXPECT_SQL(SQL_SUCCESS, stmt, stmt.set(SQL_ATTR_CURSOR_TYPE, SQL_CURSOR_STATIC));
-  EXPECT_SQL(SQL_SUCCESS, stmt, stmt.set(SQL_ROWSET_SIZE, SQLULEN{4}));
-  EXPECT_SQL(SQL_SUCCESS, stmt, stmt.set(SQL_ATTR_ROW_BIND_TYPE, sizeof(Row)));
-  EXPECT_SQL(SQL_SUCCESS, stmt, SQLBindCol(stmt, 1, SQL_C_SLONG, &storage[0].id, 0, &storage[0].idLength));
-  EXPECT_SQL(
-      SQL_SUCCESS, stmt,
-      SQLBindCol(stmt, 2, SQL_C_CHAR, storage[0].name, sizeof storage[0].name, &storage[0].nameLength));
-  ASSERT_SQL(SQL_SUCCESS, stmt, stmt.execute("select id, name from t"));
-  ASSERT_SQL(SQL_SUCCESS, stmt, SQLExtendedFetch(stmt, SQL_FETCH_LAST, 0, &count, statuses));
-  EXPECT_EQ(4u, count);
-  for (int i = 0; i < 4; ++i) EXPECT_EQ(6 + i, storage[i].id);
-  EXPECT_STREQ("row 9", storage[3].name);
-
-  ASSERT_SQL(SQL_SUCCESS, stmt, SQLExtendedFetch(stmt, SQL_FETCH_ABSOLUTE, 8, &count, statuses));
-  EXPECT_EQ(2u, count);
-  EXPECT_EQ(SQL_ROW_SUCCESS, statuses[1]);
-  EXPECT_EQ(SQL_ROW_NOROW, statuses[2]);
-  EXPECT_EQ(8, storage[0].id);
-  EXPECT_EQ(0, script.count("SQLExtendedFetch"));
-
-  // The three fetch functions do not mix on one result.
-  EXPECT_EQ(SQL_ERROR, SQLFetch(stmt));
-  EXPECT_EQ(catalogText(465), stmt.states());
-}
-
-TEST_P(AnyDriver, KeepsItsRowErrors) {
-  connect();
-  ScriptAnswer& answer = script.answers["select"];
-  answer.rows[1].sqlstate = "22003";
-  answer.rows[2].sqlstate = "01004";
-  answer.rows[2].rc = SQL_SUCCESS_WITH_INFO;
-  OdbcStatement stmt(connection);
-  stmt.makeScrollable();
-  Rowset rows(stmt, 4);
-  ASSERT_SQL(SQL_SUCCESS, stmt, stmt.execute("select id, name from t"));
-  EXPECT_SQL(SQL_SUCCESS_WITH_INFO, stmt, rows.fetch(SQL_FETCH_FIRST));
-  EXPECT_EQ(4u, rows.count());
-  EXPECT_EQ(SQL_ROW_ERROR, rows.status(1));
-  EXPECT_NE(SQL_ROW_ERROR, rows.status(2));
-  EXPECT_NE(std::string::npos, stmt.states().find("22003")) << stmt.why();
-  EXPECT_EQ(4, rows.id(3));
-
-  // A failure that is no row's own ends the fetch.
-  answer.rows[7].sqlstate = "08S01";
-  EXPECT_SQL(SQL_SUCCESS, stmt, SQLFreeStmt(stmt, SQL_CLOSE));
-  ASSERT_SQL(SQL_SUCCESS, stmt, stmt.execute("select id, name from t"));
-  EXPECT_SQL(SQL_SUCCESS_WITH_INFO, stmt, rows.fetch(SQL_FETCH_FIRST));
-  rows.fetch(SQL_FETCH_NEXT);
-  EXPECT_NE(std::string::npos, stmt.states().find("08S01")) << stmt.why();
-}
-
 // A driver with one active statement: the open result is read to its end before the next statement runs.
 TEST_P(AnyDriver, MakesRoomForASecondStatement) {
   script.oneActiveStatement = true;
@@ -149,32 +85,6 @@ TEST_P(AnyDriver, MakesRoomForASecondStatement) {
   EXPECT_SQL(SQL_SUCCESS, writer, writer.execute("delete from t where current of C1"));
   EXPECT_SQL(SQL_SUCCESS, stmt, rows.fetch(SQL_FETCH_LAST));
   EXPECT_EQ("8:row 8 9:row 9", rows.text());
-}
-
-// Every call that may still be executing is asked again until it is done.
-TEST_P(AnyDriver, WaitsForAsynchronousCalls) {
-  connect();
-  OdbcStatement stmt(connection);
-  stmt.makeScrollable();
-  EXPECT_SQL(SQL_SUCCESS, stmt, stmt.set(SQL_ATTR_ASYNC_ENABLE, SQL_ASYNC_ENABLE_ON));
-  Rowset rows(stmt, 3);
-  script.faults = {{"SQLExecDirect", 1, SQL_STILL_EXECUTING, "", 2},
-                   {"SQLNumResultCols", 1, SQL_STILL_EXECUTING, "", 2},
-                   {"SQLDescribeCol", 2, SQL_STILL_EXECUTING, "", 1},
-                   {"SQLFetch", 2, SQL_STILL_EXECUTING, "", 2},
-                   {"SQLFetch", 7, SQL_STILL_EXECUTING, "", 1}};
-  const auto finish = [](const auto& call) {
-    SQLRETURN rc = SQL_STILL_EXECUTING;
-    int polls = 0;
-    for (; rc == SQL_STILL_EXECUTING && polls < 50; ++polls) rc = call();
-    EXPECT_GT(polls, 1);
-    return rc;
-  };
-  ASSERT_SQL(SQL_SUCCESS, stmt, finish([&] { return stmt.execute("select id, name from t"); }));
-  ASSERT_SQL(SQL_SUCCESS, stmt, finish([&] { return rows.fetch(SQL_FETCH_NEXT); }));
-  EXPECT_EQ(rowTexts(1, 3), rows.text());
-  ASSERT_SQL(SQL_SUCCESS, stmt, finish([&] { return rows.fetch(SQL_FETCH_LAST); }));
-  EXPECT_EQ(rowTexts(7, 9), rows.text());
 }
 
 // What a transaction's end leaves of an open cursor and of a prepared statement.

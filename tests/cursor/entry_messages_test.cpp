@@ -29,7 +29,7 @@ TEST(CursorMessages, AllHaveATextAndAState) {
     static_cast<DMConn*>(static_cast<SQLHDBC>(conn))->VFreeErrors();
     PostODBCError(DM_COMPONENT_CURSOR_LIBRARY, conn, message.number, -1);
     EXPECT_EQ(message.state, conn.states());
-    EXPECT_EQ('.', conn.why().back());  // a sentence, not the number that stands for a missing text
+    EXPECT_EQ('.', conn.why().back());  // a sentence, not the number of a missing text
     EXPECT_TRUE(texts.insert(catalogText(message.number)).second) << "the text of another message";
     EXPECT_NE(std::string::npos, conn.why().find(catalogText(message.number)));
   }

@@ -1,4 +1,4 @@
-// Transactions under each cursor behaviour, native SQL, and parameter arrays.
+// Failed transactions, native SQL, and parameter arrays.
 
 #include "tests/cursor/entry_fixture.h"
 #include "tests/support/fault_allocator.h"
@@ -14,42 +14,6 @@ struct Transactions : EntryTest {
     ASSERT_SQL(SQL_SUCCESS, conn, conn.connect(driver.connectionString()));
   }
 };
-
-TEST_F(Transactions, EndWhatTheDriverEnds) {
-  const struct {
-    SQLUSMALLINT behaviour;
-    bool keepsCursor, keepsText;
-  } cases[] = {{SQL_CB_DELETE, false, false}, {SQL_CB_CLOSE, false, true}, {SQL_CB_PRESERVE, true, true}};
-  for (const auto& expected : cases) {
-    for (SQLSMALLINT completion : {SQL_COMMIT, SQL_ROLLBACK}) {
-      SCOPED_TRACE(expected.behaviour * 10 + completion);
-      const bool commits = completion == SQL_COMMIT;
-      // The other completion would do something else.
-      const SQLUSMALLINT other = expected.keepsCursor ? SQL_CB_DELETE : SQL_CB_PRESERVE;
-      reconnect(commits ? expected.behaviour : other, commits ? other : expected.behaviour);
-      OdbcStatement first(conn), second(conn);
-      Rowset rows(first, 2), others(second, 2);
-      for (OdbcStatement* stmt : {&first, &second}) {
-        stmt->makeScrollable(2);
-        ASSERT_SQL(SQL_SUCCESS, *stmt, stmt->prepare("select"));
-        ASSERT_SQL(SQL_SUCCESS, *stmt, SQLExecute(*stmt));
-        ASSERT_SQL(SQL_SUCCESS, *stmt, SQLFetchScroll(*stmt, SQL_FETCH_NEXT, 0));
-      }
-      ASSERT_SQL(SQL_SUCCESS, conn, conn.endTransaction(completion));
-      for (OdbcStatement* stmt : {&first, &second}) {
-        EXPECT_EQ(expected.keepsCursor, object(*stmt).cursor != nullptr);
-        EXPECT_EQ(expected.keepsText, object(*stmt).parser != nullptr);
-      }
-      if (!expected.keepsText) continue;
-      if (expected.keepsCursor) {
-        EXPECT_SQL(SQL_SUCCESS, first, SQLCloseCursor(first));
-      }
-      EXPECT_SQL(SQL_SUCCESS, first, SQLExecute(first));
-      EXPECT_SQL(SQL_SUCCESS, first, SQLFetchScroll(first, SQL_FETCH_FIRST, 0));
-      EXPECT_EQ(rowTexts(1, 2), rows.text());
-    }
-  }
-}
 
 TEST_F(Transactions, AFailedOneEndsNothing) {
   reconnect(SQL_CB_DELETE, SQL_CB_DELETE);
@@ -82,7 +46,7 @@ TEST_F(NativeSql, ShowsWhatWouldBeSent) {
   EXPECT_STREQ("insert", text());
   EXPECT_EQ(24, length);
   EXPECT_EQ("01004", conn.states());
-  EXPECT_EQ(live, script.liveHandles);  // the statement behind it has no side in the driver
+  EXPECT_EQ(live, script.liveHandles);  // the statement that it runs on has no driver side
 }
 
 TEST_F(NativeSql, PostsItsErrorsOnTheConnection) {
@@ -110,7 +74,7 @@ struct ParameterArrays : EntryTest {
 INSTANTIATE_TEST_SUITE_P(Versions, ParameterArrays,
                          testing::Values(ScriptedVariant::Odbc2, ScriptedVariant::Odbc3));
 
-TEST_P(ParameterArrays, ReachTheDriverAndTheAnalyser) {
+TEST_P(ParameterArrays, ReachTheDriverAndSqlParser) {
   const char* function = GetParam() == ScriptedVariant::Odbc2 ? "SQLParamOptions" : "SQLSetStmtAttr";
   OdbcStatement stmt(conn);
   SQLULEN processed = 0;

@@ -53,36 +53,4 @@ TEST_P(FailingMemory, MayLast) {
   }
 }
 
-// An environment, a connection and the loading of a driver.
-TEST_P(FailingMemory, WhileConnecting) {
-  const std::string connectionString = driver.connectionString();
-  auto* text = reinterpret_cast<SQLCHAR*>(const_cast<char*>(connectionString.c_str()));
-  const int before = script.liveHandles;
-  const auto worked = [](SQLRETURN rc, SQLSMALLINT type, SQLHANDLE handle) {
-    const FaultPause pause;
-    EXPECT_TRUE(SQL_SUCCEEDED(rc) || sqlstates(type, handle).find("HY001") != std::string::npos)
-        << diagnostics(type, handle);
-    return SQL_SUCCEEDED(rc);
-  };
-  sweepAllocations([&] {
-    SQLHENV env = nullptr;
-    SQLHDBC conn = nullptr;
-    const auto number = [](SQLULEN value) { return reinterpret_cast<SQLPOINTER>(value); };
-    const bool passed =
-        SQL_SUCCEEDED(SQLAllocHandle(SQL_HANDLE_ENV, SQL_NULL_HANDLE, &env)) &&
-        worked(SQLSetEnvAttr(env, SQL_ATTR_ODBC_VERSION, number(SQL_OV_ODBC3), 0), SQL_HANDLE_ENV, env) &&
-        worked(SQLAllocHandle(SQL_HANDLE_DBC, env, &conn), SQL_HANDLE_ENV, env) &&
-        worked(SQLSetConnectAttr(conn, SQL_ATTR_ODBC_CURSORS, number(SQL_CUR_USE_ODBC), 0), SQL_HANDLE_DBC,
-               conn) &&
-        worked(SQLDriverConnect(conn, nullptr, text, SQL_NTS, nullptr, 0, nullptr, SQL_DRIVER_NOPROMPT),
-               SQL_HANDLE_DBC, conn) &&
-        worked(SQLDisconnect(conn), SQL_HANDLE_DBC, conn);
-    if (conn) SQLFreeHandle(SQL_HANDLE_DBC, conn);
-    if (env) SQLFreeHandle(SQL_HANDLE_ENV, env);
-    const FaultPause pause;
-    EXPECT_EQ(before, script.liveHandles);
-    return passed;
-  });
-}
-
 }  // namespace

@@ -23,7 +23,7 @@ inline constexpr FaultCase FAULT_CASES[] = {{ScriptedVariant::Odbc1, false},
                                             {ScriptedVariant::Odbc3, true},
                                             {ScriptedVariant::NoDescriptors, false}};
 
-// Each operation answers whether all its steps worked; if not, `told` holds the diagnostics of the one that
+// Each operation returns true if all its steps worked; if not, `told` holds the diagnostics of the one that
 // failed. All handles are this object's.
 class ScrollingLife {
  public:

@@ -1,4 +1,4 @@
-// Every option, attribute and information type that the cursor library answers by itself.
+// Every option, attribute and information type that the cursor library handles by itself.
 
 #include "tests/cursor/entry_fixture.h"
 
@@ -22,6 +22,8 @@ TEST_F(Options, StatementAttributesOneByOne) {
       {SQL_ATTR_CURSOR_SENSITIVITY, SQL_SENSITIVE, SQL_ERROR, "HYC00", 0, UNREAD},
       {SQL_ATTR_CURSOR_SENSITIVITY, SQL_INSENSITIVE, SQL_SUCCESS, "", 0, UNREAD},
       {SQL_ATTR_CURSOR_SCROLLABLE, SQL_SCROLLABLE, SQL_SUCCESS, "", SQL_ATTR_CURSOR_TYPE, SQL_CURSOR_STATIC},
+      {SQL_ATTR_CURSOR_SENSITIVITY, SQL_INSENSITIVE, SQL_SUCCESS, "", SQL_ATTR_CURSOR_SENSITIVITY, 1},
+      {SQL_ATTR_CURSOR_SCROLLABLE, SQL_SCROLLABLE, SQL_SUCCESS, "", SQL_ATTR_CURSOR_SCROLLABLE, 1},
       {SQL_ATTR_CURSOR_SCROLLABLE, SQL_NONSCROLLABLE, SQL_SUCCESS, "", SQL_ATTR_CURSOR_TYPE, 0},
       {SQL_BIND_TYPE, 40, SQL_SUCCESS, "", SQL_BIND_TYPE, 40},
       {SQL_CURSOR_TYPE, SQL_CURSOR_KEYSET_DRIVEN, SQL_SUCCESS_WITH_INFO, "01S02", SQL_CURSOR_TYPE, 3},
@@ -184,17 +186,17 @@ TEST_F(Options, InformationTypes) {
   script.info[SQL_MAX_COLUMNS_IN_TABLE] = SQLUSMALLINT{77};
   const struct {
     SQLUSMALLINT type;
-    SQLUINTEGER answer;
+    SQLUINTEGER value;
   } cases[] = {
       {8, 191}, {43, 9},       {44, 17},      {78, 1},           {79, 1},           {80, 7},
       {82, 82}, {83, 4},       {144, 0},      {145, 0},          {150, 0},          {151, 0},
       {81, 5},  {146, 0xE001}, {167, 0xE24F}, {147, 0xFFFE7F81}, {168, 0xFFFE7FC9},
   };
   for (const auto& step : cases) {
-    SQLUINTEGER answer = 0xDEAD;
+    SQLUINTEGER value = 0xDEAD;
     SQLSMALLINT length = 0;
-    EXPECT_SQL(SQL_SUCCESS, conn, SQLGetInfo(conn, step.type, &answer, sizeof answer, &length)) << step.type;
-    EXPECT_EQ(step.answer, answer) << step.type;
+    EXPECT_SQL(SQL_SUCCESS, conn, SQLGetInfo(conn, step.type, &value, sizeof value, &length)) << step.type;
+    EXPECT_EQ(step.value, value) << step.type;
     EXPECT_EQ(4, length) << step.type;
   }
   SQLUSMALLINT columns = 0;

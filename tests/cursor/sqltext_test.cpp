@@ -55,7 +55,7 @@ TEST(SqlText, Tokens) {
 TEST(SqlText, Selects) {
   const struct {
     const char* sql;
-    const char* sent;  // null: all that stands before a search
+    const char* sent;  // null: all that comes before a search
     const char* beforeSearch;
     bool joins, groups;
   } cases[] = {

@@ -24,8 +24,8 @@ class ThreadsCancel : public testing::Test {
   OdbcConnection connection;
 };
 
-// A catalog function has neither analyser nor cursor, so the cancel goes straight to the driver while the
-// other thread stands in it.
+// A catalog function has neither SqlParser nor cursor, so the cancel goes straight to the driver while the
+// other thread is in it.
 TEST_F(ThreadsCancel, ReachesADriverThatIsBusy) {
   OdbcStatement stmt(connection);
   script.closeGate("SQLTables");

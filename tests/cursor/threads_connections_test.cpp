@@ -50,13 +50,6 @@ void inTwoThreads(const std::string& first, const std::string& second) {
   EXPECT_EQ("", outcome[1]);
 }
 
-TEST(ThreadsOfTwoConnections, ScrollOverOneScriptedDriver) {
-  DriverScript script;
-  script.answers["select"] = scriptedRows(COUNT);
-  const ScriptedDriver driver(ScriptedVariant::Odbc3, script);
-  inTwoThreads(driver.connectionString(), driver.connectionString());
-}
-
 TEST(ThreadsOfTwoConnections, ScrollOverTwoDrivers) {
   DriverScript script;
   script.answers["select"] = scriptedRows(COUNT);

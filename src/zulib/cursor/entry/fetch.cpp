@@ -18,7 +18,7 @@ namespace {
 // statement that shares its row descriptor in a driver that cannot copy it.
 bool fetchesIntoCursor(const DMStmt* stmt) {
   if (stmt->cursor) return stmt->cursor->hasDriverBindings();
-  if (!stmt->ard->isExplicit()) return false;
+  if (!stmt->ard->isExplicit() || usesStandIn(stmt)) return false;
   for (const DMStmt* other : DMStmtList(stmt->conn))
     if (other->ard == stmt->ard && other->cursor && other->cursor->hasDriverBindings()) return true;
   return false;

@@ -5,15 +5,10 @@
 #include "zulib/cursor/rows/scrollcursor.h"
 #include "zuodbc/driverfunctions.h"
 
-namespace {
-
-// A cursor over an explicit descriptor has put a copy in its place, and undoes that itself.
 bool usesStandIn(const DMStmt* stmt) {
   const DMDriverFunctions* const functions = stmt->conn->driverFunctions;
   return stmt->ard->isExplicit() && functions && functions->hasDescriptorCalls();
 }
-
-}  // namespace
 
 void AllocCursor(DMStmt* stmt, unsigned short api) {
   if (!stmt->ard->bindList) throw ODBCException(stmt, clmsg::NoBoundColumns);

@@ -18,6 +18,10 @@ constexpr SQLUSMALLINT kDropKeepingDriver = 10;
 // Any of the three fetch functions was used on the result set.
 constexpr unsigned short kAnyFetch = DM_FETCH_BY_FETCH | DM_FETCH_BY_SCROLL | DM_FETCH_BY_EXTENDED;
 
+// True if a cursor of the statement puts a copy in the place of its explicit row descriptor, and undoes that
+// itself; the driver's bindings of the descriptor are then never changed.
+bool usesStandIn(const DMStmt* stmt);
+
 // Gives the statement the cursor that its cursor type asks for. `api`: API_EXTENDEDFETCH or API_FETCHSCROLL.
 void AllocCursor(DMStmt* stmt, unsigned short api);
 

@@ -50,8 +50,11 @@ ScrollCursor::~ScrollCursor() { cleanup(); }
 
 // The second statement goes before the blocks: its parameters point into them.
 SQLRETURN ScrollCursor::cleanup() {
-  for (DMStmt* other : DMStmtList(conn))
-    if (other->parser) other->parser->forgetTarget(this);
+  if (SqlParser* const own = statement()->parser) own->forgetTarget(this);
+  if (isReferredTo()) {
+    for (DMStmt* other : DMStmtList(conn))
+      if (other->parser) other->parser->forgetTarget(this);
+  }
   if (auxStmt && keepsDriver()) SQLFreeStmt(auxStmt, SQL_DROP);
   auxStmt = nullptr;
   auxHasRow = false;

@@ -139,6 +139,7 @@ void SqlParser::findTarget() {
   if (!found || !found->cursor) throw ODBCException(stmt, clmsg::CursorNameNotFound);
   target = targetOf(found);
   if (!target) throw ODBCException(stmt, clmsg::PositionedStatementInvalid);
+  target->noteReference();
 }
 
 DMStmt* SqlParser::statementNamed(const char* name, SQLRETURN* rc) {

@@ -55,9 +55,17 @@ class SearchTarget {
   // Makes a flush that is under way stop at its next row.
   virtual void markCancelled() = 0;
 
+  // Notes that the positioned statement of another statement refers to the cursor: such a statement has to be
+  // told when the cursor ends.
+  void noteReference() { referred = true; }
+  bool isReferredTo() const { return referred; }
+
  protected:
   SearchTarget() = default;
   ~SearchTarget() = default;
+
+ private:
+  bool referred = false;
 };
 
 // Returns the scrollable cursor of a statement, or null.

@@ -1,5 +1,5 @@
 // Positioned statements and SQLGetData as the driver sees them: the text, the parameters, the order of
-// calls, and what happens when the driver or the cursor does not play along.
+// calls, and what happens when the driver or the cursor refuses.
 
 #include <cstring>
 
@@ -13,7 +13,7 @@ class Positioned : public EntryTest {
  protected:
   explicit Positioned(ScriptedVariant variant = ScriptedVariant::Odbc3) : EntryTest(variant) {}
 
-  // Opens the cursor "c" and stands on the given row.
+  // Opens the cursor "c" at the given row.
   void open(SQLLEN row = 2) {
     stmt.makeScrollable(1);
     ASSERT_SQL(SQL_SUCCESS, stmt, stmt.setName("c"));
@@ -61,7 +61,7 @@ TEST_F(Positioned, SearchesForTheCachedValues) {
     rows->fetch(SQL_FETCH_RELATIVE, 0);
     EXPECT_EQ(std::to_string(row) + ":new+", rows->text());
   }
-  EXPECT_SQL(SQL_SUCCESS, change, SQLExecute(change));  // the values that stand there now
+  EXPECT_SQL(SQL_SUCCESS, change, SQLExecute(change));  // the values that it has now
   EXPECT_EQ("update t set name = ? WHERE \"id\" = ? AND \"name\" = ? | new | 3 | new", last());
   ASSERT_SQL(SQL_SUCCESS, change, change.execute("insert into t values (?)"));
   EXPECT_EQ("insert into t values (?) | new", last());  // only the application's parameters are left
@@ -249,23 +249,6 @@ class OneActiveStatement : public Positioned {
     EXPECT_SQL(SQL_SUCCESS, conn, conn.connect(driver.connectionString()));
   }
 };
-
-// The rows that another statement has not read yet go to its cache before this one runs.
-TEST_F(OneActiveStatement, ReadsTheOpenResultFirst) {
-  OdbcStatement reader(conn), writer(conn);
-  reader.makeScrollable(1);
-  ASSERT_SQL(SQL_SUCCESS, reader, reader.setName("c"));
-  Rowset read(reader, 1);
-  ASSERT_SQL(SQL_SUCCESS, reader, reader.execute("select id, name from t"));
-  ASSERT_SQL(SQL_SUCCESS, reader, read.fetch(SQL_FETCH_NEXT));
-  char name[4];
-  SQLLEN length;
-  EXPECT_SQL(SQL_SUCCESS_WITH_INFO, reader, SQLGetData(reader, 2, SQL_C_CHAR, name, sizeof name, &length));
-  EXPECT_SQL(SQL_SUCCESS, writer, writer.execute("update t set name = 'x' where current of c"));
-  EXPECT_EQ("update t set name = 'x' WHERE \"id\" = ? AND \"name\" = ? | 1 | row 1", last());
-  EXPECT_SQL(SQL_SUCCESS, reader, read.fetch(SQL_FETCH_LAST));
-  EXPECT_EQ("5:row 5", read.text());
-}
 
 // What is in the queue of the other statement already does not decide about its rows.
 TEST_F(OneActiveStatement, JudgesARowErrorByTheDriversRecordsAlone) {
