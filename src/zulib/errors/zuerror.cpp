@@ -118,13 +118,13 @@ const unsigned short* ZuError::getErrorTextW() {
 
 const char* ZuError::getInterfaceCode() {
   if (isStaticRecord) return codeBuffer;
-  std::memcpy(codeText, codeBuffer, codeSize);
+  std::memcpy(codeText, codeBuffer, kCodeSize);
   return codeText;
 }
 
 void ZuError::setInterfaceCode(const char* code) {
   if (isStaticRecord) return;
-  const unsigned long n = strnlen(code, codeSize - 1);
+  const unsigned long n = strnlen(code, kCodeSize - 1);
   std::memcpy(codeBuffer, code, n);
   codeBuffer[n] = 0;
 }

@@ -102,15 +102,15 @@ class ZU_API ZuError : public ZuNode {
   template <class Param>
   ZuError& fill(const Param& param);
 
-  static constexpr unsigned long codeSize = 6;  // a SQLSTATE and its terminator
+  static constexpr unsigned long kCodeSize = 6;  // a SQLSTATE and its terminator
 
   long nativeError = 0;              // error code of the source, or 0
   unsigned short errorNumber = 0;    // message number
   unsigned short interfaceCode = 0;  // error number of the interface
   ZuParamStringW text;               // the message, with its placeholders
   zuCPType codePage = zuCPUTF8;      // of the 8-bit text it was made from
-  char codeText[codeSize] = "";      // what getInterfaceCode returns
-  char codeBuffer[codeSize] = "";    // the SQLSTATE
+  char codeText[kCodeSize] = "";     // what getInterfaceCode returns
+  char codeBuffer[kCodeSize] = "";   // the SQLSTATE
   bool warning : 1;
   bool isStaticRecord : 1;  // never deleted
   bool memory : 1;          // the record of exhausted memory

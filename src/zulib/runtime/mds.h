@@ -19,6 +19,7 @@
 // Index of a cell of the task.
 enum PerTaskData : unsigned short {
   PerTaskPagePool = 4,     // the vm_info
+  PerTaskIniList = 12,     // the ZuIniFileCacheList
   PerTaskThreadList = 13,  // the first ZuThreadInfo
   PerTaskDataCount = 32,
 };

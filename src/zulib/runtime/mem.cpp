@@ -61,7 +61,7 @@ void unitsBackward(void* dest, const void* src, unsigned long from, unsigned lon
 }
 
 void alignedOverlapping(void* dest, const void* src, unsigned long n) {
-  unsigned long whole = n & ~7UL;
+  const unsigned long whole = n & ~7UL;
   unitsForward<uint32_t>(dest, src, 0, whole / 4);
   if (n & 1) {
     unitsBackward<Byte>(dest, src, whole, n);
@@ -78,7 +78,7 @@ void fill(void* dest, unsigned char value, unsigned long n) {
 
 short compareBytes(const void* a, const void* b, unsigned long n) {
   if (n == 0) return 0;
-  int order = std::memcmp(a, b, n);
+  const int order = std::memcmp(a, b, n);
   return static_cast<short>((order > 0) - (order < 0));
 }
 
@@ -88,7 +88,7 @@ void swapRanges(void* a, void* b, unsigned long n) {
   auto* left = static_cast<Byte*>(a);
   auto* right = static_cast<Byte*>(b);
   while (n > 0) {
-    unsigned long size = std::min<unsigned long>(n, sizeof step);
+    const unsigned long size = std::min<unsigned long>(n, sizeof step);
     std::memcpy(step, left, size);
     std::memmove(left, right, size);
     std::memcpy(right, step, size);
@@ -111,7 +111,7 @@ void BUTSTCPY(unsigned char* dest, const unsigned char* src) { copyForward(dest,
 void BUTSTCAT(unsigned char* dest, const unsigned char* src) { BUTSTCPY(dest + BUTSTLEN(dest), src); }
 
 long BUTSTCMP(const unsigned char* a, const unsigned char* b) {
-  AFGlobalWorld world;
+  const AFGlobalWorld world;
   return static_cast<short>(std::strcmp(reinterpret_cast<const char*>(a), reinterpret_cast<const char*>(b)));
 }
 
@@ -135,7 +135,7 @@ void fastMemCopy(void* dest, const void* src, unsigned long n) {
     copyForward(dest, src, n);
     return;
   }
-  uintptr_t alignment = reinterpret_cast<uintptr_t>(dest) | reinterpret_cast<uintptr_t>(src);
+  const uintptr_t alignment = reinterpret_cast<uintptr_t>(dest) | reinterpret_cast<uintptr_t>(src);
   if (alignment & 1) {
     unitsBackward<Byte>(dest, src, 0, n);
   } else if (alignment & 2) {

@@ -28,9 +28,9 @@
 #include "zulib/runtime/zucritse.h"
 
 // The instance of the library's own catalog: zulib.mo.
-constexpr const char* BZUHINST = "zulib";
+constexpr const char* BZUHINST = "zulib";  // NOLINT(readability-identifier-naming): an interface name
 
-constexpr unsigned long bosInstallDirSize = 1025;
+enum : unsigned long { bosInstallDirSize = 1025 };
 
 // The directory without "/" at its end; empty if there is none.
 extern ZU_API unsigned char InstallDirLocation[bosInstallDirSize];
@@ -40,7 +40,7 @@ extern ZU_API ZuCriticalSection CritOpen;
 extern ZU_API ZuCriticalSection CritCatalog;
 
 // -1 as a descriptor.
-extern ZU_API const nl_catd bosNoCatalog;
+extern ZU_API const nl_catd bosNoCatalog;  // NOLINT: nl_catd is a pointer
 
 // What the cursor library keeps for the life of the process.
 struct CursorLibraryRecord {
@@ -76,7 +76,7 @@ ZU_API unsigned long LoadStringFromOpenFile(nl_catd catalog, unsigned id, unsign
 ZU_API unsigned long LoadStringW(const char* instance, unsigned id, unsigned short* out, unsigned long size);
 
 // The longest text of winGetString with its terminator, in characters.
-constexpr unsigned long zuResourceTextSize = 1024;
+enum : unsigned long { zuResourceTextSize = 1024 };
 
 // Writes text `id` of the library's own catalog, else of CatFD, else the number in decimal, to `out`, which
 // must have room for zuResourceTextSize characters. Returns the length; an empty text leaves `out` empty.

@@ -8,7 +8,7 @@
 #include "zulib/runtime/zuapi.h"
 
 // Bytes of the longest path, its terminator included: the size of every buffer that takes a path.
-constexpr unsigned long bosPathSize = 1024;
+enum : unsigned long { bosPathSize = 1024 };
 
 // Records the error for an `errno`; a null name counts as empty. Numbers that have no error of their own
 // give 30041 with the system's explanation.

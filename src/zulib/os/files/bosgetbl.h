@@ -6,8 +6,10 @@
 #include "zulib/runtime/zuapi.h"
 
 // Values of `*status` of bosgetbl that are not lengths.
-constexpr long bosLineEnd = -1;      // there is no more text
-constexpr long bosLineTooLong = -2;  // the line has more than `size` bytes
+enum : long {
+  bosLineEnd = -1,      // there is no more text
+  bosLineTooLong = -2,  // the line has more than `size` bytes
+};
 
 // Takes one line from `text`, which ends at a zero byte or 0x1A, at `*pos`, and moves `*pos` past its line
 // feed.

@@ -32,8 +32,7 @@ ZU_API int bospath(unsigned short* out, const unsigned short* dir, const unsigne
                    const unsigned short* defaultExt);
 
 // Room for the parts that bosParseName writes: 128 and 4 characters, and a terminator.
-constexpr unsigned long bosBaseNameSize = 129;
-constexpr unsigned long bosExtensionSize = 5;
+enum : unsigned long { bosBaseNameSize = 129, bosExtensionSize = 5 };
 
 // Cuts the file's name from `path`, in which only the directory, with its "/", remains. `base` receives what
 // comes before the first "." of the name, `ext` up to 4 characters after that ".". A base that is too long

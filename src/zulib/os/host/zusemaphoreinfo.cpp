@@ -16,37 +16,37 @@ class SemArray::Held {
 };
 
 int SemArray::add(ZuObject* object) {
-  Held held(*this);
+  const Held held(*this);
   return ZuArray::add(object);
 }
 
 int SemArray::addAtIndex(ZuObject* object, unsigned long index) {
-  Held held(*this);
+  const Held held(*this);
   return ZuArray::addAtIndex(object, index);
 }
 
 void SemArray::deleteContents() {
-  Held held(*this);
+  const Held held(*this);
   ZuArray::deleteContents();
 }
 
 void SemArray::deleteAtIndex(unsigned long index) {
-  Held held(*this);
+  const Held held(*this);
   ZuArray::deleteAtIndex(index);
 }
 
 void SemArray::removeAtIndex(unsigned long index) {
-  Held held(*this);
+  const Held held(*this);
   ZuArray::removeAtIndex(index);
 }
 
 unsigned long SemArray::getCount() const {
-  Held held(*this);
+  const Held held(*this);
   return ZuArray::getCount();
 }
 
 ZuObject* SemArray::at(unsigned long index) const {
-  Held held(*this);
+  const Held held(*this);
   return ZuArray::at(index);
 }
 

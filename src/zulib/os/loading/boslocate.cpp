@@ -72,7 +72,7 @@ bool isThere(PathText& path, const char* dir, size_t length, const char* between
 
 bool findAlong(PathText& path, const unsigned char* list, const unsigned char* name, bool alsoAbove) {
   for (const char* dir = chars(list); *dir;) {
-    size_t length = std::strcspn(dir, ":");
+    const size_t length = std::strcspn(dir, ":");
     if (length && isThere(path, dir, length, "", name)) return true;
     if (length && alsoAbove && isThere(path, dir, length, "../", name)) return true;
     dir += length + (dir[length] == ':');

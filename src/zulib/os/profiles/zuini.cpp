@@ -20,7 +20,7 @@ ZuIniFileCacheList* taskList() {
   auto* made = new ZuIniFileCacheList;
   if (!made) return nullptr;
   void* expected = nullptr;
-  std::atomic_ref cell(*mdsGetPerTaskDataAddress(PerTaskIniList));
+  const std::atomic_ref cell(*mdsGetPerTaskDataAddress(PerTaskIniList));
   if (cell.compare_exchange_strong(expected, made)) return made;
   delete made;
   return static_cast<ZuIniFileCacheList*>(expected);

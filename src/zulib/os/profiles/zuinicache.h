@@ -124,9 +124,6 @@ class ZU_API ZuIniFileCache : public ZuObject {
   ZuSemaphore semaphore;
 };
 
-// The task's cell that holds the list.
-constexpr PerTaskData PerTaskIniList = static_cast<PerTaskData>(12);
-
 // The profile files that the process has open, each once, with a count of references. A list owns its caches;
 // a cache is deleted when its last reference is given back. The task has one list, in its own cell, made on
 // first use and deleted with its caches when the library is unloaded.

@@ -12,8 +12,6 @@
 #include "zulib/os/profiles/zuini.h"
 #include "zulib/text/strcopy.h"
 
-using zuos::bytes;
-
 namespace {
 
 // The file that this code was loaded from: the shared library, or the program that it is linked into. The
