@@ -56,7 +56,7 @@ enum DMHandleType : int {
 class ZU_API DMHandle {
  public:
   void* driverHandle = nullptr;  // the driver's own handle
-  void* selfRef = this;          // the object itself; its driverHandle while only the driver's side is meant
+  void* selfRef = this;  // the object itself; its driverHandle while only the driver's side is concerned
   tagERRBUF* errorQueue = nullptr;          // owned, first to last
   CharacterConverter* converter = nullptr;  // owned, or null
   ZuCriticalSection callLock{0};            // held during a driver call, through lock() and unlock()
@@ -69,7 +69,7 @@ class ZU_API DMHandle {
   // 1 when the SQLSTATE (5 units and a zero) is queued, what the last driver call left included.
   int SearchStatusCode(const unsigned short* sqlstate);
 
-  // 1 when `accepts` answers non-zero for every queued SQLSTATE, but for those that were already
+  // 1 if `accepts` returns non-zero for every queued SQLSTATE, except those that were already
   // assigned to a row.
   int ValidateErrorQueue(int (*accepts)(unsigned short* sqlstate));
 
@@ -96,7 +96,7 @@ class ZU_API DMHandle {
   int DoTransaction(short handleType, unsigned short completion, int endTran);
 
   // Enters a statement or descriptor in the lists of the connection `owner` (null: in none; the register
-  // has it since its constructor). 0 when memory is gone, also when it was gone in the constructor.
+  // has it since its constructor). 0 if allocation fails, also if it failed in the constructor.
   int SetupHandleList(void* owner);
 
   // The call lock, recursive for one thread.

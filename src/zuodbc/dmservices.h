@@ -24,7 +24,7 @@ extern "C" {
 
 // Queues message `errorId` of a component on a handle: the catalog holds the text under that number and
 // the SQLSTATE under the next. Without a catalog the text is the number and the state HY000. Never fails;
-// when memory is gone the handle's own reserve record is queued.
+// if allocation fails the handle's own reserve record is queued.
 ZU_API void PostODBCError(unsigned short component, void* handle, unsigned short errorId, short argument);
 ZU_API void PostODBCComponentError(tagODBCERROR* error);
 

@@ -5,7 +5,7 @@
 // that is just between two driver calls finds the cancel before its next one. When the call has ended there
 // is nothing left to cancel, unless it waits for data or still executes.
 //
-// A statement on which nothing waits is idle. Its cancel has no effect but for what the driver says: drivers
+// A statement on which nothing waits is idle. Its cancel has no effect unless the driver says so: drivers
 // of ODBC 2 close the cursor.
 
 #include "zuodbc/call/entry.h"

@@ -17,7 +17,7 @@ struct Name {
   bool required = false;
 };
 
-constexpr bool REQUIRED = true;
+constexpr bool kRequired = true;
 
 const char* checkNames(std::initializer_list<Name> names) {
   for (const Name& name : names) {
@@ -27,7 +27,7 @@ const char* checkNames(std::initializer_list<Name> names) {
   return nullptr;
 }
 
-// The whole road of a catalog function; `function` is the driver's entry.
+// The whole path of a catalog function; `function` is the driver's entry.
 template <class Function, class... Arguments>
 SQLRETURN callCatalog(SQLHSTMT handle, Api api, const char* wrong, Function DMDriverFunctions::*function,
                       Arguments... arguments) {
@@ -84,7 +84,7 @@ ZU_API SQLRETURN SQL_API SQLStatistics(SQLHSTMT handle, SQLCHAR* catalog, SQLSMA
                                        SQLCHAR* schema, SQLSMALLINT schemaLength, SQLCHAR* table,
                                        SQLSMALLINT tableLength, SQLUSMALLINT unique, SQLUSMALLINT accuracy) {
   const char* wrong =
-      firstOf(checkNames({{catalog, catalogLength}, {schema, schemaLength}, {table, tableLength, REQUIRED}}),
+      firstOf(checkNames({{catalog, catalogLength}, {schema, schemaLength}, {table, tableLength, kRequired}}),
               checkStatistics(unique, accuracy));
   return callCatalog(handle, Api::Statistics, wrong, &DMDriverFunctions::SQLStatistics, catalog,
                      catalogLength, schema, schemaLength, table, tableLength, unique, accuracy);
@@ -95,7 +95,7 @@ ZU_API SQLRETURN SQL_API SQLSpecialColumns(SQLHSTMT handle, SQLUSMALLINT identif
                                            SQLSMALLINT schemaLength, SQLCHAR* table, SQLSMALLINT tableLength,
                                            SQLUSMALLINT scope, SQLUSMALLINT nullable) {
   const char* wrong =
-      firstOf(checkNames({{catalog, catalogLength}, {schema, schemaLength}, {table, tableLength, REQUIRED}}),
+      firstOf(checkNames({{catalog, catalogLength}, {schema, schemaLength}, {table, tableLength, kRequired}}),
               checkSpecialColumns(identifier, scope, nullable));
   return callCatalog(handle, Api::SpecialColumns, wrong, &DMDriverFunctions::SQLSpecialColumns, identifier,
                      catalog, catalogLength, schema, schemaLength, table, tableLength, scope, nullable);
@@ -105,7 +105,7 @@ ZU_API SQLRETURN SQL_API SQLPrimaryKeys(SQLHSTMT handle, SQLCHAR* catalog, SQLSM
                                         SQLCHAR* schema, SQLSMALLINT schemaLength, SQLCHAR* table,
                                         SQLSMALLINT tableLength) {
   const char* wrong =
-      checkNames({{catalog, catalogLength}, {schema, schemaLength}, {table, tableLength, REQUIRED}});
+      checkNames({{catalog, catalogLength}, {schema, schemaLength}, {table, tableLength, kRequired}});
   return callCatalog(handle, Api::PrimaryKeys, wrong, &DMDriverFunctions::SQLPrimaryKeys, catalog,
                      catalogLength, schema, schemaLength, table, tableLength);
 }
@@ -142,7 +142,7 @@ ZU_API SQLRETURN SQL_API SQLColumnPrivileges(SQLHSTMT handle, SQLCHAR* catalog, 
                                              SQLSMALLINT columnLength) {
   const char* wrong = checkNames({{catalog, catalogLength},
                                   {schema, schemaLength},
-                                  {table, tableLength, REQUIRED},
+                                  {table, tableLength, kRequired},
                                   {column, columnLength}});
   return callCatalog(handle, Api::ColumnPrivileges, wrong, &DMDriverFunctions::SQLColumnPrivileges, catalog,
                      catalogLength, schema, schemaLength, table, tableLength, column, columnLength);

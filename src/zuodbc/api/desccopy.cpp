@@ -26,7 +26,7 @@ struct FreeBindings {
 };
 using Bindings = std::unique_ptr<BindInfo, FreeBindings>;
 
-// The whole list anew. Throws std::bad_alloc with nothing left behind.
+// A copy of the whole list. Throws std::bad_alloc and leaks nothing.
 Bindings copyBindings(const BindInfo* first) {
   Bindings copy;
   BindInfo* last = nullptr;

@@ -8,7 +8,7 @@ using namespace dm;
 
 namespace {
 
-// A field of SQLColAttribute that answers a text, in either version's numbers.
+// True for a field of SQLColAttribute whose value is a text, in either version's numbers.
 bool isTextField(SQLUSMALLINT field) {
   switch (field) {
     case SQL_COLUMN_NAME:

@@ -47,7 +47,7 @@ bool copyText(std::string_view text, void* buffer, SQLLEN size, Length* length) 
   return fits == text.size();
 }
 
-// The same as the answer of a call: HY090 for a negative size, 01004 when the text was cut.
+// The same as a function's outcome: HY090 for a negative size, 01004 if the text was cut.
 template <class Length>
 SQLRETURN writeText(DMHandle& handle, std::string_view text, void* buffer, SQLLEN size, Length* length) {
   if (size < 0 && buffer) return fail(handle, "HY090");

@@ -82,7 +82,7 @@ __attribute__((weak)) const LoadedDriver* loadDriver(const std::string& library,
   if (found != loaded.end()) return found->second.get();
   void* module = open(library, why);
   if (!module) return nullptr;
-  auto driver = std::make_unique<LoadedDriver>(library, module, lookUpFunctions(module));
+  auto driver = std::make_unique<LoadedDriver>(module, lookUpFunctions(module));
   if (!driver->functions().SQLConnect && !driver->functions().SQLDriverConnect) {
     why = library + ": no ODBC driver: it has neither SQLConnect nor SQLDriverConnect";
     dlclose(module);

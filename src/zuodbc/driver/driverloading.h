@@ -17,15 +17,12 @@ namespace dm {
 
 class LoadedDriver {
  public:
-  LoadedDriver(std::string library, void* module, const DMDriverFunctions& functions)
-      : path(std::move(library)), handle(module), table(functions) {}
+  LoadedDriver(void* module, const DMDriverFunctions& functions) : handle(module), table(functions) {}
 
-  const std::string& library() const { return path; }
   void* module() const { return handle; }
   const DMDriverFunctions& functions() const { return table; }
 
  private:
-  std::string path;
   void* handle;
   DMDriverFunctions table;
 };
