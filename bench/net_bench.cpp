@@ -30,11 +30,11 @@ namespace {
 
 constexpr size_t kRequest = 64;
 constexpr size_t kPiece = 64 << 10;
-constexpr size_t kPieces = 16384;  // 1 GB of them
+constexpr size_t kPieces = 1024;  // 64 MB of them in each turn
 constexpr size_t kMegabyte = 1 << 20;
 constexpr double kTurnSeconds = 0.003;  // short, so that some turns pass undisturbed
 constexpr int kTurns = 200;
-constexpr int kLongTurns = 4;  // of work that takes a second
+constexpr int kLongTurns = 64;  // of 64 MB
 
 const unsigned char* bytes(const std::string& s) { return reinterpret_cast<const unsigned char*>(s.c_str()); }
 
@@ -321,10 +321,10 @@ const bool kRegistered = [] {
   pair("ZuTCPIP, 64 bytes and back", requests<Ours<ZuTCPIP>>, requests<Bare>, kMicrosecond);
   pair("ZuPipe, 64 bytes and back", requests<Ours<ZuPipe>>, requests<Bare>, kMicrosecond);
   pair("ZuTCPIP, logging off again", requestsLoggedBefore, requests<Ours<ZuTCPIP>>, kMicrosecond);
-  pair("ZuTCPIP, 1 GB written", writes<Ours<ZuTCPIP>>, writes<Bare>, kMillisecond, kLongTurns);
-  pair("ZuTCPIP, 1 GB read", reads<Ours<ZuTCPIP>>, reads<Bare>, kMillisecond, kLongTurns);
-  pair("ZuPipe, 1 GB written", writes<Ours<ZuPipe>>, writes<Bare>, kMillisecond, kLongTurns);
-  pair("ZuPipe, 1 GB read", reads<Ours<ZuPipe>>, reads<Bare>, kMillisecond, kLongTurns);
+  pair("ZuTCPIP, 64 MB written", writes<Ours<ZuTCPIP>>, writes<Bare>, kMillisecond, kLongTurns);
+  pair("ZuTCPIP, 64 MB read", reads<Ours<ZuTCPIP>>, reads<Bare>, kMillisecond, kLongTurns);
+  pair("ZuPipe, 64 MB written", writes<Ours<ZuPipe>>, writes<Bare>, kMillisecond, kLongTurns);
+  pair("ZuPipe, 64 MB read", reads<Ours<ZuPipe>>, reads<Bare>, kMillisecond, kLongTurns);
   pair("MD5, 1 MB", md5Ours, md5Reference, kMicrosecond);
   pair("DES-CBC, 1 MB", desOurs, desReference, kMicrosecond);
   pair("encrypt mode 1, 64 KB", scramble<ZuScrambleComplement>, copy, kMicrosecond);

@@ -54,7 +54,7 @@ class Pipes : public ostest::OsTest {
     ZuNetStatus status;
     {
       SocketFaults faults;
-      faults.fail(call, number);
+      faults.fail(call, number, 1, 2);  // twice: a read that finds nothing waits and reads again
       status = transfer();
     }
     const bool lost = number == EAGAIN || number == EPIPE || number == ECONNRESET;

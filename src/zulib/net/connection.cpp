@@ -157,12 +157,14 @@ unsigned short ConnectionRead(void* conn, void* buffer, unsigned short length, u
                               unsigned* error) {
   ConnectionObject& object = objectOf(conn);
   *error = 0;
-  const int ready = zunet::waitForInput(object.socketHandle, kReadWait);
-  if (ready == 0) return fail(object, "ConnectionRead", "recv", kConnectionTimedOut, error);
-  const ssize_t got = ready < 0 ? -1 : recv(object.socketHandle, buffer, length, 0);
-  if (got <= 0) {
-    return fail(object, "ConnectionRead", "recv", transferError(got), error);
+  // What is there already needs no wait, which would cost as much as the read.
+  ssize_t got = recv(object.socketHandle, buffer, length, MSG_DONTWAIT);
+  if (got < 0 && errno == EAGAIN) {
+    const int ready = zunet::waitForInput(object.socketHandle, kReadWait);
+    if (ready == 0) return fail(object, "ConnectionRead", "recv", kConnectionTimedOut, error);
+    if (ready > 0) got = recv(object.socketHandle, buffer, length, 0);
   }
+  if (got <= 0) return fail(object, "ConnectionRead", "recv", transferError(got), error);
   return static_cast<unsigned short>(got);
 }
 

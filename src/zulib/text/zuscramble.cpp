@@ -28,8 +28,10 @@ void complement(Unit* data, unsigned long length) {
 template <class Unit>
 void complementLines(Unit* data, unsigned long length) {
   for (unsigned long i = 0; i < length; ++i) {
+    // Two XORs under a mask: the compiler makes faster vector code of it than of a choice.
     const Unit unit = data[i];
-    data[i] = unit == '\n' ? unit : static_cast<Unit>(~unit);
+    const Unit kept = unit == '\n' ? static_cast<Unit>(~0) : Unit{0};
+    data[i] = static_cast<Unit>(~(unit ^ kept));
   }
 }
 
