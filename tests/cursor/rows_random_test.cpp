@@ -276,6 +276,7 @@ class RandomRows : public EntryTest {
  protected:
   int pick(int below) { return static_cast<int>(random() % static_cast<unsigned>(below)); }
   bool oneIn(int n) { return pick(n) == 0; }
+  SQLLEN pickSize() { return oneIn(3) ? 1 : 1 + pick(MOST_ROWS); }
   RandomRows() : EntryTest(GetParam()) {}
 
   void makeResult(DriverModel& driver) {
@@ -337,7 +338,7 @@ void RandomRows::run() {
   DriverModel driver;
   makeResult(driver);
   const bool scrolls = !oneIn(3), extended = oneIn(3), byRow = oneIn(2);
-  SQLLEN size = 1 + pick(MOST_ROWS), offset = 0, bookmark = 1;
+  SQLLEN size = pickSize(), offset = 0, bookmark = 1;
   Memory memory(ROOM, 0xAA);
   SQLULEN count = 77;
   std::vector<SQLUSMALLINT> statuses(MOST_ROWS, 99);
@@ -368,13 +369,13 @@ void RandomRows::run() {
       if (oneIn(5)) SQLCancel(stmt), model.cancel(), history += " cancel";
     } else {
       if (step && oneIn(5))
-        stmt.set(sizeAttribute, static_cast<SQLULEN>(size = 1 + pick(MOST_ROWS))), model.resize(size);
+        stmt.set(sizeAttribute, static_cast<SQLULEN>(size = pickSize())), model.resize(size);
       if (oneIn(6)) SQLCancel(stmt);  // with nothing to cancel
       offset = model.bindOffset = byRow ? pick(2) * STRIDE : pick(2) * 16;
       const SQLSMALLINT directions[] = {SQL_FETCH_NEXT,    SQL_FETCH_FIRST,    SQL_FETCH_LAST,
                                         SQL_FETCH_PRIOR,   SQL_FETCH_ABSOLUTE, SQL_FETCH_RELATIVE,
                                         SQL_FETCH_BOOKMARK};
-      direction = scrolls || oneIn(9) ? directions[pick(7)] : SQLSMALLINT{SQL_FETCH_NEXT};
+      direction = oneIn(scrolls ? 2 : 9) ? directions[pick(7)] : SQLSMALLINT{SQL_FETCH_NEXT};
       row = oneIn(20) ? (SQLLEN{pick(2)} * 2 - 1) << 50 : pick(19) - 9;
       bookmark = pick(12);
     }
