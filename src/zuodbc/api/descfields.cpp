@@ -8,6 +8,7 @@
 
 #include "zuodbc/call/arguments.h"
 #include "zuodbc/call/entry.h"
+#include "zuodbc/call/values.h"
 
 using namespace dm;
 
@@ -107,10 +108,10 @@ const char* checkGetField(const DMDesc& desc, SQLSMALLINT record, SQLSMALLINT fi
 
 void keepField(DMDesc& desc, SQLSMALLINT field, SQLPOINTER value) {
   switch (field) {
-    case SQL_DESC_ARRAY_SIZE: desc.arraySize = reinterpret_cast<SQLULEN>(value); return;
+    case SQL_DESC_ARRAY_SIZE: desc.arraySize = asNumber(value); return;
     case SQL_DESC_ARRAY_STATUS_PTR: desc.arrayStatusPtr = static_cast<SQLUSMALLINT*>(value); return;
     case SQL_DESC_BIND_OFFSET_PTR: desc.bindOffsetPtr = static_cast<SQLLEN*>(value); return;
-    case SQL_DESC_BIND_TYPE: desc.bindType = reinterpret_cast<SQLULEN>(value); return;
+    case SQL_DESC_BIND_TYPE: desc.bindType = asNumber(value); return;
     case SQL_DESC_ROWS_PROCESSED_PTR: desc.rowsProcessedPtr = static_cast<SQLULEN*>(value); return;
     default: return;
   }

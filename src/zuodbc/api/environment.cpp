@@ -6,6 +6,7 @@
 
 #include "zuodbc/call/entry.h"
 #include "zuodbc/call/text.h"
+#include "zuodbc/call/values.h"
 #include "zuodbc/sources/datasource.h"
 
 using namespace dm;
@@ -90,7 +91,7 @@ SQLRETURN putNext(DMEnv& env, const std::vector<DataSourceEntry>& entries, size_
 extern "C" {
 
 ZU_API SQLRETURN SQL_API SQLSetEnvAttr(SQLHENV handle, SQLINTEGER attribute, SQLPOINTER value, SQLINTEGER) {
-  const auto number = reinterpret_cast<SQLULEN>(value);
+  const auto number = asNumber(value);
   if (!handle && attribute == SQL_ATTR_CONNECTION_POOLING) {
     if (number > SQL_CP_ONE_PER_HENV) return SQL_ERROR;
     processPooling = number;

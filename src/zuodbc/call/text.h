@@ -16,6 +16,7 @@
 #include <string_view>
 
 #include "zuodbc/call/errors.h"
+#include "zuodbc/call/values.h"
 
 namespace dm {
 
@@ -28,9 +29,9 @@ inline bool readText(DMHandle& handle, const SQLCHAR* text, SQLLEN length, std::
   if (!text) {
     out.clear();
   } else if (length == SQL_NTS) {
-    out = reinterpret_cast<const char*>(text);
+    out = chars(text);
   } else {
-    out.assign(reinterpret_cast<const char*>(text), static_cast<size_t>(length));
+    out.assign(chars(text), static_cast<size_t>(length));
   }
   return true;
 }

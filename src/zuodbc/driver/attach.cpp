@@ -2,6 +2,7 @@
 
 #include "zuodbc/call/entry.h"
 #include "zuodbc/call/messagecatalog.h"
+#include "zuodbc/call/values.h"
 #include "zuodbc/driver/connectionattributes.h"
 #include "zuodbc/driver/driverloading.h"
 
@@ -22,7 +23,7 @@ SQLRETURN allocateDriverHandles(DMConn& conn) {
   }
   const auto version = static_cast<SQLULEN>(conn.env->odbcVersion);
   rc = ask(driver.SQLSetEnvAttr, conn.state->driverEnv, static_cast<SQLINTEGER>(SQL_ATTR_ODBC_VERSION),
-           reinterpret_cast<SQLPOINTER>(version), static_cast<SQLINTEGER>(SQL_IS_UINTEGER));
+           asPointer(version), static_cast<SQLINTEGER>(SQL_IS_UINTEGER));
   conn.state->driverKnowsVersion = SQL_SUCCEEDED(rc);
   rc = driver.SQLAllocHandle
            ? ask(driver.SQLAllocHandle, SQL_HANDLE_DBC, conn.state->driverEnv, &conn.driverHandle)

@@ -8,6 +8,7 @@
 #include <cstring>
 
 #include "zuodbc/call/errors.h"
+#include "zuodbc/call/values.h"
 #include "zuodbc/driverfunctions.h"
 #include "zuodbc/handles/handles.h"
 
@@ -38,7 +39,7 @@ tagERRBUF* makeDriverRecord(const DriverText& text, std::string_view message) {
 }
 
 std::string_view firstPart(const DriverText& text) {
-  const char* first = reinterpret_cast<const char*>(text.first);
+  const char* first = chars(text.first);
   return {first, strnlen(first, sizeof text.first)};
 }
 
