@@ -45,8 +45,8 @@ void runSeeds(unsigned threads, std::chrono::seconds time) {
   std::cerr << done << " runs, random ones from seed " << first << "\n";
 }
 
-TEST(OdbcCalls, OneThread) { runSeeds(1, std::chrono::seconds(12)); }
-TEST(OdbcCalls, TwoThreads) { runSeeds(2, std::chrono::seconds(8)); }
+TEST(OdbcCalls, OneCaller) { runSeeds(1, std::chrono::seconds(12)); }
+TEST(OdbcCalls, TwoCallers) { runSeeds(2, std::chrono::seconds(8)); }
 
 // Texts of words that mean something to the analyser, put together at random.
 TEST(OdbcCalls, SqlTexts) {

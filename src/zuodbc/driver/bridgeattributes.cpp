@@ -221,8 +221,13 @@ void keepStmtAttr(DMStmt& stmt, SQLINTEGER attribute, SQLPOINTER value) noexcept
     case SQL_ATTR_ROW_STATUS_PTR: stmt.ird->arrayStatusPtr = status; return;
     case SQL_ATTR_ROWS_FETCHED_PTR: stmt.ird->rowsProcessedPtr = static_cast<SQLULEN*>(value); return;
     case SQL_ATTR_ROW_ARRAY_SIZE: stmt.ard->arraySize = asNumber(value); return;
-    case SQL_ATTR_APP_ROW_DESC: stmt.ard = desc ? desc : &stmt.implicitArdStorage; return;
-    case SQL_ATTR_APP_PARAM_DESC: stmt.apd = desc ? desc : &stmt.implicitApdStorage; return;
+    // Another thread that frees a descriptor looks for the statements that use it.
+    case SQL_ATTR_APP_ROW_DESC:
+      __atomic_store_n(&stmt.ard, desc ? desc : &stmt.implicitArdStorage, __ATOMIC_RELAXED);
+      return;
+    case SQL_ATTR_APP_PARAM_DESC:
+      __atomic_store_n(&stmt.apd, desc ? desc : &stmt.implicitApdStorage, __ATOMIC_RELAXED);
+      return;
     default: return;
   }
 }

@@ -152,7 +152,9 @@ EnteredStatements::EnteredStatements(DMConn& conn, const DMDesc* usedDescriptor)
     const std::lock_guard lock(conn.state->lock);
     statements.reserve(conn.state->statements);
     for (DMStmt* stmt = conn.state->firstStmt; stmt; stmt = stmt->state->next) {
-      const bool isWanted = !usedDescriptor || stmt->ard == usedDescriptor || stmt->apd == usedDescriptor;
+      const bool isWanted = !usedDescriptor ||
+                            __atomic_load_n(&stmt->ard, __ATOMIC_RELAXED) == usedDescriptor ||
+                            __atomic_load_n(&stmt->apd, __ATOMIC_RELAXED) == usedDescriptor;
       if (!isWanted || stmt->ofCursorLibrary) continue;
       pin(*stmt);
       statements.push_back(stmt);
