@@ -859,7 +859,7 @@ DMDriverFunctions wildFunctions(ByteSource& decisions) {
 }
 
 void loadDriver(const DMDriverFunctions& functions) {
-  loaded = std::make_unique<dm::LoadedDriver>("wild", nullptr, functions);
+  loaded = std::make_unique<dm::LoadedDriver>(nullptr, functions);
 }
 
 std::string lastText() {
