@@ -670,6 +670,7 @@ bool connect(ByteSource& source, SQLHDBC conn) {
     }
   }
   setDriverSource(nullptr);
+  if (!connected) SQLDisconnect(conn);  // a browse that could not be ended
   return connected;
 }
 
