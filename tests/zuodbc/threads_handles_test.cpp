@@ -163,6 +163,28 @@ TEST_P(ThreadsOnHandles, UseAStatementThatIsBeingFreed) {
   EXPECT_EQ(0, script.liveHandles);
 }
 
+// Copying onto a descriptor and freeing it both look through the statements of the connection.
+TEST_P(ThreadsOnHandles, CopyAndFreeDescriptorsInUse) {
+  std::atomic<int> wrong{0};
+  const auto run = [&] {
+    OdbcStatement stmt(conn);
+    SQLHDESC own = nullptr, used = nullptr, now = nullptr;
+    SQLGetStmtAttr(stmt, SQL_ATTR_APP_ROW_DESC, &own, 0, nullptr);
+    for (int round = 0; round < 30; ++round) {
+      const bool worked =
+          SQLAllocHandle(SQL_HANDLE_DESC, conn, &used) == SQL_SUCCESS &&
+          stmt.set(SQL_ATTR_APP_ROW_DESC, used) == SQL_SUCCESS && SQLCopyDesc(own, used) == SQL_SUCCESS &&
+          SQLFreeHandle(SQL_HANDLE_DESC, used) == SQL_SUCCESS &&
+          SQLGetStmtAttr(stmt, SQL_ATTR_APP_ROW_DESC, &now, 0, nullptr) == SQL_SUCCESS && now == own;
+      if (!worked) ++wrong;
+    }
+  };
+  std::thread other(run);
+  run();
+  other.join();
+  EXPECT_EQ(0, wrong);
+}
+
 // Statements on one connection cost the same, however many there are: 5,000 are made and freed in turn. The
 // sanitizers make a walk of the list in each call show as a test that does not end in time.
 TEST_P(ThreadsOnHandles, NeedNoWalkToFreeAStatement) {

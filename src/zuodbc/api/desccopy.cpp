@@ -72,14 +72,10 @@ bool isCursorsDescriptor(const DMDesc& desc, bool asTarget) {
 
 SQLRETURN refuseForCursor(DMDesc& target) {
   PostODBCError(DM_COMPONENT_CURSOR_LIBRARY, &target, kBindingFixed, -1);
-  return refusedHere;
+  return SQL_ERROR;
 }
 
 SQLRETURN copyDescriptor(DMDesc& source, DMDesc& target, const DMDriverFunctions& driver) {
-  // The cursor library itself copies to descriptors of its own, before its cursor binds the driver.
-  const bool isOwn = target.state->ofCursorLibrary;
-  if (!isOwn && (isCursorsDescriptor(source, false) || isCursorsDescriptor(target, true)))
-    return refuseForCursor(target);
   if (!driver.SQLCopyDesc || !haveDriverDescriptor(source)) return driverLacksFunction;
   completeDescriptor(source);
   Bindings bindings = copyBindings(source.bindList);
@@ -114,13 +110,18 @@ ZU_API SQLRETURN SQL_API SQLCopyDesc(SQLHDESC sourceHandle, SQLHDESC targetHandl
   const Entered<DMDesc> first(sourceFirst ? sourceHandle : targetHandle);
   const Entered<DMDesc> second(sourceFirst ? targetHandle : sourceHandle);
   if (!first || !second) return SQL_INVALID_HANDLE;
-  return callDescriptor(
-      targetHandle, Api::CopyDesc,
-      [&](DMDesc& to) { return &*source == &to ? nullptr : checkCopy(*source, to); }, noCursorLibrary,
-      [&](DMDesc& to, const DMDriverFunctions& driver) {
-        if (&*source == &to) return SQLRETURN(SQL_SUCCESS);
-        return copyDescriptor(*source, to, driver);
-      });
+  const auto check = [&](DMDesc& to) { return &*source == &to ? nullptr : checkCopy(*source, to); };
+  const auto copy = [&](DMDesc& to, const DMDriverFunctions& driver) {
+    return &*source == &to ? SQLRETURN(SQL_SUCCESS) : copyDescriptor(*source, to, driver);
+  };
+  // The list of statements is locked before a call lock, so the cursors are looked for before the driver is
+  // asked. The cursor library's own copies, made before its cursor binds the driver, do not come here.
+  const auto unlessUsed = [&](DMDesc& to, const CursorLibrary&) {
+    const bool isUsed = isCursorsDescriptor(*source, false) || isCursorsDescriptor(to, true);
+    if (&*source != &to && isUsed) return refuseForCursor(to);
+    return askDescriptor(to, Api::CopyDesc, copy);
+  };
+  return callDescriptor(targetHandle, Api::CopyDesc, check, unlessUsed, copy);
 }
 
 }  // extern "C"

@@ -128,15 +128,18 @@ SQLRETURN callConnection(SQLHDBC handle, Api api, ClWork&& clWork, DriverWork&& 
   return endCall(conn, &conn, rc);
 }
 
+// The driver carries out a call on a descriptor.
+template <class DriverWork>
+SQLRETURN askDescriptor(DMDesc& desc, Api api, DriverWork& driverWork) {
+  if (!haveDriverDescriptor(desc)) return fail(desc, "IM001");
+  completeDescriptor(desc);
+  return askDriver(desc, *desc.conn->driverFunctions, api, driverWork);
+}
+
 template <class Check, class ClWork, class DriverWork>
 SQLRETURN callDescriptor(SQLHDESC handle, Api api, Check&& check, ClWork&& clWork, DriverWork&& driverWork) {
-  auto toDriver = [&](DMDesc& desc) -> SQLRETURN {
-    if (!haveDriverDescriptor(desc)) return fail(desc, "IM001");
-    completeDescriptor(desc);
-    return askDriver(desc, *desc.conn->driverFunctions, api, driverWork);
-  };
   auto* marked = static_cast<DMDesc*>(handle);
-  if (isMarked(marked)) return guardCall(*marked, [&] { return toDriver(*marked); });
+  if (isMarked(marked)) return guardCall(*marked, [&] { return askDescriptor(*marked, api, driverWork); });
   const Entered<DMDesc> entered(handle);
   if (!entered) return SQL_INVALID_HANDLE;
   DMDesc& desc = *entered;
@@ -151,7 +154,7 @@ SQLRETURN callDescriptor(SQLHDESC handle, Api api, Check&& check, ClWork&& clWor
         return clWork(desc, *library);
       }
     }
-    return toDriver(desc);
+    return askDescriptor(desc, api, driverWork);
   });
   return endCall(desc, desc.conn, rc);
 }
