@@ -89,7 +89,10 @@ SQLRETURN callStatement(SQLHSTMT handle, Api api, Check&& check, ClWork&& clWork
   const SQLRETURN rc = guardCall(stmt, [&]() -> SQLRETURN {
     if (const char* wrong = check(stmt)) return fail(stmt, wrong);
     const CursorLibrary* library = hasLibraryWork<ClWork> ? libraryOf(stmt) : nullptr;
-    if (const char* refused = sequenceBegin(stmt, api, library != nullptr)) return fail(stmt, refused);
+    // A call that the cursor library makes on its way is a part of the application's call around it.
+    const bool isOuter = !isInLibrary();
+    const char* refused = isOuter ? sequenceBegin(stmt, api, library != nullptr) : nullptr;
+    if (refused) return fail(stmt, refused);
     SQLRETURN done = SQL_ERROR;
     if constexpr (hasLibraryWork<ClWork>) {
       if (library) {
@@ -98,7 +101,7 @@ SQLRETURN callStatement(SQLHSTMT handle, Api api, Check&& check, ClWork&& clWork
       }
     }
     if (!library) done = askDriver(stmt, *stmt.conn->driverFunctions, api, driverWork);
-    sequenceEnd(stmt, api, done);
+    if (isOuter) sequenceEnd(stmt, api, done);
     return done;
   });
   return endCall(stmt, stmt.conn, rc);
