@@ -29,7 +29,7 @@ long ucnvMapToIANAID(long id, const UcnvNumberRow* table, unsigned long rows) {
 // Registered numbers, which are those of nearly all connections, need no search.
 const char* ucnvIANAidToICUname(long id) {
   if (id >= 0 && id <= kLastRegisteredIANA) {
-    const UcnvNameRow& row = IANAtoICUTable[registeredRows[static_cast<unsigned long>(id)]];
+    const UcnvNameRow& row = IANAtoICUTable[kRegisteredRows[static_cast<unsigned long>(id)]];
     return row.id == id ? row.name : nullptr;
   }
   return ucnvMapToName(id, IANAtoICUTable + kFirstPrivateRow, IANAtoICURows - kFirstPrivateRow);

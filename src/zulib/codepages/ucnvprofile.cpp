@@ -21,9 +21,9 @@ unsigned long MORVA_UCNV_INST_BufSize;
 namespace {
 
 // Bytes of the longest name that is compared and of the longest value, terminator included.
-constexpr unsigned long NAME_SIZE = 168;
-constexpr unsigned long VALUE_SIZE = 256;
-constexpr unsigned long PATH_SIZE = 1024;
+constexpr unsigned long kNameSize = 168;
+constexpr unsigned long kValueSize = 256;
+constexpr unsigned long kPathSize = 1024;
 
 using Text = std::string_view;
 
@@ -32,7 +32,7 @@ Text fromFirstNotOf(Text text, const char* set) { return from(text, text.find_fi
 Text upTo(Text text, char byte) { return text.substr(0, text.find(byte)); }
 
 bool equalName(Text text, Text name) {
-  return text.size() == name.size() && text.size() < NAME_SIZE &&
+  return text.size() == name.size() && text.size() < kNameSize &&
          strncasecmp(text.data(), name.data(), text.size()) == 0;
 }
 
@@ -47,7 +47,7 @@ bool findSection(Text text, Text name, Text& section) {
     const unsigned long close = text.find(']', open);
     if (close == Text::npos) return false;
     const bool startsLine = open == at || text[open - 1] == '\n';
-    if (startsLine && close - open + 1 < NAME_SIZE &&
+    if (startsLine && close - open + 1 < kNameSize &&
         equalName(text.substr(open + 1, close - open - 1), name)) {
       section = upTo(from(text, close + 1), '[');
       return true;
@@ -75,7 +75,7 @@ bool findValue(Text section, Text key, Text& value) {
   Text found;
   while (nextEntry(section, found)) {
     if (!equalName(found, key)) continue;
-    value = upTo(fromFirstNotOf(from(section, found.size()), " \t="), '\n').substr(0, VALUE_SIZE - 1);
+    value = upTo(fromFirstNotOf(from(section, found.size()), " \t="), '\n').substr(0, kValueSize - 1);
     return true;
   }
   return false;
@@ -116,11 +116,11 @@ unsigned long profileString(const char* buffer, unsigned long size, const char* 
   return deliver(defaultValue ? defaultValue : "", out, outSize);
 }
 
-constexpr char NOT_SET[] = "&";
-constexpr unsigned long NUMBER_SIZE = 100;
+constexpr char kNotSet[] = "&";
+constexpr unsigned long kNumberSize = 100;
 
 long numberOf(const char* value, long defaultValue) {
-  if (value[0] == NOT_SET[0]) return defaultValue;
+  if (value[0] == kNotSet[0]) return defaultValue;
   const Text digits = fromFirstNotOf(value, " ");
   const char* cursor = digits.data();
   bool any = false;
@@ -130,14 +130,14 @@ long numberOf(const char* value, long defaultValue) {
 // --- at load ---
 
 // The value of the first variable that is set, or `fileName` in "HOME". False when there is no path.
-bool findPath(const char* first, const char* second, const char* fileName, char (&path)[PATH_SIZE]) {
+bool findPath(const char* first, const char* second, const char* fileName, char (&path)[kPathSize]) {
   const char* value = secure_getenv(first);
   if (!value) value = secure_getenv(second);
   const char* home = value ? "" : secure_getenv("HOME");
   if (!home) return false;
   const Text head = value ? value : home;
   const Text tail = value ? "" : fileName;
-  if (head.size() + 1 + tail.size() >= PATH_SIZE) return false;
+  if (head.size() + 1 + tail.size() >= kPathSize) return false;
   char* end = std::copy(head.begin(), head.end(), path);
   if (!value) *end++ = '/';
   *std::copy(tail.begin(), tail.end(), end) = 0;
@@ -181,7 +181,7 @@ bool load(const char* path, char*& text, unsigned long& size) {
 IniInitialize::IniInitialize() {
   drop(MORVA_UCNV_INI_Buf, MORVA_UCNV_INI_BufSize);
   drop(MORVA_UCNV_INST_Buf, MORVA_UCNV_INST_BufSize);
-  char path[PATH_SIZE];
+  char path[kPathSize];
   if (!findPath("ODBCINI", "ODBC_INI", ".odbc.ini", path)) return;
   if (!load(path, MORVA_UCNV_INI_Buf, MORVA_UCNV_INI_BufSize)) return;
   if (!findPath("ODBCINSTINI", "ODBCINST_INI", ".odbcinst.ini", path)) return;
@@ -219,14 +219,14 @@ unsigned long ucnvGetProfileStringInst(const char* section, const char* key, con
 }
 
 long ucnvGetProfileInt(const char* section, const char* key, long defaultValue) {
-  char value[NUMBER_SIZE];
-  ucnvGetProfileString(section, key, NOT_SET, value, sizeof value);
+  char value[kNumberSize];
+  ucnvGetProfileString(section, key, kNotSet, value, sizeof value);
   return numberOf(value, defaultValue);
 }
 
 long ucnvGetProfileIntInst(const char* section, const char* key, long defaultValue) {
-  char value[NUMBER_SIZE];
-  ucnvGetProfileStringInst(section, key, NOT_SET, value, sizeof value);
+  char value[kNumberSize];
+  ucnvGetProfileStringInst(section, key, kNotSet, value, sizeof value);
   return numberOf(value, defaultValue);
 }
 

@@ -325,7 +325,7 @@ static constexpr auto indexOfRegistered() {
   return index;
 }
 
-constexpr std::array<std::uint16_t, kLastRegisteredIANA + 1> registeredRows = indexOfRegistered();
+constexpr std::array<std::uint16_t, kLastRegisteredIANA + 1> kRegisteredRows = indexOfRegistered();
 
 const UcnvNumberRow UnilibToIANATable[UnilibToIANARows] = {
     {-1, 1015},   {0, 3},       {1, 4},       {2, 2009},    {3, 2011},    {4, 2004},    {5, 2027},

@@ -7,28 +7,28 @@
 namespace {
 
 template <typename Cell>
-constexpr unsigned long CELL_BYTES =
+constexpr unsigned long kCellBytes =
     sizeof(Cell);  // NOLINT(bugprone-sizeof-expression): cells may be pointers
 
 // A zeroed vector of `n` cells, or null with the out-of-memory state marked.
 template <typename Cell>
 Cell* newVector(unsigned long n) {
-  if (n > ~0UL / CELL_BYTES<Cell>) {
+  if (n > ~0UL / kCellBytes<Cell>) {
     ramAddMemoryError();
     return nullptr;
   }
-  return static_cast<Cell*>(ramAllocZ(n * CELL_BYTES<Cell>));
+  return static_cast<Cell*>(ramAllocZ(n * kCellBytes<Cell>));
 }
 
 // Gives the vector `n` cells, new ones with anything in them. 1 with the vector as it was.
 template <typename Cell>
 int resizeVector(Cell*& vector, unsigned long n) {
-  if (n > ~0UL / CELL_BYTES<Cell>) {
+  if (n > ~0UL / kCellBytes<Cell>) {
     ramAddMemoryError();
     return 1;
   }
   void* block = vector;
-  if (ramResize(&block, n * CELL_BYTES<Cell>)) return 1;
+  if (ramResize(&block, n * kCellBytes<Cell>)) return 1;
   vector = static_cast<Cell*>(block);
   return 0;
 }
@@ -83,7 +83,7 @@ int ZuArrayOf<Cell>::makeRoom() {
 template <typename Cell>
 int ZuArrayOf<Cell>::addAtIndex(Cell value, unsigned long i) {
   if (count >= size && makeRoom()) return 1;
-  if (i < count) std::memmove(items + i + 1, items + i, (count - i) * CELL_BYTES<Cell>);
+  if (i < count) std::memmove(items + i + 1, items + i, (count - i) * kCellBytes<Cell>);
   items[i] = value;
   ++count;
   return 0;
@@ -92,7 +92,7 @@ int ZuArrayOf<Cell>::addAtIndex(Cell value, unsigned long i) {
 template <typename Cell>
 void ZuArrayOf<Cell>::removeAtIndex(unsigned long i) {
   --count;
-  if (i < count) std::memmove(items + i, items + i + 1, (count - i) * CELL_BYTES<Cell>);
+  if (i < count) std::memmove(items + i, items + i + 1, (count - i) * kCellBytes<Cell>);
 }
 
 template <typename Cell>
@@ -116,11 +116,11 @@ template <typename Cell>
 int ZuArrayOf<Cell>::moveTo(unsigned long n) {
   if (items && flags & ownsVector) {
     if (resizeVector(items, n)) return 1;
-    if (n > size) std::memset(items + size, 0, (n - size) * CELL_BYTES<Cell>);
+    if (n > size) std::memset(items + size, 0, (n - size) * kCellBytes<Cell>);
   } else {
     Cell* fresh = newVector<Cell>(n);
     if (!fresh) return 1;
-    if (items) std::memcpy(fresh, items, std::min(size, n) * CELL_BYTES<Cell>);
+    if (items) std::memcpy(fresh, items, std::min(size, n) * kCellBytes<Cell>);
     items = fresh;
     setFlag(ownsVector, 1);
   }

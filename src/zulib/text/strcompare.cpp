@@ -79,7 +79,8 @@ unsigned long alikeCi(const unsigned char* a, const unsigned char* b, unsigned l
       i += sameAsciiCi(a + i, b + i, n - i);
     }
     // What stopped the run of blocks is close: as many characters one by one as a block has bytes.
-    for (unsigned long stop = n - i > 16 ? i + 16 : n; i < stop;) {
+    const unsigned long stop = n - i > 16 ? i + 16 : n;
+    while (i < stop) {
       const CiStep step = compareCharacter(walk, a + i, b + i, n - i);
       if (step.order != 0) {
         *order = step.order;
@@ -105,8 +106,8 @@ bool isCutPair(const unsigned short* p, unsigned long left) { return isHigh(*p) 
 bool nextUTF8(const unsigned char*& u, std::uint32_t* c) {
   const unsigned char lead = *u++;
   const int more = lead <= 0x7F ? 0 : lead < 0xE0 ? 1 : lead < 0xF0 ? 2 : 3;
-  constexpr unsigned char payload[4] = {0x7F, 0x1F, 0x0F, 0x07};
-  *c = lead & payload[more];
+  constexpr unsigned char kPayload[4] = {0x7F, 0x1F, 0x0F, 0x07};
+  *c = lead & kPayload[more];
   for (int i = 0; i < more; ++i) {
     if (*u == 0) return false;
     *c = (*c << 6) | (*u++ & 0x3Fu);
@@ -148,9 +149,9 @@ int strCompareWithMaxLength(const unsigned char* a, const unsigned char* b, unsi
 }
 
 int floatCompare(const unsigned char* a, const unsigned char* b) {
-  constexpr unsigned char signBit = 0x80;
-  const bool negative = (a[0] & signBit) != 0;
-  if (negative != ((b[0] & signBit) != 0)) return negative ? -1 : 1;
+  constexpr unsigned char kSignBit = 0x80;
+  const bool negative = (a[0] & kSignBit) != 0;
+  if (negative != ((b[0] & kSignBit) != 0)) return negative ? -1 : 1;
   const int first = sign(std::memcmp(a, b, 8));
   return negative ? -first : first;
 }

@@ -29,7 +29,7 @@ constexpr std::array<unsigned char, 256> kAsTheyAre = [] {
 
 // The walk through the text: that of UTF-8 is a constant, so that the compiler knows what its tables say.
 struct UTF8Text {
-  static constexpr NarrowWalk walk{};
+  static constexpr NarrowWalk walk{};  // NOLINT(readability-identifier-naming): a member of both forms
 };
 struct LocaleText {
   const NarrowWalk walk{zuCPLocale};

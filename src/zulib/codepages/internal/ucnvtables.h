@@ -19,7 +19,7 @@ extern const UcnvNameRow IANAtoICUTable[IANAtoICURows];
 // or row 0 when it has none.
 constexpr long kLastRegisteredIANA = 2259;
 constexpr unsigned long kFirstPrivateRow = 245;
-extern const std::array<std::uint16_t, kLastRegisteredIANA + 1> registeredRows;
+extern const std::array<std::uint16_t, kLastRegisteredIANA + 1> kRegisteredRows;
 
 // Number of the keyword "AppCodePage", and number of a Windows code page, to IANA number.
 extern const UcnvNumberRow UnilibToIANATable[UnilibToIANARows];

@@ -96,14 +96,18 @@ ZuMultiMemorySource::~ZuMultiMemorySource() { ZuMultiMemorySource::freeMemory();
 
 void ZuMultiMemorySource::freeMemory() {
   freeBlocks(blocks);
-  static_cast<void>(init());
+  empty();
 }
 
-int ZuMultiMemorySource::init() {
+void ZuMultiMemorySource::empty() {
   filling = false;
   blockIndex = 0;
   position = 0;
   totalBytes = 0;
+}
+
+int ZuMultiMemorySource::init() {
+  empty();
   return 0;
 }
 

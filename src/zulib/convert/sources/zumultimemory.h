@@ -61,6 +61,7 @@ class ZU_API ZuMultiMemorySource : public ZuDataSource {
   unsigned long getTotalBytes() const { return totalBytes; }
 
  private:
+  void empty();
   void startReading();
 
   unsigned long blockSize;
