@@ -7,7 +7,7 @@
 #include "zuodbc/dmhandle.h"
 
 // The component number of the cursor library, whose texts lie in the catalog "odbc.m".
-constexpr unsigned short DM_COMPONENT_CURSOR_LIBRARY = 524;
+constexpr unsigned short kDmComponentCursorLibrary = 524;
 
 // A diagnostic with its place in a row set. `recordSize` is the size that the caller was built with.
 struct tagODBCERROR {

@@ -27,7 +27,7 @@ TEST(CursorMessages, AllHaveATextAndAState) {
   for (const auto& message : MESSAGES) {
     SCOPED_TRACE(message.number);
     static_cast<DMConn*>(static_cast<SQLHDBC>(conn))->VFreeErrors();
-    PostODBCError(DM_COMPONENT_CURSOR_LIBRARY, conn, message.number, -1);
+    PostODBCError(kDmComponentCursorLibrary, conn, message.number, -1);
     EXPECT_EQ(message.state, conn.states());
     EXPECT_EQ('.', conn.why().back());  // a sentence, not the number of a missing text
     EXPECT_TRUE(texts.insert(catalogText(message.number)).second) << "the text of another message";

@@ -149,18 +149,18 @@ TEST_F(Diagnostics, UnsettledRecordsFallUnlessTakenOver) {
 TEST_F(Diagnostics, CatalogMessagesBearTheComponentAndThePlace) {
   OdbcConnection conn(driver.connectionString(), SQL_CUR_USE_DRIVER);
   OdbcStatement stmt(conn);
-  PostODBCError(DM_COMPONENT_CURSOR_LIBRARY, SQLHSTMT(stmt), 464, -1);
+  PostODBCError(kDmComponentCursorLibrary, SQLHSTMT(stmt), 464, -1);
   EXPECT_EQ("HY010: [zulib][ODBC Cursor Library] " + catalogText(464), stmt.why());
-  tagODBCERROR error{sizeof error, SQLHSTMT(stmt), DM_COMPONENT_CURSOR_LIBRARY, 332, -1, 4, 2};
+  tagODBCERROR error{sizeof error, SQLHSTMT(stmt), kDmComponentCursorLibrary, 332, -1, 4, 2};
   PostODBCComponentError(&error);
   SQLLEN row = 0;
   EXPECT_EQ(SQL_SUCCESS, SQLGetDiagField(SQL_HANDLE_STMT, stmt, 2, SQL_DIAG_ROW_NUMBER, &row, 0, nullptr));
   EXPECT_EQ(4, row);
   static_cast<DMStmt*>(SQLHSTMT(stmt))->VFreeErrors();
-  PostODBCError(DM_COMPONENT_CURSOR_LIBRARY, SQLHSTMT(stmt), 65000, -1);
+  PostODBCError(kDmComponentCursorLibrary, SQLHSTMT(stmt), 65000, -1);
   EXPECT_EQ("HY000: [zulib][ODBC Cursor Library] 65000", stmt.why()) << "a number without a text";
-  PostODBCError(DM_COMPONENT_CURSOR_LIBRARY, nullptr, 464, -1);
-  PostODBCError(DM_COMPONENT_CURSOR_LIBRARY, &row, 464, -1);
+  PostODBCError(kDmComponentCursorLibrary, nullptr, 464, -1);
+  PostODBCError(kDmComponentCursorLibrary, &row, 464, -1);
 }
 
 TEST(WideCompare, IgnoresTheCaseOfAsciiLettersOnly) {

@@ -42,7 +42,7 @@ SQLRETURN allocateInDriver(DMConn& conn, SQLSMALLINT type, Api api, SQLHANDLE* d
   auto work = [&](DMConn& conn, const DMDriverFunctions& driver) -> SQLRETURN {
     if (driver.SQLAllocHandle) return ask(driver.SQLAllocHandle, type, conn.driverHandle, driverHandle);
     if (type == SQL_HANDLE_STMT) return ask(driver.SQLAllocStmt, conn.driverHandle, driverHandle);
-    return driverLacksFunction;
+    return kDriverLacksFunction;
   };
   return askDriver(conn, *conn.driverFunctions, api, work);
 }

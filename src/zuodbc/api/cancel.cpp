@@ -22,7 +22,7 @@ bool isBusy(const DMStmt& stmt) { return __atomic_load_n(&stmt.busy, __ATOMIC_RE
 SQLRETURN cancelInDriver(DMStmt& stmt, bool fetchesDiagnostics) {
   if (!stmt.driverHandle) return SQL_INVALID_HANDLE;
   const SQLRETURN rc = ask(stmt.conn->driverFunctions->SQLCancel, stmt.driverHandle);
-  if (rc == driverLacksFunction) return fail(stmt, "IM001");
+  if (rc == kDriverLacksFunction) return fail(stmt, "IM001");
   if (fetchesDiagnostics && (rc == SQL_SUCCESS_WITH_INFO || rc == SQL_ERROR)) pullDriverErrors(stmt);
   return rc;
 }

@@ -32,7 +32,7 @@ template <class Function, class... Arguments>
 SQLRETURN callCatalog(SQLHSTMT handle, Api api, const char* wrong, Function DMDriverFunctions::*function,
                       Arguments... arguments) {
   return callStatement(
-      handle, api, [wrong](DMStmt&) { return wrong; }, noCursorLibrary,
+      handle, api, [wrong](DMStmt&) { return wrong; }, kNoCursorLibrary,
       [&](DMStmt& stmt, const DMDriverFunctions& driver) {
         return ask(driver.*function, stmt.driverHandle, arguments...);
       });
@@ -56,10 +56,11 @@ const char* firstOf(const char* wrong, const char* otherwise) { return wrong ? w
 extern "C" {
 
 ZU_API SQLRETURN SQL_API SQLGetTypeInfo(SQLHSTMT handle, SQLSMALLINT type) {
-  return callStatement(
-      handle, Api::GetTypeInfo, noCheck, noCursorLibrary, [&](DMStmt& stmt, const DMDriverFunctions& driver) {
-        return ask(driver.SQLGetTypeInfo, stmt.driverHandle, typeForTypeInfo(*stmt.conn, type));
-      });
+  return callStatement(handle, Api::GetTypeInfo, kNoCheck, kNoCursorLibrary,
+                       [&](DMStmt& stmt, const DMDriverFunctions& driver) {
+                         return ask(driver.SQLGetTypeInfo, stmt.driverHandle,
+                                    typeForTypeInfo(*stmt.conn, type));
+                       });
 }
 
 ZU_API SQLRETURN SQL_API SQLTables(SQLHSTMT handle, SQLCHAR* catalog, SQLSMALLINT catalogLength,

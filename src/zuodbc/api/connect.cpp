@@ -53,7 +53,7 @@ class Attachment {
 };
 
 // What the connect functions share around their own driver call. `connect` returns the driver's code, or
-// driverLacksFunction.
+// kDriverLacksFunction.
 template <class Connect>
 SQLRETURN connectThrough(DMConn& conn, Api api, const std::string& library, const std::string& dataSource,
                          Connect&& connect) {
@@ -162,11 +162,11 @@ SQLRETURN driverConnect(DMConn& conn, const DMDriverFunctions& driver, std::stri
     return attributes.find(keyword) ? *attributes.find(keyword) : std::string();
   };
   std::string name = value("DSN"), user = value("UID"), password = value("PWD");
-  if (name.empty()) return driverLacksFunction;
-  SQLRETURN rc = connectByName(conn, driver, name, user, password);
+  if (name.empty()) return kDriverLacksFunction;
+  const SQLRETURN rc = connectByName(conn, driver, name, user, password);
   if (SQL_SUCCEEDED(rc) && !copyText(text, out.text, out.size, out.length)) {
     postError(conn, "01004");
-    return warnedHere;
+    return kWarnedHere;
   }
   return rc;
 }

@@ -130,7 +130,7 @@ SQLRETURN getAttribute(SQLHDBC handle, Api api, SQLINTEGER attribute, SQLPOINTER
                               : getKept(conn, attribute, value, size, length);
     });
   }
-  return callConnection(handle, api, noCursorLibrary, [&](DMConn& conn, const DMDriverFunctions& driver) {
+  return callConnection(handle, api, kNoCursorLibrary, [&](DMConn& conn, const DMDriverFunctions& driver) {
     return getDriverAttribute(conn, driver, api, attribute, value, size, length);
   });
 }

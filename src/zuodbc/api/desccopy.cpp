@@ -71,12 +71,12 @@ bool isCursorsDescriptor(const DMDesc& desc, bool asTarget) {
 }
 
 SQLRETURN refuseForCursor(DMDesc& target) {
-  PostODBCError(DM_COMPONENT_CURSOR_LIBRARY, &target, kBindingFixed, -1);
+  PostODBCError(kDmComponentCursorLibrary, &target, kBindingFixed, -1);
   return SQL_ERROR;
 }
 
 SQLRETURN copyDescriptor(DMDesc& source, DMDesc& target, const DMDriverFunctions& driver) {
-  if (!driver.SQLCopyDesc || !haveDriverDescriptor(source)) return driverLacksFunction;
+  if (!driver.SQLCopyDesc || !haveDriverDescriptor(source)) return kDriverLacksFunction;
   completeDescriptor(source);
   Bindings bindings = copyBindings(source.bindList);
   const SQLRETURN rc = ask(driver.SQLCopyDesc, source.driverHandle, target.driverHandle);

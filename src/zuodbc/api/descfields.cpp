@@ -129,7 +129,7 @@ ZU_API SQLRETURN SQL_API SQLSetDescField(SQLHDESC handle, SQLSMALLINT record, SQ
         return library.CLSetDescField(&desc, record, field, value, length);
       },
       [&](DMDesc& desc, const DMDriverFunctions& driver) {
-        SQLRETURN rc = ask(driver.SQLSetDescField, desc.driverHandle, record, field, value, length);
+        const SQLRETURN rc = ask(driver.SQLSetDescField, desc.driverHandle, record, field, value, length);
         if (SQL_SUCCEEDED(rc)) keepField(desc, field, value);
         return rc;
       });

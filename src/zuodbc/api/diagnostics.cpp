@@ -75,7 +75,7 @@ SQLRETURN askStatementField(DMHandle& handle, SQLSMALLINT field, SQLPOINTER valu
   if (handle.handleType != DM_STMT) return SQL_ERROR;
   auto& stmt = static_cast<DMStmt&>(handle);
   const DMDriverFunctions& driver = *stmt.conn->driverFunctions;
-  SQLRETURN rc = driverLacksFunction;
+  SQLRETURN rc = kDriverLacksFunction;
   stmt.lock();
   if (stmt.driverHandle) {
     rc = guardQuietly([&] {

@@ -18,7 +18,7 @@ namespace {
 std::atomic<SQLULEN> processPooling{SQL_CP_OFF};
 
 bool hasConnections(DMEnv& env) {
-  std::lock_guard guard(env.state->lock);
+  const std::lock_guard guard(env.state->lock);
   return !env.state->connections.empty();
 }
 

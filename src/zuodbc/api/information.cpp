@@ -79,7 +79,7 @@ SQLRETURN askDriverInformation(DMConn& conn, const DMDriverFunctions& driver, SQ
   const SQLRETURN rc = ask(driver.SQLGetInfo, conn.driverHandle, type, value, size, length);
   if (type != SQL_DRIVER_ODBC_VER || SQL_SUCCEEDED(rc)) return rc;
   return writeText(conn, kOldestVersion, value, size, length) == SQL_SUCCESS ? SQLRETURN(SQL_SUCCESS)
-                                                                             : warnedHere;
+                                                                             : kWarnedHere;
 }
 
 }  // namespace

@@ -54,8 +54,8 @@ bool isTaken(const DMStmt& stmt, std::string_view name) {
 
 const char* checkName(const DMStmt& stmt, const SQLCHAR* text, SQLSMALLINT length) {
   if (const char* wrong = checkText(text, length)) return wrong;
-  std::string_view name = textOf(text, length);
-  bool reserved = startsWith(name, kGeneratedPrefix) || startsWith(name, kReservedPrefix);
+  const std::string_view name = textOf(text, length);
+  const bool reserved = startsWith(name, kGeneratedPrefix) || startsWith(name, kReservedPrefix);
   if (name.empty() || reserved || name.size() > stmt.conn->maxCursorNameLength) return "34000";
   return isTaken(stmt, name) ? "3C000" : nullptr;
 }
@@ -78,16 +78,16 @@ void generateName(DMStmt& stmt) {
   stmt.state->cursorName = name;
 }
 
-// The outcome of a driver call about names: the driver's code, refusedHere for an error that has been
-// fetched, or driverLacksFunction, also if the driver exports the function only to say that it has none.
+// The outcome of a driver call about names: the driver's code, kRefusedHere for an error that has been
+// fetched, or kDriverLacksFunction, also if the driver exports the function only to say that it has none.
 SQLRETURN sortOutcome(DMStmt& stmt, SQLRETURN rc) {
   if (rc != SQL_ERROR) return rc;
   pullDriverErrors(stmt);
   constexpr unsigned short kNotSupported[] = {'I', 'M', '0', '0', '1', 0};
   constexpr unsigned short kNotCapable[] = {'H', 'Y', 'C', '0', '0', 0};
-  if (!stmt.SearchStatusCode(kNotSupported) && !stmt.SearchStatusCode(kNotCapable)) return refusedHere;
+  if (!stmt.SearchStatusCode(kNotSupported) && !stmt.SearchStatusCode(kNotCapable)) return kRefusedHere;
   dropUnsettled(stmt);
-  return driverLacksFunction;
+  return kDriverLacksFunction;
 }
 
 SQLRETURN giveName(DMStmt& stmt, SQLCHAR* out, SQLSMALLINT size, SQLSMALLINT* length) {
@@ -96,18 +96,18 @@ SQLRETURN giveName(DMStmt& stmt, SQLCHAR* out, SQLSMALLINT size, SQLSMALLINT* le
   if (length) *length = SQLSMALLINT(name.size());
   if (!out) return SQL_SUCCESS;
   if (size > 0) {
-    size_t fits = std::min(name.size(), size_t(size) - 1);
+    const size_t fits = std::min(name.size(), size_t(size) - 1);
     std::memcpy(out, name.data(), fits);
     out[fits] = 0;
     if (fits == name.size()) return SQL_SUCCESS;
   }
   postError(stmt, "01004");
-  return warnedHere;
+  return kWarnedHere;
 }
 
 SQLRETURN setName(DMStmt& stmt, const DMDriverFunctions& driver, SQLCHAR* text, SQLSMALLINT length) {
   SQLRETURN rc = sortOutcome(stmt, ask(driver.SQLSetCursorName, stmt.driverHandle, text, length));
-  if (rc == driverLacksFunction) rc = SQL_SUCCESS;
+  if (rc == kDriverLacksFunction) rc = SQL_SUCCESS;
   if (SQL_SUCCEEDED(rc)) keepName(stmt, textOf(text, length));
   return rc;
 }
@@ -116,9 +116,9 @@ SQLRETURN getName(DMStmt& stmt, const DMDriverFunctions& driver, SQLCHAR* out, S
                   SQLSMALLINT* length) {
   if (!hasName(stmt)) {
     SQLSMALLINT full = 0;
-    SQLRETURN rc = sortOutcome(stmt, ask(driver.SQLGetCursorName, stmt.driverHandle, out, size, &full));
+    const SQLRETURN rc = sortOutcome(stmt, ask(driver.SQLGetCursorName, stmt.driverHandle, out, size, &full));
     if (length && SQL_SUCCEEDED(rc)) *length = full;
-    bool none = rc == driverLacksFunction || (SQL_SUCCEEDED(rc) && full == 0);
+    const bool none = rc == kDriverLacksFunction || (SQL_SUCCEEDED(rc) && full == 0);
     if (!none) return rc;
     generateName(stmt);
   }
@@ -132,7 +132,7 @@ extern "C" {
 ZU_API SQLRETURN SQL_API SQLSetCursorName(SQLHSTMT handle, SQLCHAR* name, SQLSMALLINT length) {
   return callStatement(
       handle, Api::SetCursorName, [&](DMStmt& stmt) { return checkName(stmt, name, length); },
-      noCursorLibrary,
+      kNoCursorLibrary,
       [&](DMStmt& stmt, const DMDriverFunctions& driver) { return setName(stmt, driver, name, length); });
 }
 
@@ -149,7 +149,7 @@ ZU_API SQLRETURN SQL_API SQLGetCursorName(SQLHSTMT handle, SQLCHAR* name, SQLSMA
         *stmt, [&] { return askDriver(*stmt, *stmt->conn->driverFunctions, Api::GetCursorName, work); });
   }
   return callStatement(
-      handle, Api::GetCursorName, [&](DMStmt&) { return checkSize(size); }, noCursorLibrary, work);
+      handle, Api::GetCursorName, [&](DMStmt&) { return checkSize(size); }, kNoCursorLibrary, work);
 }
 
 }  // extern "C"

@@ -9,7 +9,7 @@ using namespace dm;
 namespace {
 
 const char* checkPutData(SQLPOINTER value, SQLLEN length) {
-  bool noValue = length == SQL_NULL_DATA || length == SQL_DEFAULT_PARAM;
+  const bool noValue = length == SQL_NULL_DATA || length == SQL_DEFAULT_PARAM;
   if (!value && length != 0 && !noValue) return "HY009";
   return length < 0 && length != SQL_NTS && !noValue ? "HY090" : nullptr;
 }
@@ -32,24 +32,24 @@ ZU_API SQLRETURN SQL_API SQLExecDirect(SQLHSTMT handle, SQLCHAR* sql, SQLINTEGER
       handle, Api::ExecDirect, [&](DMStmt&) { return checkSql(sql, length); },
       [&](DMStmt& stmt, const CursorLibrary& library) { return library.CLExecDirect(&stmt, sql, length); },
       [&](DMStmt& stmt, const DMDriverFunctions& driver) {
-        SQLRETURN rc = driverTakeParameterHeader(stmt, driver);
+        const SQLRETURN rc = driverTakeParameterHeader(stmt, driver);
         return SQL_SUCCEEDED(rc) ? ask(driver.SQLExecDirect, stmt.driverHandle, sql, length) : rc;
       });
 }
 
 ZU_API SQLRETURN SQL_API SQLExecute(SQLHSTMT handle) {
   return callStatement(
-      handle, Api::Execute, noCheck,
+      handle, Api::Execute, kNoCheck,
       [](DMStmt& stmt, const CursorLibrary& library) { return library.CLExecute(&stmt); },
       [](DMStmt& stmt, const DMDriverFunctions& driver) {
-        SQLRETURN rc = driverTakeParameterHeader(stmt, driver);
+        const SQLRETURN rc = driverTakeParameterHeader(stmt, driver);
         return SQL_SUCCEEDED(rc) ? ask(driver.SQLExecute, stmt.driverHandle) : rc;
       });
 }
 
 ZU_API SQLRETURN SQL_API SQLParamData(SQLHSTMT handle, SQLPOINTER* value) {
   return callStatement(
-      handle, Api::ParamData, noCheck,
+      handle, Api::ParamData, kNoCheck,
       [&](DMStmt& stmt, const CursorLibrary& library) {
         return library.CLParamData(&stmt, orScratch(stmt, value));
       },
@@ -69,7 +69,7 @@ ZU_API SQLRETURN SQL_API SQLPutData(SQLHSTMT handle, SQLPOINTER value, SQLLEN le
 
 ZU_API SQLRETURN SQL_API SQLMoreResults(SQLHSTMT handle) {
   return callStatement(
-      handle, Api::MoreResults, noCheck,
+      handle, Api::MoreResults, kNoCheck,
       [](DMStmt& stmt, const CursorLibrary& library) { return library.CLMoreResults(&stmt); },
       [](DMStmt& stmt, const DMDriverFunctions& driver) {
         if (stmt.state->sequence.state <= StmtState::Prepared && !isMarked(&stmt))
@@ -80,7 +80,7 @@ ZU_API SQLRETURN SQL_API SQLMoreResults(SQLHSTMT handle) {
 
 ZU_API SQLRETURN SQL_API SQLRowCount(SQLHSTMT handle, SQLLEN* count) {
   return callStatement(
-      handle, Api::RowCount, noCheck,
+      handle, Api::RowCount, kNoCheck,
       [&](DMStmt& stmt, const CursorLibrary& library) { return library.CLRowCount(&stmt, count); },
       [&](DMStmt& stmt, const DMDriverFunctions& driver) {
         return ask(driver.SQLRowCount, stmt.driverHandle, orScratch(stmt, count));

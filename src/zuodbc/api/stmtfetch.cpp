@@ -36,7 +36,7 @@ const char* checkSetPos(SQLUSMALLINT operation, SQLUSMALLINT lock) {
 SQLRETURN driverFreeStmt(DMStmt& stmt, const DMDriverFunctions& driver, SQLUSMALLINT option) {
   if (option == SQL_UNBIND) stmt.state->heldBindings.clear();
   if (option != SQL_CLOSE) return ask(driver.SQLFreeStmt, stmt.driverHandle, option);
-  SQLRETURN rc =
+  const SQLRETURN rc =
       driver.SQLFreeStmt ? driver.SQLFreeStmt(stmt.driverHandle, option) : driverCloseCursor(stmt, driver);
   if (SQL_SUCCEEDED(rc) && stmt.conn->activeStatements == 1) endOpenResult(stmt);
   return rc;
@@ -54,7 +54,7 @@ extern "C" {
 
 ZU_API SQLRETURN SQL_API SQLFetch(SQLHSTMT handle) {
   return callStatement(
-      handle, Api::Fetch, noCheck,
+      handle, Api::Fetch, kNoCheck,
       [](DMStmt& stmt, const CursorLibrary& library) { return library.CLFetch(&stmt); },
       [](DMStmt& stmt, const DMDriverFunctions& driver) {
         if (stmt.conn->driverVersion < 300) [[unlikely]] {
@@ -111,7 +111,7 @@ ZU_API SQLRETURN SQL_API SQLBulkOperations(SQLHSTMT handle, SQLSMALLINT operatio
 
 ZU_API SQLRETURN SQL_API SQLCloseCursor(SQLHSTMT handle) {
   return callStatement(
-      handle, Api::CloseCursor, noCheck,
+      handle, Api::CloseCursor, kNoCheck,
       [](DMStmt& stmt, const CursorLibrary& library) { return library.CLCloseCursor(&stmt); },
       [](DMStmt& stmt, const DMDriverFunctions& driver) { return driverCloseCursor(stmt, driver); });
 }

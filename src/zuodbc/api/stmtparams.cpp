@@ -57,7 +57,7 @@ extern "C" {
 
 ZU_API SQLRETURN SQL_API SQLNumParams(SQLHSTMT handle, SQLSMALLINT* count) {
   return callStatement(
-      handle, Api::NumParams, noCheck,
+      handle, Api::NumParams, kNoCheck,
       [&](DMStmt& stmt, const CursorLibrary& library) {
         return library.CLNumParams(&stmt, orScratch(stmt, count));
       },
@@ -69,7 +69,7 @@ ZU_API SQLRETURN SQL_API SQLNumParams(SQLHSTMT handle, SQLSMALLINT* count) {
 ZU_API SQLRETURN SQL_API SQLDescribeParam(SQLHSTMT handle, SQLUSMALLINT number, SQLSMALLINT* type,
                                           SQLULEN* size, SQLSMALLINT* scale, SQLSMALLINT* nullable) {
   return callStatement(
-      handle, Api::DescribeParam, [&](DMStmt&) { return number == 0 ? "07009" : nullptr; }, noCursorLibrary,
+      handle, Api::DescribeParam, [&](DMStmt&) { return number == 0 ? "07009" : nullptr; }, kNoCursorLibrary,
       [&](DMStmt& stmt, const DMDriverFunctions& driver) {
         const SQLRETURN rc =
             ask(driver.SQLDescribeParam, stmt.driverHandle, number, type, size, scale, nullable);

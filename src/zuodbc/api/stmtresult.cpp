@@ -41,10 +41,10 @@ const char* checkDescribe(const DMStmt& stmt, SQLUSMALLINT column, SQLSMALLINT s
 extern "C" {
 
 ZU_API SQLRETURN SQL_API SQLNumResultCols(SQLHSTMT handle, SQLSMALLINT* count) {
-  return callStatement(handle, Api::NumResultCols, noCheck, noCursorLibrary,
+  return callStatement(handle, Api::NumResultCols, kNoCheck, kNoCursorLibrary,
                        [&](DMStmt& stmt, const DMDriverFunctions& driver) {
                          SQLSMALLINT* columns = orScratch(stmt, count);
-                         SQLRETURN rc = ask(driver.SQLNumResultCols, stmt.driverHandle, columns);
+                         const SQLRETURN rc = ask(driver.SQLNumResultCols, stmt.driverHandle, columns);
                          if (SQL_SUCCEEDED(rc)) sequenceColumnsTold(stmt, *columns);
                          return rc;
                        });
@@ -55,10 +55,10 @@ ZU_API SQLRETURN SQL_API SQLDescribeCol(SQLHSTMT handle, SQLUSMALLINT column, SQ
                                         SQLULEN* size, SQLSMALLINT* scale, SQLSMALLINT* nullable) {
   return callStatement(
       handle, Api::DescribeCol, [&](DMStmt& stmt) { return checkDescribe(stmt, column, nameSize); },
-      noCursorLibrary,
+      kNoCursorLibrary,
       [&](DMStmt& stmt, const DMDriverFunctions& driver) {
-        SQLRETURN rc = ask(driver.SQLDescribeCol, stmt.driverHandle, column, name, nameSize, nameLength, type,
-                           size, scale, nullable);
+        const SQLRETURN rc = ask(driver.SQLDescribeCol, stmt.driverHandle, column, name, nameSize, nameLength,
+                                 type, size, scale, nullable);
         if (SQL_SUCCEEDED(rc) && type) *type = typeForApplication(*stmt.conn, *type);
         return rc;
       });
@@ -68,7 +68,7 @@ ZU_API SQLRETURN SQL_API SQLColAttribute(SQLHSTMT handle, SQLUSMALLINT column, S
                                          SQLPOINTER text, SQLSMALLINT size, SQLSMALLINT* length,
                                          SQLLEN* number) {
   return callStatement(
-      handle, Api::ColAttribute, [&](DMStmt&) { return checkField(field, size); }, noCursorLibrary,
+      handle, Api::ColAttribute, [&](DMStmt&) { return checkField(field, size); }, kNoCursorLibrary,
       [&](DMStmt& stmt, const DMDriverFunctions& driver) {
         return driverColAttribute(stmt, driver, column, field, text, size, length, number);
       });
@@ -78,7 +78,7 @@ ZU_API SQLRETURN SQL_API SQLColAttributes(SQLHSTMT handle, SQLUSMALLINT column, 
                                           SQLPOINTER text, SQLSMALLINT size, SQLSMALLINT* length,
                                           SQLLEN* number) {
   return callStatement(
-      handle, Api::ColAttributes, [&](DMStmt&) { return checkField(field, size); }, noCursorLibrary,
+      handle, Api::ColAttributes, [&](DMStmt&) { return checkField(field, size); }, kNoCursorLibrary,
       [&](DMStmt& stmt, const DMDriverFunctions& driver) {
         return driverColAttributes(stmt, driver, column, field, text, size, length, number);
       });

@@ -10,7 +10,7 @@ namespace {
 
 SQLRETURN endInDriver(DMConn& conn, unsigned short completion, bool endTran) {
   auto work = [&](DMConn& conn, const DMDriverFunctions& driver) -> SQLRETURN {
-    bool newForm = driver.SQLEndTran && (endTran || !driver.SQLTransact);
+    const bool newForm = driver.SQLEndTran && (endTran || !driver.SQLTransact);
     if (newForm)
       return ask(driver.SQLEndTran, static_cast<SQLSMALLINT>(SQL_HANDLE_DBC), conn.driverHandle,
                  static_cast<SQLSMALLINT>(completion));

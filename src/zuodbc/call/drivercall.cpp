@@ -32,7 +32,7 @@ bool readsResult(Api api) {
 }  // namespace
 
 SQLRETURN DriverCall::fetchDiagnostics(SQLRETURN rc) noexcept {
-  if (rc == driverLacksFunction) {
+  if (rc == kDriverLacksFunction) {
     postForDriver(handle, "IM001");
     return SQL_ERROR;
   }
@@ -42,7 +42,7 @@ SQLRETURN DriverCall::fetchDiagnostics(SQLRETURN rc) noexcept {
 }
 
 void DriverCall::tellCaller(DMStmt* newCaller) noexcept {
-  DMStmt& told = newCaller ? *newCaller : *caller;
+  const DMStmt& told = newCaller ? *newCaller : *caller;
   const std::lock_guard lock(told.state->cancelLock);
   told.state->driverStmt = newCaller ? stmt : nullptr;
   caller = newCaller;

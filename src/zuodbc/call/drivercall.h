@@ -20,32 +20,32 @@
 namespace dm {
 
 // The driver has no such function: IM001.
-inline constexpr SQLRETURN driverLacksFunction = -1001;
+inline constexpr SQLRETURN kDriverLacksFunction = -1001;
 
 // The work has queued its own diagnostics and not called the driver, which therefore has none to fetch: for
 // SQL_ERROR and for SQL_SUCCESS_WITH_INFO.
-inline constexpr SQLRETURN refusedHere = -1002;
-inline constexpr SQLRETURN warnedHere = -1003;
+inline constexpr SQLRETURN kRefusedHere = -1002;
+inline constexpr SQLRETURN kWarnedHere = -1003;
 
 // Queues `sqlstate` from inside the work for a driver that is not going to be called.
 inline SQLRETURN refuse(DMHandle& handle, const char* sqlstate) noexcept {
   postForDriver(handle, sqlstate);
-  return refusedHere;
+  return kRefusedHere;
 }
 
 // The outcome of a driver call that returned `rc`, a success, and of `own`, what the driver manager made of
 // its result with a diagnostic of its own.
 inline SQLRETURN ownOutcome(SQLRETURN rc, SQLRETURN own) noexcept {
-  if (own == SQL_ERROR) return refusedHere;
-  return own == SQL_SUCCESS_WITH_INFO && rc == SQL_SUCCESS ? warnedHere : rc;
+  if (own == SQL_ERROR) return kRefusedHere;
+  return own == SQL_SUCCESS_WITH_INFO && rc == SQL_SUCCESS ? kWarnedHere : rc;
 }
 
 // Calls an entry of the driver's table, if the driver has it. A driver's code is never taken for one of ours.
 template <class Result, class... Parameters, class... Arguments>
 SQLRETURN ask(Result (*function)(Parameters...), Arguments... arguments) {
-  if (!function) return driverLacksFunction;
+  if (!function) return kDriverLacksFunction;
   const SQLRETURN rc = function(arguments...);
-  return rc <= driverLacksFunction && rc >= warnedHere ? SQLRETURN(SQL_ERROR) : rc;
+  return rc <= kDriverLacksFunction && rc >= kWarnedHere ? SQLRETURN(SQL_ERROR) : rc;
 }
 
 // Runs work that calls a driver or allocates: no exception leaves the driver manager. Allocation that fails
@@ -99,9 +99,9 @@ class DriverCall {
   // The code to go on with.
   SQLRETURN finish(SQLRETURN rc) {
     stillExecuting = rc == SQL_STILL_EXECUTING;
-    if (rc == refusedHere) return SQL_ERROR;
-    if (rc == warnedHere) return SQL_SUCCESS_WITH_INFO;
-    if (rc == SQL_SUCCESS_WITH_INFO || rc == SQL_ERROR || rc == driverLacksFunction)
+    if (rc == kRefusedHere) return SQL_ERROR;
+    if (rc == kWarnedHere) return SQL_SUCCESS_WITH_INFO;
+    if (rc == SQL_SUCCESS_WITH_INFO || rc == SQL_ERROR || rc == kDriverLacksFunction)
       rc = fetchDiagnostics(rc);
     if (stmt && stmt->conn->activeStatements == 1) noteOpenResult(rc);
     return rc;

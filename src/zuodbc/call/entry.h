@@ -5,7 +5,7 @@
 //
 //   SQLRETURN SQL_API SQLFetch(SQLHSTMT handle) {
 //     return callStatement(
-//         handle, Api::Fetch, noCheck,
+//         handle, Api::Fetch, kNoCheck,
 //         [](DMStmt& stmt, const CursorLibrary& library) { return library.CLFetch(&stmt); },
 //         [](DMStmt& stmt, const DMDriverFunctions& driver) { return ask(driver.SQLFetch, stmt.driverHandle);
 //         });
@@ -39,14 +39,14 @@ namespace dm {
 
 // An entry point without a counterpart in the cursor library passes this for its first work.
 struct NoCursorLibrary {};
-inline constexpr NoCursorLibrary noCursorLibrary{};
+inline constexpr NoCursorLibrary kNoCursorLibrary{};
 
 template <class Work>
-inline constexpr bool hasLibraryWork =
+inline constexpr bool kHasLibraryWork =
     !std::is_same_v<std::remove_cv_t<std::remove_reference_t<Work>>, NoCursorLibrary>;
 
 // For an entry point whose arguments need no check.
-inline constexpr auto noCheck = [](const DMHandle&) -> const char* { return nullptr; };
+inline constexpr auto kNoCheck = [](const DMHandle&) -> const char* { return nullptr; };
 
 // The two ends of an application's call on an entered handle. `beginCall` empties the queue.
 void beginCall(DMHandle& handle) noexcept;
@@ -88,13 +88,13 @@ SQLRETURN callStatement(SQLHSTMT handle, Api api, Check&& check, ClWork&& clWork
   const CallScope scope(stmt, api);
   const SQLRETURN rc = guardCall(stmt, [&]() -> SQLRETURN {
     if (const char* wrong = check(stmt)) return fail(stmt, wrong);
-    const CursorLibrary* library = hasLibraryWork<ClWork> ? libraryOf(stmt) : nullptr;
+    const CursorLibrary* library = kHasLibraryWork<ClWork> ? libraryOf(stmt) : nullptr;
     // A call that the cursor library makes on its way is a part of the application's call around it.
     const bool isOuter = !isInLibrary();
     const char* refused = isOuter ? sequenceBegin(stmt, api, library != nullptr) : nullptr;
     if (refused) return fail(stmt, refused);
     SQLRETURN done = SQL_ERROR;
-    if constexpr (hasLibraryWork<ClWork>) {
+    if constexpr (kHasLibraryWork<ClWork>) {
       if (library) {
         const InLibrary inLibrary(&stmt);
         done = clWork(stmt, *library);
@@ -120,7 +120,7 @@ SQLRETURN callConnection(SQLHDBC handle, Api api, ClWork&& clWork, DriverWork&& 
   beginCall(conn);
   const SQLRETURN rc = guardCall(conn, [&]() -> SQLRETURN {
     if (!requireConnected(conn)) return SQL_ERROR;
-    if constexpr (hasLibraryWork<ClWork>) {
+    if constexpr (kHasLibraryWork<ClWork>) {
       if (conn.state->cursorLibrary) {
         const InLibrary inLibrary(nullptr);
         return clWork(conn, *conn.state->cursorLibrary);
@@ -150,7 +150,7 @@ SQLRETURN callDescriptor(SQLHDESC handle, Api api, Check&& check, ClWork&& clWor
   const SQLRETURN rc = guardCall(desc, [&]() -> SQLRETURN {
     if (const char* wrong = check(desc)) return fail(desc, wrong);
     if (const char* refused = sequenceBegin(desc)) return fail(desc, refused);
-    if constexpr (hasLibraryWork<ClWork>) {
+    if constexpr (kHasLibraryWork<ClWork>) {
       const CursorLibrary* library = desc.conn->state->cursorLibrary;
       if (library && !desc.state->ofCursorLibrary) {
         const InLibrary inLibrary(desc.ownerStmt);

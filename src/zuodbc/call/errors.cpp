@@ -9,8 +9,8 @@
 namespace dm {
 namespace {
 
-constexpr std::string_view ownPrefix = "[zulib][ODBC Driver Manager] ";
-constexpr char memoryText[] = "[zulib][ODBC Driver Manager] Memory allocation error";
+constexpr std::string_view kOwnPrefix = "[zulib][ODBC Driver Manager] ";
+constexpr char kMemoryText[] = "[zulib][ODBC Driver Manager] Memory allocation error";
 
 struct OwnMessage {
   const char* sqlstate;
@@ -18,7 +18,7 @@ struct OwnMessage {
 };
 
 // By rising SQLSTATE.
-constexpr OwnMessage ownMessages[] = {
+constexpr OwnMessage kOwnMessages[] = {
     {"01000", "General warning"},
     {"01004", "String data, right truncated"},
     {"01S00", "Invalid connection string attribute"},
@@ -79,12 +79,12 @@ constexpr OwnMessage ownMessages[] = {
 constexpr bool stateBefore(const OwnMessage& a, const OwnMessage& b) {
   return std::string_view(a.sqlstate) < std::string_view(b.sqlstate);
 }
-static_assert(std::is_sorted(std::begin(ownMessages), std::end(ownMessages), stateBefore));
+static_assert(std::is_sorted(std::begin(kOwnMessages), std::end(kOwnMessages), stateBefore));
 
 const char* textOf(const char* sqlstate) {
-  const auto* found = std::lower_bound(std::begin(ownMessages), std::end(ownMessages),
+  const auto* found = std::lower_bound(std::begin(kOwnMessages), std::end(kOwnMessages),
                                        OwnMessage{sqlstate, nullptr}, stateBefore);
-  bool known = found != std::end(ownMessages) && std::strcmp(found->sqlstate, sqlstate) == 0;
+  const bool known = found != std::end(kOwnMessages) && std::strcmp(found->sqlstate, sqlstate) == 0;
   return known ? found->text : "General error";
 }
 
@@ -135,9 +135,9 @@ void queueReserve(DMHandle& handle) {
 }  // namespace
 
 tagERRBUF* makeReserve() noexcept {
-  tagERRBUF* record = allocateRecord("HY001", sizeof memoryText - 1);
+  tagERRBUF* record = allocateRecord("HY001", sizeof kMemoryText - 1);
   if (!record) return nullptr;
-  std::memcpy(record->text, memoryText, sizeof memoryText);
+  std::memcpy(record->text, kMemoryText, sizeof kMemoryText);
   record->flags = DM_ERR_RESERVE;
   return record;
 }
@@ -157,10 +157,10 @@ void queueRecord(DMHandle& handle, tagERRBUF* record) noexcept {
 namespace {
 
 tagERRBUF* makeOwnRecord(const char* sqlstate, std::string_view text) noexcept {
-  tagERRBUF* record = allocateRecord(sqlstate, ownPrefix.size() + text.size());
+  tagERRBUF* record = allocateRecord(sqlstate, kOwnPrefix.size() + text.size());
   if (!record) return nullptr;
-  std::memcpy(record->text, ownPrefix.data(), ownPrefix.size());
-  std::memcpy(record->text + ownPrefix.size(), text.data(), text.size());
+  std::memcpy(record->text, kOwnPrefix.data(), kOwnPrefix.size());
+  std::memcpy(record->text + kOwnPrefix.size(), text.data(), text.size());
   return record;
 }
 

@@ -258,7 +258,7 @@ bool requireNonePending(DMConn& conn) noexcept {
 }
 
 bool sequenceCursorOpen(DMStmt& stmt) noexcept {
-  StmtSequence& sequence = stmt.state->sequence;
+  const StmtSequence& sequence = stmt.state->sequence;
   if (sequence.state == StmtState::UnknownResult) resolveResult(stmt);
   return sequence.state >= StmtState::CursorOpen && sequence.state <= StmtState::ExtendedFetched;
 }

@@ -13,13 +13,13 @@ namespace {
 
 // Every text of the cursor library bears its name; other components have none.
 std::string_view componentPrefix(unsigned short component) {
-  return component == DM_COMPONENT_CURSOR_LIBRARY ? "[zulib][ODBC Cursor Library] " : "[zulib] ";
+  return component == kDmComponentCursorLibrary ? "[zulib][ODBC Cursor Library] " : "[zulib] ";
 }
 
 void post(DMHandle& handle, unsigned short component, unsigned short errorId, long row, long column) {
   char text[kMessageTextSize];
   char sqlstate[6];
-  std::string_view prefix = componentPrefix(component);
+  const std::string_view prefix = componentPrefix(component);
   prefix.copy(text, prefix.size());
   readMessage(errorId, text + prefix.size(), sizeof text - prefix.size(), sqlstate);
   tagERRBUF* record = makeRecord(sqlstate, text);
@@ -60,8 +60,8 @@ void LockHandle(void* handle, long type, int lock) {
 
 int UTF16asciistrcmpi(const unsigned short* wide, const char* ascii) {
   for (;; ++wide, ++ascii) {
-    int left = *wide < 0x80 ? static_cast<unsigned char>(lower(static_cast<char>(*wide))) : *wide;
-    int right = static_cast<unsigned char>(lower(*ascii));
+    const int left = *wide < 0x80 ? static_cast<unsigned char>(lower(static_cast<char>(*wide))) : *wide;
+    const int right = static_cast<unsigned char>(lower(*ascii));
     if (left != right) return left < right ? -1 : 1;
     if (left == 0) return 0;
   }

@@ -42,7 +42,7 @@ bool copyText(std::string_view text, void* buffer, SQLLEN size, Length* length) 
   if (length) *length = static_cast<Length>(text.size());
   if (!buffer) return true;
   if (size <= 0) return false;
-  size_t fits = std::min(text.size(), static_cast<size_t>(size) - 1);
+  const size_t fits = std::min(text.size(), static_cast<size_t>(size) - 1);
   if (fits != 0) std::memcpy(buffer, text.data(), fits);
   static_cast<char*>(buffer)[fits] = '\0';
   return fits == text.size();

@@ -38,8 +38,8 @@ SQLRETURN allocateDriverHandles(DMConn& conn) {
 std::string askText(DMConn& conn, SQLUSMALLINT type) {
   char text[256] = "";
   SQLSMALLINT length = 0;
-  SQLRETURN rc = ask(conn.driverFunctions->SQLGetInfo, conn.driverHandle, type, static_cast<SQLPOINTER>(text),
-                     static_cast<SQLSMALLINT>(sizeof text), &length);
+  const SQLRETURN rc = ask(conn.driverFunctions->SQLGetInfo, conn.driverHandle, type,
+                           static_cast<SQLPOINTER>(text), static_cast<SQLSMALLINT>(sizeof text), &length);
   text[sizeof text - 1] = '\0';
   return SQL_SUCCEEDED(rc) ? text : "";
 }
@@ -48,8 +48,8 @@ template <class Number>
 Number askNumber(DMConn& conn, SQLUSMALLINT type, Number otherwise) {
   SQLULEN cell = 0;  // wide enough for any driver's idea of the number
   SQLSMALLINT length = 0;
-  SQLRETURN rc = ask(conn.driverFunctions->SQLGetInfo, conn.driverHandle, type,
-                     static_cast<SQLPOINTER>(&cell), static_cast<SQLSMALLINT>(sizeof cell), &length);
+  const SQLRETURN rc = ask(conn.driverFunctions->SQLGetInfo, conn.driverHandle, type,
+                           static_cast<SQLPOINTER>(&cell), static_cast<SQLSMALLINT>(sizeof cell), &length);
   return SQL_SUCCEEDED(rc) ? static_cast<Number>(cell) : otherwise;
 }
 
@@ -104,7 +104,7 @@ SQLRETURN attachDriver(DMConn& conn, const std::string& library) {
   conn.state->functions = std::make_unique<DMDriverFunctions>(driver->functions());
   conn.state->driver = driver;
   conn.driverFunctions = conn.state->functions.get();
-  SQLRETURN rc = allocateDriverHandles(conn);
+  const SQLRETURN rc = allocateDriverHandles(conn);
   return SQL_SUCCEEDED(rc) ? joined(rc, applyKeptAttributes(conn, true)) : rc;
 }
 

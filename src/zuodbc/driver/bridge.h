@@ -2,7 +2,7 @@
 // version has in its place.
 //
 // Each of these is the driver work of a call path (call/entry.h). It returns the driver's code;
-// driverLacksFunction if the driver has neither function; or refusedHere, with a diagnostic queued, if the
+// kDriverLacksFunction if the driver has neither function; or kRefusedHere, with a diagnostic queued, if the
 // function that it has cannot do what is asked. They run in an application's call as well as under the
 // re-entrance mark.
 

@@ -114,7 +114,7 @@ SQLRETURN getOption(DMStmt& stmt, const DMDriverFunctions& driver, SQLINTEGER at
   if (isOption(attribute)) {
     rc = ask(driver.SQLGetStmtOption, stmt.driverHandle, SQLUSMALLINT(attribute), cell.address());
   } else if (!isVersion3Switch(attribute)) {
-    rc = driverLacksFunction;
+    rc = kDriverLacksFunction;
   }
   if (!SQL_SUCCEEDED(rc)) return rc;
   const bool isEither = attribute >= kFirstDriverAttribute && size > 0;
@@ -171,7 +171,7 @@ SQLRETURN takeParameterOptions(DMStmt& stmt, const DMDriverFunctions& driver) {
     return refuse(stmt, "HYC00");
   if (!((apd.headerChanged | ipd.headerChanged) & 1)) return SQL_SUCCESS;
   const SQLRETURN rc = paramOptions(stmt, driver, apd.arraySize, processedPtr(stmt));
-  return rc == driverLacksFunction ? refuse(stmt, "HYC00") : rc;
+  return rc == kDriverLacksFunction ? refuse(stmt, "HYC00") : rc;
 }
 
 SQLRETURN takeParameterAttributes(DMStmt& stmt, const DMDriverFunctions& driver) {

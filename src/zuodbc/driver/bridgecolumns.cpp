@@ -76,10 +76,10 @@ SQLRETURN driverColAttribute(DMStmt& stmt, const DMDriverFunctions& driver, SQLU
 SQLRETURN driverColAttributes(DMStmt& stmt, const DMDriverFunctions& driver, SQLUSMALLINT column,
                               SQLUSMALLINT field, SQLPOINTER text, SQLSMALLINT size, SQLSMALLINT* length,
                               SQLLEN* number) {
-  SQLRETURN rc = driver.SQLColAttributes ? ask(driver.SQLColAttributes, stmt.driverHandle, column, field,
-                                               text, size, length, number)
-                                         : ask(driver.SQLColAttribute, stmt.driverHandle, column,
-                                               toVersion3(field), text, size, length, number);
+  const SQLRETURN rc = driver.SQLColAttributes ? ask(driver.SQLColAttributes, stmt.driverHandle, column,
+                                                     field, text, size, length, number)
+                                               : ask(driver.SQLColAttribute, stmt.driverHandle, column,
+                                                     toVersion3(field), text, size, length, number);
   if (SQL_SUCCEEDED(rc)) convertType(stmt, field, number);
   return rc;
 }

@@ -9,7 +9,7 @@ namespace {
 SQLRETURN fetchOneRow(DMStmt& stmt, const DMDriverFunctions& driver, SQLULEN* rowCountPtr,
                       SQLUSMALLINT* statusPtr) {
   const SQLRETURN rc = ask(driver.SQLFetch, stmt.driverHandle);
-  if (rc == driverLacksFunction || rc == SQL_STILL_EXECUTING) return rc;
+  if (rc == kDriverLacksFunction || rc == SQL_STILL_EXECUTING) return rc;
   const bool isRow = SQL_SUCCEEDED(rc);
   if (rowCountPtr) *rowCountPtr = isRow;
   if (statusPtr && rc != SQL_NO_DATA)
@@ -137,7 +137,7 @@ SQLRETURN driverFetchScroll(DMStmt& stmt, const DMDriverFunctions& driver, SQLSM
                             SQLLEN offset) {
   if (driver.SQLFetchScroll) return ask(driver.SQLFetchScroll, stmt.driverHandle, orientation, offset);
   if (!driver.SQLExtendedFetch)
-    return orientation == SQL_FETCH_NEXT ? driverFetchArray(stmt, driver) : driverLacksFunction;
+    return orientation == SQL_FETCH_NEXT ? driverFetchArray(stmt, driver) : kDriverLacksFunction;
   if (orientation == SQL_FETCH_BOOKMARK) {
     if (!stmt.fetchBookmarkPtr) return refuse(stmt, "HY111");
     if (offset != 0) return refuse(stmt, "HYC00");  // ODBC 2 cannot count from a bookmark
@@ -154,7 +154,7 @@ SQLRETURN driverExtendedFetch(DMStmt& stmt, const DMDriverFunctions& driver, SQL
   }
   if (driver.SQLFetchScroll)
     return scrollForExtendedFetch(stmt, driver, orientation, offset, rowCountPtr, statusPtr);
-  if (orientation != SQL_FETCH_NEXT || stmt.rowsetSize > 1) return driverLacksFunction;
+  if (orientation != SQL_FETCH_NEXT || stmt.rowsetSize > 1) return kDriverLacksFunction;
   return fetchOneRow(stmt, driver, rowCountPtr, statusPtr);
 }
 
@@ -176,7 +176,7 @@ SQLRETURN driverSetPos(DMStmt& stmt, const DMDriverFunctions& driver, SQLSETPOSI
 SQLRETURN driverBulkOperations(DMStmt& stmt, const DMDriverFunctions& driver, SQLSMALLINT operation) {
   constexpr SQLSETPOSIROW kEveryRow = 0;
   if (driver.SQLBulkOperations) return ask(driver.SQLBulkOperations, stmt.driverHandle, operation);
-  if (operation != SQL_ADD || !driver.SQLSetPos) return driverLacksFunction;
+  if (operation != SQL_ADD || !driver.SQLSetPos) return kDriverLacksFunction;
   const SQLRETURN rc = driverTakeRowset(stmt, driver, stmt.ard->arraySize);
   return SQL_SUCCEEDED(rc) ? ask(driver.SQLSetPos, stmt.driverHandle, kEveryRow, SQL_ADD, SQL_LOCK_NO_CHANGE)
                            : rc;

@@ -10,16 +10,16 @@
 namespace dm {
 namespace {
 
-constexpr const char* libraryNames[] = {"libzulib.so.0", "libzulib.so"};
+const constexpr char* kLibraryNames[] = {"libzulib.so.0", "libzulib.so"};
 
 void* openLibrary(std::string& why) {
-  std::string beside = directoryOf(reinterpret_cast<const void*>(&loadCursorLibrary)) + "/";
+  const std::string beside = directoryOf(reinterpret_cast<const void*>(&loadCursorLibrary)) + "/";
   for (const std::string& directory : {beside, std::string()}) {
-    for (const char* name : libraryNames) {
+    for (const char* name : kLibraryNames) {
       if (void* module = dlopen((directory + name).c_str(), RTLD_NOW | RTLD_LOCAL)) return module;
       // The words about the first name in the loader's own search say best what is missing.
       const char* words = dlerror();
-      if (why.empty() || (directory.empty() && name == libraryNames[0])) why = words ? words : name;
+      if (why.empty() || (directory.empty() && name == kLibraryNames[0])) why = words ? words : name;
     }
   }
   return nullptr;
@@ -44,7 +44,7 @@ bool lookUp(void* module, CursorLibrary& library, std::string& why) {
 __attribute__((weak)) const CursorLibrary* loadCursorLibrary(std::string& why) {
   static std::mutex lock;
   static const CursorLibrary* loaded = nullptr;  // never unloaded: statements hold its objects
-  std::lock_guard guard(lock);
+  const std::lock_guard guard(lock);
   if (loaded) return loaded;
   void* module = openLibrary(why);
   if (!module) return nullptr;

@@ -104,7 +104,7 @@ void leaveLists(DMDesc& desc) noexcept {
 
 void retireStatement(DMStmt* stmt) noexcept {
   DMConnState& conn = *stmt->conn->state;
-  std::unique_lock lock(conn.lock);
+  const std::unique_lock lock(conn.lock);
   unlist(stmt);
   if (stmt->ofCursorLibrary) {
     stmt->state->releasedBy = pthread_self();
@@ -135,7 +135,7 @@ void retireDescriptor(DMDesc* desc) noexcept {
 
 void reapReleased(DMConn& conn, bool all) noexcept {
   DMConnState& state = *conn.state;
-  std::lock_guard lock(state.lock);
+  const std::lock_guard lock(state.lock);
   auto keep = [&](DMHandle* handle) {
     if (!all && !pthread_equal(releaser(handle), pthread_self())) return true;
     destroy(handle);
@@ -210,7 +210,7 @@ DMHandle::~DMHandle() {
 }
 
 void DMHandle::lock() {
-  pthread_t self = pthread_self();
+  const pthread_t self = pthread_self();
   if (__atomic_load_n(&lockOwner, __ATOMIC_RELAXED) == self) {
     ++lockDepth;
     return;
@@ -235,7 +235,7 @@ int DMHandle::SetupHandleList(void* owner) {
         !stmt->implicitIrdStorage.state || !stmt->implicitIpdStorage.state)
       return 0;
     if (!conn) return 1;
-    std::lock_guard lock(conn->state->lock);
+    const std::lock_guard lock(conn->state->lock);
     if (!reserveRelease(*conn->state)) return 0;
     stmt->state->previous = conn->state->lastStmt;
     (conn->state->lastStmt ? conn->state->lastStmt->state->next : conn->state->firstStmt) = stmt;
@@ -248,7 +248,7 @@ int DMHandle::SetupHandleList(void* owner) {
   auto* desc = static_cast<DMDesc*>(this);
   if (!desc->state) return 0;
   if (!conn) return 1;
-  std::lock_guard lock(conn->state->lock);
+  const std::lock_guard lock(conn->state->lock);
   if (!reserveRelease(*conn->state)) return 0;
   try {
     conn->state->descriptors.push_back(desc);
@@ -266,12 +266,12 @@ DMConn::DMConn(DMEnv* env) : DMHandle(DM_CONN), env(env), state(new (std::nothro
 DMConn::~DMConn() { delete state; }
 
 DMStmt* DMConn::GetFirstStmtFromDbcList() {
-  std::lock_guard lock(state->lock);
+  const std::lock_guard lock(state->lock);
   return state->firstStmt;
 }
 
 DMStmt* DMConn::GetNextStmtFromDbcList(DMStmt* stmt) {
-  std::lock_guard lock(state->lock);
+  const std::lock_guard lock(state->lock);
   return stmt && stmt->state ? stmt->state->next : nullptr;
 }
 

@@ -126,8 +126,8 @@ void mark(const DMHandle* handle, int on) {
 }
 
 // Takes the place of a handle for the cursor library as a whole. Only its address is used.
-const char library = 0;
-const DMHandle* libraryMark() { return reinterpret_cast<const DMHandle*>(&library); }
+const char kLibrary = 0;
+const DMHandle* libraryMark() { return reinterpret_cast<const DMHandle*>(&kLibrary); }
 
 }  // namespace
 

@@ -90,7 +90,7 @@ std::string quoteValue(std::string_view value) {
       value.find_first_of("[]{}(),;?*=!@") == std::string_view::npos && trimmed(value) == value;
   if (plain) return std::string(value);
   std::string quoted = "{";
-  for (char c : value) {
+  for (const char c : value) {
     quoted += c;
     if (c == '}') quoted += '}';
   }

@@ -7,7 +7,7 @@ namespace {
 constexpr short kNoArgument = -1;
 
 void post(void* handle, unsigned short errorId, short argument) {
-  PostODBCError(DM_COMPONENT_CURSOR_LIBRARY, handle, errorId, argument);
+  PostODBCError(kDmComponentCursorLibrary, handle, errorId, argument);
 }
 
 // A callback of ValidateDriverErrors.
@@ -41,7 +41,7 @@ SQLRETURN clWarning(void* handle, unsigned short errorId) {
 
 SQLRETURN clColumnWarning(void* handle, unsigned short errorId, SQLLEN row, unsigned short column) {
   tagODBCERROR error{
-      sizeof(tagODBCERROR), handle, DM_COMPONENT_CURSOR_LIBRARY, errorId, kNoArgument, row, column};
+      sizeof(tagODBCERROR), handle, kDmComponentCursorLibrary, errorId, kNoArgument, row, column};
   PostODBCComponentError(&error);
   return SQL_SUCCESS_WITH_INFO;
 }

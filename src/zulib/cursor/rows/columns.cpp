@@ -136,7 +136,7 @@ BoundColumns::~BoundColumns() {
 
 void BoundColumns::freeArray(DMOwnedBlock* block) {
   auto* const array = reinterpret_cast<Array*>(block);
-  for (tagCINFO& info : std::span(array->columns(), array->count)) {
+  for (const tagCINFO& info : std::span(array->columns(), array->count)) {
     if (info.ownsBuffer) std::free(info.buffer);
     std::free(info.name);
   }

@@ -356,7 +356,7 @@ SQLRETURN FwdCursor::pullRows(SQLLEN firstRow, SQLULEN* rowCount, unsigned short
 // Moves the next row of the driver into the row set. Returns false if the row set ends before it.
 bool FwdCursor::pullRow(Delivery* delivery, unsigned short* rowStatus) {
   throwIfCancelled();
-  SQLRETURN& rc = delivery->rc = nextDriverRow();
+  const SQLRETURN& rc = delivery->rc = nextDriverRow();
   if (rc == SQL_ERROR && !takeFailedRow(delivery)) return false;
   if (rc == SQL_SUCCESS_WITH_INFO) {
     moveErrors(stmt, delivery->row + 1, kUnknownColumn);

@@ -4,11 +4,11 @@
 
 namespace {
 
-constexpr char ParamString[] = " = ? AND";
-constexpr char NullPredicate[] = " IS NULL AND";
+constexpr char kParamString[] = " = ? AND";
+constexpr char kNullPredicate[] = " IS NULL AND";
 constexpr char kSearchHead[] = "WHERE ";
 constexpr SQLULEN kSearchHeadLength = sizeof kSearchHead - 1;
-constexpr SQLULEN kLongestPredicateTail = sizeof NullPredicate;  // with a blank
+constexpr SQLULEN kLongestPredicateTail = sizeof kNullPredicate;  // with a blank
 constexpr SQLLEN kLastJoint = sizeof " AND " - 1;
 constexpr SQLULEN kRoomAfterText = 2;  // one added byte and the terminator
 
@@ -129,7 +129,7 @@ void SqlText::openSearch(SQLULEN predicates, SQLULEN nameSize) {
 void SqlText::beginPredicates() { position = text.get() + whereOffset + kSearchHeadLength; }
 
 void SqlText::appendPredicate(const char* name, bool isNull) {
-  position = stpcpy(stpcpy(stpcpy(position, name), isNull ? NullPredicate : ParamString), " ");
+  position = stpcpy(stpcpy(stpcpy(position, name), isNull ? kNullPredicate : kParamString), " ");
 }
 
 bool SqlText::closePredicates() {

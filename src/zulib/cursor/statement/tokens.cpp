@@ -13,12 +13,12 @@ struct KeywordEntry {
 };
 
 // DISTINCT and SET are known, and no rule looks for them.
-constexpr KeywordEntry Keywords[] = {
+constexpr KeywordEntry kKeywords[] = {
     {"BY", 2},    {"CREATE", 6}, {"CURRENT", 7}, {"DELETE", 6}, {"DISTINCT", 8}, {"FOR", 3},
     {"FROM", 4},  {"GROUP", 5},  {"HAVING", 6},  {"INSERT", 6}, {"OF", 2},       {"OJ", 2},
     {"ORDER", 5}, {"SELECT", 6}, {"SET", 3},     {"UNION", 5},  {"UPDATE", 6},   {"WHERE", 5},
 };
-static_assert(std::size(Keywords) == static_cast<std::size_t>(Keyword::Where) + 1);
+static_assert(std::size(kKeywords) == static_cast<std::size_t>(Keyword::Where) + 1);
 
 constexpr char kDelimiters[] = "<>.,%*/-+^=\"'?(){} \t\n\r";
 
@@ -63,7 +63,7 @@ SQLLEN groupLength(const char* start) {
 bool isBlank(char c) { return c == ' ' || c == '\t' || c == '\n' || c == '\r'; }
 
 bool isWord(const TOKEN& token, Keyword keyword) {
-  const KeywordEntry& entry = Keywords[static_cast<int>(keyword)];
+  const KeywordEntry& entry = kKeywords[static_cast<int>(keyword)];
   return token.type == TOKEN::Word && token.length == static_cast<SQLLEN>(entry.length) &&
          strncasecmp(token.start, entry.text, entry.length) == 0;
 }
