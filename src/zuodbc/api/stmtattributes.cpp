@@ -80,6 +80,7 @@ const char* checkScrollOptions(const DMStmt& stmt, SQLUSMALLINT concurrency, SQL
 bool isCursorKind(const DMStmt& stmt, SQLUSMALLINT option, SQLPOINTER value) {
   const bool isStatic = stmt.cursorType == SQL_CURSOR_STATIC;
   switch (option) {
+    // NOLINTNEXTLINE(bugprone-branch-clone): the two attributes use the same numbers for different things
     case static_cast<SQLUSMALLINT>(SQL_ATTR_CURSOR_SCROLLABLE):
       *static_cast<SQLULEN*>(value) = isStatic ? SQL_SCROLLABLE : SQL_NONSCROLLABLE;
       return true;

@@ -154,7 +154,7 @@ void BoundColumns::allocateColumns() {
   for (tagCINFO& info : all()) {
     info.bind = bind;
     info.name = static_cast<char*>(clAllocZ(nameLength));
-    bind = bind->next;
+    bind = bind->next;  // NOLINT(clang-analyzer-core.NullDereference): there are as many as columns
   }
 }
 

@@ -153,6 +153,7 @@ tagFBHDR* RowCache::takeBlock(SQLLEN row) {
 
 tagFBHDR* RowCache::leastRecent(bool savedOnly, const tagFBHDR* except) const {
   tagFBHDR* found = nullptr;
+  // NOLINTNEXTLINE(clang-analyzer-unix.Malloc): a block that is freed has left the list
   for (tagFBHDR* block = blockList; block; block = block->next)
     if (block != except && block->pins == 0 && (block->saved || !savedOnly)) found = block;
   return found;
