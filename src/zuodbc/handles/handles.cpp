@@ -115,13 +115,22 @@ void retireStatement(DMStmt* stmt) noexcept {
   delete stmt;  // under the lock that walks of the list hold
 }
 
+namespace {
+
+// Another thread may set the statement's descriptor at this moment.
+void replaceIf(DMDesc*& slot, DMDesc* expected, DMDesc* replacement) noexcept {
+  __atomic_compare_exchange_n(&slot, &expected, replacement, false, __ATOMIC_RELAXED, __ATOMIC_RELAXED);
+}
+
+}  // namespace
+
 void retireDescriptor(DMDesc* desc) noexcept {
   DMConnState& conn = *desc->conn->state;
   std::unique_lock lock(conn.lock);
   unlist(desc);
   for (DMStmt* stmt = conn.firstStmt; stmt; stmt = stmt->state->next) {
-    if (stmt->ard == desc) stmt->ard = &stmt->implicitArdStorage;
-    if (stmt->apd == desc) stmt->apd = &stmt->implicitApdStorage;
+    replaceIf(stmt->ard, desc, &stmt->implicitArdStorage);
+    replaceIf(stmt->apd, desc, &stmt->implicitApdStorage);
   }
   if (desc->state->ofCursorLibrary) {
     desc->state->releasedBy = pthread_self();
