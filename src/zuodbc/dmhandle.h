@@ -208,9 +208,10 @@ class DMStmtList {
 
 // DMDesc::flags
 enum : unsigned {
-  DM_DESC_EXPLICIT = 1u << 2,  // allocated by the application
-  DM_DESC_IRD = 1u << 3,       // implementation row descriptor
-  DM_DESC_IPD = 1u << 4,       // implementation parameter descriptor
+  DM_DESC_EXPLICIT = 1u << 2,      // allocated by the application
+  DM_DESC_IRD = 1u << 3,           // implementation row descriptor
+  DM_DESC_IPD = 1u << 4,           // implementation parameter descriptor
+  DM_DESC_CURSOR_BOUND = 1u << 5,  // the driver refused to unbind the buffers of a cursor, one row each
 };
 
 class ZU_API DMDesc : public DMHandle {

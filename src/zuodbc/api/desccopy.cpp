@@ -87,6 +87,7 @@ SQLRETURN copyDescriptor(DMDesc& source, DMDesc& target, const DMDriverFunctions
   target.bindOffsetPtr = source.bindOffsetPtr;
   target.bindType = source.bindType;
   target.headerChanged |= source.headerChanged;
+  target.flags |= source.flags & DM_DESC_CURSOR_BOUND;
   freeBindings(target.bindList);
   target.bindList = bindings.release();
   return rc;

@@ -45,6 +45,16 @@ bool rowArrayIsKnown(const DMStmt* stmt) {
          !(stmt->ard->headerChanged & kHeaderChanged) && !(stmt->ird->headerChanged & kHeaderChanged);
 }
 
+// Before the driver fetches a row array: the buffers of an earlier cursor that it still has bound hold one
+// row.
+SQLRETURN unbindCursorBuffers(DMStmt* stmt) {
+  if (!(stmt->ard->flags & DM_DESC_CURSOR_BOUND)) return SQL_SUCCESS;
+  SQLRETURN rc = CursorLibFreeStmt(stmt, SQL_UNBIND);
+  if (!clFailed(rc)) rc = RestoreBindings(stmt);
+  if (!clFailed(rc)) stmt->ard->flags &= ~unsigned{DM_DESC_CURSOR_BOUND};
+  return rc;
+}
+
 }  // namespace
 
 SQLRETURN CLExtendedFetch(SQLHSTMT handle, SQLUSMALLINT orientation, SQLLEN offset, SQLULEN* rowCountPtr,
@@ -65,6 +75,8 @@ SQLRETURN CLFetch(SQLHSTMT handle) {
   auto* stmt = static_cast<DMStmt*>(handle);
   if (stmt->fetchState & (DM_FETCH_BY_SCROLL | DM_FETCH_BY_EXTENDED) || fetchesIntoCursor(stmt))
     return clError(stmt, clmsg::FetchMixed);
+  const SQLRETURN unbound = unbindCursorBuffers(stmt);
+  if (clFailed(unbound)) return unbound;
   DMDesc& ard = *stmt->ard;
   DMDesc& ird = *stmt->ird;
   if (!rowArrayIsKnown(stmt)) {

@@ -342,6 +342,7 @@ SQLRETURN BoundColumns::release(bool driverThere) {
   if (array && !unbound) {
     array->owned.next = stmt->ownedBlocks;
     stmt->ownedBlocks = &array->owned;
+    stmt->ard->flags |= DM_DESC_CURSOR_BOUND;
   }
   array = nullptr;
   first = nullptr;
