@@ -854,7 +854,6 @@ DMDriverFunctions wildFunctions(ByteSource& decisions) {
     functions.SQLFreeHandle = all.SQLFreeHandle;
     functions.SQLDriverConnect = all.SQLDriverConnect;
     functions.SQLDisconnect = all.SQLDisconnect;
-    functions.SQLSetStmtAttr = all.SQLSetStmtAttr;  // by which it is of version 3
   }
   return functions;
 }
