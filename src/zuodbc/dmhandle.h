@@ -174,6 +174,11 @@ class ZU_API DMConn : public DMHandle {
   DMConnState* state;  // the driver manager's own part
 };
 
+// Whether a statement's `ard` or `apd`, which another thread may be setting, is `desc`.
+inline bool isDescriptor(DMDesc* const& slot, const DMDesc* desc) {
+  return __atomic_load_n(&slot, __ATOMIC_RELAXED) == desc;
+}
+
 // The statements of a connection for a range-based for, which none of them leaves meanwhile:
 //
 //   for (DMStmt* stmt : DMStmtList(conn)) ...

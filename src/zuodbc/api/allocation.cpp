@@ -157,8 +157,8 @@ SQLRETURN freeUsedDescriptor(DMDesc& desc) {
   const DMStmtList statements(desc.conn);
   const auto use = [&](SQLHDESC inDriver) {
     for (DMStmt* stmt : statements) {
-      if (stmt->ard == &desc) useInDriver(*stmt, SQL_ATTR_APP_ROW_DESC, inDriver);
-      if (stmt->apd == &desc) useInDriver(*stmt, SQL_ATTR_APP_PARAM_DESC, inDriver);
+      if (isDescriptor(stmt->ard, &desc)) useInDriver(*stmt, SQL_ATTR_APP_ROW_DESC, inDriver);
+      if (isDescriptor(stmt->apd, &desc)) useInDriver(*stmt, SQL_ATTR_APP_PARAM_DESC, inDriver);
     }
   };
   use(SQL_NULL_HDESC);

@@ -65,7 +65,8 @@ constexpr unsigned short kBindingFixed = 316;
 // else may get.
 bool isCursorsDescriptor(const DMDesc& desc, bool asTarget) {
   for (DMStmt* stmt : DMStmtList(desc.conn)) {
-    if ((stmt->ard == &desc && stmt->cursor) || (asTarget && stmt->savedArd == &desc)) return true;
+    if ((isDescriptor(stmt->ard, &desc) && stmt->cursor) || (asTarget && stmt->savedArd == &desc))
+      return true;
   }
   return false;
 }

@@ -213,7 +213,8 @@ const char* sequenceBegin(DMStmt& stmt, Api api, bool throughLibrary) noexcept {
 const char* sequenceBegin(DMDesc& desc) noexcept {
   if (desc.ownerStmt) return sequencePending(*desc.ownerStmt) ? "HY010" : nullptr;
   for (DMStmt* stmt : DMStmtList(desc.conn)) {
-    if ((stmt->ard == &desc || stmt->apd == &desc) && sequencePending(*stmt)) return "HY010";
+    if ((isDescriptor(stmt->ard, &desc) || isDescriptor(stmt->apd, &desc)) && sequencePending(*stmt))
+      return "HY010";
   }
   return nullptr;
 }

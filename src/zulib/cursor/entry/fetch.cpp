@@ -20,7 +20,8 @@ bool fetchesIntoCursor(const DMStmt* stmt) {
   if (stmt->cursor) return stmt->cursor->hasDriverBindings();
   if (!stmt->ard->isExplicit() || usesStandIn(stmt)) return false;
   for (const DMStmt* other : DMStmtList(stmt->conn))
-    if (other->ard == stmt->ard && other->cursor && other->cursor->hasDriverBindings()) return true;
+    if (isDescriptor(other->ard, stmt->ard) && other->cursor && other->cursor->hasDriverBindings())
+      return true;
   return false;
 }
 

@@ -23,7 +23,7 @@ int conciseOf(short code, short lastCode, short before, short* out) {
 }
 
 bool readsThrough(const DMStmt* stmt, const DMDesc* desc) {
-  return stmt->savedArd == desc || (stmt->ard == desc && stmt->cursor);
+  return stmt->savedArd == desc || (isDescriptor(stmt->ard, desc) && stmt->cursor);
 }
 
 }  // namespace

@@ -61,7 +61,7 @@ template <class Call>
 SQLRETURN onStandIns(const DMDesc* desc, Call call) {
   if (desc->shareCount == 0) return SQL_SUCCESS;
   for (DMStmt* stmt : DMStmtList(desc->conn)) {
-    if (stmt->savedArd != desc || stmt->ard == desc) continue;
+    if (stmt->savedArd != desc || isDescriptor(stmt->ard, desc)) continue;
     const SQLRETURN rc = call(stmt->ard);
     if (!SQL_SUCCEEDED(rc)) return rc;
   }

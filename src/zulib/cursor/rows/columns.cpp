@@ -48,7 +48,7 @@ class HeldErrors {
 bool isTaken(const DMStmt* stmt) {
   if (!stmt->ard->isExplicit()) return false;
   for (const DMStmt* other : DMStmtList(stmt->conn))
-    if (other != stmt && other->cursor && other->ard == stmt->ard) return true;
+    if (other != stmt && other->cursor && isDescriptor(other->ard, stmt->ard)) return true;
   return false;
 }
 
