@@ -117,9 +117,10 @@ void retireStatement(DMStmt* stmt) noexcept {
 
 namespace {
 
-// Another thread may set the statement's descriptor at this moment.
-void replaceIf(DMDesc*& slot, DMDesc* expected, DMDesc* replacement) noexcept {
-  __atomic_compare_exchange_n(&slot, &expected, replacement, false, __ATOMIC_RELAXED, __ATOMIC_RELAXED);
+// Takes a descriptor that goes out of a statement. Other threads use the other statements: those are only
+// read.
+void replaceIf(DMDesc*& slot, const DMDesc* gone, DMDesc* replacement) noexcept {
+  if (isDescriptor(slot, gone)) __atomic_store_n(&slot, replacement, __ATOMIC_RELAXED);
 }
 
 }  // namespace
