@@ -30,7 +30,7 @@ TEST_F(DriverBinding, NoOtherFetchFunctionReachesIt) {
       by.makeScrollable(3);
       Rowset rows(by, 3);
       ASSERT_SQL(SQL_SUCCESS, by, by.execute(sql));
-      const auto scroll = [&](bool extended) {
+      const auto scroll = [&, direction = direction](bool extended) {
         return extended ? SQLExtendedFetch(by, direction, 0, nullptr, nullptr) : rows.fetch(direction);
       };
       EXPECT_SQL(SQL_NO_DATA, by, scroll(byExtended));
