@@ -227,7 +227,7 @@ int MergeInfo::seekInSection(ZuSort* sort, MergeSection& section, const void* ke
     } else {
       *isHit = true;
       // Back to the first of the equal ones.
-      for (low = high = middle; low > section.first; --low) {
+      for (low = middle; low > section.first; --low) {
         if (sort->readRecord(low - 1, record)) return 1;
         if (sort->fullCompare(key, record) != 0) break;
       }

@@ -142,8 +142,7 @@ int loadPage(vm_info* info, int file, unsigned short page, VmHintType hint, uint
   const uint16_t i = info->freeHead;
   vm_map& entry = info->entries[i];
   unsigned long count = 0;
-  if (readFile(file, static_cast<long long>(page * kBvmPageSize), bvmpoolptr(info, i), kBvmPageSize,
-               &count)) {
+  if (readFile(file, page * kBvmPageSize, bvmpoolptr(info, i), kBvmPageSize, &count)) {
     if (ZuErrorKeeper::getLastErrorNumber() != ZU_MSG_ACCESS_DENIED) return 1;
     ZuErrorKeeper::clearLastError();
     return 0;
@@ -161,8 +160,8 @@ bool fillUpTo(const vm_map& entry, unsigned char* data, unsigned long position) 
   if (position <= entry.length) return true;
   const unsigned long gap = position - entry.length;
   unsigned long got = 0;
-  bosFileRead(static_cast<int>(entry.file), static_cast<long long>(entry.page * kBvmPageSize + entry.length),
-              data + entry.length, gap, &got);
+  bosFileRead(static_cast<int>(entry.file), entry.page * kBvmPageSize + entry.length, data + entry.length,
+              gap, &got);
   return got == gap;
 }
 
