@@ -47,7 +47,7 @@ class ZU_API DESwCBCEncryptor {
  private:
   void transform(uint32_t& left, uint32_t& right) const;
 
-  // The S-boxes with the permutation P behind them, rotated left by one as the halves are in the rounds.
+  // The S-boxes followed by the permutation P, rotated left by one as the halves are in the rounds.
   static const std::array<std::array<uint32_t, 64>, 8> Spbox;  // NOLINT(readability-identifier-naming)
 
   unsigned char chainBlock[8] = {};

@@ -41,7 +41,7 @@
 
 class ZU_API ZuTmpFile : public ZuObject {
  public:
-  // Stands for a length: all that remains.
+  // As a length: all that remains.
   static constexpr unsigned long kRest = ~0UL;
 
   // `cacheSize` is in bytes; its number of 4096s must be a power of two. Allocates nothing yet. With

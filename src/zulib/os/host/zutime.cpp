@@ -10,8 +10,8 @@ namespace {
 
 constexpr unsigned long kStampSize = 23;  // of the longer stamp, with its terminator
 
-// Reads a number and the separator after it; returns false if that is not there. 0 ends the text, and stands
-// for no separator.
+// Reads a number and the separator after it; returns false if the separator is not there. With a separator of
+// 0 only the number is read.
 bool readField(const char*& text, char separator, long* value, unsigned short* field) {
   char* end = nullptr;
   *value = strtol(text, &end, 10);
