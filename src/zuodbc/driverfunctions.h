@@ -1,7 +1,7 @@
 // The table of a driver's entry points. A null entry means that the driver lacks the function.
 
-#ifndef ZULIB_DRIVERMANAGER_INTERNAL_DRIVERFUNCTIONS_H
-#define ZULIB_DRIVERMANAGER_INTERNAL_DRIVERFUNCTIONS_H
+#ifndef ZUODBC_DRIVERFUNCTIONS_H
+#define ZUODBC_DRIVERFUNCTIONS_H
 
 #include <sql.h>
 #include <sqlext.h>

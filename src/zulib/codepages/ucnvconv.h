@@ -14,8 +14,8 @@
 //
 // Thread safety: any thread; the profile texts are only read once the library is loaded.
 
-#ifndef ZULIB_CONVERT_UCNVCONV_H
-#define ZULIB_CONVERT_UCNVCONV_H
+#ifndef ZULIB_CODEPAGES_UCNVCONV_H
+#define ZULIB_CODEPAGES_UCNVCONV_H
 
 #include <cstdint>
 

@@ -8,8 +8,8 @@
 //
 // Thread safety: reentrant.
 
-#ifndef ZULIB_OS_ZUTEXTCONVERT_H
-#define ZULIB_OS_ZUTEXTCONVERT_H
+#ifndef ZULIB_CODEPAGES_ZUTEXTCONVERT_H
+#define ZULIB_CODEPAGES_ZUTEXTCONVERT_H
 
 #include "zulib/runtime/zuapi.h"
 

@@ -4,8 +4,8 @@
 // Lengths that come in are bytes or SQL_NTS. Text that goes out is cut at a whole byte, always ends in a
 // zero when there is room for one, and the full length is reported whatever was cut.
 
-#ifndef ZULIB_DRIVERMANAGER_INTERNAL_TEXT_H
-#define ZULIB_DRIVERMANAGER_INTERNAL_TEXT_H
+#ifndef ZUODBC_CALL_TEXT_H
+#define ZUODBC_CALL_TEXT_H
 
 #include <sql.h>
 #include <sqlext.h>

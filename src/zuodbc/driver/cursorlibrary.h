@@ -4,8 +4,8 @@
 // has it as a weak symbol, so that a program which links the cursor library into itself can define the
 // function anew and answer `linkedCursorLibrary()`.
 
-#ifndef ZULIB_DRIVERMANAGER_INTERNAL_CURSORLIBRARY_H
-#define ZULIB_DRIVERMANAGER_INTERNAL_CURSORLIBRARY_H
+#ifndef ZUODBC_DRIVER_CURSORLIBRARY_H
+#define ZUODBC_DRIVER_CURSORLIBRARY_H
 
 #include <string>
 

@@ -1,7 +1,7 @@
 // The ODBC functions by their numbers in the standard.
 
-#ifndef ZULIB_DRIVERMANAGER_INTERNAL_API_H
-#define ZULIB_DRIVERMANAGER_INTERNAL_API_H
+#ifndef ZUODBC_HANDLES_API_H
+#define ZUODBC_HANDLES_API_H
 
 #include <sql.h>
 #include <sqlext.h>

@@ -1,7 +1,7 @@
 // Decimal numbers in connection strings and profiles.
 
-#ifndef ZULIB_CONVERT_INTERNAL_UCNVDIGITS_H
-#define ZULIB_CONVERT_INTERNAL_UCNVDIGITS_H
+#ifndef ZULIB_CODEPAGES_INTERNAL_UCNVDIGITS_H
+#define ZULIB_CODEPAGES_INTERNAL_UCNVDIGITS_H
 
 // Takes "-" and digits from `cursor` on, which moves past them; what 32 bits cannot hold is cut to what
 // they can. `any` tells whether there was a digit.

@@ -1,7 +1,7 @@
 // The tables of the maps of ucnvconv.h. Their rows are sorted by the first column, as signed numbers.
 
-#ifndef ZULIB_CONVERT_INTERNAL_UCNVTABLES_H
-#define ZULIB_CONVERT_INTERNAL_UCNVTABLES_H
+#ifndef ZULIB_CODEPAGES_INTERNAL_UCNVTABLES_H
+#define ZULIB_CODEPAGES_INTERNAL_UCNVTABLES_H
 
 #include <array>
 #include <cstdint>

@@ -5,8 +5,8 @@
  * manager's own objects. Failures are diagnostics on the handle, component 524, numbers of the catalog
  * "odbc.m". All of them may be called from any thread; one lock serialises the work. */
 
-#ifndef ZULIB_CURSOR_CURSORLIB_H
-#define ZULIB_CURSOR_CURSORLIB_H
+#ifndef ZULIB_CURSOR_ENTRY_CURSORLIB_H
+#define ZULIB_CURSOR_ENTRY_CURSORLIB_H
 
 #include <sql.h>
 #include <sqlext.h>

@@ -1,7 +1,7 @@
 // The environment of the process.
 
-#ifndef ZULIB_OS_BOSENV_H
-#define ZULIB_OS_BOSENV_H
+#ifndef ZULIB_OS_LOADING_BOSENV_H
+#define ZULIB_OS_LOADING_BOSENV_H
 
 #include "zulib/runtime/zuapi.h"
 

@@ -1,7 +1,7 @@
 // Where the library finds the files that were installed with it.
 
-#ifndef ZULIB_OS_INTERNAL_INSTALLDIR_H
-#define ZULIB_OS_INTERNAL_INSTALLDIR_H
+#ifndef ZULIB_OS_CATALOGS_INTERNAL_INSTALLDIR_H
+#define ZULIB_OS_CATALOGS_INTERNAL_INSTALLDIR_H
 
 namespace zuos {
 

@@ -9,8 +9,8 @@
 //
 // Sections and keys match without regard to case, as the C locale sees it.
 
-#ifndef ZULIB_OS_INTERNAL_ZUINITEXT_H
-#define ZULIB_OS_INTERNAL_ZUINITEXT_H
+#ifndef ZULIB_OS_PROFILES_INTERNAL_ZUINITEXT_H
+#define ZULIB_OS_PROFILES_INTERNAL_ZUINITEXT_H
 
 #include <cstring>
 #include <span>
