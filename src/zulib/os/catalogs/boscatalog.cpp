@@ -7,14 +7,15 @@
 #include <atomic>
 #include <cctype>
 #include <charconv>
+#include <climits>
 #include <clocale>
 #include <cstdio>
-#include <cstdlib>
 #include <cstring>
 
 #include "zulib/codepages/zutextconvert.h"
-#include "zulib/os/catalogs/internal/installdir.h"
 #include "zulib/os/internal/tracing.h"
+#include "zulib/os/profiles/zuini.h"
+#include "zulib/runtime/zucatalogfile.h"
 #include "zulib/runtime/zuhooks.h"
 #include "zulib/text/strcopy.h"
 
@@ -31,59 +32,29 @@ namespace {
 constexpr int kMessageSet = 1;
 constexpr unsigned long kLongestText = 4096;  // of LoadStringW, in bytes with its terminator
 constexpr unsigned long kSqlstateSize = 6;
-constexpr unsigned long kLocaleNameSize = 128;
 constexpr unsigned long kNumberSize = 16;  // of a message number in decimal
-constexpr const char* kFallbackLocale = "en_US";
 constexpr const char* kCursorCatalog = "odbc.m";
 
 static_assert(zuResourceTextSize == zuhooks::kTextSize);
 
 bool traces() { return zuos::traced(zuos::kTraceCatalogs); }
 
-// Opens one file. The caller holds CritOpen, since the directory may be set anew meanwhile.
-nl_catd openAt(const char* locale, size_t length, const char* file, const char* ending) {
-  char path[bosInstallDirSize + 2 * kLocaleNameSize + 256];
-  const int written =
-      std::snprintf(path, sizeof path, "%s/locale/%.*s/LC_MESSAGES/%s%s", chars(InstallDirLocation),
-                    static_cast<int>(length), locale, file, ending);
-  const bool fits = written > 0 && written < static_cast<int>(sizeof path);
-  return fits ? catopen(path, 0) : bosNoCatalog;
-}
-
-// The value of a variable if it is set and differs from `current`.
-const char* otherLocale(const char* variable, const char* current) {
-  const char* const value = secure_getenv(variable);
-  return value && *value && std::strcmp(value, current) != 0 ? value : nullptr;
-}
-
-// The locale whose texts are wanted. A name with a slash could lead out of the directory.
-void resolveLocale(char (&name)[kLocaleNameSize]) {
-  const char* current = std::setlocale(LC_MESSAGES, nullptr);
-  if (!current) current = "C";
-  if (traces()) std::printf("OpenStrings: Default LC_MESSAGES=%s\n", current);
-  const char* resolved = current;
-  if (std::strcmp(current, "C") == 0) {
-    resolved = otherLocale("LC_MESSAGES", current);
-    if (!resolved) resolved = otherLocale("LANG", current);
-  }
-  if (traces()) std::printf("OpenStrings: Using LC_MESSAGES=%s\n", current);
-  const bool usable =
-      resolved && *resolved && !std::strchr(resolved, '/') && std::strlen(resolved) < sizeof name;
-  std::strcpy(name, usable ? resolved : kFallbackLocale);
-}
-
-// The caller holds CritOpen.
+// The caller holds CritOpen, since the directory may be set anew meanwhile.
 nl_catd openCatalog(const char* instance, const char* fileName) {
-  if (traces()) std::printf("OpenStrings: HINST=%s\n", instance ? instance : "");
-  char locale[kLocaleNameSize];
-  resolveLocale(locale);
-  const char* const file = fileName ? fileName : instance ? instance : "";
-  const char* const ending = fileName ? "" : ".mo";
-  nl_catd catalog = openAt(locale, std::strlen(locale), file, ending);
-  const size_t plain = std::strcspn(locale, ".@");
-  if (catalog == bosNoCatalog && locale[plain]) catalog = openAt(locale, plain, file, ending);
-  if (catalog == bosNoCatalog) catalog = openAt(kFallbackLocale, std::strlen(kFallbackLocale), file, ending);
-  return catalog;
+  if (traces()) {
+    const char* const current = std::setlocale(LC_MESSAGES, nullptr);
+    std::printf("OpenStrings: HINST=%s\n", instance ? instance : "");
+    std::printf("OpenStrings: Default LC_MESSAGES=%s\n", current ? current : "C");
+    std::printf("OpenStrings: Using LC_MESSAGES=%s\n", current ? current : "C");
+  }
+  char file[PATH_MAX];
+  const int length = std::snprintf(file, sizeof file, "%s%s",
+                                   fileName   ? fileName
+                                   : instance ? instance
+                                              : "",
+                                   fileName ? "" : ".mo");
+  if (length >= PATH_MAX) return bosNoCatalog;
+  return zucatalogfile::open(chars(InstallDirLocation), zucatalogfile::messageLocale(), file);
 }
 
 // A catalog that is opened and taken away under CritOpen, and read and closed under CritCatalog.
@@ -182,13 +153,27 @@ unsigned long widen(const unsigned char* text, unsigned short* out, unsigned lon
   return length;
 }
 
+// The installation directory that the profile files name, or else the one beside the library; an empty text
+// if neither gives one that fits. Keeps the records of the profile reads.
+void findInstallDir(unsigned char (&out)[bosInstallDirSize]) {
+  const auto* const section = bytes("ODBC");
+  const auto* const key = bytes("InstallDir");
+  const auto* const none = bytes("");
+  zuGetProfileString(section, key, none, out, sizeof out - 1, bytes(".odbc.ini"));
+  if (!out[0]) zuGetPrivateProfileString(section, key, none, out, sizeof out - 1, bytes(".odbcinst.ini"));
+  char found[PATH_MAX];
+  if (!out[0] && zucatalogfile::findBesideLibrary(found) && std::strlen(found) < sizeof out) {
+    strCopy(out, bytes(found), std::strlen(found));
+  }
+}
+
 }  // namespace
 
 int bosSetInstallDir(const unsigned char* path) {
   unsigned char directory[bosInstallDirSize] = "";
   // Not under the lock: reading a profile file may record an error, whose text takes that lock.
   if (!path) {
-    zuos::findInstallDir(directory, sizeof directory);
+    findInstallDir(directory);
   } else if (strLen(path) < sizeof directory) {
     strCopy(directory, path, strLen(path));
   }
