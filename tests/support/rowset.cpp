@@ -8,18 +8,18 @@
 
 Rowset::Rowset(OdbcStatement& stmt, SQLULEN size, SQLLEN nameSize)
     : stmt(stmt),
+      size(size),
       nameSize(nameSize),
-      ids(size),
+      values(std::make_unique<char[]>(size * (sizeof(SQLINTEGER) + nameSize))),
       idLengths(size),
-      names(size * nameSize),
       nameLengths(size),
       statuses(size) {
   EXPECT_SQL(SQL_SUCCESS, stmt, stmt.set(SQL_ATTR_ROW_ARRAY_SIZE, size));
   EXPECT_SQL(SQL_SUCCESS, stmt, stmt.set(SQL_ATTR_ROW_STATUS_PTR, statuses.data()));
   EXPECT_SQL(SQL_SUCCESS, stmt, stmt.set(SQL_ATTR_ROWS_FETCHED_PTR, &fetched));
   EXPECT_SQL(SQL_SUCCESS, stmt,
-             SQLBindCol(stmt, 1, SQL_C_SLONG, ids.data(), sizeof(SQLINTEGER), idLengths.data()));
-  EXPECT_SQL(SQL_SUCCESS, stmt, SQLBindCol(stmt, 2, SQL_C_CHAR, names.data(), nameSize, nameLengths.data()));
+             SQLBindCol(stmt, 1, SQL_C_SLONG, ids(), sizeof(SQLINTEGER), idLengths.data()));
+  EXPECT_SQL(SQL_SUCCESS, stmt, SQLBindCol(stmt, 2, SQL_C_CHAR, nameAt(0), nameSize, nameLengths.data()));
 }
 
 std::string Rowset::text() const {
@@ -27,9 +27,9 @@ std::string Rowset::text() const {
   std::string all;
   for (SQLULEN i = 0; i < fetched; ++i) {
     if (i) all += ' ';
-    all += idLengths[i] == SQL_NULL_DATA ? "null" : std::to_string(ids[i]);
+    all += idLengths[i] == SQL_NULL_DATA ? "null" : std::to_string(ids()[i]);
     all += ':';
-    all += nameLengths[i] == SQL_NULL_DATA ? "null" : &names[i * nameSize];
+    all += nameLengths[i] == SQL_NULL_DATA ? "null" : nameAt(i);
     switch (statuses[i]) {
       case SQL_ROW_DELETED: all += '-'; break;
       case SQL_ROW_UPDATED: all += '+'; break;
@@ -44,7 +44,7 @@ std::string Rowset::text() const {
 
 void Rowset::setName(SQLULEN row, const char* name) {
   nameLengths[row] = name ? static_cast<SQLLEN>(std::strlen(name)) : SQL_NULL_DATA;
-  if (name) std::strncpy(&names[row * nameSize], name, nameSize);
+  if (name) std::strncpy(nameAt(row), name, nameSize);
 }
 
 std::string rowTexts(int first, int last) {

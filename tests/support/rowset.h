@@ -3,13 +3,15 @@
 #ifndef ZULIB_TESTS_SUPPORT_ROWSET_H
 #define ZULIB_TESTS_SUPPORT_ROWSET_H
 
+#include <memory>
 #include <string>
 #include <vector>
 
 #include "tests/support/odbc_fixture.h"
 
 // Binds columns 1 and 2 of a statement column-wise, with a status array. Must outlive the statement's use of
-// the bindings.
+// the bindings. Both columns lie in one block, the numbers first: the cursor library takes columns in the
+// order of their addresses.
 class Rowset {
  public:
   // `nameSize`: bytes of a name's buffer, its end included.
@@ -29,15 +31,18 @@ class Rowset {
   void setName(SQLULEN row, const char* name);  // null: a null value
 
   SQLULEN count() const { return fetched; }
-  SQLINTEGER id(SQLULEN row) const { return ids[row]; }
+  SQLINTEGER id(SQLULEN row) const { return ids()[row]; }
   SQLUSMALLINT status(SQLULEN row) const { return statuses[row]; }
 
  private:
+  SQLINTEGER* ids() const { return reinterpret_cast<SQLINTEGER*>(values.get()); }
+  char* nameAt(SQLULEN row) const { return values.get() + size * sizeof(SQLINTEGER) + row * nameSize; }
+
   OdbcStatement& stmt;
+  SQLULEN size;
   SQLLEN nameSize;
-  std::vector<SQLINTEGER> ids;
+  std::unique_ptr<char[]> values;
   std::vector<SQLLEN> idLengths;
-  std::vector<char> names;
   std::vector<SQLLEN> nameLengths;
   std::vector<SQLUSMALLINT> statuses;
   SQLULEN fetched = 0;
