@@ -157,6 +157,29 @@ TEST_F(DriverBinding, SetUpRefusesAndCanBeTriedAgain) {
   }
 }
 
+// A driver that is of version 2.5 by its own word, but has descriptors: a row array that has reached it with
+// one is not fetched into buffers of one row.
+TEST_F(DriverBinding, HoldsOneRowInADriverOfVersion2WithDescriptors) {
+  script.info[SQL_DRIVER_ODBC_VER] = "02.50";
+  const OdbcConnection plain(driver.connectionString(), SQL_CUR_USE_DRIVER);
+  const OdbcConnection scrolling(driver.connectionString());
+  SQLHDESC source = SQL_NULL_HDESC, own = SQL_NULL_HDESC;
+  ASSERT_EQ(SQL_SUCCESS, SQLAllocHandle(SQL_HANDLE_DESC, plain, &source));
+  ASSERT_EQ(SQL_SUCCESS, SQLSetDescField(source, 0, SQL_DESC_ARRAY_SIZE, pointer(5), 0));
+  ASSERT_EQ(SQL_SUCCESS, SQLAllocHandle(SQL_HANDLE_DESC, scrolling, &own));
+  for (const bool copies : {false, true}) {
+    OdbcStatement by(scrolling);
+    ASSERT_SQL(SQL_SUCCESS, by, by.set(SQL_ATTR_APP_ROW_DESC, own));
+    EXPECT_EQ(SQL_SUCCESS, copies ? SQLCopyDesc(source, own)
+                                  : SQLSetDescField(own, 1, SQL_DESC_ARRAY_SIZE, pointer(5), 0));
+    by.makeScrollable(2);
+    Rowset rows(by, 2);
+    ASSERT_SQL(SQL_SUCCESS, by, by.execute("select"));
+    ASSERT_SQL(SQL_SUCCESS, by, rows.fetch(SQL_FETCH_LAST));
+    EXPECT_EQ(rowTexts(4, 5), rows.text());
+  }
+}
+
 // With a length of 0 the driver writes nothing, so it may have the application's own pointer.
 TEST_F(DriverBinding, ABufferWithoutLengthIsTheApplicationsOwn) {
   char name[16] = "untouched";

@@ -34,6 +34,19 @@ bool mayChange(DMDesc* desc, SQLSMALLINT record, SQLSMALLINT field) {
 // has taken its place until the cursor ends.
 bool isDriverTold(const DMDesc* desc, bool modifiable) { return modifiable || desc->shareCount != 0; }
 
+// Fields of the header, which have no record: the number of one means nothing.
+bool isHeaderField(SQLSMALLINT field) {
+  switch (field) {
+    case SQL_DESC_ARRAY_SIZE:
+    case SQL_DESC_ARRAY_STATUS_PTR:
+    case SQL_DESC_BIND_OFFSET_PTR:
+    case SQL_DESC_BIND_TYPE:
+    case SQL_DESC_COUNT:
+    case SQL_DESC_ROWS_PROCESSED_PTR: return true;
+    default: return false;
+  }
+}
+
 // Fields that the library keeps in a binding record.
 bool isRecordField(SQLSMALLINT field) {
   switch (field) {
@@ -162,7 +175,8 @@ SQLRETURN CLSetDescField(SQLHDESC handle, SQLSMALLINT record, SQLSMALLINT field,
   SQLRETURN rc = onStandIns(
       desc, [&](DMDesc* standIn) { return CLSetDescField(standIn, record, field, value, length); });
   if (clFailed(rc)) return rc;
-  if (record == 0) return setRecordZero(desc, field, value, length);
+  // A driver that got these with a record would fetch a row array into the one-row buffers of a cursor.
+  if (record == 0 || isHeaderField(field)) return setRecordZero(desc, field, value, length);
   rc = isDriverTold(desc, modifiable) ? CursorLibSetDescField(desc, record, field, value, length)
                                       : SQL_SUCCESS;
   return clFailed(rc) ? rc : setRecord(desc, record, field, value, rc);

@@ -45,6 +45,34 @@ SQLRETURN forward(Function function, Handle* handle, Arguments... arguments) {
   return function(handle, arguments...);
 }
 
+// The five row-array attributes of CursorLibSetStmtAttr, on any driver.
+SQLRETURN setRowArray(DMStmt* stmt, SQLULEN rowArraySize, SQLULEN* rowsFetchedPtr, SQLLEN* bindOffsetPtr,
+                      SQLUSMALLINT* rowStatusPtr, SQLULEN bindType) {
+  // The arguments can be the values of these fields, which the calls below change.
+  const Replaced<SQLULEN> keptBindType(stmt->ard->bindType);
+  const Replaced<SQLULEN> keptSize(stmt->ard->arraySize);
+  const Replaced<SQLULEN*> keptProcessed(stmt->ird->rowsProcessedPtr);
+  const Replaced<SQLLEN*> keptOffset(stmt->ard->bindOffsetPtr);
+  const Replaced<SQLUSMALLINT*> keptStatus(stmt->ird->arrayStatusPtr);
+
+  const struct {
+    SQLPOINTER value;
+    SQLINTEGER attribute;
+    SQLINTEGER length;
+  } settings[] = {
+      {asPointer(bindType), SQL_BIND_TYPE, SQL_IS_UINTEGER},
+      {asPointer(rowArraySize), SQL_ATTR_ROW_ARRAY_SIZE, SQL_IS_UINTEGER},
+      {rowsFetchedPtr, SQL_ATTR_ROWS_FETCHED_PTR, SQL_IS_POINTER},
+      {bindOffsetPtr, SQL_ATTR_ROW_BIND_OFFSET_PTR, SQL_IS_POINTER},
+      {rowStatusPtr, SQL_ATTR_ROW_STATUS_PTR, SQL_IS_POINTER},
+  };
+  for (const auto& setting : settings) {
+    const SQLRETURN rc = CursorLibSetOneStmtAttr(stmt, setting.attribute, setting.value, setting.length);
+    if (clFailed(rc)) return rc;
+  }
+  return SQL_SUCCESS;
+}
+
 }  // namespace
 
 SQLRETURN CursorLibBindCol(DMStmt* stmt, SQLUSMALLINT column, SQLSMALLINT cType, SQLPOINTER data,
@@ -139,29 +167,16 @@ SQLRETURN CursorLibFetch(DMStmt* stmt) {
 SQLRETURN CursorLibSetStmtAttr(DMStmt* stmt, SQLULEN rowArraySize, SQLULEN* rowsFetchedPtr,
                                SQLLEN* bindOffsetPtr, SQLUSMALLINT* rowStatusPtr, SQLULEN bindType) {
   if (!isVersion3Driver(stmt->conn)) return SQL_SUCCESS;
-  // The arguments can be the values of these fields, which the calls below change.
-  const Replaced<SQLULEN> keptBindType(stmt->ard->bindType);
-  const Replaced<SQLULEN> keptSize(stmt->ard->arraySize);
-  const Replaced<SQLULEN*> keptProcessed(stmt->ird->rowsProcessedPtr);
-  const Replaced<SQLLEN*> keptOffset(stmt->ard->bindOffsetPtr);
-  const Replaced<SQLUSMALLINT*> keptStatus(stmt->ird->arrayStatusPtr);
+  return setRowArray(stmt, rowArraySize, rowsFetchedPtr, bindOffsetPtr, rowStatusPtr, bindType);
+}
 
-  const struct {
-    SQLPOINTER value;
-    SQLINTEGER attribute;
-    SQLINTEGER length;
-  } settings[] = {
-      {asPointer(bindType), SQL_BIND_TYPE, SQL_IS_UINTEGER},
-      {asPointer(rowArraySize), SQL_ATTR_ROW_ARRAY_SIZE, SQL_IS_UINTEGER},
-      {rowsFetchedPtr, SQL_ATTR_ROWS_FETCHED_PTR, SQL_IS_POINTER},
-      {bindOffsetPtr, SQL_ATTR_ROW_BIND_OFFSET_PTR, SQL_IS_POINTER},
-      {rowStatusPtr, SQL_ATTR_ROW_STATUS_PTR, SQL_IS_POINTER},
-  };
-  for (const auto& setting : settings) {
-    const SQLRETURN rc = CursorLibSetOneStmtAttr(stmt, setting.attribute, setting.value, setting.length);
-    if (clFailed(rc)) return rc;
-  }
-  return SQL_SUCCESS;
+SQLRETURN CursorLibSetOneRow(DMStmt* stmt) {
+  const DMDriverFunctions* const functions = stmt->conn->driverFunctions;
+  const bool hasRowArray =
+      isVersion3Driver(stmt->conn) ||
+      (functions && functions->SQLSetStmtAttr && (functions->SQLSetDescField || functions->SQLCopyDesc));
+  return hasRowArray ? setRowArray(stmt, 1, nullptr, nullptr, nullptr, SQL_BIND_BY_COLUMN)
+                     : SQLRETURN{SQL_SUCCESS};
 }
 
 SQLRETURN CursorLibSetOneStmtAttr(DMStmt* stmt, SQLINTEGER attribute, SQLPOINTER value, SQLINTEGER length) {

@@ -73,6 +73,10 @@ SQLRETURN CursorLibFetch(DMStmt* stmt);
 SQLRETURN CursorLibSetStmtAttr(DMStmt* stmt, SQLULEN rowArraySize, SQLULEN* rowsFetchedPtr,
                                SQLLEN* bindOffsetPtr, SQLUSMALLINT* rowStatusPtr, SQLULEN bindType);
 
+// Makes the driver fetch one row at a time, by column, without statuses, count and offset: for private
+// buffers. Also on a driver below version 3 if it has descriptors, which may have brought it a row array.
+SQLRETURN CursorLibSetOneRow(DMStmt* stmt);
+
 // Sets one statement attribute.
 SQLRETURN CursorLibSetOneStmtAttr(DMStmt* stmt, SQLINTEGER attribute, SQLPOINTER value, SQLINTEGER length);
 

@@ -267,8 +267,7 @@ SQLRETURN BoundColumns::setStmtBindings() {
     onDriver = true;
     CursorLibFreeStmt(stmt, SQL_UNBIND);
   }
-  if (clFailed(CursorLibSetStmtAttr(stmt, 1, nullptr, nullptr, nullptr, SQL_BIND_BY_COLUMN)))
-    throw ODBCException(stmt, clmsg::DriverBindFailed);
+  if (clFailed(CursorLibSetOneRow(stmt))) throw ODBCException(stmt, clmsg::DriverBindFailed);
   bindPrivateBuffers();
   return SQL_SUCCESS;
 }
