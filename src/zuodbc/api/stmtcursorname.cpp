@@ -57,7 +57,8 @@ const char* checkName(const DMStmt& stmt, const SQLCHAR* text, SQLSMALLINT lengt
   const std::string_view name = textOf(text, length);
   const bool reserved = startsWith(name, kGeneratedPrefix) || startsWith(name, kReservedPrefix);
   if (name.empty() || reserved || name.size() > stmt.conn->maxCursorNameLength) return "34000";
-  return isTaken(stmt, name) ? "3C000" : nullptr;
+  // A call that still executes must be able to end, also if another statement took the name meanwhile.
+  return !sequencePending(stmt) && isTaken(stmt, name) ? "3C000" : nullptr;
 }
 
 void keepName(DMStmt& stmt, std::string_view name) {
