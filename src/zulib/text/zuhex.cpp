@@ -1,46 +1,92 @@
 #include "zulib/text/zuhex.h"
 
+#include <cstring>
+
 #include "zulib/runtime/zuhooks.h"
 
 namespace {
 
-// The value of a digit, -1 for any other character.
-int digitValue(unsigned c) {
-  if (c >= '0' && c <= '9') return static_cast<int>(c - '0');
-  if (c >= 'A' && c <= 'F') return static_cast<int>(c - 'A' + 10);
-  if (c >= 'a' && c <= 'f') return static_cast<int>(c - 'a' + 10);
-  return -1;
+constexpr unsigned char kNoDigit = 0x80;
+
+// The value of each character as a digit, kNoDigit for one that is none.
+struct DigitValues {
+  constexpr DigitValues() : of() {
+    for (unsigned char& value : of) value = kNoDigit;
+    for (unsigned char i = 0; i < 16; ++i) {
+      of[static_cast<unsigned char>(HEXDIGIT[i])] = i;
+      of[static_cast<unsigned char>(HEXDIGIT[i] | 0x20)] = i;
+    }
+  }
+  unsigned char of[256];
+};
+constexpr DigitValues kDigits;
+
+// The two digits of each byte.
+template <class Char>
+struct DigitPairs {
+  constexpr DigitPairs() : of() {
+    for (unsigned i = 0; i < 256; ++i) {
+      of[i][0] = static_cast<Char>(HEXDIGIT[i >> 4]);
+      of[i][1] = static_cast<Char>(HEXDIGIT[i & 15]);
+    }
+  }
+  Char of[256][2];
+};
+template <class Char>
+constexpr DigitPairs<Char> kPairs;
+
+unsigned digitAt(const unsigned char* text, unsigned long i) { return kDigits.of[text[i]]; }
+
+// 16-bit text is read and written at any address: a buffer of a driver need not be aligned.
+unsigned short unitAt(const unsigned short* text, unsigned long i) {
+  unsigned short unit;
+  std::memcpy(&unit, reinterpret_cast<const char*>(text) + i * sizeof unit, sizeof unit);
+  return unit;
 }
+
+unsigned digitAt(const unsigned short* text, unsigned long i) {
+  const unsigned short unit = unitAt(text, i);
+  return unit < 256 ? kDigits.of[unit] : kNoDigit;
+}
+
+bool isZero(const unsigned char*, unsigned long) { return false; }  // in 8-bit text no digit
+bool isZero(const unsigned short* text, unsigned long i) { return unitAt(text, i) == 0; }
 
 // From the end down, so that `out` may lie on `bytes`: each byte is read before its place is written.
 template <class Char>
 void writeDigits(Char* out, const unsigned char* bytes, unsigned long n) {
-  for (unsigned long i = n; i-- > 0;) {
-    const unsigned char byte = bytes[i];
-    out[2 * i + 1] = static_cast<Char>(HEXDIGIT[byte & 15]);
-    out[2 * i] = static_cast<Char>(HEXDIGIT[byte >> 4]);
-  }
+  constexpr unsigned long kPair = 2 * sizeof(Char);
+  const auto to = reinterpret_cast<unsigned char*>(out);
+  for (unsigned long i = n; i-- > 0;) std::memcpy(to + i * kPair, kPairs<Char>.of[bytes[i]], kPair);
 }
 
 // Hands each byte read to `store(byte, whole)`, where `whole` is false for an odd last digit.
 template <class Char, class Store>
-int readDigits(const Char* text, unsigned long n, bool skipZero, Store&& store) {
-  int high = -1;
-  for (unsigned long i = 0; i < n; ++i) {
-    if (skipZero && text[i] == 0) continue;
-    const int value = digitValue(text[i]);
-    if (value < 0) {
+int readDigits(const Char* text, unsigned long n, Store&& store) {
+  unsigned long i = 0;
+  for (; n - i >= 2; i += 2) {
+    const unsigned high = digitAt(text, i);
+    const unsigned low = digitAt(text, i + 1);
+    if (((high | low) & kNoDigit) != 0) break;
+    store(static_cast<unsigned char>(high << 4 | low), true);
+  }
+  // The odd last digit, or from the first character that is no digit on.
+  unsigned high = kNoDigit;
+  for (; i < n; ++i) {
+    if (isZero(text, i)) continue;
+    const unsigned value = digitAt(text, i);
+    if (value == kNoDigit) {
       zuhooks::report(ZU_MSG_BAD_HEX_DIGIT);
       return 1;
     }
-    if (high < 0) {
+    if (high == kNoDigit) {
       high = value;
     } else {
       store(static_cast<unsigned char>(high << 4 | value), true);
-      high = -1;
+      high = kNoDigit;
     }
   }
-  if (high >= 0) store(static_cast<unsigned char>(high << 4), false);
+  if (high != kNoDigit) store(static_cast<unsigned char>(high << 4), false);
   return 0;
 }
 
@@ -71,7 +117,7 @@ unsigned long wideHexify(unsigned short* out, const unsigned char* bytes, unsign
 }
 
 int dehexify(unsigned char* out, const unsigned char* text, unsigned long n) {
-  return readDigits(text, n, false, [&](unsigned char byte, bool) { *out++ = byte; });
+  return readDigits(text, n, [&](unsigned char byte, bool) { *out++ = byte; });
 }
 
 int dehexifyHuge(unsigned char* out, const unsigned char* text, unsigned long n) {
@@ -81,7 +127,7 @@ int dehexifyHuge(unsigned char* out, const unsigned char* text, unsigned long n)
 int dehexify(unsigned char* out, const unsigned char* text, unsigned long n, unsigned char mark,
              unsigned long* count) {
   unsigned long written = 0;
-  const int result = readDigits(text, n, false, [&](unsigned char byte, bool whole) {
+  const int result = readDigits(text, n, [&](unsigned char byte, bool whole) {
     out[written++] = byte;
     if (whole && byte == mark) out[written++] = byte;
   });
@@ -90,12 +136,12 @@ int dehexify(unsigned char* out, const unsigned char* text, unsigned long n, uns
 }
 
 int wideDehexify(unsigned char* out, const unsigned short* text, unsigned long n) {
-  return readDigits(text, n, true, [&](unsigned char byte, bool) { *out++ = byte; });
+  return readDigits(text, n, [&](unsigned char byte, bool) { *out++ = byte; });
 }
 
 bool isHexString(const unsigned char* text, unsigned long n) {
   for (unsigned long i = 0; i < n; ++i) {
-    if (digitValue(text[i]) < 0) return false;
+    if (digitAt(text, i) == kNoDigit) return false;
   }
   return true;
 }

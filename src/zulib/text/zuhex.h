@@ -13,7 +13,7 @@
 // The digits by their value.
 inline constexpr char HEXDIGIT[] = "0123456789ABCDEF";
 
-// Writes `value` with at least `minDigits` digits, and a terminator. Answers the number of digits; 0 is one
+// Writes `value` with at least `minDigits` digits, and a terminator. Returns the number of digits; 0 is one
 // digit.
 ZU_API unsigned long hexify(unsigned char* out, unsigned long value, unsigned short minDigits);
 
@@ -21,7 +21,8 @@ ZU_API unsigned long hexify(unsigned char* out, unsigned long value, unsigned sh
 ZU_API unsigned long hexify(unsigned char* out, const unsigned char* bytes, unsigned long n);
 ZU_API unsigned long hexifyHuge(unsigned char* out, const unsigned char* bytes, unsigned long n);
 
-// Writes `n` bytes as 2n units, and returns 4n, the bytes written. `out` may be at `bytes`.
+// Writes `n` bytes as 2n units, and returns 4n, the bytes written. `out` may be at `bytes`. Like the text of
+// wideDehexify it may be at any address, also an odd one.
 ZU_API unsigned long wideHexify(unsigned short* out, const unsigned char* bytes, unsigned long n);
 
 // Reads `n` digits, two to a byte; an odd last digit gives a byte with a low half of 0. 0, or 1 at a
@@ -34,7 +35,7 @@ ZU_API int dehexifyHuge(unsigned char* out, const unsigned char* text, unsigned 
 ZU_API int dehexify(unsigned char* out, const unsigned char* text, unsigned long n, unsigned char mark,
                     unsigned long* count);
 
-// The same from 16-bit units, where a unit of value 0 is passed over.
+// The same from 16-bit units, where a unit of value 0 is skipped.
 ZU_API int wideDehexify(unsigned char* out, const unsigned short* text, unsigned long n);
 
 // True when all of the `n` bytes are digits.
