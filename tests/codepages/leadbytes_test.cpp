@@ -10,9 +10,8 @@
 
 #include "tests/support/fault_allocator.h"
 #include "zulib/codepages/ucnvconv.h"
+#include "zulib/convert/services/zuicuhandlecache.h"
 #include "zulib/runtime/ram.h"
-
-struct ICUSubstitutionErrorInfo {};
 
 namespace {
 
@@ -25,25 +24,6 @@ UConverter* openConverter(const char* name) {
   EXPECT_TRUE(U_SUCCESS(status)) << name;
   return converter;
 }
-
-// A pool of one converter for each page, which counts what is out.
-class Pool {
- public:
-  ~Pool() { EXPECT_EQ(out, 0) << "every converter comes back"; }
-  UConverter* getHandleForKey(long page, ICUSubstitutionErrorInfo**) {
-    if (page < 0) return nullptr;
-    ++out;
-    return openConverter(ucnvIANAidToICUname(page));
-  }
-  int addAssoc(long, UConverter* converter, ICUSubstitutionErrorInfo*) {
-    --out;
-    ucnv_close(converter);
-    return 0;
-  }
-
- private:
-  int out = 0;
-};
 
 TEST(HandleCaches, GrowAndFindTheirOwn) {
   sweepAllocations([] {
@@ -92,10 +72,11 @@ TEST(HandleCaches, GrowAndFindTheirOwn) {
 }
 
 constexpr long kShiftJis = 2024, kGbk = 113, kGb18030 = 114, kBig5 = 2026;
+constexpr long kNotInstalled = 14;
 
 TEST(LeadBytes, DoubleByteTextIsCountedAtEveryCut) {
   std::mt19937 random(3);
-  Pool pool;
+  ZuICUHandleCache pool;
   ZuPCU8Cache maps;
   for (const long page : {kShiftJis, kGbk, kBig5, static_cast<long>(UCNV_IANA_LATIN_1)}) {
     SCOPED_TRACE(page);
@@ -138,7 +119,7 @@ TEST(LeadBytes, DoubleByteTextIsCountedAtEveryCut) {
 }
 
 TEST(LeadBytes, LongerCharactersAreAskedOfTheConverter) {
-  Pool pool;
+  ZuICUHandleCache pool;
   ZuPCU8Cache maps;
   const unsigned char* map = nullptr;
   ASSERT_EQ(getPossibleLeadByteMap(&maps, &pool, kGb18030, &map), 0);
@@ -172,7 +153,7 @@ TEST(LeadBytes, LongerCharactersAreAskedOfTheConverter) {
   EXPECT_EQ(getCountOfBytes(&maps, kBig5, bytes("a"), 1, &count), 1);
   EXPECT_EQ(getCounts(&maps, kBig5, bytes("a"), 0, &count, &count), 0) << "no map for no bytes";
   EXPECT_EQ(count, 0u);
-  EXPECT_EQ(getPossibleLeadByteMap(&maps, &pool, -1, &map), 1);
+  EXPECT_EQ(getPossibleLeadByteMap(&maps, &pool, kNotInstalled, &map), 1);
 }
 
 TEST(LeadBytes, UTF8IsWholeOrNothing) {

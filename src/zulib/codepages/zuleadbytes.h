@@ -4,8 +4,9 @@
 // the code page, else 0. It is built once for a code page by asking ICU about each byte, and belongs to a
 // ZuPCU8Cache.
 //
-// The functions return 0, or 1 if the code page has no map (allocation failed; the converter does not open;
-// it was not asked for by getPossibleLeadByteMap). A count of 0 bytes gives counts of 0 and needs no map.
+// getPossibleLeadByteMap (convert/services/zuicuhandlecache.h) puts the map of a code page into the cache.
+// The functions here return 0, or 1 if that has not happened; a count of 0 bytes gives counts of 0 and needs
+// no map.
 //
 // Thread safety: none; a cache serves one connection.
 
@@ -15,16 +16,9 @@
 #include "zulib/codepages/zuhandlecache.h"
 #include "zulib/runtime/zuapi.h"
 
-struct ICUSubstitutionErrorInfo;
-
-// Builds a map in `*map`, a block of `ramAlloc` that becomes the caller's.
+// Builds a map in `*map`, a block of `ramAlloc` that becomes the caller's. Returns 0, or 1 if the allocation
+// fails.
 [[nodiscard]] ZU_API int generateLeadByteMap(UConverter* converter, unsigned char** map);
-
-// The map of the code page, from the cache or built with a converter of `handles`, a ZuICUHandleCache. The
-// map stays the cache's.
-template <class HandleCache>
-[[nodiscard]] int getPossibleLeadByteMap(ZuPCU8Cache* cache, HandleCache* handles, long codePage,
-                                         const unsigned char** map);
 
 // Whether the byte is marked in the map, which must be in the cache.
 [[nodiscard]] ZU_API int isPossibleLeadByte(const ZuPCU8Cache* cache, long codePage, unsigned char byte,
@@ -49,25 +43,5 @@ ZU_API unsigned long getCountOfUTF8Bytes(const unsigned char* bytes, unsigned lo
 // Both counts in one pass. The bytes of a character that the count cuts are not counted, the character is.
 [[nodiscard]] ZU_API int getCounts(const ZuPCU8Cache* cache, long codePage, const unsigned char* bytes,
                                    unsigned long n, unsigned long* byteCount, unsigned long* charCount);
-
-template <class HandleCache>
-int getPossibleLeadByteMap(ZuPCU8Cache* cache, HandleCache* handles, long codePage,
-                           const unsigned char** map) {
-  const unsigned char* known = cache->getHandleForKey(codePage);
-  if (!known) {
-    ICUSubstitutionErrorInfo* info = nullptr;
-    UConverter* const converter = handles->getHandleForKey(codePage, &info);
-    if (!converter) return 1;
-    unsigned char* fresh = nullptr;
-    const int failed = generateLeadByteMap(converter, &fresh);
-    if (handles->addAssoc(codePage, converter, info) || failed || cache->addAssoc(codePage, fresh)) {
-      std::free(fresh);
-      return 1;
-    }
-    known = fresh;
-  }
-  *map = known;
-  return 0;
-}
 
 #endif

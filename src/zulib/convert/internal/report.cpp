@@ -1,21 +1,22 @@
 #include "zulib/convert/internal/report.h"
 
-#include "zulib/errors/zuerror.h"
-#include "zulib/runtime/zumessages.h"
-
 namespace zuconvert {
 
-int reportFailure() {
-  ZuError& error = addError(ZU_MSG_CONVERSION_FAILED);
-  error.setInterfaceCode("HY000");
-  error.setInterfaceError(kNativeFailed);
+namespace {
+
+void setInterface(ZuError& record, const char* state, unsigned short native) {
+  record.setInterfaceCode(state);
+  record.setInterfaceError(native);
+}
+
+}  // namespace
+
+int reportFailure(ZuMessage message) {
+  setInterface(addError(message), "HY000", kNativeFailed);
   return 1;
 }
 
-void reportSubstitution() {
-  ZuError& warning = addWarning(ZU_MSG_SUBSTITUTED);
-  warning.setInterfaceCode("01000");
-  warning.setInterfaceError(kNativeSubstituted);
-}
+void reportSubstitution() { setInterface(addWarning(ZU_MSG_SUBSTITUTED), "01000", kNativeSubstituted); }
+void reportTruncation() { setInterface(addWarning(ZU_MSG_TRUNCATED), "01004", kNativeTruncated); }
 
 }  // namespace zuconvert
