@@ -167,6 +167,10 @@ class ZU_API DMConn : public DMHandle {
   // The re-entrance mark on the connection: 1 sets, 0 takes it back.
   void CursorLibLockDbc(int mark);
 
+  // `hasOpenResult`, which statements of several threads set and ask for.
+  bool isResultOpen() const { return __atomic_load_n(&hasOpenResult, __ATOMIC_RELAXED) != 0; }
+  void setResultOpen(bool isOpen) { __atomic_store_n(&hasOpenResult, isOpen, __ATOMIC_RELAXED); }
+
   virtual int isUTF8Driver() const;
   virtual int isUTF8DriverIgnoringCursorLib() const;
   virtual int isUTF8EnvAttr() const;
@@ -219,6 +223,12 @@ enum : unsigned {
   DM_DESC_CURSOR_BOUND = 1u << 5,  // the driver refused to unbind the buffers of a cursor, one row each
 };
 
+// A block that has to live as long as a descriptor, because the driver may still write to it.
+struct DMOwnedBlock {
+  DMOwnedBlock* next;
+  void (*release)(DMOwnedBlock* block);  // frees it
+};
+
 class ZU_API DMDesc : public DMHandle {
  public:
   DMConn* conn;
@@ -229,9 +239,10 @@ class ZU_API DMDesc : public DMHandle {
   SQLUSMALLINT* arrayStatusPtr = nullptr;
   SQLLEN* bindOffsetPtr = nullptr;
   SQLULEN bindType = SQL_BIND_BY_COLUMN;
-  long shareCount = 0;           // statements on which a copy stands in for this descriptor
-  unsigned headerChanged = 0;    // bit 0: a header field changed since the driver was last told
-  BindInfo* bindList = nullptr;  // owned; the cursor library's records, by rising buffer address
+  long shareCount = 0;                  // statements on which a copy stands in for this descriptor
+  unsigned headerChanged = 0;           // bit 0: a header field changed since the driver was last told
+  BindInfo* bindList = nullptr;         // owned; the cursor library's records, by rising buffer address
+  DMOwnedBlock* ownedBlocks = nullptr;  // released with the descriptor
 
   DMDesc(DMConn* conn, DMStmt* ownerStmt, unsigned flags);
   ~DMDesc() override;
@@ -263,12 +274,6 @@ enum : unsigned short {
   DM_FETCH_IN_FETCH = 1u << 4,       // inside CLFetch
 };
 
-// A block that has to live as long as a statement, because the driver may still write to it.
-struct DMOwnedBlock {
-  DMOwnedBlock* next;
-  void (*release)(DMOwnedBlock* block);  // frees it
-};
-
 class ZU_API DMStmt : public DMHandle {
  public:
   DMConn* conn;
@@ -290,8 +295,6 @@ class ZU_API DMStmt : public DMHandle {
   int busy = 0;             // a call is active on the driver
   int unicodeApp = 0;       // the application called a wide entry point
   int ofCursorLibrary = 0;  // allocated by the cursor library for itself: its calls go to the driver
-
-  DMOwnedBlock* ownedBlocks = nullptr;  // released with the statement
 
   DMDesc implicitArdStorage;
   DMDesc implicitApdStorage;

@@ -180,6 +180,24 @@ TEST_F(DriverBinding, HoldsOneRowInADriverOfVersion2WithDescriptors) {
   }
 }
 
+// The driver is still executing what the set-up of a cursor asked it: the application repeats its own call.
+TEST_F(DriverBinding, APendingCallOfTheSetUpIsTheFetch) {
+  const SQLHDESC own = explicitDescriptor();
+  ASSERT_SQL(SQL_SUCCESS, stmt, stmt.set(SQL_ATTR_APP_ROW_DESC, own));
+  stmt.makeScrollable(2);
+  Rowset rows(stmt, 2);
+  ASSERT_SQL(SQL_SUCCESS, stmt, stmt.execute("select"));
+  script.counts.clear();
+  script.faults = {{"SQLSetStmtAttr", 1, SQL_STILL_EXECUTING, "", 2}};
+  for (const SQLRETURN rc : {SQL_STILL_EXECUTING, SQL_STILL_EXECUTING, SQL_SUCCESS})
+    ASSERT_SQL(rc, stmt, rows.fetch(SQL_FETCH_NEXT));
+  EXPECT_EQ(rowTexts(1, 2), rows.text());
+  // It cannot be replaced as an option of ODBC 2 either.
+  EXPECT_SQL(SQL_ERROR, stmt, SQLSetStmtOption(stmt, SQL_ATTR_APP_ROW_DESC, 0));
+  EXPECT_SQL(SQL_SUCCESS, stmt, SQLCloseCursor(stmt));
+  EXPECT_EQ(own, descriptor(stmt, SQL_ATTR_APP_ROW_DESC));
+}
+
 // With a length of 0 the driver writes nothing, so it may have the application's own pointer.
 TEST_F(DriverBinding, ABufferWithoutLengthIsTheApplicationsOwn) {
   char name[16] = "untouched";

@@ -59,6 +59,12 @@ const char* checkSet(DMStmt& stmt, SQLINTEGER attribute, SQLPOINTER value) {
   return checkTime(stmt, attribute);
 }
 
+// The descriptors of a statement came with ODBC 3, and are attributes only.
+const char* checkSetOption(DMStmt& stmt, SQLUSMALLINT option, SQLULEN value) {
+  if (option >= SQL_ATTR_APP_ROW_DESC && option <= SQL_ATTR_IMP_PARAM_DESC) return "HY092";
+  return checkSet(stmt, option, asPointer(value));
+}
+
 const char* checkGet(const DMStmt& stmt, SQLINTEGER attribute) {
   if (!isKnown(attribute)) return "HY092";
   const StmtState state = stmt.state->sequence.state;
@@ -129,7 +135,7 @@ ZU_API SQLRETURN SQL_API SQLSetStmtAttr(SQLHSTMT handle, SQLINTEGER attribute, S
 
 ZU_API SQLRETURN SQL_API SQLSetStmtOption(SQLHSTMT handle, SQLUSMALLINT option, SQLULEN value) {
   return callStatement(
-      handle, Api::SetStmtOption, [&](DMStmt& stmt) { return checkSet(stmt, option, asPointer(value)); },
+      handle, Api::SetStmtOption, [&](DMStmt& stmt) { return checkSetOption(stmt, option, value); },
       [&](DMStmt& stmt, const CursorLibrary& library) {
         const SQLRETURN rc = library.CLSetStmtOption(&stmt, option, value);
         if (SQL_SUCCEEDED(rc)) noteSet(stmt, option, asPointer(value));

@@ -36,8 +36,8 @@ const char* checkSetPos(SQLUSMALLINT operation, SQLUSMALLINT lock) {
 SQLRETURN driverFreeStmt(DMStmt& stmt, const DMDriverFunctions& driver, SQLUSMALLINT option) {
   if (option == SQL_UNBIND) stmt.state->heldBindings.clear();
   if (option != SQL_CLOSE) return ask(driver.SQLFreeStmt, stmt.driverHandle, option);
-  const SQLRETURN rc =
-      driver.SQLFreeStmt ? driver.SQLFreeStmt(stmt.driverHandle, option) : driverCloseCursor(stmt, driver);
+  const SQLRETURN rc = driver.SQLFreeStmt ? ask(driver.SQLFreeStmt, stmt.driverHandle, option)
+                                          : driverCloseCursor(stmt, driver);
   if (SQL_SUCCEEDED(rc) && stmt.conn->activeStatements == 1) endOpenResult(stmt);
   return rc;
 }

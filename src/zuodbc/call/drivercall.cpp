@@ -58,7 +58,7 @@ void DriverCall::noteOpenResult(SQLRETURN rc) noexcept {
         [&] { return ask(conn.driverFunctions->SQLNumResultCols, stmt->driverHandle, &columns); });
     if (!SQL_SUCCEEDED(asked) || columns <= 0) return;
     const std::lock_guard lock(conn.state->openLock);
-    conn.hasOpenResult = 1;
+    conn.setResultOpen(true);
     conn.state->openStmt = stmt;
   } else if ((rc == SQL_NO_DATA && readsResult(api)) ||
              (SQL_SUCCEEDED(rc) && (api == Api::CloseCursor || api == Api::FreeHandle))) {
@@ -71,7 +71,7 @@ void endOpenResult(DMStmt& stmt) noexcept {
   const std::lock_guard lock(state.openLock);
   if (state.openStmt && state.openStmt != &stmt) return;
   state.openStmt = nullptr;
-  stmt.conn->hasOpenResult = 0;
+  stmt.conn->setResultOpen(false);
 }
 
 SQLRETURN endByCancel(DMStmt& stmt) noexcept {

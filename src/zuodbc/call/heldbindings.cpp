@@ -2,6 +2,7 @@
 
 #include <algorithm>
 
+#include "zuodbc/call/drivercall.h"
 #include "zuodbc/handles/marks.h"
 
 namespace dm {
@@ -58,11 +59,10 @@ SQLRETURN settleHeldBindings(DMStmt& stmt, const DMDriverFunctions& driver, Api 
 
 SQLRETURN bindHeldColumns(DMStmt& stmt, const DMDriverFunctions& driver) {
   auto& held = stmt.state->heldBindings;
-  if (!held.empty() && !driver.SQLBindCol) return SQL_ERROR;
   while (!held.empty()) {
     const HeldBinding& one = held.front();
     const SQLRETURN rc =
-        driver.SQLBindCol(stmt.driverHandle, one.column, one.cType, one.data, one.length, one.lengthPtr);
+        ask(driver.SQLBindCol, stmt.driverHandle, one.column, one.cType, one.data, one.length, one.lengthPtr);
     if (!SQL_SUCCEEDED(rc)) return rc;
     held.erase(held.begin());
   }

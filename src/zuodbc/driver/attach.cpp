@@ -133,7 +133,7 @@ void detachDriver(DMConn& conn) noexcept {
   conn.driverHandle = nullptr;
   conn.driverFunctions = nullptr;
   conn.driverVersion = 0;
-  conn.hasOpenResult = 0;
+  conn.setResultOpen(false);
   conn.identifierQuote[0] = '\0';
   state.driverEnv = nullptr;
   state.functions.reset();

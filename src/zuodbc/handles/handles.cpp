@@ -311,6 +311,10 @@ DMDesc::~DMDesc() {
     std::free(bindList);
     bindList = next;
   }
+  while (DMOwnedBlock* const block = ownedBlocks) {
+    ownedBlocks = block->next;
+    block->release(block);
+  }
   delete state;
 }
 
@@ -328,10 +332,4 @@ DMStmt::DMStmt(DMConn* conn)
       implicitIpdStorage(conn, this, DM_DESC_IPD),
       state(new (std::nothrow) DMStmtState) {}
 
-DMStmt::~DMStmt() {
-  while (DMOwnedBlock* const block = ownedBlocks) {
-    ownedBlocks = block->next;
-    block->release(block);
-  }
-  delete state;
-}
+DMStmt::~DMStmt() { delete state; }

@@ -30,11 +30,10 @@ bool hasVariableSize(short cType) {
   return cType == SQL_C_CHAR || cType == SQL_C_WCHAR || cType == SQL_C_BINARY;
 }
 
-// Keeps a statement's diagnostics out of the way of a call that empties the queue. They stay if the handle's
-// reserve record is among them: it can be in one queue only.
+// Keeps a statement's diagnostics out of the way of a call that empties the queue.
 class HeldErrors {
  public:
-  explicit HeldErrors(DMStmt* stmt) : stmt(stmt), held(clOutOfMemory(stmt) ? nullptr : stmt->HoldErrors()) {}
+  explicit HeldErrors(DMStmt* stmt) : stmt(stmt), held(stmt->HoldErrors()) {}
   HeldErrors(const HeldErrors&) = delete;
   HeldErrors& operator=(const HeldErrors&) = delete;
   ~HeldErrors() { stmt->ReleaseErrors(held); }
@@ -121,7 +120,7 @@ void storeCell(void* cell, SQLLEN value) {
 
 // One block: what the driver writes to must outlive the cursor if the driver refuses to unbind it.
 struct BoundColumns::Array {
-  DMOwnedBlock owned;  // first, so that the block can be given to the statement
+  DMOwnedBlock owned;  // first, so that the block can be given to the descriptor
   SQLULEN count;
 
   tagCINFO* columns() { return reinterpret_cast<tagCINFO*>(this + 1); }
@@ -334,14 +333,15 @@ void BoundColumns::bindPrivateBuffers() {
 
 SQLRETURN BoundColumns::release(bool driverThere) {
   SQLRETURN rc = SQL_SUCCESS;
+  DMDesc* const bound = stmt->ard;
   bool unbound = !onDriver || !driverThere;
   if (!unbound) unbound = !clFailed(CursorLibFreeStmt(stmt, SQL_UNBIND));
   if (stmt->savedArd) rc = giveBackDescriptor(driverThere, &unbound);
   if (array && unbound) freeArray(&array->owned);
   if (array && !unbound) {
-    array->owned.next = stmt->ownedBlocks;
-    stmt->ownedBlocks = &array->owned;
-    stmt->ard->flags |= DM_DESC_CURSOR_BOUND;
+    array->owned.next = bound->ownedBlocks;
+    bound->ownedBlocks = &array->owned;
+    bound->flags |= DM_DESC_CURSOR_BOUND;
   }
   array = nullptr;
   first = nullptr;

@@ -85,7 +85,7 @@ class BoundColumns {
   // the driver's side of the statement is gone, so the driver is not called. Returns 0, or SQL_ERROR with the
   // driver's records if the application's descriptor could not be put back.
   //
-  // A buffer that the driver refuses to unbind is kept until the statement is freed.
+  // A buffer that the driver refuses to unbind is kept until the descriptor is freed that it is bound in.
   SQLRETURN release(bool driverThere);
 
   // True while the driver is bound to private buffers, or may be.

@@ -35,7 +35,7 @@ class OpenResultReport {
   OpenResultReport(DMConn* conn, const bool& endOfData) : conn(conn), endOfData(endOfData) {}
   OpenResultReport(const OpenResultReport&) = delete;
   OpenResultReport& operator=(const OpenResultReport&) = delete;
-  ~OpenResultReport() { conn->hasOpenResult = !endOfData; }
+  ~OpenResultReport() { conn->setResultOpen(!endOfData); }
 
  private:
   DMConn* conn;

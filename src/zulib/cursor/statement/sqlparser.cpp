@@ -413,7 +413,7 @@ SQLRETURN SqlParser::runSequence(Submit function) {
 // Frees the connection for this statement, and fills its search.
 SQLRETURN SqlParser::makeFinal(bool light) {
   SQLRETURN rc = SQL_SUCCESS;
-  if (conn->activeStatements == 1 && conn->hasOpenResult && !light) rc = flushStmts();
+  if (conn->activeStatements == 1 && conn->isResultOpen() && !light) rc = flushStmts();
   if (clFailed(rc)) return rc;
   if (target) buildSearch(stmt);
   stopIfCancelled();
@@ -536,7 +536,7 @@ SQLRETURN SqlParser::selectCurrent(SearchTarget* cursor, DMStmt* other) {
   target = cursor;
   if (text.type != SqlText::Select) throw ODBCException(stmt, clmsg::ReselectNotSelect);
   if (text.groupBy) throw ODBCException(stmt, clmsg::ReselectGrouped);
-  if (conn->activeStatements == 1 && conn->hasOpenResult) {
+  if (conn->activeStatements == 1 && conn->isResultOpen()) {
     const SQLRETURN rc = flushStmts();
     if (clFailed(rc)) return rc;
   }
@@ -565,7 +565,7 @@ SQLRETURN SqlParser::selectCurrent(SearchTarget* cursor, DMStmt* other) {
 
 SQLRETURN SqlParser::selectCurrentCancel(SearchTarget* cursor, DMStmt* other) {
   target = cursor;
-  if (conn->activeStatements == 1 && conn->hasOpenResult) return SQL_SUCCESS;
+  if (conn->activeStatements == 1 && conn->isResultOpen()) return SQL_SUCCESS;
   cancelled = true;
   return state == Analysing ? SQLRETURN{SQL_SUCCESS} : DriverSQLCancel(other);
 }
