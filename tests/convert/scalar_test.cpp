@@ -1,8 +1,10 @@
-// Numbers to text and back, against the standard library.
+// Numbers to text and back, against the standard library and the fuzz target of numbers.
+
+#define LLVMFuzzerTestOneInput readNumbers
+#include "fuzz/number_fuzz.cpp"
 
 #include <gtest/gtest.h>
 
-#include <charconv>
 #include <cstdint>
 #include <limits>
 #include <random>
@@ -125,47 +127,14 @@ std::string read(ZuErrorList& errors, Args... args) {
   return number == ZU_MSG_NUMBER_OUT_OF_RANGE ? "range" : number == ZU_MSG_NOT_A_NUMBER ? "none" : "?";
 }
 
-// What `digits` (an optional "-" and digits) are in a type of the given range.
-std::string expected(const std::string& digits, std::int64_t least, std::uint64_t most, bool isSigned) {
-  const bool negative = digits[0] == '-';
-  if (negative && !isSigned) return "none";
-  std::uint64_t value = 0;
-  const char* const first = digits.data() + (negative ? 1 : 0);
-  if (std::from_chars(first, digits.data() + digits.size(), value).ec != std::errc()) return "range";
-  if (negative ? value > 0 - static_cast<std::uint64_t>(least) : value > most) return "range";
-  return (negative && value ? "-" : "") + std::to_string(value);
-}
-
-template <class Out>
-void checkRange(ZuErrorList& errors, const std::string& digits, std::int64_t least, std::uint64_t most) {
-  EXPECT_EQ(read<Out>(errors, bytes(digits)), expected(digits, least, most, least < 0)) << digits;
-}
-
-template <class Out>
-void checkOtherForms(ZuErrorList& errors, const std::string& digits, std::int64_t least, std::uint64_t most) {
-  const std::string wanted = expected(digits, least, most, least < 0);
-  const auto text = wide(digits);
-  EXPECT_EQ(read<Out>(errors, text.c_str()), wanted) << digits;
-  EXPECT_EQ(read<Out>(errors, text.data(), static_cast<unsigned long>(text.size())), wanted) << digits;
-  EXPECT_EQ(read<Out>(errors, bytes(digits), static_cast<unsigned short>(digits.size())), wanted) << digits;
-}
-
-TEST_F(Scalar, TextBecomesEveryTypeWithinItsRange) {
-  constexpr std::int64_t kLeast64 = std::numeric_limits<std::int64_t>::min();
-  for (int i = 0; i < 20000; ++i) {
-    std::string digits = (random() % 2 ? "-" : "") + std::to_string(number());
-    if (random() % 50 == 0) digits += std::to_string(number());
-    checkRange<unsigned long long>(errors, digits, 0, std::numeric_limits<std::uint64_t>::max());
-    checkRange<long long>(errors, digits, kLeast64, std::numeric_limits<std::int64_t>::max());
-    checkRange<unsigned long>(errors, digits, 0, 4294967295);
-    checkRange<long>(errors, digits, -2147483648LL, 2147483647);
-    checkRange<unsigned short>(errors, digits, 0, 65535);
-    checkRange<short>(errors, digits, -32768, 32767);
-    checkRange<unsigned char>(errors, digits, 0, 255);
-    checkRange<char>(errors, digits, -128, 127);
-    checkOtherForms<unsigned long>(errors, digits, 0, 4294967295);
-    checkOtherForms<long>(errors, digits, -2147483648LL, 2147483647);
-    checkOtherForms<unsigned short>(errors, digits, 0, 65535);
+// Numbers with signs, blanks and other characters put in, beside the plain reader of the fuzz target.
+TEST_F(Scalar, TextOfAnyKindBecomesEveryTypeAsThePlainReaderSays) {
+  for (int i = 0; i < 6000; ++i) {
+    std::string text = (random() % 2 ? "-" : "") + std::to_string(number());
+    if (random() % 50 == 0) text += std::to_string(number());
+    for (auto n = random() % 4; n > 1; --n)
+      text.insert(random() % (text.size() + 1), 1, " +-0x\t"[random() % 6]);
+    readNumbers(reinterpret_cast<const uint8_t*>(text.data()), text.size());
   }
   for (int i = 0; i < 65536; ++i) {
     const auto value = static_cast<short>(i);

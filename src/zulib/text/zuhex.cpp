@@ -64,6 +64,7 @@ void writeDigits(Char* out, const unsigned char* bytes, unsigned long n) {
 template <class Char, class Store>
 int readDigits(const Char* text, unsigned long n, Store&& store) {
   unsigned long i = 0;
+#pragma GCC unroll 4
   for (; n - i >= 2; i += 2) {
     const unsigned high = digitAt(text, i);
     const unsigned low = digitAt(text, i + 1);

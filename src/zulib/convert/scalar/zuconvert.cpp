@@ -109,6 +109,23 @@ class Reader {
   explicit Reader(const Char* text, unsigned long length = 0) : text(text), at(text), end(text + length) {}
 
   bool atEnd() const { return Counted ? at == end : *at == 0; }
+
+  // Nearly every text is nothing but digits: this reads one of at most 18, which is below any limit of 64
+  // bits, with one test for each of them. False for any other text, with nothing taken.
+  bool readPlain(std::uint64_t* out) const {
+    constexpr long kMostDigits = 18;
+    const Char* p = at;
+    std::uint64_t value = 0;
+    // A terminator is no digit.
+    for (; !Counted || p != end; ++p) {
+      const unsigned digit = *p - static_cast<unsigned>('0');
+      if (digit > 9) break;
+      value = value * 10 + digit;
+    }
+    const bool plain = (Counted ? p == end : *p == 0) && p != at && p - at <= kMostDigits;
+    if (plain) *out = value;
+    return plain;
+  }
   unsigned current() const { return *at; }
   void advance() { ++at; }
   bool isWhiteSpace() const {
@@ -203,7 +220,7 @@ template <class Char, bool Counted, class Out>
 int toUnsigned(Reader<Char, Counted> reader, std::uint64_t limit, std::uint64_t highest, bool emptyIsZero,
                Out* out) {
   std::uint64_t value = 0;
-  if (readUnsigned(reader, limit, emptyIsZero, &value)) return 1;
+  if (!reader.readPlain(&value) && readUnsigned(reader, limit, emptyIsZero, &value)) return 1;
   if (value > highest) return reader.fail(ZU_MSG_NUMBER_OUT_OF_RANGE);
   if (out) *out = static_cast<Out>(value);
   return 0;
@@ -212,6 +229,11 @@ int toUnsigned(Reader<Char, Counted> reader, std::uint64_t limit, std::uint64_t 
 template <class Char, bool Counted, class Out>
 int toSigned(Reader<Char, Counted> reader, std::uint64_t limit, std::uint64_t highest, bool emptyIsZero,
              Out* out) {
+  std::uint64_t plain = 0;
+  if (reader.readPlain(&plain) && plain <= highest) {
+    *out = static_cast<Out>(plain);
+    return 0;
+  }
   long long value = 0;
   if (readSigned(reader, limit, highest, emptyIsZero, &value)) return 1;
   *out = static_cast<Out>(value);
