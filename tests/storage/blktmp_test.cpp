@@ -9,9 +9,9 @@
 #include <thread>
 
 #include "tests/net/peer.h"
-#include "tests/storage/file_faults.h"
 #include "tests/storage/support.h"
 #include "tests/support/fault_allocator.h"
+#include "tests/support/file_faults.h"
 #include "zulib/net/zutcpip.h"
 #include "zulib/storage/memfile.h"
 
@@ -267,7 +267,7 @@ TEST_F(Streams, FailuresLeaveWhatIsThere) {
   });
   EXPECT_GE(failed, 5u);
 
-  const auto failedCalls = storagetest::sweepFileCalls([&](storagetest::FileFaults& faults) {
+  const auto failedCalls = sweepFileCalls([&](FileFaults& faults) {
     BlkTmpFile stream(8);
     void* pointer = nullptr;
     unsigned long room = 0;

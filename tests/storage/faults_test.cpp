@@ -7,17 +7,15 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
-#include "tests/storage/file_faults.h"
 #include "tests/storage/support.h"
 #include "tests/support/fault_allocator.h"
+#include "tests/support/file_faults.h"
 #include "zulib/storage/sort.h"
 #include "zulib/storage/tmp.h"
 
 namespace {
 
 using storagetest::Dice;
-using storagetest::FileFaults;
-using storagetest::sweepFileCalls;
 using StorageFaults = storagetest::StorageTest;
 
 const std::string kPage(2048, 'p');

@@ -11,9 +11,9 @@
 #include <optional>
 #include <vector>
 
-#include "tests/storage/file_faults.h"
 #include "tests/storage/support.h"
 #include "tests/support/fault_allocator.h"
+#include "tests/support/file_faults.h"
 #include "tests/support/tree_checker.h"
 
 namespace {
@@ -463,7 +463,7 @@ TEST_F(TreeFaults, AllocationsFail) {
 // Every call on the temporary file failed in turn: each is reported, and the tree still works.
 TEST_F(TreeFaults, FileCallsFail) {
   const std::string data(600, 'd');
-  const auto failed = storagetest::sweepFileCalls([&](storagetest::FileFaults& faults) {
+  const auto failed = sweepFileCalls([&](FileFaults& faults) {
     Tree tree(8, 600, nullptr, 1, 0, 0);
     bool good = true;
     unsigned found = 0;

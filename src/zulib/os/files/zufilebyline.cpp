@@ -33,8 +33,8 @@ int ZuFileByLine::openFile(const unsigned char* fileName, unsigned long size) {
   return 1;
 }
 
-void ZuFileByLine::closeFile() {
-  bosFileClose(handle);
+int ZuFileByLine::closeFile() {
+  const int failed = bosFileClose(handle);
   std::free(name);
   std::free(buffer);
   handle = 0;
@@ -47,6 +47,7 @@ void ZuFileByLine::closeFile() {
   lineComplete = endOfFile = false;
   scratch.unInitialize();
   cryptType = 0;
+  return failed;
 }
 
 int ZuFileByLine::getFirstLine(ZuSubString* view) {

@@ -26,7 +26,8 @@ class ZU_API ZuFileByLine : public ZuObject {
   // Closes the open file, and opens another for reading. The smallest buffer is 5 bytes.
   // 0, or 1 with no file open and the error recorded.
   int openFile(const unsigned char* name, unsigned long bufferSize);
-  void closeFile();
+  // No file is open afterwards, also if it returns 1.
+  int closeFile();
 
   // Returns the first line, or the one at the reader's position. The view is valid until the next call; it is
   // empty at the end of the file. 0, or 1 with the position unchanged and the error recorded.

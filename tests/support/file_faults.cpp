@@ -1,4 +1,4 @@
-#include "tests/storage/file_faults.h"
+#include "tests/support/file_faults.h"
 
 #include <fcntl.h>
 #include <gtest/gtest.h>
@@ -16,8 +16,10 @@ struct Faults {
   int error = 0;
   std::size_t room = SIZE_MAX;  // bytes that may still be written
   bool fired = false;
+  bool names = false;
 
-  bool nextFails() {
+  bool nextFails(bool isName = false) {
+    if (isName && !names) return false;
     if (failing == 0 || ++calls != failing) return false;
     fired = true;
     errno = error;
@@ -37,6 +39,8 @@ ssize_t __real_pread(int handle, void* bytes, size_t n, off_t offset);
 ssize_t __real_write(int handle, const void* bytes, size_t n);
 off64_t __real_lseek64(int handle, off64_t offset, int whence);
 int __real_close(int handle);
+int __real_link(const char* from, const char* to);
+int __real_unlink(const char* path);
 
 int __wrap_open(const char* path, int flags, mode_t mode) {
   return faults.nextFails() ? -1 : __real_open(path, flags, mode);
@@ -62,6 +66,10 @@ ssize_t __wrap_write(int handle, const void* bytes, size_t n) {
 off64_t __wrap_lseek64(int handle, off64_t offset, int whence) {
   return faults.nextFails() ? -1 : __real_lseek64(handle, offset, whence);
 }
+int __wrap_link(const char* from, const char* to) {
+  return faults.nextFails(true) ? -1 : __real_link(from, to);
+}
+int __wrap_unlink(const char* path) { return faults.nextFails(true) ? -1 : __real_unlink(path); }
 int __wrap_close(int handle) {
   const bool fails = faults.nextFails();
   const int result = __real_close(handle);
@@ -70,19 +78,20 @@ int __wrap_close(int handle) {
 }
 }
 
-namespace storagetest {
-
-FileFaults::FileFaults() { stop(); }
+FileFaults::FileFaults(bool names) {
+  stop();
+  faults.names = names;
+}
 FileFaults::~FileFaults() { stop(); }
 
 void FileFaults::failAt(std::size_t n, int error) {
-  faults = {};
+  faults = {.names = faults.names};
   faults.failing = n;
   faults.error = error;
 }
 
 void FileFaults::fillDiskAfter(std::size_t n) {
-  faults = {};
+  faults = {.names = faults.names};
   faults.room = n;
 }
 
@@ -93,9 +102,9 @@ void FileFaults::stop() {
 
 bool FileFaults::triggered() const { return faults.fired; }
 
-std::size_t sweepFileCalls(const std::function<bool(FileFaults&)>& scenario) {
+std::size_t sweepFileCalls(const std::function<bool(FileFaults&)>& scenario, bool names) {
   constexpr std::size_t kTooMany = 5000;
-  FileFaults armed;
+  FileFaults armed(names);
   for (std::size_t n = 1; n < kTooMany; ++n) {
     armed.failAt(n, EIO);
     const bool succeeded = scenario(armed);
@@ -105,5 +114,3 @@ std::size_t sweepFileCalls(const std::function<bool(FileFaults&)>& scenario) {
   ADD_FAILURE() << "no end";
   return kTooMany;
 }
-
-}  // namespace storagetest
