@@ -21,7 +21,7 @@ namespace {
 
 // The allocator keeps what it has got from the system. By itself it adapts to what ran before, and the same
 // work then costs page faults or not by its place in the list.
-[[maybe_unused]] const bool allocatorSettled =
+[[maybe_unused]] const bool kAllocatorSettled =
     mallopt(M_MMAP_MAX, 0) == 1 && mallopt(M_TRIM_THRESHOLD, -1) == 1;
 
 constexpr unsigned long kElements[] = {1000, 50000, 1000000};

@@ -20,27 +20,27 @@
 
 namespace {
 
-constexpr char SQLITE_DRIVER[] = "/usr/lib/x86_64-linux-gnu/odbc/libsqlite3odbc.so";
-constexpr char POSTGRES_DRIVER[] = "/usr/lib/x86_64-linux-gnu/odbc/psqlodbca.so";
-constexpr SQLLEN ROWS = 1000000;
-constexpr char QUERY[] = "select id, name, amount from rows";
-constexpr SQLULEN ROWSET = 100;
-constexpr SQLULEN SMALL_ROWSET = 20;
-constexpr SQLLEN NAME_WIDTH = 32;
+constexpr char kSqliteDriver[] = "/usr/lib/x86_64-linux-gnu/odbc/libsqlite3odbc.so";
+constexpr char kPostgresDriver[] = "/usr/lib/x86_64-linux-gnu/odbc/psqlodbca.so";
+constexpr SQLLEN kRows = 1000000;
+constexpr char kQuery[] = "select id, name, amount from rows";
+constexpr SQLULEN kRowset = 100;
+constexpr SQLULEN kSmallRowset = 20;
+constexpr SQLLEN kNameWidth = 32;
 
-// What an application binds: three columns of up to ROWSET rows.
+// What an application binds: three columns of up to kRowset rows.
 struct Bound {
-  SQLLEN id[ROWSET], idLength[ROWSET];
-  char name[ROWSET][NAME_WIDTH];
-  SQLLEN nameLength[ROWSET];
-  double amount[ROWSET];
-  SQLLEN amountLength[ROWSET];
+  SQLLEN id[kRowset], idLength[kRowset];
+  char name[kRowset][kNameWidth];
+  SQLLEN nameLength[kRowset];
+  double amount[kRowset];
+  SQLLEN amountLength[kRowset];
   SQLULEN fetched = 0;
-  SQLUSMALLINT status[ROWSET];
+  SQLUSMALLINT status[kRowset];
 
   void bindTo(OdbcLoop& loop) {
     loop.bind(1, SQL_C_SBIGINT, id, sizeof id[0], idLength);
-    loop.bind(2, SQL_C_CHAR, name, NAME_WIDTH, nameLength);
+    loop.bind(2, SQL_C_CHAR, name, kNameWidth, nameLength);
     loop.bind(3, SQL_C_DOUBLE, amount, sizeof amount[0], amountLength);
   }
 
@@ -64,7 +64,7 @@ const std::string& database() {
         "pragma journal_mode = off; pragma synchronous = off;"
         "create table rows (id integer primary key, name varchar(31), amount double);"
         "with recursive n(i) as (select 1 union all select i + 1 from n where i < " +
-        std::to_string(ROWS) + ") insert into rows select i, 'the name of row ' || i, i * 0.25 from n;";
+        std::to_string(kRows) + ") insert into rows select i, 'the name of row ' || i, i * 0.25 from n;";
     const bool good = sqlite3_open(unfinished.c_str(), &db) == SQLITE_OK &&
                       sqlite3_exec(db, work.c_str(), nullptr, nullptr, nullptr) == SQLITE_OK;
     sqlite3_close(db);
@@ -76,34 +76,34 @@ const std::string& database() {
 }
 
 const OdbcCalls& sqliteDriver() {
-  static const OdbcCalls calls = OdbcCalls::ofDriver(SQLITE_DRIVER);
+  static const OdbcCalls calls = OdbcCalls::ofDriver(kSqliteDriver);
   return calls;
 }
 
 std::unique_ptr<OdbcLoop> openSqlite(bool straight) {
   // The driver then gives rows as it finds them, and the cost of its own row store is in neither figure.
   const std::string options = "StepAPI=1;Database=" + database() + ";";
-  return std::make_unique<OdbcLoop>(SQLITE_DRIVER, options, straight ? &sqliteDriver() : nullptr);
+  return std::make_unique<OdbcLoop>(kSqliteDriver, options, straight ? &sqliteDriver() : nullptr);
 }
 
 // Executes and fetches everything, row set by row set or row by row. The ids must come in order.
 bool scrollThrough(OdbcLoop& loop, Bound& bound) {
-  loop.execute(QUERY);
+  loop.execute(kQuery);
   SQLLEN rows = 0;
   while (loop.scroll(SQL_FETCH_NEXT, 0)) {
     rows += static_cast<SQLLEN>(bound.fetched);
     if (bound.id[bound.fetched - 1] != rows) return false;
   }
-  return rows == ROWS;
+  return rows == kRows;
 }
 
 bool fetchThrough(OdbcLoop& loop, Bound& bound) {
-  loop.execute(QUERY);
+  loop.execute(kQuery);
   SQLLEN rows = 0;
   while (loop.fetch()) {
     if (bound.id[0] != ++rows) return false;
   }
-  return rows == ROWS;
+  return rows == kRows;
 }
 
 enum Pass { FORWARD_PASS, STATIC_PASS, STRAIGHT_PASS, PASSES };
@@ -115,7 +115,7 @@ bool runPass(Pass pass, Bound& bound) {
     return fetchThrough(*loop, bound);
   }
   loop->set(SQL_ATTR_CURSOR_TYPE, pass == STATIC_PASS ? SQL_CURSOR_STATIC : SQL_CURSOR_FORWARD_ONLY);
-  bound.bindRowset(*loop, ROWSET);
+  bound.bindRowset(*loop, kRowset);
   return scrollThrough(*loop, bound);
 }
 
@@ -154,7 +154,7 @@ BENCHMARK_CAPTURE(pass, straightAgain, STRAIGHT_PASS)->Name("static_first_pass/r
 // First rows of row sets, all over the result.
 class Positions {
  public:
-  SQLLEN next() { return static_cast<SQLLEN>(engine() % (ROWS - SMALL_ROWSET)); }
+  SQLLEN next() { return static_cast<SQLLEN>(engine() % (kRows - kSmallRowset)); }
 
  private:
   std::mt19937_64 engine{42};
@@ -164,13 +164,13 @@ void randomRowsets(benchmark::State& state) {
   auto bound = std::make_unique<Bound>();
   auto loop = openSqlite(false);
   loop->set(SQL_ATTR_CURSOR_TYPE, SQL_CURSOR_STATIC);
-  bound->bindRowset(*loop, SMALL_ROWSET);
-  loop->execute(QUERY);
+  bound->bindRowset(*loop, kSmallRowset);
+  loop->execute(kQuery);
   loop->scroll(SQL_FETCH_LAST, 0);
   Positions positions;
   for (auto _ : state) {
     const SQLLEN first = positions.next();
-    if (!loop->scroll(SQL_FETCH_ABSOLUTE, first + 1) || bound->id[SMALL_ROWSET - 1] != first + 20)
+    if (!loop->scroll(SQL_FETCH_ABSOLUTE, first + 1) || bound->id[kSmallRowset - 1] != first + 20)
       return state.SkipWithError("wrong answers");
   }
 }
@@ -178,20 +178,20 @@ void randomRowsets(benchmark::State& state) {
 // A file like the cursor's: as many rows to a block, as many bytes to a row.
 class BlockFile {
  public:
-  static constexpr std::size_t FIELD = sizeof(SQLLEN);
-  static constexpr std::size_t ROW_BYTES = 2 * FIELD + NAME_WIDTH + FIELD + 2 * FIELD + 4;
-  static constexpr std::size_t BLOCK = 4096;
-  static constexpr std::size_t HEAD = 40;
-  static constexpr SQLLEN PER_BLOCK = (BLOCK - HEAD) / ROW_BYTES;
+  static constexpr std::size_t kField = sizeof(SQLLEN);
+  static constexpr std::size_t kRowBytes = 2 * kField + kNameWidth + kField + 2 * kField + 4;
+  static constexpr std::size_t kBlock = 4096;
+  static constexpr std::size_t kHead = 40;
+  static constexpr SQLLEN kPerBlock = (kBlock - kHead) / kRowBytes;
 
   BlockFile() {
-    std::vector<unsigned char> block(BLOCK);
-    for (SQLLEN row = 0; row < ROWS; row += PER_BLOCK) {
-      for (SQLLEN i = 0; i < PER_BLOCK; ++i) {
+    std::vector<unsigned char> block(kBlock);
+    for (SQLLEN row = 0; row < kRows; row += kPerBlock) {
+      for (SQLLEN i = 0; i < kPerBlock; ++i) {
         const SQLLEN id = row + i + 1;
-        std::memcpy(&block[HEAD + static_cast<std::size_t>(i) * ROW_BYTES], &id, sizeof id);
+        std::memcpy(&block[kHead + static_cast<std::size_t>(i) * kRowBytes], &id, sizeof id);
       }
-      if (write(fd, block.data(), BLOCK) != static_cast<ssize_t>(BLOCK)) std::exit(1);
+      if (write(fd, block.data(), kBlock) != static_cast<ssize_t>(kBlock)) std::exit(1);
     }
   }
   ~BlockFile() { std::fclose(file); }
@@ -199,20 +199,20 @@ class BlockFile {
   // The rows of one row set, each field copied to where the application has bound it.
   bool copyRows(SQLLEN first, Bound& bound) {
     SQLLEN held = -1;
-    for (SQLULEN i = 0; i < SMALL_ROWSET; ++i) {
+    for (SQLULEN i = 0; i < kSmallRowset; ++i) {
       const SQLLEN row = first + static_cast<SQLLEN>(i);
-      if (row / PER_BLOCK != held) {
-        held = row / PER_BLOCK;
-        if (pread(fd, block, BLOCK, held * static_cast<off_t>(BLOCK)) != static_cast<ssize_t>(BLOCK))
+      if (row / kPerBlock != held) {
+        held = row / kPerBlock;
+        if (pread(fd, block, kBlock, held * static_cast<off_t>(kBlock)) != static_cast<ssize_t>(kBlock))
           return false;
       }
-      const unsigned char* at = block + HEAD + static_cast<std::size_t>(row % PER_BLOCK) * ROW_BYTES;
+      const unsigned char* at = block + kHead + static_cast<std::size_t>(row % kPerBlock) * kRowBytes;
       copy(&bound.id[i], at, sizeof bound.id[i]);
-      copy(&bound.idLength[i], at, FIELD);
-      copy(bound.name[i], at, NAME_WIDTH);
-      copy(&bound.nameLength[i], at, FIELD);
+      copy(&bound.idLength[i], at, kField);
+      copy(bound.name[i], at, kNameWidth);
+      copy(&bound.nameLength[i], at, kField);
       copy(&bound.amount[i], at, sizeof bound.amount[i]);
-      copy(&bound.amountLength[i], at, FIELD);
+      copy(&bound.amountLength[i], at, kField);
       copy(&bound.status[i], at, sizeof bound.status[i]);
     }
     return true;
@@ -226,7 +226,7 @@ class BlockFile {
 
   FILE* file = std::tmpfile();
   int fd = fileno(file);
-  unsigned char block[BLOCK];
+  unsigned char block[kBlock];
 };
 
 void preadRowsets(benchmark::State& state) {
@@ -235,7 +235,7 @@ void preadRowsets(benchmark::State& state) {
   Positions positions;
   for (auto _ : state) {
     const SQLLEN first = positions.next();
-    if (!file.copyRows(first, *bound) || bound->id[SMALL_ROWSET - 1] != first + 20)
+    if (!file.copyRows(first, *bound) || bound->id[kSmallRowset - 1] != first + 20)
       return state.SkipWithError("wrong answers");
   }
 }
@@ -248,7 +248,7 @@ void queryAgain(benchmark::State& state) {
     const SQLLEN first = positions.next();
     auto loop = openSqlite(true);
     bound->bindTo(*loop);
-    loop->execute(QUERY);
+    loop->execute(kQuery);
     for (SQLLEN row = 0; row < first + 20; ++row) loop->fetch();
     if (bound->id[0] != first + 20) return state.SkipWithError("wrong answers");
   }
@@ -271,7 +271,7 @@ std::size_t heapInUse() {
 // in ours, the driver manager with its cursor hold.
 void memory(benchmark::State& state, bool straight, SQLULEN cursorType) {
   static const PostgresServer server;
-  static const OdbcCalls driver = OdbcCalls::ofDriver(POSTGRES_DRIVER);
+  static const OdbcCalls driver = OdbcCalls::ofDriver(kPostgresDriver);
   if (server.portNumber().empty()) return state.SkipWithError("no PostgreSQL server");
   const std::string options = "Server=127.0.0.1;Port=" + server.portNumber() +
                               ";Database=postgres;UID=postgres;UseDeclareFetch=1;Fetch=100;";
@@ -282,9 +282,9 @@ void memory(benchmark::State& state, bool straight, SQLULEN cursorType) {
   auto bound = std::make_unique<Bound>();
   for (auto _ : state) {
     const std::size_t before = heapInUse();
-    OdbcLoop loop(POSTGRES_DRIVER, options, straight ? &driver : nullptr);
+    OdbcLoop loop(kPostgresDriver, options, straight ? &driver : nullptr);
     if (!straight) loop.set(SQL_ATTR_CURSOR_TYPE, cursorType);
-    straight ? bound->bindTo(loop) : bound->bindRowset(loop, ROWSET);
+    straight ? bound->bindTo(loop) : bound->bindRowset(loop, kRowset);
     loop.execute(query);
     std::size_t most = 0;
     SQLLEN rows = 0;

@@ -19,9 +19,9 @@
 
 namespace {
 
-constexpr unsigned long BLOCK = 4096;
-constexpr unsigned long BLOCKS = 4096;
-constexpr unsigned long LINES_SIZE = 100UL << 20;
+constexpr unsigned long kBlock = 4096;
+constexpr unsigned long kBlocks = 4096;
+constexpr unsigned long kLinesSize = 100UL << 20;
 
 const unsigned char* bytes(const std::string& s) { return reinterpret_cast<const unsigned char*>(s.c_str()); }
 
@@ -50,8 +50,8 @@ const File& lines() {
   static const bool filled = [] {
     std::mt19937 random(1);
     std::string text;
-    while (text.size() < LINES_SIZE) text += std::string(9 + random() % 51, 'x') + '\n';
-    text.resize(LINES_SIZE);
+    while (text.size() < kLinesSize) text += std::string(9 + random() % 51, 'x') + '\n';
+    text.resize(kLinesSize);
     return write(file.handle, text.data(), text.size()) == static_cast<ssize_t>(text.size());
   }();
   if (!filled) std::abort();
@@ -61,9 +61,9 @@ const File& lines() {
 const File& blocks() {
   static const File file;
   static const bool filled = ftruncate(file.handle, 0) == 0 && [] {
-    const std::string block(BLOCK, 'b');
-    for (unsigned long i = 0; i < BLOCKS; ++i) {
-      if (write(file.handle, block.data(), BLOCK) != static_cast<ssize_t>(BLOCK)) return false;
+    const std::string block(kBlock, 'b');
+    for (unsigned long i = 0; i < kBlocks; ++i) {
+      if (write(file.handle, block.data(), kBlock) != static_cast<ssize_t>(kBlock)) return false;
     }
     return true;
   }();
@@ -79,7 +79,7 @@ void linesOurs(benchmark::State& state) {
     unsigned long total = 0;
     if (reader.openFile(bytes(file.name), 65536)) state.SkipWithError("not opened");
     while (reader.getNextLine(&line) == 0 && !reader.isEndOfFile()) total += line.getLength();
-    if (total != LINES_SIZE) state.SkipWithError("not all was read");
+    if (total != kLinesSize) state.SkipWithError("not all was read");
   }
 }
 BENCHMARK(linesOurs)->Name("lines_100MB/ours")->Unit(benchmark::kMillisecond);
@@ -94,7 +94,7 @@ void linesReference(benchmark::State& state) {
     for (ssize_t n = 0; (n = getline(&line, &room, stream)) > 0;) total += static_cast<unsigned long>(n);
     std::free(line);
     std::fclose(stream);
-    if (total != LINES_SIZE) state.SkipWithError("not all was read");
+    if (total != kLinesSize) state.SkipWithError("not all was read");
   }
 }
 BENCHMARK(linesReference)->Name("lines_100MB/reference")->Unit(benchmark::kMillisecond);
@@ -135,13 +135,13 @@ BENCHMARK(namesReference)->Name("code_page_names_1024/reference");
 void readOurs(benchmark::State& state) {
   const int handle = blocks().handle;
   const bool placed = state.range(0) != 0;
-  std::vector<char> buffer(BLOCK);
+  std::vector<char> buffer(kBlock);
   for (auto _ : state) {
     bosFileSeek(handle, 0, SEEK_SET);
-    for (unsigned long i = 0; i < BLOCKS; ++i) {
+    for (unsigned long i = 0; i < kBlocks; ++i) {
       unsigned long got = 0;
-      bosFileRead(handle, placed ? static_cast<long long>(i * BLOCK) : -1, buffer.data(), BLOCK, &got);
-      if (got != BLOCK) state.SkipWithError("not read");
+      bosFileRead(handle, placed ? static_cast<long long>(i * kBlock) : -1, buffer.data(), kBlock, &got);
+      if (got != kBlock) state.SkipWithError("not read");
     }
   }
 }
@@ -149,10 +149,10 @@ BENCHMARK(readOurs)->Name("read_4096_of_4KB/ours")->Arg(0)->Arg(1)->Unit(benchma
 
 void readReference(benchmark::State& state) {
   const int handle = blocks().handle;
-  std::vector<char> buffer(BLOCK);
+  std::vector<char> buffer(kBlock);
   for (auto _ : state) {
-    for (unsigned long i = 0; i < BLOCKS; ++i) {
-      if (pread(handle, buffer.data(), BLOCK, static_cast<off_t>(i * BLOCK)) != static_cast<ssize_t>(BLOCK)) {
+    for (unsigned long i = 0; i < kBlocks; ++i) {
+      if (pread(handle, buffer.data(), kBlock, static_cast<off_t>(i * kBlock)) != static_cast<ssize_t>(kBlock)) {
         state.SkipWithError("not read");
       }
     }
@@ -163,11 +163,11 @@ BENCHMARK(readReference)->Name("read_4096_of_4KB/reference")->Arg(0)->Arg(1)->Un
 void writeOurs(benchmark::State& state) {
   const int handle = blocks().handle;
   const bool placed = state.range(0) != 0;
-  const std::vector<char> buffer(BLOCK, 'w');
+  const std::vector<char> buffer(kBlock, 'w');
   for (auto _ : state) {
     bosFileSeek(handle, 0, SEEK_SET);
-    for (unsigned long i = 0; i < BLOCKS; ++i) {
-      if (bosFileWrite(handle, placed ? static_cast<long long>(i * BLOCK) : -1, buffer.data(), BLOCK)) {
+    for (unsigned long i = 0; i < kBlocks; ++i) {
+      if (bosFileWrite(handle, placed ? static_cast<long long>(i * kBlock) : -1, buffer.data(), kBlock)) {
         state.SkipWithError("not written");
       }
     }
@@ -177,11 +177,11 @@ BENCHMARK(writeOurs)->Name("write_4096_of_4KB/ours")->Arg(0)->Arg(1)->Unit(bench
 
 void writeReference(benchmark::State& state) {
   const int handle = blocks().handle;
-  const std::vector<char> buffer(BLOCK, 'w');
+  const std::vector<char> buffer(kBlock, 'w');
   for (auto _ : state) {
-    for (unsigned long i = 0; i < BLOCKS; ++i) {
-      if (pwrite(handle, buffer.data(), BLOCK, static_cast<off_t>(i * BLOCK)) !=
-          static_cast<ssize_t>(BLOCK)) {
+    for (unsigned long i = 0; i < kBlocks; ++i) {
+      if (pwrite(handle, buffer.data(), kBlock, static_cast<off_t>(i * kBlock)) !=
+          static_cast<ssize_t>(kBlock)) {
         state.SkipWithError("not written");
       }
     }

@@ -14,8 +14,8 @@
 
 namespace {
 
-constexpr int ENTRIES = 1000;
-constexpr char VALUE[] = "the value that is looked for";
+constexpr int kEntries = 1000;
+constexpr char kValue[] = "the value that is looked for";
 
 const unsigned char* bytes(const char* s) { return reinterpret_cast<const unsigned char*>(s); }
 
@@ -23,13 +23,13 @@ const unsigned char* bytes(const char* s) { return reinterpret_cast<const unsign
 struct ProfileFile {
   ProfileFile() {
     text = "; settings\n[mydata]\n";
-    for (int i = 0; i < ENTRIES; ++i) {
+    for (int i = 0; i < kEntries; ++i) {
       char line[64];
       std::snprintf(line, sizeof line, "Setting%04d = value of %d\n", i, i);
       text += line;
     }
     const auto at = text.find("Setting0999");
-    text.replace(at, std::string::npos, std::string("Setting0999 = ") + VALUE + "\n");
+    text.replace(at, std::string::npos, std::string("Setting0999 = ") + kValue + "\n");
     char name[] = "/tmp/profileXXXXXX";
     const int handle = mkstemp(name);
     path = name;
@@ -58,7 +58,7 @@ void ours(benchmark::State& state) {
     benchmark::DoNotOptimize(
         cache.bosGetProfileString(bytes("MyData"), bytes("SETTING0999"), bytes(""), out, 100));
   }
-  if (!profile().written || std::strcmp(reinterpret_cast<char*>(out), VALUE) != 0) {
+  if (!profile().written || std::strcmp(reinterpret_cast<char*>(out), kValue) != 0) {
     state.SkipWithError("not the value");
   }
 }

@@ -159,7 +159,7 @@ const std::vector<LikeCase>& likeCases() {
   return cases;
 }
 
-const bool likeRegistered = [] {
+const bool kLikeRegistered = [] {
   for (const LikeCase& c : likeCases()) {
     benchmark::RegisterBenchmark(
         (std::string("strLike/") + c.name + "/ours").c_str(), [&c](benchmark::State& state) {
@@ -258,7 +258,7 @@ void addSearch(const char* type, zuCPType cp, bool hit) {
       });
 }
 
-const bool searchRegistered = [] {
+const bool kSearchRegistered = [] {
   for (const bool hit : {true, false}) {
     addSearch("utf8", zuCPUTF8, hit);
     addSearch("singleByte", zuCPSingleByte, hit);
@@ -315,7 +315,7 @@ void addWide(const char* type, const std::u16string& lower) {
   });
 }
 
-const bool wideRegistered = [] {
+const bool kWideRegistered = [] {
   addWide("ascii", wideWords(u'a', 26));
   addWide("greek", wideWords(u'\u03B1', 16));
   return true;

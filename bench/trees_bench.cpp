@@ -115,7 +115,7 @@ class Sqlite {
   ~Sqlite() { sqlite3_close(db); }
 
   bool insert() {
-    Statement statement(db, "insert into t values (?, ?)");
+    const Statement statement(db, "insert into t values (?, ?)");
     run("begin");
     for (const Record& record : records()) {
       statement.bindKey(record);
@@ -127,7 +127,7 @@ class Sqlite {
     return true;
   }
   bool find() {
-    Statement statement(db, "select d from t where k = ?");
+    const Statement statement(db, "select d from t where k = ?");
     run("begin");
     unsigned char data[kDataSize];
     for (const Record& record : wanted()) {
@@ -141,7 +141,7 @@ class Sqlite {
     return true;
   }
   bool walk() {
-    Statement statement(db, "select k, d from t order by k");
+    const Statement statement(db, "select k, d from t order by k");
     Record record;
     unsigned long n = 0;
     for (; sqlite3_step(statement.handle) == SQLITE_ROW; ++n) {

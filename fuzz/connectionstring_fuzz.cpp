@@ -42,7 +42,7 @@ void parse(const uint8_t* data, size_t size) {
   ucnv_free(wideDsn);
 
   // Any units, read as they lie in memory.
-  std::unique_ptr<char16_t[]> any(new char16_t[size / 2]);
+  const std::unique_ptr<char16_t[]> any(new char16_t[size / 2]);
   std::memcpy(any.get(), data, size / 2 * 2);
   wideDsn = nullptr;
   ucnvUnicodeIANAAppCodePage(any.get(), size / 2, &wideDsn);

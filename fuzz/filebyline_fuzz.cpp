@@ -17,13 +17,13 @@ void demand(bool holds) {
   if (!holds) std::abort();
 }
 
-constexpr unsigned LIMIT_OF_STEPS = 64;
+constexpr unsigned kMostSteps = 64;
 
 }  // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
   if (size < 2) return 0;
-  const size_t steps = data[1] % LIMIT_OF_STEPS < size - 2 ? data[1] % LIMIT_OF_STEPS : size - 2;
+  const size_t steps = data[1] % kMostSteps < size - 2 ? data[1] % kMostSteps : size - 2;
   const unsigned long bufferSize = 5 + data[0] % 60;
   const uint8_t* script = data + 2;
   const std::string content(reinterpret_cast<const char*>(script + steps), size - 2 - steps);

@@ -192,9 +192,7 @@ std::vector<Piece> parse(const std::string& pattern, bool caseSensitive, zuCPTyp
       pieces.push_back({Kind::Many, ""});
     } else if (characters[i] == "_") {
       pieces.push_back({Kind::Single, ""});
-    } else if (characters[i] != "\\") {
-      pieces.push_back({Kind::Literal, folded(characters[i], caseSensitive, cp)});
-    } else if (++i < characters.size()) {
+    } else if (characters[i] != "\\" || ++i < characters.size()) {
       pieces.push_back({Kind::Literal, folded(characters[i], caseSensitive, cp)});
     } else {
       pieces.push_back({Kind::Never, ""});

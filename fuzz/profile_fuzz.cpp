@@ -61,7 +61,7 @@ void checkValue(zuini::Bytes text, const std::string& plain, const std::string& 
 void checkList(zuini::Bytes text, const std::string& section, size_t size) {
   zuini::Section place;
   if (!zuini::findSection(text, zuini::bytesOf(bytes(section)), &place)) return;
-  std::unique_ptr<unsigned char[]> out(new unsigned char[size]);
+  const std::unique_ptr<unsigned char[]> out(new unsigned char[size]);
   const unsigned long length = zuini::listKeys(text, place, {out.get(), size});
   demand(length <= size);
   demand(length == 0 || out[length - 1] == 0);

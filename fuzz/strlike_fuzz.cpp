@@ -51,7 +51,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
   // The same as UTF-16, bytes as units: the same answer for plain ASCII.
   bool ascii = true;
   for (size_t i = 2; i < size; ++i) ascii = ascii && data[i] < 0x80;
-  std::unique_ptr<unsigned short[]> wide(new unsigned short[size]);
+  const std::unique_ptr<unsigned short[]> wide(new unsigned short[size]);
   for (size_t i = 2; i < size; ++i)
     wide[i] = static_cast<unsigned short>(data[i] | (ascii ? 0 : data[1] << 8));
   const bool wideAnswer = strLike(wide.get() + 2, valueLength, wide.get() + 2 + valueLength, patternLength,

@@ -2,6 +2,7 @@
 
 #include "zulib/codepages/ucnvconv.h"
 
+#include <gtest/gtest.h>
 #include <unicode/ucnv.h>
 #include <unistd.h>
 
@@ -11,6 +12,7 @@
 #include <fstream>
 #include <iterator>
 #include <map>
+#include <memory>
 #include <optional>
 #include <string_view>
 
@@ -82,9 +84,8 @@ std::ostream& operator<<(std::ostream& out, const Parsed& parsed) {
 Parsed parse(const std::string& text) {
   char* dsn = nullptr;
   const long codePage = ucnvAnsiIANAAppCodePage(text.data(), text.size(), &dsn);
-  const Parsed parsed{codePage, dsn ? std::optional<std::string>(dsn) : std::nullopt};
-  ucnv_free(dsn);
-  return parsed;
+  const std::unique_ptr<char, decltype(&ucnv_free)> owner(dsn, &ucnv_free);
+  return {codePage, dsn ? std::optional<std::string>(dsn) : std::nullopt};
 }
 
 Parsed parseWide(const std::string& text) {
@@ -160,7 +161,7 @@ class Profiles {
     return directory + "/" + name;
   }
   // Loads what the variables name now.
-  void load(std::map<std::string, std::string> variables) {
+  void load(const std::map<std::string, std::string>& variables) {
     profiles.reset();
     for (const auto& [variable, value] : variables) setenv(variable.c_str(), value.c_str(), 1);
     profiles = std::make_unique<IniInitialize>();

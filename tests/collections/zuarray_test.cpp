@@ -71,7 +71,8 @@ TEST(ZuBitArray, BehavesAsAVectorOfBits) {
     ASSERT_EQ(bits % 2 ? array.initialize(bits) : array.resize(bits), 0);
     std::vector<int> model(bits + 8);
     for (unsigned long i = 0; i < bits; ++i) {
-      if ((model[i] = static_cast<int>(dice(2)))) array.set(i);
+      model[i] = static_cast<int>(dice(2));
+      if (model[i]) array.set(i);
     }
     ASSERT_EQ(array.resize(bits + 8), 0);
     EXPECT_EQ(array.getBitCount(), bits + 8);

@@ -20,7 +20,7 @@ void expectSame(const ZuSortedArray& array, const Items& model) {
 
 TEST(ZuSortedArray, SortsABulkLoadOnce) {
   for (const bool onRequest : {false, true}) {
-    Dice dice(3);
+    const Dice dice(3);
     ZuSortedArray array;
     array.setDeleteContentsOnDestruct();
     Items model;
@@ -49,7 +49,7 @@ TEST(ZuSortedArray, DropsDuplicatesAndKeepsTheFirst) {
   for (const bool destroy : {false, true}) {
     Items items;
     ZuSortedArray array;
-    for (int key : {1, 1, 1, 2, 3, 3}) {
+    for (const int key : {1, 1, 1, 2, 3, 3}) {
       items.push_back(new Item(key));
       ASSERT_EQ(array.add(items.back()), 0);
     }
@@ -57,7 +57,7 @@ TEST(ZuSortedArray, DropsDuplicatesAndKeepsTheFirst) {
     EXPECT_EQ(Item::alive, 2 + (destroy ? 3 : 6));
     expectSame(array, {items[0], items[3], items[4]});
     array.deleteContents();
-    for (int i : {1, 2, 5}) destroy ? void() : delete items[i];
+    for (const int i : {1, 2, 5}) destroy ? void() : delete items[i];
   }
 }
 

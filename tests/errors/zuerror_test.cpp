@@ -206,7 +206,7 @@ TEST(ErrorList, CatalogTextIsAppendedAtAPosition) {
 }
 
 TEST(Error, ParametersFillInOrderAndAppendedTextCountsAnew) {
-  Pushed list(1);
+  const Pushed list(1);
   const unsigned char view[] = {'v', 'i', 'e', 'w', 'X'};
   ZuError& error = addError(9, u16(u"%s1 %d2 %d3 %s4 %s5"));
   error << "one" << 2UL << -3L << ZuSubString(view, 4) << u16(u"five");
@@ -223,8 +223,8 @@ TEST(Error, ParametersFillInOrderAndAppendedTextCountsAnew) {
 }
 
 TEST(Error, TextThatCannotBeReadLeavesNoRecordBehind) {
-  for (int supportMultiple : {0, 1}) {
-    Pushed list(supportMultiple);
+  for (const int supportMultiple : {0, 1}) {
+    const Pushed list(supportMultiple);
     ZuError& error = addError(9, u16(u"<%s1>"));
     error << "\xFF\xFE";
     EXPECT_EQ(list.numbers(), "e9 ");
@@ -234,13 +234,13 @@ TEST(Error, TextThatCannotBeReadLeavesNoRecordBehind) {
     EXPECT_EQ(wideTextOf(error).back(), u'\u00E9');
     EXPECT_EQ(textOf(error).substr(textOf(error).size() - 2), "\xC3\xA9");
   }
-  Pushed list(0);
+  const Pushed list(0);
   addDatabaseError(3, 77, u8("bad \xFF text"), ErrTypeError, zuCPUTF8);
   EXPECT_EQ(list.numbers(), "e3 ") << "a message in another encoding does not hide its error";
 }
 
 TEST(Error, TextInUcs2HasItsWholeLength) {
-  Pushed list(1);
+  const Pushed list(1);
   const auto* const message = reinterpret_cast<const unsigned char*>(u"\u4e2d <%s1>");
   ZuError& error = addDatabaseError(3, 77, message, ErrTypeError, zuCPUCS2);
   error << reinterpret_cast<const unsigned char*>(u"\u00e9a");
@@ -275,7 +275,7 @@ TEST(ErrorList, ErrorsThatTheMemoryErrorReplacesDoNotPileUp) {
 
 TEST(ErrorList, ARecordThatCannotBeExtendedDoesNotKeepTheOthersFromIt) {
   Pushed list(1);
-  for (unsigned short id : {1, 2, 3}) addError(id, u8("text"));
+  for (const unsigned short id : {1, 2, 3}) addError(id, u8("text"));
   const std::string more(2000, '+');
   {
     FaultAllocator faults;
@@ -296,9 +296,9 @@ TEST(ErrorKeeper, ListsOfAThreadStackUp) {
   EXPECT_TRUE(addError(1).isDummyError()) << "no list";
   EXPECT_FALSE(ZuErrorKeeper::giveUpErrorList());
   {
-    Pushed outer(1, &outerOwner);
+    const Pushed outer(1, &outerOwner);
     {
-      Pushed inner(1, &innerOwner);
+      const Pushed inner(1, &innerOwner);
       addError(2);
       EXPECT_EQ(ZuErrorKeeper::getOwnerOfList(), &innerOwner);
     }

@@ -13,7 +13,7 @@
 namespace inimodel {
 
 using Text = std::string;
-constexpr size_t NONE = Text::npos;
+constexpr size_t kNone = Text::npos;
 
 inline bool same(const Text& a, const Text& b) {
   if (a.size() != b.size()) return false;
@@ -25,20 +25,20 @@ inline bool same(const Text& a, const Text& b) {
 }
 
 struct Place {
-  size_t start = NONE;  // "["
-  size_t close = NONE;  // "]"
-  size_t end = NONE;
+  size_t start = kNone;  // "["
+  size_t close = kNone;  // "]"
+  size_t end = kNone;
 };
 
 inline std::optional<Place> section(const Text& text, const Text& name) {
   for (size_t at = 0; at < text.size(); ++at) {
     if (text[at] != '[') continue;
     const size_t close = text.find(']', at);
-    if (close == NONE) return std::nullopt;
+    if (close == kNone) return std::nullopt;
     const bool first = at == 0 || text[at - 1] == '\n';
     if (first && same(text.substr(at + 1, close - at - 1), name)) {
       const size_t next = text.find('[', close);
-      return Place{at, close, next == NONE ? text.size() : next};
+      return Place{at, close, next == kNone ? text.size() : next};
     }
     at = close - 1;
   }
@@ -52,17 +52,17 @@ struct Line {
 
 inline std::optional<Line> entry(const Text& text, size_t header, const Text& key) {
   size_t start = text.find('\n', header);
-  while (start != NONE) {
+  while (start != kNone) {
     ++start;
     const size_t feed = text.find('\n', start);
-    const Text line = text.substr(start, feed == NONE ? NONE : feed - start);
+    const Text line = text.substr(start, feed == kNone ? kNone : feed - start);
     const size_t first = line.find_first_not_of(" \t");
-    if (first != NONE && line[first] == '[') return std::nullopt;
-    const size_t stop = first == NONE ? NONE : line.find_first_of("= \t", first);
-    if (stop != NONE && line[first] != ';' && line[first] != '#' &&
+    if (first != kNone && line[first] == '[') return std::nullopt;
+    const size_t stop = first == kNone ? kNone : line.find_first_of("= \t", first);
+    if (stop != kNone && line[first] != ';' && line[first] != '#' &&
         same(line.substr(first, stop - first), key)) {
       const size_t value = line.find_first_not_of("= \t", stop);
-      return Line{start, feed == NONE ? text.size() : feed + 1, value == NONE ? "" : line.substr(value)};
+      return Line{start, feed == kNone ? text.size() : feed + 1, value == kNone ? "" : line.substr(value)};
     }
     start = feed;
   }
@@ -80,17 +80,17 @@ inline Text value(const Text& text, const Text& name, const Text& key, const Tex
 inline Text keys(const Text& text, const Text& name) {
   const auto place = section(text, name);
   Text list;
-  size_t line = place ? text.find('\n', place->close) : NONE;
-  while (line != NONE && ++line < place->end) {
+  size_t line = place ? text.find('\n', place->close) : kNone;
+  while (line != kNone && ++line < place->end) {
     const size_t feed = text.find('\n', line);
     const Text whole = text.substr(line, std::min(feed, place->end) - line);
     const size_t first = whole.find_first_not_of(" \t");
-    const bool isBlank = first == NONE || whole.substr(first) == "\r";
+    const bool isBlank = first == kNone || whole.substr(first) == "\r";
     const size_t equals = whole.find('=');
     if (!isBlank && whole[first] != ';' && whole[first] != '#') {
-      Text key = whole.substr(first, equals == NONE ? NONE : equals - first);
-      while (equals != NONE && !key.empty() && (key.back() == ' ' || key.back() == '\t')) key.pop_back();
-      list += key + (equals == NONE ? "" : Text(1, 0));
+      Text key = whole.substr(first, equals == kNone ? kNone : equals - first);
+      while (equals != kNone && !key.empty() && (key.back() == ' ' || key.back() == '\t')) key.pop_back();
+      list += key + (equals == kNone ? "" : Text(1, 0));
     }
     line = feed;
   }
@@ -102,12 +102,12 @@ inline Text keys(const Text& text, const Text& name) {
 inline bool isRefused(const Text& name, const Text* key, const Text* newValue) {
   const auto opens = [](const Text& text) {
     const size_t open = text.rfind('[');
-    return open != NONE && text.find(']', open) == NONE;
+    return open != kNone && text.find(']', open) == kNone;
   };
-  if (name.find_first_of("]\n") != NONE) return true;
-  if (key && (key->empty() || key->find_first_of("= \t\n") != NONE || Text(";#[").find(key->front()) != NONE))
+  if (name.find_first_of("]\n") != kNone) return true;
+  if (key && (key->empty() || key->find_first_of("= \t\n") != kNone || Text(";#[").find(key->front()) != kNone))
     return true;
-  if (newValue && newValue->find('\n') != NONE) return true;
+  if (newValue && newValue->find('\n') != kNone) return true;
   return (key && opens(*key)) || (newValue && opens(*newValue));
 }
 
@@ -124,7 +124,7 @@ inline Text write(const Text& text, const Text& name, const Text* key, const Tex
     return text.substr(0, line->start) + added + text.substr(line->end);
   }
   const size_t feed = text.find('\n', place->close);
-  return text.substr(0, place->start) + header + added + (feed == NONE ? "" : text.substr(feed + 1));
+  return text.substr(0, place->start) + header + added + (feed == kNone ? "" : text.substr(feed + 1));
 }
 
 }  // namespace inimodel

@@ -65,7 +65,7 @@ struct ScriptExecution {
 };
 
 // An attribute of connections that the driver defines, a text.
-constexpr SQLINTEGER SCRIPTED_TEXT_ATTRIBUTE = 1234;
+constexpr SQLINTEGER kScriptedTextAttribute = 1234;
 
 class DriverScript {
  public:

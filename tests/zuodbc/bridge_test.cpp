@@ -449,15 +449,15 @@ TEST(Bridge, ConnectionAttributesOverADriverOfEitherVersion) {
     const std::vector<char> exact{'c', 'a', 't', 'z'};
     auto* catalog = const_cast<char*>(exact.data());
     EXPECT_SQL(SQL_SUCCESS, b.conn,
-               SQLSetConnectAttr(b.conn, SCRIPTED_TEXT_ATTRIBUTE, text("early"), SQL_NTS));
+               SQLSetConnectAttr(b.conn, kScriptedTextAttribute, text("early"), SQL_NTS));
     b.connect();
     char value[300] = "";
     SQLINTEGER length = 0;
     EXPECT_SQL(SQL_SUCCESS, b.conn,
-               SQLGetConnectAttr(b.conn, SCRIPTED_TEXT_ATTRIBUTE, value, sizeof value, &length));
+               SQLGetConnectAttr(b.conn, kScriptedTextAttribute, value, sizeof value, &length));
     EXPECT_STREQ("early", value);
     EXPECT_EQ(5, length);
-    for (const SQLINTEGER attribute : {SQL_ATTR_CURRENT_CATALOG, SCRIPTED_TEXT_ATTRIBUTE}) {
+    for (const SQLINTEGER attribute : {SQL_ATTR_CURRENT_CATALOG, kScriptedTextAttribute}) {
       EXPECT_SQL(SQL_SUCCESS, b.conn, SQLSetConnectAttr(b.conn, attribute, catalog, 4));
       EXPECT_SQL(SQL_SUCCESS, b.conn, SQLGetConnectAttr(b.conn, attribute, value, sizeof value, &length));
       EXPECT_STREQ("catz", value) << attribute;

@@ -28,7 +28,7 @@ SQLRETURN setAttribute(const char* function, SQLHANDLE handle, SQLINTEGER attrib
 // The two attributes that are texts here: the catalog, and one of the driver's own.
 SQLRETURN setConnAttribute(const char* function, SQLHDBC handle, SQLINTEGER attribute, SQLPOINTER value,
                            SQLINTEGER length) {
-  const bool isText = attribute == SQL_ATTR_CURRENT_CATALOG || attribute == SCRIPTED_TEXT_ATTRIBUTE;
+  const bool isText = attribute == SQL_ATTR_CURRENT_CATALOG || attribute == kScriptedTextAttribute;
   if (!isText) return setAttribute<Conn>(function, handle, attribute, number(value));
   return answer<Conn>(handle, function, [&](Conn& conn) {
     conn.texts[attribute] = textOf(static_cast<SQLCHAR*>(value), length);
