@@ -152,7 +152,8 @@ void readReference(benchmark::State& state) {
   std::vector<char> buffer(kBlock);
   for (auto _ : state) {
     for (unsigned long i = 0; i < kBlocks; ++i) {
-      if (pread(handle, buffer.data(), kBlock, static_cast<off_t>(i * kBlock)) != static_cast<ssize_t>(kBlock)) {
+      if (pread(handle, buffer.data(), kBlock, static_cast<off_t>(i * kBlock)) !=
+          static_cast<ssize_t>(kBlock)) {
         state.SkipWithError("not read");
       }
     }

@@ -209,27 +209,27 @@ TEST_F(BosFile, LocksKeepOtherProcessesOut) {
       return bosFileOpen(bytes(file), mode, &handle) == 0 ? 0 : ZuErrorKeeper::getLastErrorNumber() - 1500;
     });
   };
-  constexpr unsigned long writing = bosOpenReadWrite | bosOpenWriteLock;
-  int handle = open(file, writing);
-  EXPECT_EQ(error(writing), 12);
+  constexpr unsigned long kWriting = bosOpenReadWrite | bosOpenWriteLock;
+  int handle = open(file, kWriting);
+  EXPECT_EQ(error(kWriting), 12);
   EXPECT_EQ(error(bosOpenReadLock), 12);
   EXPECT_EQ(error(bosOpenReadLock | bosOpenNoReadLock), 0);
   EXPECT_EQ(error(bosOpenReadWrite), 0) << "the lock is advisory";
   EXPECT_EQ(error(bosOpenWriteLock), 0) << "not without writing";
   EXPECT_EQ(error(bosOpenCreate | bosOpenReadLock), 0) << "made with the lock or without it";
   bosFileClose(handle);
-  EXPECT_EQ(error(writing), 0);
+  EXPECT_EQ(error(kWriting), 0);
 
   handle = open(file, bosOpenReadLock);
   EXPECT_EQ(error(bosOpenReadLock), 0);
-  EXPECT_EQ(error(writing), 12);
-  EXPECT_EQ(error(writing | bosOpenReadLock), 12) << "the write lock goes first";
+  EXPECT_EQ(error(kWriting), 12);
+  EXPECT_EQ(error(kWriting | bosOpenReadLock), 12) << "the write lock goes first";
   bosFileClose(handle);
 }
 
 // Random calls on one file, whose content the model keeps from an offset beyond 4 GB on.
 TEST_F(BosFile, RandomCallsFollowTheModel) {
-  constexpr long long base = 5LL << 30;
+  constexpr long long kBase = 5LL << 30;
   std::mt19937 random(8);
   const std::string name = path("f");
   const int handle = open(name, bosOpenCreate);
@@ -239,8 +239,8 @@ TEST_F(BosFile, RandomCallsFollowTheModel) {
     SCOPED_TRACE(step);
     const bool isHere = random() % 3 == 0;
     const unsigned long at = isHere ? position : random() % 300;
-    const long long offset = isHere ? -1 : base + static_cast<long long>(at);
-    ASSERT_EQ(isHere ? bosFileSeek(handle, base + static_cast<long long>(position), SEEK_SET) : 0, 0);
+    const long long offset = isHere ? -1 : kBase + static_cast<long long>(at);
+    ASSERT_EQ(isHere ? bosFileSeek(handle, kBase + static_cast<long long>(position), SEEK_SET) : 0, 0);
     switch (random() % 4) {
       case 0: {
         const unsigned long n = random() % 50 ? random() % 100 : 65530 + random() % 5000;
@@ -264,7 +264,7 @@ TEST_F(BosFile, RandomCallsFollowTheModel) {
       }
       case 2: {
         const unsigned long size = random() % 400;
-        const long long whole = base + static_cast<long long>(size);
+        const long long whole = kBase + static_cast<long long>(size);
         ASSERT_EQ(random() % 2   ? bosFileTruncate(handle, whole)
                   : random() % 2 ? bosFileTruncate(bytes(name), whole)
                                  : bosFileSize(handle, whole),
@@ -276,7 +276,7 @@ TEST_F(BosFile, RandomCallsFollowTheModel) {
         unsigned long date = 0;
         unsigned long size = 0;
         ASSERT_EQ(bosFileDateSize(bytes(name), &date, &size), 0);
-        const unsigned long whole = static_cast<unsigned long>(base) + model.size();
+        const unsigned long whole = static_cast<unsigned long>(kBase) + model.size();
         ASSERT_TRUE(size == whole || (model.empty() && size <= whole)) << size;
         ASSERT_NEAR(static_cast<double>(date), static_cast<double>(time(nullptr)), 60);
       }

@@ -15,19 +15,19 @@ namespace {
 
 using namespace ostest;
 
-const std::string SOURCES = ZULIB_SOURCE_DIR;
+const std::string kSources = ZULIB_SOURCE_DIR;
 using Texts = std::map<unsigned, std::string>;
 
 // All places of a text that match the extended regular expression, each with its groups; "" for a group that
 // took no part. With REG_NEWLINE among the flags "^" and "$" are those of lines.
 std::vector<std::vector<std::string>> matches(const std::string& text, const char* pattern, int flags = 0) {
-  constexpr size_t groups = 6;
+  constexpr size_t kGroups = 6;
   regex_t compiled;
   EXPECT_EQ(regcomp(&compiled, pattern, REG_EXTENDED | flags), 0) << pattern;
   std::vector<std::vector<std::string>> found;
-  regmatch_t at[groups];
+  regmatch_t at[kGroups];
   const char* from = text.c_str();
-  while (regexec(&compiled, from, groups, at, from == text.c_str() ? 0 : REG_NOTBOL) == 0) {
+  while (regexec(&compiled, from, kGroups, at, from == text.c_str() ? 0 : REG_NOTBOL) == 0) {
     auto& match = found.emplace_back();
     for (const regmatch_t& group : at) {
       match.emplace_back(group.rm_so < 0 ? "" : std::string(from + group.rm_so, from + group.rm_eo));
@@ -41,7 +41,7 @@ std::vector<std::vector<std::string>> matches(const std::string& text, const cha
 // The messages of a catalog's source, with the quotes off.
 Texts readTexts(const std::string& locale, const std::string& name) {
   Texts texts;
-  const std::string source = readFile(SOURCES + "/catalog/" + locale + "/" + name + ".msg");
+  const std::string source = readFile(kSources + "/catalog/" + locale + "/" + name + ".msg");
   for (const auto& m : matches(source, "^([0-9]+) (.*)$", REG_NEWLINE)) {
     const bool quoted = m[2].size() > 1 && m[2].front() == '"';
     const bool isNew =
@@ -54,7 +54,7 @@ Texts readTexts(const std::string& locale, const std::string& name) {
 // The names of an enumeration in a header, with their numbers.
 std::map<std::string, unsigned> readNames(const std::string& header) {
   std::map<std::string, unsigned> names;
-  for (const auto& m : matches(readFile(SOURCES + "/src/" + header), "^  (\\w+) = ([0-9]+),", REG_NEWLINE)) {
+  for (const auto& m : matches(readFile(kSources + "/src/" + header), "^  (\\w+) = ([0-9]+),", REG_NEWLINE)) {
     names.emplace(m[1], std::stoul(m[2]));
   }
   return names;

@@ -18,8 +18,8 @@ namespace {
 
 using namespace ostest;
 
-const char* const ENGLISH = "The file %s1 was not found.";
-const char* const GERMAN = "Die Datei %s1 wurde nicht gefunden.";
+const char* const kEnglish = "The file %s1 was not found.";
+const char* const kGerman = "Die Datei %s1 wurde nicht gefunden.";
 
 std::string shareDirectory() {
   return fs::read_symlink("/proc/self/exe").parent_path().parent_path() / "share/zulib";
@@ -129,10 +129,10 @@ TEST_F(Catalogs, TheLanguageIsTheProgramsElseTheUsers) {
     const TestLocale program(c.program);
     set("LC_MESSAGES", c.messages);
     set("LANG", c.language);
-    EXPECT_EQ(reopened(), c.german ? GERMAN : ENGLISH);
+    EXPECT_EQ(reopened(), c.german ? kGerman : kEnglish);
   }
   set("LC_MESSAGES", std::string(5000, 'x').c_str());
-  EXPECT_EQ(reopened(), ENGLISH);
+  EXPECT_EQ(reopened(), kEnglish);
 }
 
 TEST_F(Catalogs, TextsAreCutBetweenCharactersAndWidened) {
@@ -165,9 +165,9 @@ TEST_F(Catalogs, ADamagedCatalogIsNoCatalog) {
     SCOPED_TRACE("the first " + std::to_string(length) + " bytes");
     writeFile(place + "/zulib.mo", whole.substr(0, length));
     const std::string found = reopened();
-    ASSERT_TRUE(found == "1509" || (found == ENGLISH && length > whole.size() / 2)) << found;
+    ASSERT_TRUE(found == "1509" || (found == kEnglish && length > whole.size() / 2)) << found;
     const std::string last = load(ZU_MSG_OUT_OF_MEMORY);
-    const bool cut = found == ENGLISH && std::string("Memory is exhausted.").rfind(last, 0) == 0;
+    const bool cut = found == kEnglish && std::string("Memory is exhausted.").rfind(last, 0) == 0;
     ASSERT_TRUE(last == "30190" || cut) << last;
   }
   std::string otherFormat = whole;
@@ -175,7 +175,7 @@ TEST_F(Catalogs, ADamagedCatalogIsNoCatalog) {
   writeFile(place + "/zulib.mo", otherFormat);
   EXPECT_EQ(reopened(), "1509");
   writeFile(place + "/zulib.mo", whole);
-  EXPECT_EQ(reopened(), ENGLISH);
+  EXPECT_EQ(reopened(), kEnglish);
   fs::remove(place + "/zulib.mo");
   fs::create_directory(place + "/zulib.mo");
   EXPECT_EQ(reopened(), "1509");
@@ -230,7 +230,7 @@ TEST_F(Catalogs, CatalogsOfACallersOwn) {
   EXPECT_EQ(LoadStringFromOpenFile(cursors, 388, out, sizeof out), 30u);
   EXPECT_EQ(text(out), "Der Vorgang wurde abgebrochen.");
   LoadStringFromOpenFile(library, ZU_MSG_FILE_NOT_FOUND, out, 0);
-  EXPECT_EQ(text(out), GERMAN);
+  EXPECT_EQ(text(out), kGerman);
   EXPECT_EQ(LoadStringFromOpenFile(bosNoCatalog, 388, out, sizeof out), 3u);
   EXPECT_EQ(text(out), "388");
   EXPECT_EQ(load(388), "388") << "not the process's catalog";
@@ -275,7 +275,7 @@ TEST_F(Catalogs, ThreadsLookUpWhileACatalogComesAndGoes) {
     readers.emplace_back([&] {
       while (!end) {
         const std::string found = load(ZU_MSG_FILE_NOT_FOUND);
-        if (found != ENGLISH && found != "1509") ++wrong;
+        if (found != kEnglish && found != "1509") ++wrong;
       }
     });
   }
@@ -301,7 +301,7 @@ TEST_F(Catalogs, TextsNeedNoMemory) {
     const bool failed = faults.triggered();
     faults.stop();
     const FaultPause pause;
-    EXPECT_EQ(load(ZU_MSG_FILE_NOT_FOUND), ENGLISH);
+    EXPECT_EQ(load(ZU_MSG_FILE_NOT_FOUND), kEnglish);
     errors.clearErrors();
     return !failed;
   });

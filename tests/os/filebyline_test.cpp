@@ -134,17 +134,17 @@ TEST_F(FileByLine, FilesThatChangeWhileTheyAreRead) {
 }
 
 TEST_F(FileByLine, LinesBeyondFourGigabytes) {
-  constexpr long long far = (4LL << 30) + 100;
+  constexpr long long kFar = (4LL << 30) + 100;
   int handle = 0;
   ASSERT_EQ(bosFileOpen(bytes("f"), bosOpenCreate, &handle), 0);
-  ASSERT_EQ(bosFileWrite(handle, far, "far\naway\n", 9), 0);
+  ASSERT_EQ(bosFileWrite(handle, kFar, "far\naway\n", 9), 0);
   bosFileClose(handle);
   ASSERT_EQ(reader.openFile(bytes("f"), 64), 0);
-  reader.setSeekOffset(far);
+  reader.setSeekOffset(kFar);
   EXPECT_EQ(next(), "far\n");
   EXPECT_EQ(next(), "away\n");
-  EXPECT_EQ(reader.getPrevLineOffset(), far + 4);
-  EXPECT_EQ(reader.getNextLineOffset(), far + 9);
+  EXPECT_EQ(reader.getPrevLineOffset(), kFar + 4);
+  EXPECT_EQ(reader.getNextLineOffset(), kFar + 9);
   reader.ungetLine();
   EXPECT_EQ(next(), "away\n");
 }

@@ -34,7 +34,7 @@ class RegionLocks : public OsTest {
 
   // The number of the error, 0 for success.
   static unsigned lock(int handle, long long offset, long long length) {
-    Errors own;
+    const Errors own;
     const int result = bosRegionLock(handle, 0, offset, length);
     const unsigned number = ZuErrorKeeper::getLastErrorNumber();
     EXPECT_EQ(result, number ? 1 : 0);

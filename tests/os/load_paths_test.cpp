@@ -17,7 +17,7 @@ namespace {
 
 using namespace ostest;
 
-constexpr unsigned long everywhere =
+constexpr unsigned long kEverywhere =
     bosLocateCurrent | bosLocateHome | bosLocateLibrary | bosLocateLoadPath | bosLocateCommandPath;
 
 // What bosLocateFile finds; "" for nothing.
@@ -58,12 +58,12 @@ TEST_F(LoadPaths, DirectoriesHaveTheirOrder) {
   for (const char* name : order) make(std::string(name) + "/d/wanted");
   for (const char* name : order) {
     const std::string expected = path(std::string(name) + "/d/wanted");
-    const std::string found = locate("wanted", everywhere);
+    const std::string found = locate("wanted", kEverywhere);
     EXPECT_TRUE(fs::equivalent(found, expected)) << found << " is not " << expected;
     EXPECT_EQ(found.find("//"), std::string::npos) << found;
     fs::remove(expected);
   }
-  EXPECT_EQ(locate("wanted", everywhere), "");
+  EXPECT_EQ(locate("wanted", kEverywhere), "");
 
   // Each flag looks in its own directories only.
   for (const char* name : order) make(std::string(name) + "/d/wanted");
@@ -91,20 +91,20 @@ TEST_F(LoadPaths, NamesThatStandOrCannotStand) {
   EXPECT_EQ(locate("here", bosLocateHome), "here") << "relative";
   EXPECT_EQ(locate(path("current/d/here"), 0), path("current/d/here"));
   fs::create_directory(path("home/d/folder"));
-  EXPECT_EQ(locate("folder", everywhere), "") << "a directory";
-  EXPECT_EQ(locate("", everywhere), "");
+  EXPECT_EQ(locate("folder", kEverywhere), "") << "a directory";
+  EXPECT_EQ(locate("", kEverywhere), "");
   set("HOME", (std::string(3000, 'h') + ":" + d("home")).c_str());
   fs::current_path("/");
   EXPECT_EQ(locate("here", bosLocateHome), d("home") + "/here") << "after a directory that is no path";
-  EXPECT_EQ(locate(std::string(bosPathSize - 2, 'n'), everywhere), "");
-  EXPECT_EQ(locate(std::string(100000, 'n'), everywhere), "");
+  EXPECT_EQ(locate(std::string(bosPathSize - 2, 'n'), kEverywhere), "");
+  EXPECT_EQ(locate(std::string(100000, 'n'), kEverywhere), "");
 }
 
 TEST_F(LoadPaths, WithoutMemoryNothingIsFound) {
   const std::string path = make("command/d/wanted");
   const auto swept = sweepAllocations([&](FaultAllocator& faults) {
     unsigned char out[bosPathSize] = "before";
-    const int result = bosLocateFile(out, bytes("wanted"), everywhere);
+    const int result = bosLocateFile(out, bytes("wanted"), kEverywhere);
     const bool failed = faults.triggered();
     const FaultPause pause;
     EXPECT_EQ(text(out), failed ? "" : path);
@@ -114,15 +114,15 @@ TEST_F(LoadPaths, WithoutMemoryNothingIsFound) {
   EXPECT_EQ(swept, 8u) << "one for each directory or list of them";
 }
 
-constexpr int notSecure = 77;
+constexpr int kNotSecure = 77;
 
 // The other half of the next test, in a process that has another user's rights.
 TEST(SecureEnvironment, DISABLED_InTheOtherProcess) {
-  if (!getauxval(AT_SECURE)) _exit(notSecure);
+  if (!getauxval(AT_SECURE)) _exit(kNotSecure);
   unsigned char name[bosPathSize] = ".odbc.ini";
   int handle = 0;
   if (bosFileOpen(name, bosOpenMapSpecial, &handle) == 0) _exit(1);
-  if (locate("planted", everywhere & ~bosLocateCurrent) != "") _exit(2);
+  if (!locate("planted", kEverywhere & ~bosLocateCurrent).empty()) _exit(2);
   unsigned char home[bosPathSize] = "planted";
   if (boshpath(home) != 0 || text(home) != "/usr/planted") _exit(3);
   const IniInitialize profiles;
@@ -150,7 +150,7 @@ TEST_F(LoadPaths, AProcessWithAnotherUsersRightsFollowsNoVariables) {
           "--gtest_filter=SecureEnvironment.*", nullptr);
     return 99;
   });
-  if (result == notSecure) GTEST_SKIP() << "the file system ignores the set-user-ID bit";
+  if (result == kNotSecure) GTEST_SKIP() << "the file system ignores the set-user-ID bit";
   EXPECT_EQ(result, 0);
 }
 

@@ -105,7 +105,8 @@ inline bool isRefused(const Text& name, const Text* key, const Text* newValue) {
     return open != kNone && text.find(']', open) == kNone;
   };
   if (name.find_first_of("]\n") != kNone) return true;
-  if (key && (key->empty() || key->find_first_of("= \t\n") != kNone || Text(";#[").find(key->front()) != kNone))
+  if (key &&
+      (key->empty() || key->find_first_of("= \t\n") != kNone || Text(";#[").find(key->front()) != kNone))
     return true;
   if (newValue && newValue->find('\n') != kNone) return true;
   return (key && opens(*key)) || (newValue && opens(*newValue));

@@ -30,7 +30,7 @@ TEST(CriticalSection, OneThreadAtATimeUnlessDisabled) {
   long counter = 0;
   onThreads(4, [&](int) {
     for (int i = 0; i < 1000; ++i) {
-      ZuCriticalSectionHolder held(section);
+      const ZuCriticalSectionHolder held(section);
       ++counter;
     }
   });
@@ -86,7 +86,7 @@ TEST(Semaphore, MarksInTheCellAreRespected) {
   ZuSemaphore* cell = mark(1);
   zuSemaphoreEnter(&cell);
   EXPECT_EQ(cell, mark(1)) << "being made: nobody makes another";
-  for (unsigned long value : {0UL, 1UL, 2UL}) {
+  for (const unsigned long value : {0UL, 1UL, 2UL}) {
     cell = mark(value);
     zuSemaphoreExit(&cell);
     EXPECT_EQ(cell, mark(value));
@@ -107,15 +107,15 @@ TEST(Semaphore, MarksInTheCellAreRespected) {
 
 TEST(Exchange, HandsEachValueOnOnce) {
   for (auto* exchange : {atomicThreadExchange, atomicTaskExchange}) {
-    constexpr int threads = 4;
-    constexpr unsigned long perThread = 500;
+    constexpr int kThreads = 4;
+    constexpr unsigned long kPerThread = 500;
     unsigned long cell = 0;
-    std::vector<unsigned long> sums(threads);
-    onThreads(threads, [&](int t) {
-      for (unsigned long i = 1; i <= perThread; ++i) sums[static_cast<std::size_t>(t)] += exchange(&cell, i);
+    std::vector<unsigned long> sums(kThreads);
+    onThreads(kThreads, [&](int t) {
+      for (unsigned long i = 1; i <= kPerThread; ++i) sums[static_cast<std::size_t>(t)] += exchange(&cell, i);
     });
     const unsigned long out = std::accumulate(sums.begin(), sums.end(), cell);
-    EXPECT_EQ(out, threads * perThread * (perThread + 1) / 2);
+    EXPECT_EQ(out, kThreads * kPerThread * (kPerThread + 1) / 2);
   }
 }
 

@@ -106,12 +106,12 @@ TEST_F(ThreadRecords, WithoutMemoryForARecordTheThreadStaysOutside) {
 }
 
 TEST_F(ThreadRecords, CellsOfManyThreadsStayApart) {
-  constexpr int threads = 8;
-  constexpr int rounds = 300;
+  constexpr int kThreads = 8;
+  constexpr int kRounds = 300;
   std::vector<std::thread> running;
-  for (int t = 0; t < threads; ++t) {
+  for (int t = 0; t < kThreads; ++t) {
     running.emplace_back([t] {
-      for (int round = 0; round < rounds; ++round) {
+      for (int round = 0; round < kRounds; ++round) {
         ASSERT_TRUE(mdsPerThreadInit());
         ASSERT_FALSE(mdsGetPerThreadData(PerThreadErrorList)) << "another thread's cell";
         int mine = t;
@@ -128,7 +128,7 @@ TEST_F(ThreadRecords, CellsOfManyThreadsStayApart) {
     EXPECT_TRUE(info->isDeleted());
     ++records;
   }
-  EXPECT_LE(records, threads + 1) << "records are reused";
+  EXPECT_LE(records, kThreads + 1) << "records are reused";
 }
 
 // What the library's own ThreadListOwner does at exit, while another thread goes on, in a process of its own.

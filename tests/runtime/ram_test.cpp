@@ -33,7 +33,7 @@ class RamTest : public testing::Test {
 
   // Whether the mark was set since the last question.
   bool marked() {
-    bool was = list.isOutOfMemory();
+    const bool was = list.isOutOfMemory();
     list.resetOutOfMemory();
     return was;
   }
@@ -43,7 +43,7 @@ class RamTest : public testing::Test {
 
 TEST_F(RamTest, SizeZeroIsABlockButNoResize) {
   Block<void> block(ramAlloc(0));
-  Block<void> zeroed(ramAllocZ(0));
+  const Block<void> zeroed(ramAllocZ(0));
   ASSERT_TRUE(block);
   ASSERT_TRUE(zeroed);
   EXPECT_EQ(*static_cast<char*>(zeroed.get()), 0);
@@ -99,20 +99,20 @@ TEST_F(RamTest, FailuresMarkTheThreadAndKeepTheBlock) {
 
 TEST_F(RamTest, TextsChangeTheirWidthByteByByte) {
   const unsigned short wide[] = {'a', 0x4E62, 0x00FF, 0};
-  Block<unsigned char> narrow(ramAllocStr(wide));
+  const Block<unsigned char> narrow(ramAllocStr(wide));
   EXPECT_EQ(std::memcmp(narrow.get(), "a\x62\xFF", 4), 0);
-  Block<unsigned short> widened(ramAllocStrW(u8("\xE9z"), 2L));
+  const Block<unsigned short> widened(ramAllocStrW(u8("\xE9z"), 2L));
   const unsigned short expected[] = {0xE9, 'z', 0};
   EXPECT_EQ(std::memcmp(widened.get(), expected, sizeof expected), 0);
 
-  Block<unsigned char> bare(ramAllocStrNT(u8("abc"), 3));
+  const Block<unsigned char> bare(ramAllocStrNT(u8("abc"), 3));
   EXPECT_EQ(std::memcmp(bare.get(), "abc", 3), 0);
-  Block<unsigned char> none(ramAllocStr(u8("abc"), -5L));
-  Block<unsigned char> noneInt(ramAllocStr(u8("abc"), -1));
-  Block<unsigned char> noneWide(ramAllocStr(wide, -1L));
-  Block<unsigned short> noneWidened(ramAllocStrW(u8("abc"), -1L));
+  const Block<unsigned char> none(ramAllocStr(u8("abc"), -5L));
+  const Block<unsigned char> noneInt(ramAllocStr(u8("abc"), -1));
+  const Block<unsigned char> noneWide(ramAllocStr(wide, -1L));
+  const Block<unsigned short> noneWidened(ramAllocStrW(u8("abc"), -1L));
   EXPECT_EQ(*none | *noneInt | *noneWide | *noneWidened, 0);
-  Block<unsigned char> part(ramAllocStr(u8("abc"), 2));
+  const Block<unsigned char> part(ramAllocStr(u8("abc"), 2));
   EXPECT_STREQ(reinterpret_cast<char*>(part.get()), "ab");
 }
 
@@ -160,17 +160,17 @@ void fast(unsigned char* to, const unsigned char* from, unsigned long size) {
 
 // Every pair of places and every length, on a buffer that starts at a multiple of 8.
 void compareMoves(const char* name, unsigned long step, const Move& ours, const Move& model) {
-  constexpr unsigned long room = 96;
-  constexpr unsigned long places = 24;
-  alignas(8) unsigned char expected[room];
-  alignas(8) unsigned char actual[room];
-  for (unsigned long to = 0; to <= places; to += step) {
-    for (unsigned long from = 0; from <= places; from += step) {
+  constexpr unsigned long kRoom = 96;
+  constexpr unsigned long kPlaces = 24;
+  alignas(8) unsigned char expected[kRoom];
+  alignas(8) unsigned char actual[kRoom];
+  for (unsigned long to = 0; to <= kPlaces; to += step) {
+    for (unsigned long from = 0; from <= kPlaces; from += step) {
       for (unsigned long n = 0; n <= 40; ++n) {
-        for (unsigned long i = 0; i < room; ++i) expected[i] = actual[i] = static_cast<unsigned char>(i);
+        for (unsigned long i = 0; i < kRoom; ++i) expected[i] = actual[i] = static_cast<unsigned char>(i);
         model(expected + to, expected + from, n);
         ours(actual + to, actual + from, n);
-        ASSERT_EQ(std::memcmp(actual, expected, room), 0) << name << ' ' << to << ' ' << from << ' ' << n;
+        ASSERT_EQ(std::memcmp(actual, expected, kRoom), 0) << name << ' ' << to << ' ' << from << ' ' << n;
       }
     }
   }
@@ -217,7 +217,7 @@ TEST(Mem, FillsReachExactlyTheirRange) {
 }
 
 TEST(Mem, SwapsInStepsAndByElement) {
-  for (unsigned long n : {1UL, 511UL, 512UL, 513UL, 1500UL}) {
+  for (const unsigned long n : {1UL, 511UL, 512UL, 513UL, 1500UL}) {
     Bytes a(n);
     Bytes b(n);
     for (unsigned long i = 0; i < n; ++i) {

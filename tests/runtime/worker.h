@@ -32,7 +32,7 @@ class Worker {
 
  private:
   void start(std::function<void()> work, bool last) {
-    std::lock_guard lock(mutex);
+    const std::lock_guard lock(mutex);
     piece = std::move(work);
     ending = last;
     changed.notify_all();

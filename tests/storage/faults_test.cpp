@@ -15,7 +15,6 @@
 
 namespace {
 
-using storagetest::Dice;
 using StorageFaults = storagetest::StorageTest;
 
 const std::string kPage(2048, 'p');

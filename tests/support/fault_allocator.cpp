@@ -10,7 +10,7 @@
 
 namespace {
 
-constexpr std::size_t NEVER = std::numeric_limits<std::size_t>::max();
+constexpr std::size_t kNever = std::numeric_limits<std::size_t>::max();
 
 // Constant-initialised, so that the first touch on a thread allocates nothing.
 struct Faults {
@@ -18,8 +18,8 @@ struct Faults {
   bool fired = false;
   int paused = 0;
   std::size_t made = 0;
-  std::size_t first = NEVER;
-  std::size_t last = NEVER;
+  std::size_t first = kNever;
+  std::size_t last = kNever;
 
   bool nextFails() {
     if (!armed || paused != 0) return false;
@@ -80,11 +80,11 @@ void operator delete[](void* block, std::size_t) noexcept { std::free(block); }
 void operator delete(void* block, const std::nothrow_t&) noexcept { std::free(block); }
 void operator delete[](void* block, const std::nothrow_t&) noexcept { std::free(block); }
 
-FaultAllocator::FaultAllocator() { arm(NEVER, NEVER); }
+FaultAllocator::FaultAllocator() { arm(kNever, kNever); }
 FaultAllocator::~FaultAllocator() { faults.armed = false; }
 void FaultAllocator::failAt(std::size_t n) { arm(n, n); }
-void FaultAllocator::failFrom(std::size_t n) { arm(n, NEVER); }
-void FaultAllocator::stop() { faults.first = NEVER; }
+void FaultAllocator::failFrom(std::size_t n) { arm(n, kNever); }
+void FaultAllocator::stop() { faults.first = kNever; }
 bool FaultAllocator::triggered() const { return faults.fired; }
 std::size_t FaultAllocator::count() const { return faults.made; }
 
@@ -92,8 +92,8 @@ FaultPause::FaultPause() { ++faults.paused; }
 FaultPause::~FaultPause() { --faults.paused; }
 
 std::size_t sweepAllocations(const std::function<bool(FaultAllocator&)>& scenario) {
-  constexpr std::size_t NO_END = 100000;
-  for (std::size_t n = 1; n <= NO_END; ++n) {
+  constexpr std::size_t kNoEnd = 100000;
+  for (std::size_t n = 1; n <= kNoEnd; ++n) {
     FaultAllocator armed;
     armed.failAt(n);
     const bool passed = scenario(armed);
@@ -108,8 +108,8 @@ std::size_t sweepAllocations(const std::function<bool(FaultAllocator&)>& scenari
       return n;
     }
   }
-  ADD_FAILURE() << "the scenario still met a failure at allocation " << NO_END;
-  return NO_END;
+  ADD_FAILURE() << "the scenario still met a failure at allocation " << kNoEnd;
+  return kNoEnd;
 }
 
 std::size_t sweepAllocations(const std::function<bool()>& scenario) {

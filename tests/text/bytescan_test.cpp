@@ -3,6 +3,8 @@
 
 #include "zulib/text/internal/bytescan.h"
 
+#include <gtest/gtest.h>
+
 #include "tests/text/support.h"
 
 using namespace texttest;

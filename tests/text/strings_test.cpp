@@ -1,6 +1,8 @@
 // Narrow text: a bounded run of the fuzz target, which aborts where the models differ, and cases that it does
 // not reach.
 
+#include <gtest/gtest.h>
+
 #define LLVMFuzzerTestOneInput narrowText
 #include "fuzz/narrowtext_fuzz.cpp"
 #include "tests/support/fault_allocator.h"

@@ -2,6 +2,8 @@
 
 #include "zulib/text/strlike.h"
 
+#include <gtest/gtest.h>
+
 #include "tests/support/locales.h"
 #include "tests/text/support.h"
 

@@ -1,5 +1,7 @@
 // UTF-16: a bounded run of the fuzz target, which aborts where the models differ, and the exact order.
 
+#include <gtest/gtest.h>
+
 #define LLVMFuzzerTestOneInput wideText
 #include "fuzz/widetext_fuzz.cpp"
 #include "tests/text/support.h"

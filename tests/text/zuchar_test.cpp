@@ -2,6 +2,8 @@
 
 #include "zulib/text/zuchar.h"
 
+#include <gtest/gtest.h>
+
 #include <clocale>
 
 #include "tests/support/locales.h"

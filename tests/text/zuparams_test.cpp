@@ -30,7 +30,7 @@ class TextTools : public testing::Test {
   ~TextTools() override { ZuErrorKeeper::giveUpErrorList(); }
 
   int number() {
-    int last = ZuErrorKeeper::getLastErrorNumber();
+    const int last = ZuErrorKeeper::getLastErrorNumber();
     list.clearErrors();
     return last;
   }

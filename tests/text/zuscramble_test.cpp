@@ -2,6 +2,8 @@
 
 #include "zulib/text/zuscramble.h"
 
+#include <gtest/gtest.h>
+
 #include <array>
 #include <random>
 

@@ -2,6 +2,8 @@
 
 #include "zulib/text/zustring.h"
 
+#include <gtest/gtest.h>
+
 #include "tests/support/fault_allocator.h"
 #include "tests/support/locales.h"
 #include "tests/text/support.h"
