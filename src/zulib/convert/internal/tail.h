@@ -1,0 +1,32 @@
+// The end of a piece that is cut from text in one code page: how many bytes belong to a character that the
+// cut leaves unfinished.
+
+#ifndef ZULIB_CONVERT_INTERNAL_TAIL_H
+#define ZULIB_CONVERT_INTERNAL_TAIL_H
+
+#include <unicode/ucnv.h>
+
+namespace zuconvert {
+
+// In UTF-8, by the last byte that begins a character. 0 if that is further than a character back.
+unsigned long unfinishedUTF8(const unsigned char* text, unsigned long n);
+
+// Whether the unit of UTF-16 at `p` is the first of a pair.
+bool isLeadUnit(const unsigned char* p, long codePage);
+
+// In any page, by what the converter holds of the text. `buffer` is the place for a conversion that nobody
+// reads. With `isWhole` nothing follows the text: a character that could have been the start of a longer one
+// is not unfinished then. The converter is reset.
+//
+// Returns a failure other than those of malformed text, which has no unfinished character.
+constexpr unsigned long kValidationSize = 16384;
+UErrorCode unfinishedBytes(UConverter* converter, unsigned char* buffer, const unsigned char* text,
+                           unsigned long n, bool isWhole, unsigned long& unfinished);
+
+// Ends a text in a buffer of `size` bytes with one zero byte, or two in a page of at least two bytes a
+// character.
+void terminate(unsigned char* end, unsigned long size, unsigned short minCharSize);
+
+}  // namespace zuconvert
+
+#endif
