@@ -272,10 +272,11 @@ UErrorCode ZuCharConverter::holdTail(unsigned long& inBuffer, bool isWhole) {
     hold(zuconvert::unfinishedUTF8(text, inBuffer), inBuffer);
   } else if (hasFixedSize()) {
     hold(inBuffer % minSinkCharSize, inBuffer);
-  } else if (fromUnicode) {
+  } else if (fromUnicode && !isWhole) {
+    // At the end of the value nothing could come that a converter may wait for.
     unsigned long n = 0;
     const UErrorCode status =
-        zuconvert::unfinishedBytes(fromUnicode.get(), validationBuffer, text, inBuffer, isWhole, n);
+        zuconvert::unfinishedBytes(fromUnicode.get(), validationBuffer, text, inBuffer, n);
     if (U_FAILURE(status)) return status;
     hold(std::min(n, kMostHeld), inBuffer);
   }

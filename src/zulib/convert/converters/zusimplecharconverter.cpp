@@ -108,7 +108,7 @@ UErrorCode ZuSimpleCharConverter::unfinished(unsigned long used, unsigned long& 
   } else if (isFixedSize()) {
     n = used % minCharSize;
   } else {
-    return zuconvert::unfinishedBytes(handle.get(), validationBuffer, text, used, false, n);
+    return zuconvert::unfinishedBytes(handle.get(), validationBuffer, text, used, n);
   }
   return U_ZERO_ERROR;
 }

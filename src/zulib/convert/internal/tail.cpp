@@ -19,8 +19,7 @@ bool isMalformed(UErrorCode status) {
 }
 
 // Feeds text to the converter, without a look at the result.
-UErrorCode feed(UConverter* converter, unsigned char* buffer, const unsigned char* text, unsigned long n,
-                bool flush) {
+UErrorCode feed(UConverter* converter, unsigned char* buffer, const unsigned char* text, unsigned long n) {
   UErrorCode status = U_ZERO_ERROR;
   const char* in = reinterpret_cast<const char*>(text);
   const char* const end = in + n;
@@ -28,22 +27,10 @@ UErrorCode feed(UConverter* converter, unsigned char* buffer, const unsigned cha
     UChar* out = reinterpret_cast<UChar*>(buffer);
     const char* const until = end - in > static_cast<long>(kMostAtOnce) ? in + kMostAtOnce : end;
     status = U_ZERO_ERROR;
-    ucnv_toUnicode(converter, &out, out + kValidationSize / sizeof(UChar), &in, until, nullptr,
-                   flush && until == end, &status);
+    ucnv_toUnicode(converter, &out, out + kValidationSize / sizeof(UChar), &in, until, nullptr, false,
+                   &status);
   } while (status == U_BUFFER_OVERFLOW_ERROR || (!U_FAILURE(status) && in != end));
   return status;
-}
-
-// Whether the held bytes are a cut character, rather than a whole one that waits for one to join.
-bool isCut(UConverter* converter, unsigned char* buffer) {
-  UErrorCode status = U_ZERO_ERROR;
-  UConverterToUCallback action = nullptr;
-  const void* context = nullptr;
-  ucnv_setToUCallBack(converter, UCNV_TO_U_CALLBACK_STOP, nullptr, &action, &context, &status);
-  const UErrorCode end = feed(converter, buffer, nullptr, 0, true);
-  status = U_ZERO_ERROR;
-  ucnv_setToUCallBack(converter, action, context, nullptr, nullptr, &status);
-  return end == U_TRUNCATED_CHAR_FOUND;
 }
 
 }  // namespace
@@ -60,15 +47,13 @@ bool isLeadUnit(const unsigned char* p, long codePage) {
 }
 
 UErrorCode unfinishedBytes(UConverter* converter, unsigned char* buffer, const unsigned char* text,
-                           unsigned long n, bool isWhole, unsigned long& unfinished) {
+                           unsigned long n, unsigned long& unfinished) {
   unfinished = 0;
   ucnv_resetToUnicode(converter);
-  UErrorCode status = feed(converter, buffer, text, n, false);
+  UErrorCode status = feed(converter, buffer, text, n);
   if (!U_FAILURE(status)) {
     const int32_t held = ucnv_toUCountPending(converter, &status);
-    if (held > 0 && !(isWhole && !isCut(converter, buffer))) {
-      unfinished = std::min(static_cast<unsigned long>(held), n);
-    }
+    if (held > 0) unfinished = std::min(static_cast<unsigned long>(held), n);
   }
   ucnv_resetToUnicode(converter);
   return isMalformed(status) ? U_ZERO_ERROR : status;

@@ -15,13 +15,12 @@ unsigned long unfinishedUTF8(const unsigned char* text, unsigned long n);
 bool isLeadUnit(const unsigned char* p, long codePage);
 
 // In any page, by what the converter holds of the text. `buffer` is the place for a conversion that nobody
-// reads. With `isWhole` nothing follows the text: a character that could have been the start of a longer one
-// is not unfinished then. The converter is reset.
+// reads. A character that could be the start of a longer one is unfinished too. The converter is reset.
 //
 // Returns a failure other than those of malformed text, which has no unfinished character.
 constexpr unsigned long kValidationSize = 16384;
 UErrorCode unfinishedBytes(UConverter* converter, unsigned char* buffer, const unsigned char* text,
-                           unsigned long n, bool isWhole, unsigned long& unfinished);
+                           unsigned long n, unsigned long& unfinished);
 
 // Ends a text in a buffer of `size` bytes with one zero byte, or two in a page of at least two bytes a
 // character.
