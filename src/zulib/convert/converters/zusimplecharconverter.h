@@ -56,7 +56,7 @@ class ZU_API ZuSimpleCharConverter : public ZuDataConverter {
 
   long codePage = 0;
   ICUSubstitutionErrorInfo substitution;
-  ZuCodePageHandle handle;  // kept if the end of a buffer must be checked with it
+  ZuCodePageHandle handle;                    // kept if the end of a buffer must be checked with it
   unsigned char* validationBuffer = nullptr;  // see tail.h
   unsigned char* sinkStart = nullptr;
   unsigned long sinkSize = 0;
