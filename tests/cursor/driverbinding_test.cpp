@@ -20,33 +20,6 @@ class DriverBinding : public EntryTest {
   OdbcStatement stmt{conn};
 };
 
-// A scroll that returned no row, or failed, has bound the driver all the same.
-TEST_F(DriverBinding, NoOtherFetchFunctionReachesIt) {
-  const std::pair<const char*, SQLSMALLINT> scrolls[] = {
-      {"select", SQL_FETCH_ABSOLUTE}, {"select", SQL_FETCH_PRIOR}, {"none", SQL_FETCH_NEXT}};
-  for (const auto& [sql, direction] : scrolls) {
-    for (const bool byExtended : {false, true}) {
-      OdbcStatement by(conn);
-      by.makeScrollable(3);
-      Rowset rows(by, 3);
-      ASSERT_SQL(SQL_SUCCESS, by, by.execute(sql));
-      const auto scroll = [&, direction = direction](bool extended) {
-        return extended ? SQLExtendedFetch(by, direction, 0, nullptr, nullptr) : rows.fetch(direction);
-      };
-      EXPECT_SQL(SQL_NO_DATA, by, scroll(byExtended));
-      for (const SQLRETURN rc : {SQLFetch(by), scroll(!byExtended)}) EXPECT_EQ(SQL_ERROR, rc);
-      EXPECT_EQ("HY010", by.states());
-      SQLINTEGER value = 0;
-      EXPECT_SQL(SQL_ERROR, by, SQLGetData(by, 1, SQL_C_SLONG, &value, 0, nullptr));
-      EXPECT_EQ("24000", by.states());
-      EXPECT_SQL(SQL_SUCCESS, by, SQLCloseCursor(by));
-      ASSERT_SQL(SQL_SUCCESS, by, by.execute("select"));
-      ASSERT_SQL(SQL_SUCCESS, by, SQLFetch(by));
-      EXPECT_EQ(rowTexts(1, 3), rows.text());
-    }
-  }
-}
-
 // Every way in which a cursor can end, with a driver that fails the calls of it in turn: the statement can be
 // fetched from afterwards, and the driver writes where it may.
 TEST_F(DriverBinding, SurvivesADriverThatRefusesToUnbind) {

