@@ -7,7 +7,7 @@
 
 namespace {
 
-constexpr SQLRETURN STILL = SQL_STILL_EXECUTING;
+constexpr SQLRETURN kStill = SQL_STILL_EXECUTING;
 
 class Positioned : public EntryTest {
  protected:
@@ -39,7 +39,7 @@ class Positioned : public EntryTest {
   std::unique_ptr<Rowset> rows;
 };
 
-constexpr char DELETE[] = "delete from t where current of c";
+constexpr char kDelete[] = "delete from t where current of c";
 
 // A cursor with its rows as they must be in its cache.
 class RandomPositions : public Positioned {
@@ -113,7 +113,7 @@ void RandomPositions::touch(SQLLEN touched) {
   Row* const row = current();
   const bool isThere = row && *row->mark != '-';
   if (pick(3) == 0) {
-    expectSent(eraser.execute(DELETE), worked, eraser, "delete from t");
+    expectSent(eraser.execute(kDelete), worked, eraser, "delete from t");
     if (isThere && touched) row->mark = "-";
     return;
   }
@@ -175,13 +175,13 @@ TEST_F(Positioned, RefusesWhatItCannotFindAgain) {
   for (ScriptColumn& column : answer.columns) column.searchable = SQL_UNSEARCHABLE;
   script.answers["select id"] = answer;
   open(1);
-  expectRefused(DELETE, catalogText(272));
+  expectRefused(kDelete, catalogText(272));
   answer.columns[0].searchable = SQL_LIKE_ONLY;
   answer.columns[1].searchable = SQL_ALL_EXCEPT_LIKE;
   script.answers["select id"] = answer;
   SQLFreeStmt(stmt, SQL_CLOSE);
   open(1);
-  EXPECT_SQL(SQL_SUCCESS, change, change.execute(DELETE));
+  EXPECT_SQL(SQL_SUCCESS, change, change.execute(kDelete));
   EXPECT_EQ("delete from t WHERE \"name\" = ? | row 1", last());
 
   const std::pair<const char*, int> cases[] = {{"select id, name from t, u", 276},
@@ -206,12 +206,12 @@ TEST_F(Positioned, ABinaryColumnNeedsALength) {
   EXPECT_SQL(SQL_SUCCESS_WITH_INFO, stmt, SQLFetchScroll(stmt, SQL_FETCH_NEXT, 0));
   EXPECT_EQ("01S02", stmt.states());
   EXPECT_SQL(SQL_SUCCESS, stmt, SQLFetchScroll(stmt, SQL_FETCH_NEXT, 0));
-  expectRefused(DELETE, "42000");
+  expectRefused(kDelete, "42000");
   SQLFreeStmt(stmt, SQL_CLOSE);
   SQLBindCol(stmt, 2, SQL_C_BINARY, bytes, sizeof bytes, &length);
   ASSERT_SQL(SQL_SUCCESS, stmt, stmt.execute("select"));
   EXPECT_SQL(SQL_SUCCESS, stmt, SQLFetchScroll(stmt, SQL_FETCH_NEXT, 0));
-  EXPECT_SQL(SQL_SUCCESS, change, change.execute(DELETE));
+  EXPECT_SQL(SQL_SUCCESS, change, change.execute(kDelete));
 }
 
 TEST_F(Positioned, NamesAreQuotedAndNeverOverflow) {
@@ -224,7 +224,7 @@ TEST_F(Positioned, NamesAreQuotedAndNeverOverflow) {
     script.answers["select"] = answer;
     SQLFreeStmt(stmt, SQL_CLOSE);
     open(1);
-    EXPECT_SQL(SQL_SUCCESS, change, change.execute(DELETE));
+    EXPECT_SQL(SQL_SUCCESS, change, change.execute(kDelete));
     EXPECT_EQ("delete from t WHERE \"" + quoted + "\" = ? | 1", last());
   }
 }
@@ -232,7 +232,7 @@ TEST_F(Positioned, NamesAreQuotedAndNeverOverflow) {
 // A statement that was prepared for a cursor finds it by its name when it is there again.
 TEST_F(Positioned, OutlivesItsCursor) {
   open(1);
-  ASSERT_SQL(SQL_SUCCESS, change, change.prepare(DELETE));
+  ASSERT_SQL(SQL_SUCCESS, change, change.prepare(kDelete));
   SQLFreeStmt(stmt, SQL_CLOSE);
   EXPECT_SQL(SQL_ERROR, change, SQLExecute(change));
   EXPECT_EQ("34000", change.states());
@@ -270,18 +270,18 @@ TEST_F(Positioned, TheCursorGoesWhileDataIsAwaited) {
   EXPECT_SQL(SQL_SUCCESS, change, SQLFreeStmt(change, SQL_RESET_PARAMS));
   EXPECT_EQ(nullptr, object(change).apd->bindList);
   open(1);
-  EXPECT_SQL(SQL_SUCCESS, change, change.execute(DELETE));
+  EXPECT_SQL(SQL_SUCCESS, change, change.execute(kDelete));
   EXPECT_EQ("delete from t WHERE \"id\" = ? AND \"name\" = ? | 1 | row 1", last());
 }
 
 TEST_F(Positioned, CarriesOnWhereTheDriverStopped) {
   open(2);
-  const std::pair<const char*, ScriptFault> cases[] = {{DELETE, {"SQLRowCount", 1, STILL, ""}},
-                                                       {"select", {"SQLNumResultCols", 1, STILL, "", 2}}};
+  const std::pair<const char*, ScriptFault> cases[] = {{kDelete, {"SQLRowCount", 1, kStill, ""}},
+                                                       {"select", {"SQLNumResultCols", 1, kStill, "", 2}}};
   for (const auto& [sql, then] : cases) {
     script.counts.clear();
-    script.faults = {{"SQLExecDirect", 1, STILL, ""}, then};
-    for (const SQLRETURN rc : {STILL, STILL, SQLRETURN{SQL_SUCCESS}})
+    script.faults = {{"SQLExecDirect", 1, kStill, ""}, then};
+    for (const SQLRETURN rc : {kStill, kStill, SQLRETURN{SQL_SUCCESS}})
       EXPECT_SQL(rc, change, change.execute(sql));
     EXPECT_EQ(2, script.count("SQLExecDirect"));
   }

@@ -1,6 +1,7 @@
 // Connection attributes and options, before and after there is a driver.
 
 #include <cstring>
+#include <optional>
 
 #include "zuodbc/call/entry.h"
 #include "zuodbc/call/text.h"
