@@ -314,6 +314,19 @@ TEST(Scanner, WordsAreComparedTogether) {
   scanner.getToken(token);
   EXPECT_EQ(textOf(token), "x");
   EXPECT_FALSE(scanner.isInSet(token, bytes("\0")));
+
+  // Words compared up to the end of the text: the end stays reached, though the position goes back.
+  ZuScanner reached(bytes("a bb"));
+  reached.getToken(token);
+  EXPECT_FALSE(reached.isEqual(token, bytes("a bb c")));
+  EXPECT_EQ(reached.getCurrentPosition(), 1u);
+  ZuToken next;
+  reached.getToken(next);
+  EXPECT_EQ(next.getTokenType(), scanEnd);
+  reached.unGetToken(token);
+  EXPECT_TRUE(reached.isEqual(token, bytes("a"))) << "the token is still that of one word";
+  reached.getToken(next);
+  EXPECT_EQ(textOf(next), "a");
 }
 
 TEST(Scanner, TokensOfAnAttachedStringChange) {

@@ -204,6 +204,7 @@ void ZuScannerOf<Char>::makeToken(Token& token, const Char* text, unsigned long 
 // The first symbol that is not skipped; null at the end of the text.
 template <class Char>
 const Char* ZuScannerOf<Char>::skipWhiteSpace(bool stopAtFirstChars) {
+  if (has(kAtEnd)) return nullptr;
   const Char* symbol = getSymbol();
   while (symbol && isWhite(symbol) && !(stopAtFirstChars && isMember(validFirstChars, *symbol))) {
     symbol = getSymbol();
@@ -449,7 +450,8 @@ int ZuScannerOf<Char>::changeString(unsigned long begin, unsigned long oldLength
   if (failed) return 1;
   scanText = scanString->asPascalStr();
   scanLength = scanString->getLength();
-  position += text.getLength() - oldLength;
+  // A token after the position can lose more than there is before it.
+  position = position + text.getLength() < oldLength ? 0 : position + text.getLength() - oldLength;
   return 0;
 }
 

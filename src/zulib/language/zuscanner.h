@@ -149,7 +149,8 @@ class ZU_API ZuScannerOf : public ZuObject {
   int parseListZuString(ZuArray* items, unsigned short delimiter);
 
   // 1 if the token, together with as many of the next ones as `text` has words between single blanks, equals
-  // the text; the token then covers all of them. Else 0, with the scanner where it was.
+  // the text; the token then covers all of them. Else 0, with the scanner at its old position; but if the
+  // words were compared up to the end of the text, that end stays reached.
   int isEqual(Token& token, const Char* text);
   int isEqualCi(Token& token, const Char* text);
   int isEqual(Token& token, const Char* text, unsigned long length);

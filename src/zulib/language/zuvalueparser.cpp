@@ -150,6 +150,7 @@ int ZuValueParserOf<Char>::keywordParse() {
   const Char* const first = token.asPascalStr();
   const Char* end = first;
   for (; isCode(scanWord); scanner.getToken(token, searchNormal)) end = token.asPascalStr(token.getLength());
+  dropKeyword();
   keyword = new View(viewOf(first, static_cast<unsigned long>(end - first)));
   if (!keyword) return 1;
   if (!allowDuplicates && attributes.doesExist(keyword) && !isWord(*keyword, kDriver))
