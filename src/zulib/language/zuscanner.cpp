@@ -1,5 +1,6 @@
 #include "zulib/language/zuscanner.h"
 
+#include <array>
 #include <initializer_list>
 
 #include "zulib/text/strcopy.h"
@@ -19,26 +20,42 @@ constexpr bool endsSearchWord(unsigned c) {
   return false;
 }
 
-constexpr bool isAsciiLetter(unsigned c) { return (c | 0x20) - 'a' < 26; }
-
-// White space, letters and digits of ASCII are the same in every locale and code page.
-constexpr bool isAsciiSpace(unsigned c) { return c == ' ' || c - '\t' < 5; }
-
+// White space, letters and digits of ASCII are the same in every locale and code page. Whatever stands in a
+// table of ASCII is one symbol of one unit.
 constexpr unsigned kAsciiEnd = 0x80;
+
+constexpr unsigned char kSpace = 1;
+constexpr unsigned char kLetter = 2;  // or "_"
+constexpr unsigned char kDigit = 4;
+
+// As long as all bytes, for which no test of the range is needed then.
+constexpr unsigned kBytes = 256;
+constexpr std::array<unsigned char, kBytes> kClasses = [] {
+  std::array<unsigned char, kBytes> classes{};
+  for (unsigned c = 0; c < kAsciiEnd; ++c) {
+    if (c == ' ' || c - '\t' < 5) classes[c] = kSpace;
+    if ((c | 0x20) - 'a' < 26 || c == '_') classes[c] = kLetter;
+    if (c - '0' < 10) classes[c] = kDigit;
+  }
+  return classes;
+}();
+
+constexpr bool isAscii(unsigned c, unsigned char classes) { return c < kBytes && kClasses[c] & classes; }
 
 }  // namespace
 
-const OperatorInfo Operators[OperatorCount] = {{op('?')},      {op(',')},      {op('(')},      {op(')')},
-                                               {op('.')},      {op('=')},      {op('=', '=')}, {op('=', '*')},
-                                               {op('=', '<')}, {op('=', '>')}, {op('+')},      {op('+', '+')},
-                                               {op('&')},      {op('&', '&')}, {op('|')},      {op('|', '|')},
-                                               {op('-')},      {op('-', '-')}, {op('/')},      {op('/', '/')},
-                                               {op('*')},      {op('*', '*')}, {op('*', '=')}, {op('>')},
-                                               {op('>', '=')}, {op('<')},      {op('<', '=')}, {op('<', '>')},
-                                               {op('!')},      {op('!', '=')}, {op('!', '<')}, {op('!', '>')},
-                                               {op(';')},      {op(':')},      {op('{')},      {op('}')},
-                                               {op('$')},      {op('#')},      {op('%')},      {op('@')},
-                                               {op('"')},      {op('\'')},     {op('`')},      {0}};
+constexpr OperatorInfo Operators[OperatorCount] = {
+    {op('?')},      {op(',')},      {op('(')},      {op(')')},
+    {op('.')},      {op('=')},      {op('=', '=')}, {op('=', '*')},
+    {op('=', '<')}, {op('=', '>')}, {op('+')},      {op('+', '+')},
+    {op('&')},      {op('&', '&')}, {op('|')},      {op('|', '|')},
+    {op('-')},      {op('-', '-')}, {op('/')},      {op('/', '/')},
+    {op('*')},      {op('*', '*')}, {op('*', '=')}, {op('>')},
+    {op('>', '=')}, {op('<')},      {op('<', '=')}, {op('<', '>')},
+    {op('!')},      {op('!', '=')}, {op('!', '<')}, {op('!', '>')},
+    {op(';')},      {op(':')},      {op('{')},      {op('}')},
+    {op('$')},      {op('#')},      {op('%')},      {op('@')},
+    {op('"')},      {op('\'')},     {op('`')},      {0}};
 
 template <class Char>
 ZuScannerOf<Char>::~ZuScannerOf() = default;
@@ -158,7 +175,7 @@ struct Alone {
 
 template <class Char>
 bool ZuScannerOf<Char>::isWhite(const Char* symbol) const {
-  if (*symbol < kAsciiEnd) return isAsciiSpace(*symbol);
+  if (*symbol < kAsciiEnd) return isAscii(*symbol, kSpace);
   const Alone<Char> alone(symbol, sizeAt(symbol));
   if constexpr (sizeof(Char) == 1) return zuIsWhiteSpace(alone.text, codePage);
   if constexpr (sizeof(Char) == 2) return zuIsWhiteSpace(alone.text);
@@ -167,7 +184,7 @@ bool ZuScannerOf<Char>::isWhite(const Char* symbol) const {
 template <class Char>
 bool ZuScannerOf<Char>::isAlpha(const Char* symbol) const {
   if (has(kAtEnd)) return false;
-  if (*symbol < kAsciiEnd) return isAsciiLetter(*symbol) || *symbol == '_';
+  if (*symbol < kAsciiEnd) return isAscii(*symbol, kLetter);
   const Alone<Char> alone(symbol, sizeAt(symbol));
   if constexpr (sizeof(Char) == 1) return zuIsAlpha(alone.text, codePage);
   if constexpr (sizeof(Char) == 2) return zuIsAlpha(alone.text);
@@ -176,7 +193,7 @@ bool ZuScannerOf<Char>::isAlpha(const Char* symbol) const {
 template <class Char>
 bool ZuScannerOf<Char>::isAlphaNum(const Char* symbol) const {
   if (has(kAtEnd)) return false;
-  if (*symbol < kAsciiEnd) return isAsciiLetter(*symbol) || isDigit(*symbol) || *symbol == '_';
+  if (*symbol < kAsciiEnd) return isAscii(*symbol, kLetter | kDigit);
   const Alone<Char> alone(symbol, sizeAt(symbol));
   if constexpr (sizeof(Char) == 1) return zuIsAlphaNumeric(alone.text, codePage);
   if constexpr (sizeof(Char) == 2) return zuIsAlphaNumeric(alone.text);
@@ -192,19 +209,35 @@ bool ZuScannerOf<Char>::isMember(const String& set, unsigned c) {
 
 template <class Char>
 void ZuScannerOf<Char>::makeToken(Token& token, const Char* text, unsigned long length, ScanCode code) const {
-  if constexpr (sizeof(Char) == 1) {
-    token.initialize(text, length, codePage);
-  } else {
-    token.initialize(text, length);
-  }
-  token.setBegOfToken(static_cast<unsigned long>(text - scanText));
-  token.setScanCode(code);
+  token.set(text, length, static_cast<unsigned long>(text - scanText), code);
+  if constexpr (sizeof(Char) == 1) token.setCodePage(codePage);
+}
+
+// Passes symbols for which `isPassed` holds, which holds for ASCII only, without the work that other symbols
+// need. Returns how many.
+template <class Char>
+template <class IsPassed>
+unsigned long ZuScannerOf<Char>::passAscii(IsPassed isPassed) {
+  const Char* const first = scanText + position;
+  const Char* const end = scanText + scanLength;
+  const Char* symbol = first;
+  while (symbol < end && isPassed(*symbol)) ++symbol;
+  const auto passed = static_cast<unsigned long>(symbol - first);
+  position += passed;
+  return passed;
 }
 
 // The first symbol that is not skipped; null at the end of the text.
 template <class Char>
 const Char* ZuScannerOf<Char>::skipWhiteSpace(bool stopAtFirstChars) {
   if (has(kAtEnd)) return nullptr;
+  if (!stopAtFirstChars || validFirstChars.getLength() == 0) {
+    passAscii([](unsigned c) { return isAscii(c, kSpace); });
+    if (isAsciiNext()) {
+      symbolSize = 1;
+      return scanText + position++;
+    }
+  }
   const Char* symbol = getSymbol();
   while (symbol && isWhite(symbol) && !(stopAtFirstChars && isMember(validFirstChars, *symbol))) {
     symbol = getSymbol();
@@ -221,7 +254,12 @@ void ZuScannerOf<Char>::getToken(Token& token, SearchType search) {
   }
   makeToken(token, symbol, symbolSize, scanNone);
   const unsigned c = *symbol;
-  if (isOpenQuote(c)) {
+  if (isAscii(c, kLetter | kDigit) && !isOpenQuote(c) && c != matchingOpen) {
+    // Most tokens: no other rule can apply.
+    const bool isWord = isAscii(c, kLetter) && search == searchNormal && delimiterChars.getLength() == 0;
+    token.setScanCode(isWord ? scanWord : startOf(symbol, search));
+    run(token);
+  } else if (isOpenQuote(c)) {
     token.setScanCode(scanQuoted);
     getQuotedToken(token, c);
   } else if (c == '(' && has(kMatchParens)) {
@@ -295,6 +333,19 @@ bool ZuScannerOf<Char>::accepts(Token& token, const Char* symbol) const {
 
 template <class Char>
 void ZuScannerOf<Char>::run(Token& token) {
+  const ScanCode code = token.getTokenType();
+  bool isEnd = false;
+  if (code == scanInteger) {
+    token.incTokenSize(passAscii([](unsigned c) { return isDigit(c); }));
+    isEnd = isAsciiNext() && scanText[position] != '.';
+  } else if (code == scanWord && delimiterChars.getLength() == 0) {
+    token.incTokenSize(passAscii([](unsigned c) { return isAscii(c, kLetter | kDigit); }));
+    isEnd = isAsciiNext() && validMiddleChars.getLength() == 0;
+  }
+  if (isEnd) {
+    symbolSize = 0;
+    return;
+  }
   while (const Char* const symbol = getSymbol()) {
     if (!accepts(token, symbol)) {
       unGetSymbol();
@@ -304,27 +355,53 @@ void ZuScannerOf<Char>::run(Token& token) {
   }
 }
 
+namespace {
+
+// The first row of each character of ASCII; OperatorCount if it has none.
+constexpr std::array<unsigned char, kAsciiEnd> kFirstRows = [] {
+  std::array<unsigned char, kAsciiEnd> rows{};
+  for (unsigned c = 0; c < kAsciiEnd; ++c) {
+    unsigned row = 0;
+    while (row < OperatorCount && Operators[row].code != c) ++row;
+    rows[c] = static_cast<unsigned char>(row);
+  }
+  return rows;
+}();
+
+// A unit of UTF-16 can have the code of a row of two characters.
+unsigned firstRowOf(unsigned c) {
+  if (c < kAsciiEnd) return kFirstRows[c];
+  unsigned row = 0;
+  while (row < OperatorCount && Operators[row].code != c) ++row;
+  return row;
+}
+
+}  // namespace
+
 template <class Char>
 void ZuScannerOf<Char>::getOperator(Token& token, unsigned first, unsigned next) {
-  for (const OperatorInfo* row = Operators; row < Operators + OperatorCount; ++row) {
-    if (static_cast<unsigned short>(row->code) != first) continue;
-    for (const OperatorInfo* two = row + 1; two < Operators + OperatorCount && two->getFirstSymbol() == first;
-         ++two) {
-      if (two->getSecondSymbol() != next) continue;
-      getSymbol();
-      token.incTokenSize(1);
-      token.setScanCode(two->getScanCode());
-      return;
-    }
-    token.setScanCode(row->getScanCode());
+  const unsigned row = firstRowOf(first);
+  if (row == OperatorCount) {
+    token.setScanCode(scanOther);
     return;
   }
-  token.setScanCode(scanOther);
+  token.setScanCode(Operators[row].getScanCode());
+  for (const OperatorInfo* two = Operators + row + 1;
+       two < Operators + OperatorCount && two->getFirstSymbol() == first; ++two) {
+    if (two->getSecondSymbol() != next) continue;
+    getSymbol();
+    token.incTokenSize(1);
+    token.setScanCode(two->getScanCode());
+    return;
+  }
 }
 
 template <class Char>
 void ZuScannerOf<Char>::getQuotedToken(Token& token, unsigned quote) {
-  while (const Char* const symbol = getSymbol()) {
+  while (true) {
+    token.incTokenSize(passAscii([quote](unsigned c) { return c < kAsciiEnd && c != quote; }));
+    const Char* const symbol = getSymbol();
+    if (!symbol) break;
     token.incTokenSize(symbolSize);
     if (*symbol != quote) continue;
     if (lookAhead(1) != quote || position >= scanLength) return;
@@ -355,15 +432,23 @@ void ZuScannerOf<Char>::getMatchingSymbols(Token& token, unsigned open, unsigned
 template <class Char>
 void ZuScannerOf<Char>::getComment(Token& token, unsigned first) {
   if (first == '-') {
-    for (const Char* symbol = getSymbol(); symbol && *symbol != '\n'; symbol = getSymbol()) {
+    while (true) {
+      token.incTokenSize(passAscii([](unsigned c) { return c < kAsciiEnd && c != '\n'; }));
+      const Char* const symbol = getSymbol();
+      if (!symbol || *symbol == '\n') return;
       token.incTokenSize(symbolSize);
     }
-    return;
   }
   getSymbol();
   token.incTokenSize(symbolSize);
   unsigned previous = 0;  // not the "*" that opened the comment: "/*/" is not closed
-  while (const Char* const symbol = getSymbol()) {
+  while (true) {
+    if (const unsigned long passed = passAscii([](unsigned c) { return c < kAsciiEnd && c != '/'; })) {
+      token.incTokenSize(passed);
+      previous = scanText[position - 1];
+    }
+    const Char* const symbol = getSymbol();
+    if (!symbol) return;
     token.incTokenSize(symbolSize);
     if (*symbol == '/' && previous == '*') return;
     previous = *symbol;

@@ -192,6 +192,9 @@ class ZU_API ZuScannerOf : public ZuObject {
   static bool isDigit(unsigned c) { return c - '0' < 10; }
   static bool isMember(const String& set, unsigned c);
 
+  bool isAsciiNext() const { return position < scanLength && scanText[position] < 0x80; }
+  template <class IsPassed>
+  unsigned long passAscii(IsPassed isPassed);
   const Char* skipWhiteSpace(bool stopAtFirstChars);
   void makeToken(Token& token, const Char* text, unsigned long length, ScanCode code) const;
   void getMatchingSymbols(Token& token, unsigned open, unsigned close);

@@ -39,6 +39,14 @@ class ZuTokenOf : public View {
   ScanCode getTokenType() const { return scanCode; }
   void setScanCode(ScanCode code) { scanCode = code; }
 
+  // Makes this the token that begins at `begin` of a scan text.
+  void set(const Char* text, unsigned long n, unsigned long begin, ScanCode code) {
+    this->data = const_cast<Char*>(text);
+    this->setLength(n);
+    begOfToken = begin;
+    scanCode = code;
+  }
+
   void incTokenSize(unsigned long n) { this->length += n; }
   void setTokenSize(unsigned long n) { this->length = n; }
 
@@ -62,6 +70,8 @@ class ZuToken : public ZuTokenOf<ZuSubString, unsigned char> {
   explicit ZuToken(zuCPType cp) : ZuTokenOf(0UL, cp) {}
   ZuToken(const unsigned char* text, unsigned long length, unsigned long begin, zuCPType cp)
       : ZuTokenOf(begin, text, length, cp) {}
+
+  void setCodePage(zuCPType cp) { codePage = cp; }
 };
 
 class ZuTokenW : public ZuTokenOf<ZuSubStringW, unsigned short> {
