@@ -113,6 +113,36 @@ class Model {
     return cut(one || c == 0 ? c : scanOther);
   }
 
+  // The next item of a list. No item is known (nullopt) of which the group that the text ends in cuts a
+  // symbol.
+  std::optional<Cut> nextItem(unsigned delimiter) {
+    while (at < text.size() && text[at].white) ++at;
+    begin = at;
+    if (at == text.size()) return cut(scanEnd);
+    if (text[at].unit == delimiter) return cut(scanNone);
+    unsigned quote = isQuote(text[at].unit) ? text[at].unit : 0;
+    ++at;
+    ScanCode code = scanDelimited;
+    while (at < text.size()) {
+      const unsigned c = text[at].unit;
+      if (!quote && c == delimiter && (c != '(' || !(o.parens || o.brackets))) break;
+      ++at;
+      if (c == '(' && (o.parens || o.brackets)) {
+        const bool isClosed = o.parens ? group('(', ')') == scanQuoted : group('{', '}') == scanQuoted;
+        if (!isClosed) code = scanUnterminated;
+      } else if (c == quote) {
+        quote = 0;
+      } else if (isQuote(c)) {
+        quote = c;
+      }
+    }
+    // The "(" of a group that is not closed is not counted.
+    if (code == scanUnterminated && text[at - 1].size != 1) return std::nullopt;
+    std::size_t end = at - (code == scanUnterminated ? 1 : 0);
+    while (text[end - 1].white) --end;
+    return Cut{code, offsets[begin], offsets[end] - offsets[begin]};
+  }
+
  private:
   static bool isQuote(unsigned c) { return c == '\'' || c == '"' || c == '`'; }
   static bool isDigit(unsigned c) { return c >= '0' && c <= '9'; }
@@ -158,6 +188,8 @@ const std::vector<std::string> kPieces = {
     "a", "Z", "_", "7", "0",  ".",  "1.5", " ", "\t", "\n",  "'",  "\"", "`",  "''",   "(",    ")",
     "{", "}", "<", ">", "--", "/*", "*/",  "/", "*",  "(+)", "=",  "==", "=*", "!",    "!=",   "&",
     "|", ",", ";", ":", "$",  "#",  "%",   "@", "?",  "^",   "\\", "+",  "~",  "word", "GROUP"};
+
+constexpr unsigned kDelimiters[] = {',', ';', '('};
 
 template <class Char>
 std::basic_string<Char> of(const std::string& s) {
@@ -221,6 +253,17 @@ void compareWithModel(const std::vector<std::basic_string<Char>>& pieces, unsign
     Token token;
     std::string trail;
     for (Cut expected{}; expected.code != scanEnd;) {
+      if (random() % 8 == 0) {
+        const unsigned delimiter = kDelimiters[random() % 3];
+        const std::optional<Cut> item = model.nextItem(delimiter);
+        if (!item) break;
+        scanner->getDelimitedToken(token, static_cast<unsigned short>(delimiter));
+        const Cut got{static_cast<unsigned long>(token.getTokenType()), token.getBegOfToken(),
+                      token.getLength()};
+        ASSERT_EQ(got, *item) << "round " << round << ", options " << bits << "\n"
+                              << testing::PrintToString(text) << "\n"
+                              << trail;
+      }
       const auto search = static_cast<SearchType>(random() % 8 < 6 ? 0 : 1 + random() % 2);
       expected = model.next(search);
       scanner->getToken(token, search);

@@ -476,12 +476,20 @@ void ZuScannerOf<Char>::getDelimitedToken(Token& token, unsigned short delimiter
   }
   makeToken(token, symbol, symbolSize, scanDelimited);
   unsigned quote = isOpenQuote(*symbol) ? *symbol : kNone;
-  while ((symbol = getSymbol())) {
+  bool isAsciiOnly = *symbol < kAsciiEnd;
+  while (true) {
+    token.incTokenSize(passAscii([this, quote, delimiter](unsigned c) {
+      return c < kAsciiEnd && c != '(' && !isOpenQuote(c) && (c != delimiter || quote != kNone);
+    }));
+    symbol = getSymbol();
+    if (!symbol) break;
     const unsigned c = *symbol;
     if (c == '(' && has(kMatchParens)) {
       getMatchingSymbols(token, '(', ')');
+      isAsciiOnly = false;  // not known
     } else if (c == '(' && has(kMatchBrackets)) {
       getMatchingSymbols(token, '{', '}');
+      isAsciiOnly = false;
     } else if (c == quote) {
       quote = kNone;
     } else if (isOpenQuote(c)) {
@@ -491,20 +499,26 @@ void ZuScannerOf<Char>::getDelimitedToken(Token& token, unsigned short delimiter
       break;
     }
     token.incTokenSize(symbolSize);
+    if (c >= kAsciiEnd) isAsciiOnly = false;
   }
-  trimEnd(token);
+  trimEnd(token, isAsciiOnly);
 }
 
-// Cuts the white space off the end of the token.
+// Cuts the white space off the end of the token. Only a text of ASCII can be read from its end.
 template <class Char>
-void ZuScannerOf<Char>::trimEnd(Token& token) const {
+void ZuScannerOf<Char>::trimEnd(Token& token, bool isAsciiOnly) const {
   const Char* const begin = token.asPascalStr();
-  const Char* const end = begin + token.getLength();
-  const Char* last = begin;
-  for (const Char* symbol = begin; symbol < end; symbol += sizeAt(symbol)) {
-    if (!isWhite(symbol)) last = symbol + sizeAt(symbol);
+  const Char* end = begin + token.getLength();
+  if (isAsciiOnly) {
+    while (end > begin && isAscii(end[-1], kSpace)) --end;
+  } else {
+    const Char* last = begin;
+    for (const Char* symbol = begin; symbol < end; symbol += sizeAt(symbol)) {
+      if (!isWhite(symbol)) last = symbol + sizeAt(symbol);
+    }
+    end = last;
   }
-  token.setTokenSize(static_cast<unsigned long>(last - begin));
+  token.setTokenSize(static_cast<unsigned long>(end - begin));
 }
 
 template <class Char>

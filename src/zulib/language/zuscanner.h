@@ -204,7 +204,7 @@ class ZU_API ZuScannerOf : public ZuObject {
   bool accepts(Token& token, const Char* symbol) const;
   void run(Token& token);
   void getOperator(Token& token, unsigned first, unsigned next);
-  void trimEnd(Token& token) const;
+  void trimEnd(Token& token, bool isAsciiOnly) const;
   template <class Item>
   int splitList(ZuArray* items, unsigned short delimiter, Item makeItem);
   template <class Equal>

@@ -153,7 +153,8 @@ int ZuValueParserOf<Char>::keywordParse() {
   dropKeyword();
   keyword = new View(viewOf(first, static_cast<unsigned long>(end - first)));
   if (!keyword) return 1;
-  if (!allowDuplicates && attributes.doesExist(keyword) && !isWord(*keyword, kDriver))
+  isRepeated = attributes.doesExist(keyword);
+  if (isRepeated && !allowDuplicates && !isWord(*keyword, kDriver))
     return failWith(ZU_TEXT_KEYWORD_TWICE, token, nullptr);
   return 0;
 }
@@ -163,7 +164,7 @@ template <class Char>
 int ZuValueParserOf<Char>::valueParse() {
   const bool isDropped = (firstKeyword == FirstKeyword::Driver && isWord(*keyword, kDsn)) ||
                          (firstKeyword == FirstKeyword::Dsn && isWord(*keyword, kDriver));
-  if (!isDropped && !attributes.doesExist(keyword)) {
+  if (!isDropped && !isRepeated) {
     View* const value = new View(token);
     if (!value) return 1;
     if (attributes.addAssoc(keyword, value)) {

@@ -132,6 +132,7 @@ class ZU_API ZuValueParserOf : public ZuObject {
   typename ZuAttributesOf<Char>::Dictionary attributes;
   Token token;              // the current one
   View* keyword = nullptr;  // being parsed; owned until it goes to `attributes`
+  bool isRepeated = false;  // it is in `attributes` already
   ZuBitArray usedFlags;     // one bit for each attribute
   unsigned long unusedIndex = 0;
   unsigned allowDuplicates;
