@@ -163,4 +163,43 @@ LC_ALL=C sort -k 1,1nr -k 2,2 "$scratch/expected" | sed -n 1,20p >"$scratch/top"
 "$scratch/tree/zuwords" --top 20 <"$scratch/text" | cmp -s "$scratch/top" || fail "zuwords --top 20 ranks otherwise"
 pass "the counter of words"
 
+# Text between code pages, there and back, in pieces of several sizes, as the system's iconv converts it.
+python3 - "$scratch" <<'PYTHON'
+import random, sys
+random.seed(3)
+for name, letters in {"latin": "aB7~\näßéñöø", "han": "日本語の文字を変換するカナ中国 x\n", "cyrillic": "Привет x\n"}.items():
+    with open(f"{sys.argv[1]}/{name}", "w", encoding="utf-8") as file:
+        file.write("".join(random.choices(letters, k=50000)))
+PYTHON
+zuconv=$scratch/zuconv/zuconv
+while read -r text page names; do
+  iconv -f UTF-8 -t "$page" "$scratch/$text" >"$scratch/encoded"
+  for name in $names; do
+    for piece in 16 1001 64K; do
+      "$zuconv" --from UTF-8 --to "$name" --piece $piece <"$scratch/$text" | cmp -s "$scratch/encoded" ||
+        fail "zuconv --to $name --piece $piece converts otherwise than iconv"
+      "$zuconv" --from "$name" --to 106 --piece $piece <"$scratch/encoded" | cmp -s "$scratch/$text" ||
+        fail "zuconv --from $name --piece $piece converts otherwise than iconv"
+    done
+  done
+done <<'PAGES'
+latin ISO-8859-1 4 latin1
+latin WINDOWS-1252 2252
+latin UTF-8 106
+han UTF-16LE 1014
+han UTF-16BE utf-16be
+han EUC-JP 18
+han GB18030 gb18030
+cyrillic KOI8-R 2084
+cyrillic ISO-8859-5 8
+PAGES
+output=$(echo 日 | in_english "$zuconv" --from utf-8 --to 4 --report error) && fail "a character that Latin-1 lacks is no error"
+grep -q 'HY000: The text could not be converted' <<<"$output" || fail "zuconv printed: $output"
+output=$(echo 日 | in_english "$zuconv" --from utf-8 --to 4) || fail "zuconv ended with an error: $output"
+grep -q '01000: A character' <<<"$output" || fail "zuconv printed: $output"
+[ "$(echo 日 | in_english "$zuconv" --from utf-8 --to 4 --report none)" = $'\x1a' ] || fail "zuconv --report none warns"
+output=$(in_english "$zuconv" --from nowhere --to 4 </dev/null) && fail "a page that does not exist"
+grep -q 'there is no code page nowhere' <<<"$output" || fail "zuconv printed: $output"
+pass "the converter of text"
+
 echo "$passed passed, 0 failed"
