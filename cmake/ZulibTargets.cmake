@@ -26,6 +26,14 @@ function(zulib_shared target map)
   endif()
 endfunction()
 
+# A link of another name to a shared library, in a directory of its own that only LD_LIBRARY_PATH leads to.
+function(zulib_compat_name target name)
+  set(directory "${CMAKE_LIBRARY_OUTPUT_DIRECTORY}/compat")
+  file(MAKE_DIRECTORY "${directory}")
+  file(CREATE_LINK "../lib${target}.so.${PROJECT_VERSION_MAJOR}" "${directory}/${name}" SYMBOLIC)
+  install(FILES "${directory}/${name}" DESTINATION ${CMAKE_INSTALL_LIBDIR}/compat)
+endfunction()
+
 # A GoogleTest program of every source in tests/NAME, linked with the given archives. It runs as one, since
 # its fixtures (a database server among them) are made once for all its tests.
 function(zulib_test name)

@@ -131,7 +131,7 @@ class ZU_API DMHandle {
 class ZU_API DMEnv : public DMHandle {
  public:
   long odbcVersion = 0;  // SQL_ATTR_ODBC_VERSION: SQL_OV_ODBC2, SQL_OV_ODBC3; 0 until set
-  int utf8Mode = 1;      // 1: applications speak the locale's encoding
+  int utf8Mode = 1;      // 1: applications speak the locale's encoding; 0 once one has spoken UTF-16
 
   DMEnv();
   ~DMEnv() override;
@@ -167,10 +167,14 @@ class ZU_API DMConn : public DMHandle {
   // The re-entrance mark on the connection: 1 sets, 0 takes it back.
   void CursorLibLockDbc(int mark);
 
+<<<<<<< HEAD
   // `hasOpenResult`, which statements of several threads set and ask for.
   bool isResultOpen() const { return __atomic_load_n(&hasOpenResult, __ATOMIC_RELAXED) != 0; }
   void setResultOpen(bool isOpen) { __atomic_store_n(&hasOpenResult, isOpen, __ATOMIC_RELAXED); }
 
+=======
+  // Whether text between the cursor library and the driver manager is UTF-8, because the driver takes UTF-16.
+>>>>>>> 9a9defb (Wide and A entry points: one description of a function's texts, from which they cross between application, cursor library and driver)
   virtual int isUTF8Driver() const;
   virtual int isUTF8DriverIgnoringCursorLib() const;
   virtual int isUTF8EnvAttr() const;
@@ -307,7 +311,10 @@ class ZU_API DMStmt : public DMHandle {
   // The re-entrance mark on the statement.
   void CursorLibLockStmt(int mark);
 
-  virtual int isUTF8App() const { return !conn || !conn->env || (conn->env->utf8Mode != 1 && unicodeApp); }
+  virtual int isUTF8App() const {
+    return !conn || !conn->env ||
+           (__atomic_load_n(&conn->env->utf8Mode, __ATOMIC_RELAXED) != 1 && unicodeApp);
+  }
   virtual int isUTF8Driver() const { return conn ? conn->isUTF8Driver() : 1; }
   virtual int isUTF8DriverIgnoringCursorLib() const {
     return conn ? conn->isUTF8DriverIgnoringCursorLib() : 1;

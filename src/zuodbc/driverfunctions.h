@@ -5,6 +5,7 @@
 
 #include <sql.h>
 #include <sqlext.h>
+#include <sqlucode.h>
 
 // Every function that a driver may export, by its standard name.
 // clang-format off
@@ -24,11 +25,25 @@
   X(SQLSetDescField) X(SQLSetDescRec) X(SQLSetEnvAttr) X(SQLSetParam) X(SQLSetPos)             \
   X(SQLSetScrollOptions) X(SQLSetStmtAttr) X(SQLSetStmtOption) X(SQLSpecialColumns)            \
   X(SQLStatistics) X(SQLTablePrivileges) X(SQLTables) X(SQLTransact)
+
+// Those that have a wide form beside the narrow one.
+#define ZU_DRIVER_TEXT_FUNCTIONS(X)                                                            \
+  X(SQLBrowseConnect) X(SQLColAttribute) X(SQLColAttributes) X(SQLColumnPrivileges)            \
+  X(SQLColumns) X(SQLConnect) X(SQLDescribeCol) X(SQLDriverConnect) X(SQLError)                \
+  X(SQLExecDirect) X(SQLForeignKeys) X(SQLGetConnectAttr) X(SQLGetConnectOption)               \
+  X(SQLGetCursorName) X(SQLGetDescField) X(SQLGetDescRec) X(SQLGetDiagField) X(SQLGetDiagRec)  \
+  X(SQLGetInfo) X(SQLGetStmtAttr) X(SQLGetTypeInfo) X(SQLNativeSql) X(SQLPrepare)              \
+  X(SQLPrimaryKeys) X(SQLProcedureColumns) X(SQLProcedures) X(SQLSetConnectAttr)               \
+  X(SQLSetConnectOption) X(SQLSetCursorName) X(SQLSetDescField) X(SQLSetStmtAttr)              \
+  X(SQLSpecialColumns) X(SQLStatistics) X(SQLTablePrivileges) X(SQLTables)
 // clang-format on
 
 struct DMDriverFunctions {
 #define ZU_DRIVER_FUNCTION(name) decltype(&::name) name = nullptr;
   ZU_DRIVER_FUNCTIONS(ZU_DRIVER_FUNCTION)
+#undef ZU_DRIVER_FUNCTION
+#define ZU_DRIVER_FUNCTION(name) decltype(&::name##W) name##W = nullptr;
+  ZU_DRIVER_TEXT_FUNCTIONS(ZU_DRIVER_FUNCTION)
 #undef ZU_DRIVER_FUNCTION
 
   // True when the driver has the calls with which a descriptor can be copied.

@@ -251,6 +251,12 @@ ZU_API SQLRETURN SQL_API SQLAllocHandle(SQLSMALLINT type, SQLHANDLE input, SQLHA
   }
 }
 
+// What the standard calls SQLAllocHandle has no other way to say the version.
+ZU_API SQLRETURN SQL_API SQLAllocHandleStd(SQLSMALLINT type, SQLHANDLE input, SQLHANDLE* out) {
+  if (type != SQL_HANDLE_ENV) return SQLAllocHandle(type, input, out);
+  return out ? allocateEnvironment(out, SQL_OV_ODBC3) : SQL_ERROR;
+}
+
 ZU_API SQLRETURN SQL_API SQLAllocEnv(SQLHENV* out) {
   return out ? allocateEnvironment(out, SQL_OV_ODBC2) : SQL_ERROR;
 }

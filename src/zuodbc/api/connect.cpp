@@ -1,9 +1,11 @@
 // SQLConnect, SQLDriverConnect, SQLBrowseConnect.
 
+#include "zuodbc/call/arguments.h"
+#include "zuodbc/call/crossing.h"
 #include "zuodbc/call/entry.h"
-#include "zuodbc/call/text.h"
 #include "zuodbc/call/values.h"
 #include "zuodbc/driver/attach.h"
+#include "zuodbc/sources/codepage.h"
 #include "zuodbc/sources/connectionstring.h"
 #include "zuodbc/sources/datasource.h"
 
@@ -11,7 +13,8 @@ using namespace dm;
 
 namespace {
 
-SQLSMALLINT length16(const std::string& text) { return static_cast<SQLSMALLINT>(text.size()); }
+using In = TextIn<SQLSMALLINT>;
+using Out = TextOut<SQLSMALLINT>;
 
 // The longest text that fits the 16-bit length of the connect functions.
 constexpr size_t kLongestText = 32767;
@@ -55,10 +58,10 @@ class Attachment {
 // What the connect functions share around their own driver call. `connect` returns the driver's code, or
 // kDriverLacksFunction.
 template <class Connect>
-SQLRETURN connectThrough(DMConn& conn, Api api, const std::string& library, const std::string& dataSource,
-                         Connect&& connect) {
+SQLRETURN connectThrough(DMConn& conn, Api api, Form form, const std::string& library,
+                         const std::string& dataSource, Connect&& connect) {
   Attachment attachment(conn);
-  const SQLRETURN attached = attachDriver(conn, library);
+  const SQLRETURN attached = attachDriver(conn, library, form == Form::Wide);
   if (!SQL_SUCCEEDED(attached)) return attached;
   conn.state->dataSource = dataSource;
   const SQLRETURN rc = attachment.conclude(askDriver(conn, *conn.driverFunctions, api, connect), api);
@@ -79,21 +82,26 @@ std::string resolveDataSource(DMConn& conn, const std::string& name, std::string
   return {};
 }
 
+// What SQLConnect is given, as readText keeps it: in one of the forms Narrow and Utf8.
+struct Credentials {
+  std::string name, user, password;
+  Form form;
+};
+
 // A driver without SQLConnect gets the same as a connection string.
-SQLRETURN connectByName(DMConn& conn, const DMDriverFunctions& driver, std::string& name, std::string& user,
-                        std::string& password) {
-  if (driver.SQLConnect) {
-    return ask(driver.SQLConnect, conn.driverHandle, bytes(name), length16(name), bytes(user), length16(user),
-               bytes(password), length16(password));
-  }
-  std::string text = "DSN=" + quoteValue(name);
-  if (!user.empty()) text += ";UID=" + quoteValue(user);
-  if (!password.empty()) text += ";PWD=" + quoteValue(password);
+SQLRETURN connectByName(DMConn& conn, const DMDriverFunctions& driver, const Credentials& given) {
+  const auto entries = DM_ENTRIES(driver, SQLConnect);
+  const auto held = [&](const std::string& text) { return heldIn<SQLSMALLINT>(text, given.form); };
+  if (entries)
+    return askText(conn, entries, conn.driverHandle, held(given.name), held(given.user),
+                   held(given.password));
+  std::string text = "DSN=" + quoteValue(given.name);
+  if (!given.user.empty()) text += ";UID=" + quoteValue(given.user);
+  if (!given.password.empty()) text += ";PWD=" + quoteValue(given.password);
   SQLSMALLINT length = 0;
-  SQLCHAR out[1024];
-  return ask(driver.SQLDriverConnect, conn.driverHandle, SQLHWND(nullptr), bytes(text), length16(text),
-             &out[0], static_cast<SQLSMALLINT>(sizeof out), &length,
-             static_cast<SQLUSMALLINT>(SQL_DRIVER_NOPROMPT));
+  char out[1024];
+  return askText(conn, DM_ENTRIES(driver, SQLDriverConnect), conn.driverHandle, SQLHWND(nullptr), held(text),
+                 Out{out, sizeof out, &length, given.form}, static_cast<SQLUSMALLINT>(SQL_DRIVER_NOPROMPT));
 }
 
 // What a connection string says about where to go.
@@ -126,64 +134,72 @@ bool findDestination(DMConn& conn, const ConnectionString& attributes, Destinati
   return true;
 }
 
-bool readDestination(DMConn& conn, const SQLCHAR* in, SQLSMALLINT inLength, std::string& text,
-                     ConnectionString& attributes, Destination& destination) {
-  if (!readText(conn, in, inLength, text)) return false;
+// A connection string on its way to the driver: the caller's own, unless something had to be put before it.
+struct Request {
+  In given;
+  std::string text;  // as readText keeps it
+  bool isChanged = false;
+  ConnectionString attributes;
+  Destination destination;
+
+  In forDriver() const { return isChanged ? heldIn<SQLSMALLINT>(text, keptForm(given.form)) : given; }
+};
+
+bool readDestination(DMConn& conn, Request& request) {
+  std::string& text = request.text;
+  if (!readText(conn, request.given, text)) return false;
   if (text.size() > kLongestText) {
     postError(conn, "HY090");
     return false;
   }
   std::string why;
-  if (!attributes.parse(text, why)) {
+  if (!request.attributes.parse(text, why)) {
     postError(conn, "HY000", why);
     return false;
   }
-  if (!findDestination(conn, attributes, destination)) return false;
-  if (!attributes.find("DSN") && !attributes.find("DRIVER")) {
+  Destination& destination = request.destination;
+  if (!findDestination(conn, request.attributes, destination)) return false;
+  if (!request.attributes.find("DSN") && !request.attributes.find("DRIVER")) {
     text = "DSN=" + destination.dataSource + (text.empty() ? "" : ";") + text;
+    request.isChanged = true;
   }
+  // Null is an empty string to the driver manager, but not to every driver.
+  if (!request.given.text) request.isChanged = true;
+  useCodePage(conn, codePageOf(text, destination.dataSource));
   return true;
 }
 
-struct OutText {
-  SQLCHAR* text;
-  SQLSMALLINT size;
-  SQLSMALLINT* length;
-};
-
-SQLRETURN driverConnect(DMConn& conn, const DMDriverFunctions& driver, std::string& text,
-                        const ConnectionString& attributes, const OutText& out, SQLHWND window,
-                        SQLUSMALLINT completion) {
-  if (driver.SQLDriverConnect) {
-    return ask(driver.SQLDriverConnect, conn.driverHandle, window, bytes(text), length16(text), out.text,
-               out.size, out.length, completion);
-  }
+SQLRETURN driverConnect(DMConn& conn, const DMDriverFunctions& driver, const Request& request, const Out& out,
+                        SQLHWND window, SQLUSMALLINT completion) {
+  const auto entries = DM_ENTRIES(driver, SQLDriverConnect);
+  if (entries) return askText(conn, entries, conn.driverHandle, window, request.forDriver(), out, completion);
   const auto value = [&](const char* keyword) {
-    return attributes.find(keyword) ? *attributes.find(keyword) : std::string();
+    const std::string* found = request.attributes.find(keyword);
+    return found ? *found : std::string();
   };
-  std::string name = value("DSN"), user = value("UID"), password = value("PWD");
-  if (name.empty()) return kDriverLacksFunction;
-  const SQLRETURN rc = connectByName(conn, driver, name, user, password);
-  if (SQL_SUCCEEDED(rc) && !copyText(text, out.text, out.size, out.length)) {
+  const Credentials credentials{value("DSN"), value("UID"), value("PWD"), keptForm(request.given.form)};
+  if (credentials.name.empty()) return kDriverLacksFunction;
+  const SQLRETURN rc = connectByName(conn, driver, credentials);
+  if (SQL_SUCCEEDED(rc) &&
+      copyText(&conn, request.text, pageOf(&conn, keptForm(request.given.form)), out) == Copied::Cut) {
     postError(conn, "01004");
     return kWarnedHere;
   }
   return rc;
 }
 
-SQLRETURN browse(DMConn& conn, SQLCHAR* in, SQLSMALLINT inLength, const OutText& out) {
-  std::string text;
-  ConnectionString attributes;
-  Destination destination;
+SQLRETURN browse(DMConn& conn, const In& in, const Out& out) {
+  Request request{in, {}, false, {}, {}};
   const auto work = [&](DMConn& conn, const DMDriverFunctions& driver) {
-    return ask(driver.SQLBrowseConnect, conn.driverHandle, bytes(text), length16(text), out.text, out.size,
-               out.length);
+    return askText(conn, DM_ENTRIES(driver, SQLBrowseConnect), conn.driverHandle, request.forDriver(), out);
   };
   if (!conn.state->browsing) {
-    if (!readDestination(conn, in, inLength, text, attributes, destination)) return SQL_ERROR;
-    return connectThrough(conn, Api::BrowseConnect, destination.library, destination.dataSource, work);
+    if (!readDestination(conn, request)) return SQL_ERROR;
+    return connectThrough(conn, Api::BrowseConnect, in.form, request.destination.library,
+                          request.destination.dataSource, work);
   }
-  if (!readText(conn, in, inLength, text)) return SQL_ERROR;
+  if (!readText(conn, in, request.text)) return SQL_ERROR;
+  request.isChanged = !in.text;
   Attachment attachment(conn);
   return attachment.conclude(askDriver(conn, *conn.driverFunctions, Api::BrowseConnect, work),
                              Api::BrowseConnect);
@@ -198,53 +214,92 @@ bool isFree(DMConn& conn, Api api) {
   return true;
 }
 
+// Before there is a driver, texts are as the application's: UTF-8 of a wide one.
+void speakAs(DMConn& conn, Form form) {
+  if (!conn.state->browsing) conn.state->isWide = form == Form::Wide;
+  if (form == Form::Wide) __atomic_store_n(&conn.env->utf8Mode, 0, __ATOMIC_RELAXED);
+}
+
+SQLRETURN connect(SQLHDBC handle, const In& name, const In& user, const In& password) {
+  return callOwn(findConnection(handle), Api::Connect, [&](DMConn& conn) -> SQLRETURN {
+    if (!isFree(conn, Api::Connect)) return SQL_ERROR;
+    speakAs(conn, name.form);
+    Credentials given{{}, {}, {}, keptForm(name.form)};
+    std::string driver;
+    if (!readText(conn, name, given.name) || !readText(conn, user, given.user) ||
+        !readText(conn, password, given.password))
+      return SQL_ERROR;
+    if (std::max(given.user.size(), given.password.size()) > kLongestText) return fail(conn, "HY090");
+    given.name = resolveDataSource(conn, given.name, driver);
+    if (given.name.empty()) return SQL_ERROR;
+    useCodePage(conn, codePageOf({}, given.name));
+    return connectThrough(
+        conn, Api::Connect, name.form, libraryOfDriver(driver), given.name,
+        [&](DMConn& conn, const DMDriverFunctions& driver) { return connectByName(conn, driver, given); });
+  });
+}
+
+SQLRETURN connectByString(SQLHDBC handle, SQLHWND window, const In& in, const Out& out,
+                          SQLUSMALLINT completion) {
+  return callOwn(findConnection(handle), Api::DriverConnect, [&](DMConn& conn) -> SQLRETURN {
+    Request request{in, {}, false, {}, {}};
+    if (!isFree(conn, Api::DriverConnect)) return SQL_ERROR;
+    if (completion > SQL_DRIVER_COMPLETE_REQUIRED) return fail(conn, "HY110");
+    if (const char* wrong = checkSize(out)) return fail(conn, wrong);
+    speakAs(conn, in.form);
+    if (!readDestination(conn, request)) return SQL_ERROR;
+    return connectThrough(conn, Api::DriverConnect, in.form, request.destination.library,
+                          request.destination.dataSource, [&](DMConn& conn, const DMDriverFunctions& driver) {
+                            return driverConnect(conn, driver, request, out, window, completion);
+                          });
+  });
+}
+
+SQLRETURN browseConnect(SQLHDBC handle, const In& in, const Out& out) {
+  return callOwn(findConnection(handle), Api::BrowseConnect, [&](DMConn& conn) -> SQLRETURN {
+    if (!isFree(conn, Api::BrowseConnect)) return SQL_ERROR;
+    if (const char* wrong = checkSize(out)) return fail(conn, wrong);
+    speakAs(conn, in.form);
+    return browse(conn, in, out);
+  });
+}
+
 }  // namespace
 
 extern "C" {
 
 ZU_API SQLRETURN SQL_API SQLConnect(SQLHDBC handle, SQLCHAR* name, SQLSMALLINT nameLength, SQLCHAR* user,
                                     SQLSMALLINT userLength, SQLCHAR* password, SQLSMALLINT passwordLength) {
-  return callOwn(findConnection(handle), Api::Connect, [&](DMConn& conn) -> SQLRETURN {
-    std::string nameText, userText, passwordText, driver;
-    if (!isFree(conn, Api::Connect) || !readText(conn, name, nameLength, nameText) ||
-        !readText(conn, user, userLength, userText) ||
-        !readText(conn, password, passwordLength, passwordText))
-      return SQL_ERROR;
-    if (std::max(userText.size(), passwordText.size()) > kLongestText) return fail(conn, "HY090");
-    std::string dataSource = resolveDataSource(conn, nameText, driver);
-    if (dataSource.empty()) return SQL_ERROR;
-    return connectThrough(conn, Api::Connect, libraryOfDriver(driver), dataSource,
-                          [&](DMConn& conn, const DMDriverFunctions& driver) {
-                            return connectByName(conn, driver, dataSource, userText, passwordText);
-                          });
-  });
+  return connect(handle, textIn(name, nameLength), textIn(user, userLength),
+                 textIn(password, passwordLength));
 }
+ZU_API SQLRETURN SQL_API SQLConnectW(SQLHDBC handle, SQLWCHAR* name, SQLSMALLINT nameLength, SQLWCHAR* user,
+                                     SQLSMALLINT userLength, SQLWCHAR* password, SQLSMALLINT passwordLength) {
+  return connect(handle, textIn(name, nameLength), textIn(user, userLength),
+                 textIn(password, passwordLength));
+}
+DM_ALIAS(SQLConnect);
 
 ZU_API SQLRETURN SQL_API SQLDriverConnect(SQLHDBC handle, SQLHWND window, SQLCHAR* in, SQLSMALLINT inLength,
                                           SQLCHAR* out, SQLSMALLINT outSize, SQLSMALLINT* outLength,
                                           SQLUSMALLINT completion) {
-  return callOwn(findConnection(handle), Api::DriverConnect, [&](DMConn& conn) -> SQLRETURN {
-    std::string text;
-    ConnectionString attributes;
-    Destination destination;
-    if (!isFree(conn, Api::DriverConnect)) return SQL_ERROR;
-    if (completion > SQL_DRIVER_COMPLETE_REQUIRED) return fail(conn, "HY110");
-    if (outSize < 0) return fail(conn, "HY090");
-    if (!readDestination(conn, in, inLength, text, attributes, destination)) return SQL_ERROR;
-    return connectThrough(
-        conn, Api::DriverConnect, destination.library, destination.dataSource,
-        [&](DMConn& conn, const DMDriverFunctions& driver) {
-          return driverConnect(conn, driver, text, attributes, {out, outSize, outLength}, window, completion);
-        });
-  });
+  return connectByString(handle, window, textIn(in, inLength), textOut(out, outSize, outLength), completion);
 }
+ZU_API SQLRETURN SQL_API SQLDriverConnectW(SQLHDBC handle, SQLHWND window, SQLWCHAR* in, SQLSMALLINT inLength,
+                                           SQLWCHAR* out, SQLSMALLINT outSize, SQLSMALLINT* outLength,
+                                           SQLUSMALLINT completion) {
+  return connectByString(handle, window, textIn(in, inLength), textOut(out, outSize, outLength), completion);
+}
+DM_ALIAS(SQLDriverConnect);
 
 ZU_API SQLRETURN SQL_API SQLBrowseConnect(SQLHDBC handle, SQLCHAR* in, SQLSMALLINT inLength, SQLCHAR* out,
                                           SQLSMALLINT outSize, SQLSMALLINT* outLength) {
-  return callOwn(findConnection(handle), Api::BrowseConnect, [&](DMConn& conn) -> SQLRETURN {
-    if (!isFree(conn, Api::BrowseConnect)) return SQL_ERROR;
-    if (outSize < 0) return fail(conn, "HY090");
-    return browse(conn, in, inLength, {out, outSize, outLength});
-  });
+  return browseConnect(handle, textIn(in, inLength), textOut(out, outSize, outLength));
 }
+ZU_API SQLRETURN SQL_API SQLBrowseConnectW(SQLHDBC handle, SQLWCHAR* in, SQLSMALLINT inLength, SQLWCHAR* out,
+                                           SQLSMALLINT outSize, SQLSMALLINT* outLength) {
+  return browseConnect(handle, textIn(in, inLength), textOut(out, outSize, outLength));
 }
+DM_ALIAS(SQLBrowseConnect);
+
+}  // extern "C"

@@ -3,8 +3,8 @@
 #include <cstring>
 #include <optional>
 
+#include "zuodbc/call/crossing.h"
 #include "zuodbc/call/entry.h"
-#include "zuodbc/call/text.h"
 #include "zuodbc/driver/connectionattributes.h"
 
 using namespace dm;
@@ -20,14 +20,19 @@ bool isOwn(SQLINTEGER attribute) {
 SQLINTEGER optionLength(SQLUSMALLINT option) { return isTextAttribute(option) ? SQL_NTS : SQL_IS_UINTEGER; }
 
 // A text of the standard must be there, with a length that can be one.
-const char* checkValue(SQLINTEGER attribute, SQLPOINTER value, SQLINTEGER length) {
+const char* checkValue(SQLINTEGER attribute, const TextIn<SQLINTEGER>& value) {
   if (!isTextAttribute(attribute)) return nullptr;
-  if (!value) return "HY009";
-  return length < 0 && length != SQL_NTS ? "HY090" : nullptr;
+  if (!value.text) return "HY009";
+  return value.length < 0 && value.length != SQL_NTS ? "HY090" : nullptr;
 }
 
-SQLRETURN setOwn(DMConn& conn, SQLINTEGER attribute, SQLPOINTER value, SQLINTEGER length) {
-  const SQLULEN number = asNumber(value);
+const char* checkBuffer(SQLINTEGER attribute, const TextOut<SQLINTEGER>& out) {
+  const bool isOdd = isTextAttribute(attribute) && out.form == Form::Wide && out.buffer && out.size % 2 != 0;
+  return isOdd ? "HY090" : nullptr;
+}
+
+SQLRETURN setOwn(DMConn& conn, SQLINTEGER attribute, const TextIn<SQLINTEGER>& value) {
+  const auto number = reinterpret_cast<SQLULEN>(value.text);
   switch (attribute) {
     case SQL_ATTR_ODBC_CURSORS:
       if (conn.state->connected || conn.state->browsing) return fail(conn, "08002");
@@ -37,24 +42,26 @@ SQLRETURN setOwn(DMConn& conn, SQLINTEGER attribute, SQLPOINTER value, SQLINTEGE
     case SQL_ATTR_TRACE:  // there is no trace to switch on
       if (number == SQL_OPT_TRACE_OFF) return SQL_SUCCESS;
       return fail(conn, number == SQL_OPT_TRACE_ON ? "HYC00" : "HY024");
-    default:
-      return readText(conn, static_cast<SQLCHAR*>(value), length, conn.state->traceFile) ? SQL_SUCCESS
-                                                                                         : SQL_ERROR;
+    default: return readText(conn, value, conn.state->traceFile) ? SQL_SUCCESS : SQL_ERROR;
   }
 }
 
-SQLRETURN keep(DMConn& conn, SQLINTEGER attribute, SQLPOINTER value, SQLINTEGER length) {
+SQLRETURN keep(DMConn& conn, SQLINTEGER attribute, const TextIn<SQLINTEGER>& value) {
   if (attribute == SQL_ATTR_CONNECTION_DEAD || attribute == SQL_ATTR_AUTO_IPD) return fail(conn, "HY092");
   if (attribute == SQL_ATTR_TRANSLATE_LIB || attribute == SQL_ATTR_TRANSLATE_OPTION)
     return fail(conn, "08003");
-  if (attribute == SQL_ATTR_AUTOCOMMIT && asNumber(value) > SQL_AUTOCOMMIT_ON) return fail(conn, "HY024");
+  auto* const address = const_cast<void*>(value.text);
+  if (attribute == SQL_ATTR_AUTOCOMMIT && asNumber(address) > SQL_AUTOCOMMIT_ON) return fail(conn, "HY024");
   KeptAttribute kept;
-  kept.length = length;
-  kept.isText = isBytes(attribute, value, length);
-  if (kept.isText) {
-    kept.text = valueBytes(value, length);
+  kept.length = value.length;
+  kept.isText = isBytes(attribute, address, value.length);
+  kept.isUtf8 = value.isText && value.form == Form::Wide;
+  if (kept.isUtf8) {
+    if (!readText(conn, value, kept.text)) return SQL_ERROR;
+  } else if (kept.isText) {
+    kept.text = valueBytes(address, value.length);
   } else {
-    kept.value = asNumber(value);
+    kept.value = asNumber(address);
   }
   conn.state->keptAttributes[attribute] = std::move(kept);
   return SQL_SUCCESS;
@@ -70,18 +77,22 @@ SQLRETURN putNumber(SQLINTEGER attribute, SQLULEN number, SQLPOINTER value, SQLI
   return SQL_SUCCESS;
 }
 
-SQLRETURN getOwn(DMConn& conn, SQLINTEGER attribute, SQLPOINTER value, SQLINTEGER size, SQLINTEGER* length) {
-  if (attribute == SQL_ATTR_ODBC_CURSORS) return putNumber(attribute, conn.state->odbcCursors, value, length);
-  if (attribute == SQL_ATTR_TRACE) return putNumber(attribute, SQL_OPT_TRACE_OFF, value, length);
-  return writeText(conn, conn.state->traceFile, value, size, length);
+SQLRETURN getOwn(DMConn& conn, SQLINTEGER attribute, const TextOut<SQLINTEGER>& out) {
+  if (attribute == SQL_ATTR_ODBC_CURSORS)
+    return putNumber(attribute, conn.state->odbcCursors, out.buffer, out.length);
+  if (attribute == SQL_ATTR_TRACE) return putNumber(attribute, SQL_OPT_TRACE_OFF, out.buffer, out.length);
+  const Form form = out.form == Form::Wide ? Form::Utf8 : Form::Narrow;
+  return writeText(conn, conn.state->traceFile, form, out);
 }
 
 // Without a driver: what was kept, or the standard's default.
-SQLRETURN getKept(DMConn& conn, SQLINTEGER attribute, SQLPOINTER value, SQLINTEGER size, SQLINTEGER* length) {
+SQLRETURN getKept(DMConn& conn, SQLINTEGER attribute, const TextOut<SQLINTEGER>& out) {
+  const SQLPOINTER value = out.buffer;
+  SQLINTEGER* const length = out.length;
   const auto found = conn.state->keptAttributes.find(attribute);
   if (found != conn.state->keptAttributes.end()) {
     const KeptAttribute& kept = found->second;
-    return kept.isText ? writeText(conn, kept.text, value, size, length)
+    return kept.isText ? writeText(conn, kept.text, kept.isUtf8 ? Form::Utf8 : Form::Narrow, out)
                        : putNumber(attribute, kept.value, value, length);
   }
   switch (attribute) {
@@ -108,13 +119,13 @@ DMConn* ownConnection(SQLHDBC handle, SQLINTEGER attribute) {
 }
 
 template <class ClWork>
-SQLRETURN setAttribute(SQLHDBC handle, Api api, SQLINTEGER attribute, SQLPOINTER value, SQLINTEGER length,
+SQLRETURN setAttribute(SQLHDBC handle, Api api, SQLINTEGER attribute, const TextIn<SQLINTEGER>& value,
                        ClWork&& clWork) {
-  const char* wrong = checkValue(attribute, value, length);
+  const char* wrong = checkValue(attribute, value);
   if (DMConn* own = ownConnection(handle, attribute)) {
     return callOwn(own, api, [&](DMConn& conn) {
       if (wrong) return fail(conn, wrong);
-      return isOwn(attribute) ? setOwn(conn, attribute, value, length) : keep(conn, attribute, value, length);
+      return isOwn(attribute) ? setOwn(conn, attribute, value) : keep(conn, attribute, value);
     });
   }
   return callConnection(
@@ -127,21 +138,57 @@ SQLRETURN setAttribute(SQLHDBC handle, Api api, SQLINTEGER attribute, SQLPOINTER
         return clWork(conn, library);
       },
       [&](DMConn& conn, const DMDriverFunctions& driver) {
-        return wrong ? refuse(conn, wrong) : setDriverAttribute(conn, driver, api, attribute, value, length);
+        return wrong ? refuse(conn, wrong) : setDriverAttribute(conn, driver, api, attribute, value);
       });
 }
 
-SQLRETURN getAttribute(SQLHDBC handle, Api api, SQLINTEGER attribute, SQLPOINTER value, SQLINTEGER size,
-                       SQLINTEGER* length) {
+SQLRETURN getAttribute(SQLHDBC handle, Api api, SQLINTEGER attribute, const TextOut<SQLINTEGER>& out) {
+  const char* wrong = checkBuffer(attribute, out);
   if (DMConn* own = ownConnection(handle, attribute)) {
     return callOwn(own, api, [&](DMConn& conn) {
-      return isOwn(attribute) ? getOwn(conn, attribute, value, size, length)
-                              : getKept(conn, attribute, value, size, length);
+      if (wrong) return fail(conn, wrong);
+      return isOwn(attribute) ? getOwn(conn, attribute, out) : getKept(conn, attribute, out);
     });
   }
   return callConnection(handle, api, kNoCursorLibrary, [&](DMConn& conn, const DMDriverFunctions& driver) {
-    return getDriverAttribute(conn, driver, api, attribute, value, size, length);
+    return wrong ? refuse(conn, wrong) : getDriverAttribute(conn, driver, api, attribute, out);
   });
+}
+
+SQLRETURN setAttr(SQLHDBC handle, SQLINTEGER attribute, SQLPOINTER value, SQLINTEGER length, Form form) {
+  const auto in = valueIn(form, value, length, isText(attribute, length));
+  return setAttribute(handle, Api::SetConnectAttr, attribute, in,
+                      [&](DMConn& conn, const CursorLibrary& library) {
+                        return askLibrary(conn, library.CLSetConnectAttr, attribute, in);
+                      });
+}
+
+SQLRETURN setOption(SQLHDBC handle, SQLUSMALLINT option, SQLULEN value, Form form) {
+  const SQLINTEGER length = optionLength(option);
+  const auto in = valueIn(form, asPointer(value), length, isText(option, length));
+  return setAttribute(handle, Api::SetConnectOption, option, in,
+                      [&](DMConn& conn, const CursorLibrary& library) {
+                        // The cursor library takes the text in its own form, and a length with it.
+                        if (in.isText && pageOf(&conn, form) != pageOf(&conn, Form::Internal))
+                          return askLibrary(conn, library.CLSetConnectAttr, SQLINTEGER{option}, in);
+                        return library.CLSetConnectOption(&conn, option, value);
+                      });
+}
+
+SQLRETURN getOption(SQLHDBC handle, SQLUSMALLINT option, SQLPOINTER value, Form form) {
+  const bool mayBeText = isTextAttribute(option) || isDriverDefined(option);
+  const SQLINTEGER textSize =
+      form == Form::Wide ? SQL_MAX_OPTION_STRING_LENGTH * sizeof(SQLWCHAR) : SQL_MAX_OPTION_STRING_LENGTH;
+  const SQLINTEGER size = mayBeText ? textSize : SQLINTEGER{SQL_IS_UINTEGER};
+  SQLINTEGER* const noLength = nullptr;
+  return getAttribute(handle, Api::GetConnectOption, option,
+                      valueOut(form, value, size, noLength, isTextAttribute(option)));
+}
+
+SQLRETURN getAttr(SQLHDBC handle, SQLINTEGER attribute, SQLPOINTER value, SQLINTEGER size, SQLINTEGER* length,
+                  Form form) {
+  return getAttribute(handle, Api::GetConnectAttr, attribute,
+                      valueOut(form, value, size, length, isText(attribute, size)));
 }
 
 }  // namespace
@@ -150,27 +197,38 @@ extern "C" {
 
 ZU_API SQLRETURN SQL_API SQLSetConnectAttr(SQLHDBC handle, SQLINTEGER attribute, SQLPOINTER value,
                                            SQLINTEGER length) {
-  return setAttribute(handle, Api::SetConnectAttr, attribute, value, length,
-                      [&](DMConn& conn, const CursorLibrary& library) {
-                        return library.CLSetConnectAttr(&conn, attribute, value, length);
-                      });
+  return setAttr(handle, attribute, value, length, Form::Narrow);
 }
+ZU_API SQLRETURN SQL_API SQLSetConnectAttrW(SQLHDBC handle, SQLINTEGER attribute, SQLPOINTER value,
+                                            SQLINTEGER length) {
+  return setAttr(handle, attribute, value, length, Form::Wide);
+}
+DM_ALIAS(SQLSetConnectAttr);
 
 ZU_API SQLRETURN SQL_API SQLSetConnectOption(SQLHDBC handle, SQLUSMALLINT option, SQLULEN value) {
-  return setAttribute(handle, Api::SetConnectOption, option, asPointer(value), optionLength(option),
-                      [&](DMConn& conn, const CursorLibrary& library) {
-                        return library.CLSetConnectOption(&conn, option, value);
-                      });
+  return setOption(handle, option, value, Form::Narrow);
 }
+ZU_API SQLRETURN SQL_API SQLSetConnectOptionW(SQLHDBC handle, SQLUSMALLINT option, SQLULEN value) {
+  return setOption(handle, option, value, Form::Wide);
+}
+DM_ALIAS(SQLSetConnectOption);
 
 ZU_API SQLRETURN SQL_API SQLGetConnectAttr(SQLHDBC handle, SQLINTEGER attribute, SQLPOINTER value,
                                            SQLINTEGER size, SQLINTEGER* length) {
-  return getAttribute(handle, Api::GetConnectAttr, attribute, value, size, length);
+  return getAttr(handle, attribute, value, size, length, Form::Narrow);
 }
+ZU_API SQLRETURN SQL_API SQLGetConnectAttrW(SQLHDBC handle, SQLINTEGER attribute, SQLPOINTER value,
+                                            SQLINTEGER size, SQLINTEGER* length) {
+  return getAttr(handle, attribute, value, size, length, Form::Wide);
+}
+DM_ALIAS(SQLGetConnectAttr);
 
 ZU_API SQLRETURN SQL_API SQLGetConnectOption(SQLHDBC handle, SQLUSMALLINT option, SQLPOINTER value) {
-  const bool mayBeText = isTextAttribute(option) || isDriverDefined(option);
-  const SQLINTEGER size = mayBeText ? SQL_MAX_OPTION_STRING_LENGTH : SQL_IS_UINTEGER;
-  return getAttribute(handle, Api::GetConnectOption, option, value, size, nullptr);
+  return getOption(handle, option, value, Form::Narrow);
 }
+ZU_API SQLRETURN SQL_API SQLGetConnectOptionW(SQLHDBC handle, SQLUSMALLINT option, SQLPOINTER value) {
+  return getOption(handle, option, value, Form::Wide);
 }
+DM_ALIAS(SQLGetConnectOption);
+
+}  // extern "C"

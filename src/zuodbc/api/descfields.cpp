@@ -7,7 +7,9 @@
 #include <iterator>
 
 #include "zuodbc/call/arguments.h"
+#include "zuodbc/call/crossing.h"
 #include "zuodbc/call/entry.h"
+#include "zuodbc/call/textfields.h"
 #include "zuodbc/call/values.h"
 
 using namespace dm;
@@ -117,35 +119,84 @@ void keepField(DMDesc& desc, SQLSMALLINT field, SQLPOINTER value) {
   }
 }
 
+SQLRETURN setField(SQLHDESC handle, SQLSMALLINT record, SQLSMALLINT field, SQLPOINTER value,
+                   SQLINTEGER length, Form form) {
+  const auto in = valueIn(form, value, length, isTextField(field));
+  return callDescriptor(
+      handle, Api::SetDescField,
+      [&](DMDesc& desc) {
+        if (const char* wrong = checkSetField(desc, record, field)) return wrong;
+        return in.isText && in.form == Form::Wide ? checkLength(in) : nullptr;
+      },
+      [&](DMDesc& desc, const CursorLibrary& library) {
+        return askLibrary(desc, library.CLSetDescField, record, field, in);
+      },
+      [&](DMDesc& desc, const DMDriverFunctions& driver) {
+        const SQLRETURN rc =
+            askText(desc, DM_ENTRIES(driver, SQLSetDescField), desc.driverHandle, record, field, in);
+        if (SQL_SUCCEEDED(rc)) keepField(desc, field, value);
+        return rc;
+      });
+}
+
+SQLRETURN getField(SQLHDESC handle, SQLSMALLINT record, SQLSMALLINT field, const TextOut<SQLINTEGER>& out) {
+  return callDescriptor(
+      handle, Api::GetDescField,
+      [&](DMDesc& desc) {
+        if (const char* wrong = checkGetField(desc, record, field)) return wrong;
+        return out.form == Form::Wide ? checkSize(out) : nullptr;
+      },
+      [&](DMDesc& desc, const CursorLibrary& library) {
+        return askLibrary(desc, library.CLGetDescField, record, field, out);
+      },
+      [&](DMDesc& desc, const DMDriverFunctions& driver) {
+        return askText(desc, DM_ENTRIES(driver, SQLGetDescField), desc.driverHandle, record, field, out);
+      });
+}
+
+SQLRETURN getRecord(SQLHDESC handle, SQLSMALLINT record, const TextOut<SQLSMALLINT>& name,
+                    SQLSMALLINT* typePtr, SQLSMALLINT* subTypePtr, SQLLEN* lengthPtr,
+                    SQLSMALLINT* precisionPtr, SQLSMALLINT* scalePtr, SQLSMALLINT* nullablePtr) {
+  auto check = [&](DMDesc& desc) -> const char* {
+    if (record < 0) return "07009";
+    if (const char* wrong = checkSize(name)) return wrong;
+    return checkDescribed(desc);
+  };
+  return callDescriptor(
+      handle, Api::GetDescRec, check,
+      [&](DMDesc& desc, const CursorLibrary& library) {
+        return askLibrary(desc, library.CLGetDescRec, record, name, typePtr, subTypePtr, lengthPtr,
+                          precisionPtr, scalePtr, nullablePtr);
+      },
+      [&](DMDesc& desc, const DMDriverFunctions& driver) {
+        return askText(desc, DM_ENTRIES(driver, SQLGetDescRec), desc.driverHandle, record, name, typePtr,
+                       subTypePtr, lengthPtr, precisionPtr, scalePtr, nullablePtr);
+      });
+}
+
 }  // namespace
 
 extern "C" {
 
 ZU_API SQLRETURN SQL_API SQLSetDescField(SQLHDESC handle, SQLSMALLINT record, SQLSMALLINT field,
                                          SQLPOINTER value, SQLINTEGER length) {
-  return callDescriptor(
-      handle, Api::SetDescField, [&](DMDesc& desc) { return checkSetField(desc, record, field); },
-      [&](DMDesc& desc, const CursorLibrary& library) {
-        return library.CLSetDescField(&desc, record, field, value, length);
-      },
-      [&](DMDesc& desc, const DMDriverFunctions& driver) {
-        const SQLRETURN rc = ask(driver.SQLSetDescField, desc.driverHandle, record, field, value, length);
-        if (SQL_SUCCEEDED(rc)) keepField(desc, field, value);
-        return rc;
-      });
+  return setField(handle, record, field, value, length, Form::Narrow);
+}
+ZU_API SQLRETURN SQL_API SQLSetDescFieldW(SQLHDESC handle, SQLSMALLINT record, SQLSMALLINT field,
+                                          SQLPOINTER value, SQLINTEGER length) {
+  return setField(handle, record, field, value, length, Form::Wide);
 }
 
 ZU_API SQLRETURN SQL_API SQLGetDescField(SQLHDESC handle, SQLSMALLINT record, SQLSMALLINT field,
                                          SQLPOINTER value, SQLINTEGER length, SQLINTEGER* lengthPtr) {
-  return callDescriptor(
-      handle, Api::GetDescField, [&](DMDesc& desc) { return checkGetField(desc, record, field); },
-      [&](DMDesc& desc, const CursorLibrary& library) {
-        return library.CLGetDescField(&desc, record, field, value, length, lengthPtr);
-      },
-      [&](DMDesc& desc, const DMDriverFunctions& driver) {
-        return ask(driver.SQLGetDescField, desc.driverHandle, record, field, value, length, lengthPtr);
-      });
+  return getField(handle, record, field,
+                  valueOut(Form::Narrow, value, length, lengthPtr, isTextField(field)));
 }
+ZU_API SQLRETURN SQL_API SQLGetDescFieldW(SQLHDESC handle, SQLSMALLINT record, SQLSMALLINT field,
+                                          SQLPOINTER value, SQLINTEGER length, SQLINTEGER* lengthPtr) {
+  return getField(handle, record, field, valueOut(Form::Wide, value, length, lengthPtr, isTextField(field)));
+}
+DM_ALIAS(SQLGetDescField);
 
 ZU_API SQLRETURN SQL_API SQLSetDescRec(SQLHDESC handle, SQLSMALLINT record, SQLSMALLINT type,
                                        SQLSMALLINT subType, SQLLEN length, SQLSMALLINT precision,
@@ -171,21 +222,17 @@ ZU_API SQLRETURN SQL_API SQLGetDescRec(SQLHDESC handle, SQLSMALLINT record, SQLC
                                        SQLSMALLINT nameSize, SQLSMALLINT* nameLengthPtr, SQLSMALLINT* typePtr,
                                        SQLSMALLINT* subTypePtr, SQLLEN* lengthPtr, SQLSMALLINT* precisionPtr,
                                        SQLSMALLINT* scalePtr, SQLSMALLINT* nullablePtr) {
-  auto check = [&](DMDesc& desc) -> const char* {
-    if (record < 0) return "07009";
-    if (nameSize < 0) return "HY090";
-    return checkDescribed(desc);
-  };
-  return callDescriptor(
-      handle, Api::GetDescRec, check,
-      [&](DMDesc& desc, const CursorLibrary& library) {
-        return library.CLGetDescRec(&desc, record, name, nameSize, nameLengthPtr, typePtr, subTypePtr,
-                                    lengthPtr, precisionPtr, scalePtr, nullablePtr);
-      },
-      [&](DMDesc& desc, const DMDriverFunctions& driver) {
-        return ask(driver.SQLGetDescRec, desc.driverHandle, record, name, nameSize, nameLengthPtr, typePtr,
-                   subTypePtr, lengthPtr, precisionPtr, scalePtr, nullablePtr);
-      });
+  return getRecord(handle, record, textOut(name, nameSize, nameLengthPtr), typePtr, subTypePtr, lengthPtr,
+                   precisionPtr, scalePtr, nullablePtr);
 }
+ZU_API SQLRETURN SQL_API SQLGetDescRecW(SQLHDESC handle, SQLSMALLINT record, SQLWCHAR* name,
+                                        SQLSMALLINT nameSize, SQLSMALLINT* nameLengthPtr,
+                                        SQLSMALLINT* typePtr, SQLSMALLINT* subTypePtr, SQLLEN* lengthPtr,
+                                        SQLSMALLINT* precisionPtr, SQLSMALLINT* scalePtr,
+                                        SQLSMALLINT* nullablePtr) {
+  return getRecord(handle, record, textOut(name, nameSize, nameLengthPtr), typePtr, subTypePtr, lengthPtr,
+                   precisionPtr, scalePtr, nullablePtr);
+}
+DM_ALIAS(SQLGetDescRec);
 
 }  // extern "C"

@@ -3,9 +3,11 @@
 
 #include <cstring>
 
+#include "zuodbc/call/arguments.h"
+#include "zuodbc/call/crossing.h"
 #include "zuodbc/call/entry.h"
 #include "zuodbc/call/sqlstates.h"
-#include "zuodbc/call/text.h"
+#include "zuodbc/call/textfields.h"
 #include "zuodbc/dmservices.h"
 
 using namespace dm;
@@ -34,7 +36,20 @@ std::string_view classOrigin(const char* sqlstate) {
   return std::strncmp(sqlstate, "IM", 2) == 0 ? kOdbcOrigin : kIsoOrigin;
 }
 
+using Out = TextOut<SQLSMALLINT>;
+
 std::string_view textOf(const tagERRBUF& record) { return {record.text, record.textLength}; }
+
+// What is told is told, also if characters of it had to be substituted.
+SQLRETURN outcome(Copied copied) { return copied == Copied::Cut ? SQL_SUCCESS_WITH_INFO : SQL_SUCCESS; }
+
+SQLRETURN tellMessage(DMHandle& handle, const tagERRBUF& record, const Out& out) {
+  DMConn* conn = connectionOf(handle);
+  const bool isConverted = out.form == Form::Wide || record.flags & DM_ERR_OF_WIDE;
+  const CodePage own = pageOf(conn, Form::Narrow);
+  const CodePage page = isConverted && record.flags & DM_ERR_UTF8 ? kUtf8 : own;
+  return guardQuietly([&] { return outcome(copyText(conn, textOf(record), page, out)); });
+}
 
 // The caller holds the queue's lock.
 tagERRBUF* recordAt(DMHandle& handle, SQLSMALLINT number) {
@@ -51,16 +66,21 @@ SQLINTEGER countRecords(DMHandle& handle) {
 }
 
 // What a record says, in the three buffers that SQLGetDiagRec and SQLError share.
-SQLRETURN tellRecord(DMHandle& handle, const tagERRBUF& record, SQLCHAR* sqlstate, SQLINTEGER* native,
-                     SQLCHAR* text, SQLSMALLINT size, SQLSMALLINT* length) {
-  if (sqlstate) mapState(record.sqlstate, isVersion2Application(handle), reinterpret_cast<char*>(sqlstate));
+SQLRETURN tellRecord(DMHandle& handle, const tagERRBUF& record, const StateOut& stateOut, SQLINTEGER* native,
+                     const Out& text) {
+  char sqlstate[6];
+  mapState(record.sqlstate, isVersion2Application(handle), sqlstate);
+  copyState(sqlstate, stateOut);
   if (native) *native = record.nativeError;
-  return copyText(textOf(record), text, size, length) ? SQL_SUCCESS : SQL_SUCCESS_WITH_INFO;
+  return tellMessage(handle, record, text);
 }
 
-SQLRETURN tellText(std::string_view words, SQLPOINTER value, SQLSMALLINT size, SQLSMALLINT* length) {
-  if (size < 0) return SQL_ERROR;
-  return copyText(words, value, size, length) ? SQL_SUCCESS : SQL_SUCCESS_WITH_INFO;
+// A text of the driver manager: `words` are ASCII, or what a wide application has given.
+SQLRETURN tellText(DMHandle& handle, std::string_view words, const Out& out) {
+  if (out.size < 0) return SQL_ERROR;
+  DMConn* conn = connectionOf(handle);
+  const CodePage page = out.form == Form::Wide ? kUtf8 : pageOf(conn, Form::Narrow);
+  return guardQuietly([&] { return outcome(copyText(conn, words, page, out)); });
 }
 
 template <class Number>
@@ -70,8 +90,7 @@ SQLRETURN tellNumber(Number number, SQLPOINTER value) {
 }
 
 // Fields about the last call on a statement, which the driver knows.
-SQLRETURN askStatementField(DMHandle& handle, SQLSMALLINT field, SQLPOINTER value, SQLSMALLINT size,
-                            SQLSMALLINT* length) {
+SQLRETURN askStatementField(DMHandle& handle, SQLSMALLINT field, const Out& out) {
   if (handle.handleType != DM_STMT) return SQL_ERROR;
   auto& stmt = static_cast<DMStmt&>(handle);
   const DMDriverFunctions& driver = *stmt.conn->driverFunctions;
@@ -79,29 +98,32 @@ SQLRETURN askStatementField(DMHandle& handle, SQLSMALLINT field, SQLPOINTER valu
   stmt.lock();
   if (stmt.driverHandle) {
     rc = guardQuietly([&] {
-      return ask(driver.SQLGetDiagField, SQL_HANDLE_STMT, stmt.driverHandle, 0, field, value, size, length);
+      const Crossed crossed =
+          crossToDriver(stmt, DM_ENTRIES(driver, SQLGetDiagField), SQLSMALLINT{SQL_HANDLE_STMT},
+                        stmt.driverHandle, SQLSMALLINT{0}, field, out);
+      return crossed.sqlstate && crossed.rc == SQL_SUCCESS ? SQLRETURN(SQL_SUCCESS_WITH_INFO) : crossed.rc;
     });
   }
-  if (!SQL_SUCCEEDED(rc) && stmt.driverHandle && field == SQL_DIAG_ROW_COUNT && value) {
-    rc =
-        guardQuietly([&] { return ask(driver.SQLRowCount, stmt.driverHandle, static_cast<SQLLEN*>(value)); });
+  if (!SQL_SUCCEEDED(rc) && stmt.driverHandle && field == SQL_DIAG_ROW_COUNT && out.buffer) {
+    rc = guardQuietly(
+        [&] { return ask(driver.SQLRowCount, stmt.driverHandle, static_cast<SQLLEN*>(out.buffer)); });
   }
   stmt.unlock();
   if (SQL_SUCCEEDED(rc)) return rc;
   switch (field) {
-    case SQL_DIAG_DYNAMIC_FUNCTION: return tellText("", value, size, length);
-    case SQL_DIAG_DYNAMIC_FUNCTION_CODE: return tellNumber<SQLINTEGER>(SQL_DIAG_UNKNOWN_STATEMENT, value);
-    default: return tellNumber<SQLLEN>(0, value);
+    case SQL_DIAG_DYNAMIC_FUNCTION: return tellText(handle, "", out);
+    case SQL_DIAG_DYNAMIC_FUNCTION_CODE:
+      return tellNumber<SQLINTEGER>(SQL_DIAG_UNKNOWN_STATEMENT, out.buffer);
+    default: return tellNumber<SQLLEN>(0, out.buffer);
   }
 }
 
-SQLRETURN headerField(DMHandle& handle, SQLSMALLINT field, SQLPOINTER value, SQLSMALLINT size,
-                      SQLSMALLINT* length) {
+SQLRETURN headerField(DMHandle& handle, SQLSMALLINT field, const Out& out) {
   switch (field) {
-    case SQL_DIAG_NUMBER: return tellNumber<SQLINTEGER>(countRecords(handle), value);
+    case SQL_DIAG_NUMBER: return tellNumber<SQLINTEGER>(countRecords(handle), out.buffer);
     case SQL_DIAG_RETURNCODE:
-      return tellNumber<SQLRETURN>(__atomic_load_n(&handle.lastReturn, __ATOMIC_RELAXED), value);
-    default: return askStatementField(handle, field, value, size, length);
+      return tellNumber<SQLRETURN>(__atomic_load_n(&handle.lastReturn, __ATOMIC_RELAXED), out.buffer);
+    default: return askStatementField(handle, field, out);
   }
 }
 
@@ -110,20 +132,19 @@ std::string_view sourceName(DMHandle& handle) {
   return conn && conn->state ? std::string_view(conn->state->dataSource) : std::string_view();
 }
 
-SQLRETURN recordField(DMHandle& handle, const tagERRBUF& record, SQLSMALLINT field, SQLPOINTER value,
-                      SQLSMALLINT size, SQLSMALLINT* length) {
+SQLRETURN recordField(DMHandle& handle, const tagERRBUF& record, SQLSMALLINT field, const Out& out) {
   char sqlstate[6];
   mapState(record.sqlstate, isVersion2Application(handle), sqlstate);
   switch (field) {
-    case SQL_DIAG_SQLSTATE: return tellText(sqlstate, value, size, length);
-    case SQL_DIAG_MESSAGE_TEXT: return tellText(textOf(record), value, size, length);
-    case SQL_DIAG_CLASS_ORIGIN: return tellText(classOrigin(sqlstate), value, size, length);
-    case SQL_DIAG_SUBCLASS_ORIGIN: return tellText(subclassOrigin(sqlstate), value, size, length);
+    case SQL_DIAG_SQLSTATE: return tellText(handle, sqlstate, out);
+    case SQL_DIAG_MESSAGE_TEXT: return out.size < 0 ? SQL_ERROR : tellMessage(handle, record, out);
+    case SQL_DIAG_CLASS_ORIGIN: return tellText(handle, classOrigin(sqlstate), out);
+    case SQL_DIAG_SUBCLASS_ORIGIN: return tellText(handle, subclassOrigin(sqlstate), out);
     case SQL_DIAG_CONNECTION_NAME:
-    case SQL_DIAG_SERVER_NAME: return tellText(sourceName(handle), value, size, length);
-    case SQL_DIAG_NATIVE: return tellNumber<SQLINTEGER>(record.nativeError, value);
-    case SQL_DIAG_ROW_NUMBER: return tellNumber<SQLLEN>(record.row, value);
-    case SQL_DIAG_COLUMN_NUMBER: return tellNumber<SQLINTEGER>(record.column, value);
+    case SQL_DIAG_SERVER_NAME: return tellText(handle, sourceName(handle), out);
+    case SQL_DIAG_NATIVE: return tellNumber<SQLINTEGER>(record.nativeError, out.buffer);
+    case SQL_DIAG_ROW_NUMBER: return tellNumber<SQLLEN>(record.row, out.buffer);
+    case SQL_DIAG_COLUMN_NUMBER: return tellNumber<SQLINTEGER>(record.column, out.buffer);
     default: return SQL_ERROR;
   }
 }
@@ -140,6 +161,49 @@ bool isHeaderField(SQLSMALLINT field) {
   }
 }
 
+SQLRETURN getDiagRec(SQLSMALLINT type, SQLHANDLE handle, SQLSMALLINT number, const StateOut& sqlstate,
+                     SQLINTEGER* native, const Out& text) {
+  const Pinned<DMHandle> owner(handle);
+  if (!owner || owner->handleType != type) return SQL_INVALID_HANDLE;
+  if (number < 1 || text.size < 0) return SQL_ERROR;
+  const ZuCriticalSectionHolder lock(owner->queueLock);
+  const tagERRBUF* record = recordAt(*owner, number);
+  if (!record) return SQL_NO_DATA;
+  return tellRecord(*owner, *record, sqlstate, native, text);
+}
+
+SQLRETURN getDiagField(SQLSMALLINT type, SQLHANDLE handle, SQLSMALLINT number, SQLSMALLINT field,
+                       const Out& out) {
+  const Pinned<DMHandle> owner(handle);
+  if (!owner || owner->handleType != type) return SQL_INVALID_HANDLE;
+  if (out.form == Form::Wide && checkSize(out)) return SQL_ERROR;
+  if (isHeaderField(field)) return headerField(*owner, field, out);
+  if (number < 1) return SQL_ERROR;
+  const ZuCriticalSectionHolder lock(owner->queueLock);
+  const tagERRBUF* record = recordAt(*owner, number);
+  if (!record) return SQL_NO_DATA;
+  return recordField(*owner, *record, field, out);
+}
+
+SQLRETURN error(SQLHENV env, SQLHDBC conn, SQLHSTMT stmt, const StateOut& sqlstate, SQLINTEGER* native,
+                const Out& text) {
+  // The innermost handle that is given.
+  const SQLSMALLINT type = stmt ? SQL_HANDLE_STMT : conn ? SQL_HANDLE_DBC : SQL_HANDLE_ENV;
+  const Pinned<DMHandle> owner(stmt ? stmt : conn ? conn : env);
+  if (!owner || owner->handleType != type) return SQL_INVALID_HANDLE;
+  if (text.size < 0) return SQL_ERROR;
+  const ZuCriticalSectionHolder lock(owner->queueLock);
+  tagERRBUF* record = takeFirst(*owner);
+  if (!record) {
+    copyState("00000", sqlstate);
+    tellText(*owner, "", text);
+    return SQL_NO_DATA;
+  }
+  const SQLRETURN rc = tellRecord(*owner, *record, sqlstate, native, text);
+  FreeErrorBuf(record);
+  return rc;
+}
+
 }  // namespace
 
 extern "C" {
@@ -147,44 +211,38 @@ extern "C" {
 ZU_API SQLRETURN SQL_API SQLGetDiagRec(SQLSMALLINT type, SQLHANDLE handle, SQLSMALLINT number,
                                        SQLCHAR* sqlstate, SQLINTEGER* native, SQLCHAR* text, SQLSMALLINT size,
                                        SQLSMALLINT* length) {
-  const Pinned<DMHandle> owner(handle);
-  if (!owner || owner->handleType != type) return SQL_INVALID_HANDLE;
-  if (number < 1 || size < 0) return SQL_ERROR;
-  const ZuCriticalSectionHolder lock(owner->queueLock);
-  const tagERRBUF* record = recordAt(*owner, number);
-  if (!record) return SQL_NO_DATA;
-  return tellRecord(*owner, *record, sqlstate, native, text, size, length);
+  return getDiagRec(type, handle, number, stateOut(sqlstate), native, textOut(text, size, length));
 }
+ZU_API SQLRETURN SQL_API SQLGetDiagRecW(SQLSMALLINT type, SQLHANDLE handle, SQLSMALLINT number,
+                                        SQLWCHAR* sqlstate, SQLINTEGER* native, SQLWCHAR* text,
+                                        SQLSMALLINT size, SQLSMALLINT* length) {
+  return getDiagRec(type, handle, number, stateOut(sqlstate), native, textOut(text, size, length));
+}
+DM_ALIAS(SQLGetDiagRec);
 
 ZU_API SQLRETURN SQL_API SQLGetDiagField(SQLSMALLINT type, SQLHANDLE handle, SQLSMALLINT number,
                                          SQLSMALLINT field, SQLPOINTER value, SQLSMALLINT size,
                                          SQLSMALLINT* length) {
-  const Pinned<DMHandle> owner(handle);
-  if (!owner || owner->handleType != type) return SQL_INVALID_HANDLE;
-  if (isHeaderField(field)) return headerField(*owner, field, value, size, length);
-  if (number < 1) return SQL_ERROR;
-  const ZuCriticalSectionHolder lock(owner->queueLock);
-  const tagERRBUF* record = recordAt(*owner, number);
-  if (!record) return SQL_NO_DATA;
-  return recordField(*owner, *record, field, value, size, length);
+  return getDiagField(type, handle, number, field,
+                      valueOut(Form::Narrow, value, size, length, isTextDiagnostic(field)));
 }
+ZU_API SQLRETURN SQL_API SQLGetDiagFieldW(SQLSMALLINT type, SQLHANDLE handle, SQLSMALLINT number,
+                                          SQLSMALLINT field, SQLPOINTER value, SQLSMALLINT size,
+                                          SQLSMALLINT* length) {
+  return getDiagField(type, handle, number, field,
+                      valueOut(Form::Wide, value, size, length, isTextDiagnostic(field)));
+}
+DM_ALIAS(SQLGetDiagField);
 
 ZU_API SQLRETURN SQL_API SQLError(SQLHENV env, SQLHDBC conn, SQLHSTMT stmt, SQLCHAR* sqlstate,
                                   SQLINTEGER* native, SQLCHAR* text, SQLSMALLINT size, SQLSMALLINT* length) {
-  // The innermost handle that is given.
-  const SQLSMALLINT type = stmt ? SQL_HANDLE_STMT : conn ? SQL_HANDLE_DBC : SQL_HANDLE_ENV;
-  const Pinned<DMHandle> owner(stmt ? stmt : conn ? conn : env);
-  if (!owner || owner->handleType != type) return SQL_INVALID_HANDLE;
-  if (size < 0) return SQL_ERROR;
-  const ZuCriticalSectionHolder lock(owner->queueLock);
-  tagERRBUF* record = takeFirst(*owner);
-  if (!record) {
-    if (sqlstate) std::memcpy(sqlstate, "00000", 6);
-    copyText("", text, size, length);
-    return SQL_NO_DATA;
-  }
-  const SQLRETURN rc = tellRecord(*owner, *record, sqlstate, native, text, size, length);
-  FreeErrorBuf(record);
-  return rc;
+  return error(env, conn, stmt, stateOut(sqlstate), native, textOut(text, size, length));
 }
+ZU_API SQLRETURN SQL_API SQLErrorW(SQLHENV env, SQLHDBC conn, SQLHSTMT stmt, SQLWCHAR* sqlstate,
+                                   SQLINTEGER* native, SQLWCHAR* text, SQLSMALLINT size,
+                                   SQLSMALLINT* length) {
+  return error(env, conn, stmt, stateOut(sqlstate), native, textOut(text, size, length));
 }
+DM_ALIAS(SQLError);
+
+}  // extern "C"

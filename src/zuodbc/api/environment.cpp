@@ -4,8 +4,9 @@
 #include <cstdint>
 #include <cstring>
 
+#include "zuodbc/call/arguments.h"
+#include "zuodbc/call/crossing.h"
 #include "zuodbc/call/entry.h"
-#include "zuodbc/call/text.h"
 #include "zuodbc/call/values.h"
 #include "zuodbc/sources/datasource.h"
 
@@ -64,26 +65,50 @@ SQLRETURN getAttribute(DMEnv& env, SQLINTEGER attribute, SQLPOINTER value, SQLIN
   }
 }
 
-struct ListingOut {
-  SQLCHAR* name;
-  SQLSMALLINT nameSize;
-  SQLSMALLINT* nameLength;
-  SQLCHAR* description;
-  SQLSMALLINT descriptionSize;
-  SQLSMALLINT* descriptionLength;
-};
+using Out = TextOut<SQLSMALLINT>;
 
-// Copies the next entry of a listing. After SQL_NO_DATA the listing starts again.
-SQLRETURN putNext(DMEnv& env, const std::vector<DataSourceEntry>& entries, size_t& next,
-                  const ListingOut& out) {
+// Copies the next entry of a listing. After SQL_NO_DATA the listing starts again. The files are taken for
+// UTF-8.
+SQLRETURN putNext(DMEnv& env, const std::vector<DataSourceEntry>& entries, size_t& next, const Out& name,
+                  const Out& description) {
   if (next >= entries.size()) {
     next = 0;
     return SQL_NO_DATA;
   }
   const DataSourceEntry& entry = entries[next++];
-  bool whole = copyText(entry.name, out.name, out.nameSize, out.nameLength);
-  whole &= copyText(entry.description, out.description, out.descriptionSize, out.descriptionLength);
-  return whole ? SQL_SUCCESS : warn(env, "01004");
+  const Copied one = copyText(nullptr, entry.name, kUtf8, name);
+  const Copied other = copyText(nullptr, entry.description, kUtf8, description);
+  if (one == Copied::Whole && other == Copied::Whole) return SQL_SUCCESS;
+  return warn(env, one == Copied::Cut || other == Copied::Cut ? "01004" : "01000");
+}
+
+SQLRETURN dataSources(SQLHENV handle, SQLUSMALLINT direction, const Out& name, const Out& description) {
+  return callEnvironment(handle, Api::DataSources, [&](DMEnv& env) -> SQLRETURN {
+    if (checkSize(name) || checkSize(description)) return fail(env, "HY090");
+    DMEnvState& state = *env.state;
+    switch (direction) {
+      case SQL_FETCH_NEXT:
+        if (state.nextDataSource == 0) state.dataSources = listDataSources(DataSourceScope::Both);
+        break;
+      case SQL_FETCH_FIRST: state.dataSources = listDataSources(DataSourceScope::Both); break;
+      case SQL_FETCH_FIRST_USER: state.dataSources = listDataSources(DataSourceScope::User); break;
+      case SQL_FETCH_FIRST_SYSTEM: state.dataSources = listDataSources(DataSourceScope::System); break;
+      default: return fail(env, "HY103");
+    }
+    if (direction != SQL_FETCH_NEXT) state.nextDataSource = 0;
+    return putNext(env, state.dataSources, state.nextDataSource, name, description);
+  });
+}
+
+SQLRETURN drivers(SQLHENV handle, SQLUSMALLINT direction, const Out& name, const Out& attributes) {
+  return callEnvironment(handle, Api::Drivers, [&](DMEnv& env) -> SQLRETURN {
+    if (checkSize(name) || checkSize(attributes)) return fail(env, "HY090");
+    if (direction != SQL_FETCH_NEXT && direction != SQL_FETCH_FIRST) return fail(env, "HY103");
+    DMEnvState& state = *env.state;
+    if (direction == SQL_FETCH_FIRST) state.nextDriver = 0;
+    if (state.nextDriver == 0) state.drivers = listDrivers();
+    return putNext(env, state.drivers, state.nextDriver, name, attributes);
+  });
 }
 
 }  // namespace
@@ -111,35 +136,29 @@ ZU_API SQLRETURN SQL_API SQLGetEnvAttr(SQLHENV handle, SQLINTEGER attribute, SQL
 ZU_API SQLRETURN SQL_API SQLDataSources(SQLHENV handle, SQLUSMALLINT direction, SQLCHAR* name,
                                         SQLSMALLINT nameSize, SQLSMALLINT* nameLength, SQLCHAR* description,
                                         SQLSMALLINT descriptionSize, SQLSMALLINT* descriptionLength) {
-  return callEnvironment(handle, Api::DataSources, [&](DMEnv& env) -> SQLRETURN {
-    if (nameSize < 0 || descriptionSize < 0) return fail(env, "HY090");
-    DMEnvState& state = *env.state;
-    switch (direction) {
-      case SQL_FETCH_NEXT:
-        if (state.nextDataSource == 0) state.dataSources = listDataSources(DataSourceScope::Both);
-        break;
-      case SQL_FETCH_FIRST: state.dataSources = listDataSources(DataSourceScope::Both); break;
-      case SQL_FETCH_FIRST_USER: state.dataSources = listDataSources(DataSourceScope::User); break;
-      case SQL_FETCH_FIRST_SYSTEM: state.dataSources = listDataSources(DataSourceScope::System); break;
-      default: return fail(env, "HY103");
-    }
-    if (direction != SQL_FETCH_NEXT) state.nextDataSource = 0;
-    return putNext(env, state.dataSources, state.nextDataSource,
-                   {name, nameSize, nameLength, description, descriptionSize, descriptionLength});
-  });
+  return dataSources(handle, direction, textOut(name, nameSize, nameLength),
+                     textOut(description, descriptionSize, descriptionLength));
 }
+ZU_API SQLRETURN SQL_API SQLDataSourcesW(SQLHENV handle, SQLUSMALLINT direction, SQLWCHAR* name,
+                                         SQLSMALLINT nameSize, SQLSMALLINT* nameLength, SQLWCHAR* description,
+                                         SQLSMALLINT descriptionSize, SQLSMALLINT* descriptionLength) {
+  return dataSources(handle, direction, textOut(name, nameSize, nameLength),
+                     textOut(description, descriptionSize, descriptionLength));
+}
+DM_ALIAS(SQLDataSources);
 
 ZU_API SQLRETURN SQL_API SQLDrivers(SQLHENV handle, SQLUSMALLINT direction, SQLCHAR* name,
                                     SQLSMALLINT nameSize, SQLSMALLINT* nameLength, SQLCHAR* attributes,
                                     SQLSMALLINT attributesSize, SQLSMALLINT* attributesLength) {
-  return callEnvironment(handle, Api::Drivers, [&](DMEnv& env) -> SQLRETURN {
-    if (nameSize < 0 || attributesSize < 0) return fail(env, "HY090");
-    if (direction != SQL_FETCH_NEXT && direction != SQL_FETCH_FIRST) return fail(env, "HY103");
-    DMEnvState& state = *env.state;
-    if (direction == SQL_FETCH_FIRST) state.nextDriver = 0;
-    if (state.nextDriver == 0) state.drivers = listDrivers();
-    return putNext(env, state.drivers, state.nextDriver,
-                   {name, nameSize, nameLength, attributes, attributesSize, attributesLength});
-  });
+  return drivers(handle, direction, textOut(name, nameSize, nameLength),
+                 textOut(attributes, attributesSize, attributesLength));
 }
+ZU_API SQLRETURN SQL_API SQLDriversW(SQLHENV handle, SQLUSMALLINT direction, SQLWCHAR* name,
+                                     SQLSMALLINT nameSize, SQLSMALLINT* nameLength, SQLWCHAR* attributes,
+                                     SQLSMALLINT attributesSize, SQLSMALLINT* attributesLength) {
+  return drivers(handle, direction, textOut(name, nameSize, nameLength),
+                 textOut(attributes, attributesSize, attributesLength));
 }
+DM_ALIAS(SQLDrivers);
+
+}  // extern "C"

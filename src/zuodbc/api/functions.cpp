@@ -26,8 +26,11 @@ struct FunctionRow {
   DriverFunction alternative;  // the form of the other ODBC version, onto which it is bridged
 };
 
+bool isExported(auto* entry) { return entry != nullptr; }
+
 // clang-format off
-#define ZU_FUNCTION(name, constant) {[](const DMDriverFunctions& driver) { return driver.name != nullptr; }, constant}
+#define ZU_FUNCTION(name, constant) {[](const auto& driver) { return isExported(driver.name) || ZU_WIDE(driver, name); }, constant}
+#define ZU_WIDE(driver, name) [](const auto& table) { if constexpr (requires { table.name##W; }) return isExported(table.name##W); else return false; }(driver)
 // clang-format on
 
 #define ZU_OWN(api)  \
@@ -135,6 +138,7 @@ constexpr FunctionRow kFunctionRows[] = {
 #undef ZU_EITHER
 #undef ZU_ONE
 #undef ZU_OWN
+#undef ZU_WIDE
 #undef ZU_FUNCTION
 
 // What the cursor library brings to a driver without it.

@@ -4,8 +4,10 @@
 #include <cstring>
 #include <vector>
 
+#include "zuodbc/call/arguments.h"
+#include "zuodbc/call/crossing.h"
 #include "zuodbc/call/entry.h"
-#include "zuodbc/call/text.h"
+#include "zuodbc/call/textfields.h"
 #include "zuodbc/driver/driverloading.h"
 
 using namespace dm;
@@ -50,36 +52,77 @@ SQLRETURN exchangeHandle(DMConn& conn, int type, SQLPOINTER value, SQLSMALLINT* 
   return putHandle(handle->driverHandle, value, length);
 }
 
-SQLRETURN ownInformation(DMConn& conn, SQLUSMALLINT type, SQLPOINTER value, SQLSMALLINT size,
-                         SQLSMALLINT* length) {
+SQLRETURN ownInformation(DMConn& conn, SQLUSMALLINT type, const TextOut<SQLSMALLINT>& out) {
   switch (type) {
-    case SQL_ODBC_VER: return writeText(conn, kOdbcVersion, value, size, length);
-    case SQL_DM_VER: return writeText(conn, kManagerVersion, value, size, length);
-    case SQL_DRIVER_HENV: return putHandle(conn.state->driverEnv, value, length);
-    case SQL_DRIVER_HDBC: return putHandle(conn.driverHandle, value, length);
-    case SQL_DRIVER_HLIB: return putHandle(conn.state->driver->module(), value, length);
-    case SQL_DRIVER_HSTMT: return exchangeHandle(conn, DM_STMT, value, length);
-    default: return exchangeHandle(conn, DM_DESC, value, length);
+    case SQL_ODBC_VER: return writeText(conn, kOdbcVersion, Form::Internal, out);
+    case SQL_DM_VER: return writeText(conn, kManagerVersion, Form::Internal, out);
+    case SQL_DRIVER_HENV: return putHandle(conn.state->driverEnv, out.buffer, out.length);
+    case SQL_DRIVER_HDBC: return putHandle(conn.driverHandle, out.buffer, out.length);
+    case SQL_DRIVER_HLIB: return putHandle(conn.state->driver->module(), out.buffer, out.length);
+    case SQL_DRIVER_HSTMT: return exchangeHandle(conn, DM_STMT, out.buffer, out.length);
+    default: return exchangeHandle(conn, DM_DESC, out.buffer, out.length);
   }
 }
 
 // Drivers write through null pointers: cells of ours take what the application does not want. `size` bytes
 // may be written to the value, however long the text is.
 SQLRETURN askDriverInformation(DMConn& conn, const DMDriverFunctions& driver, SQLUSMALLINT type,
-                               SQLPOINTER value, SQLSMALLINT size, SQLSMALLINT* length) {
-  if (size < 0) return refuse(conn, "HY090");
+                               TextOut<SQLSMALLINT> out) {
+  if (out.size < 0) return refuse(conn, "HY090");
   std::vector<char> scratch;
-  if (!value) {
-    scratch.resize(INT16_MAX);
-    value = scratch.data();
-    size = INT16_MAX;
+  if (!out.buffer) {
+    scratch.resize(INT16_MAX - 1);
+    out.buffer = scratch.data();
+    out.size = INT16_MAX - 1;
   }
   SQLSMALLINT scratchLength = 0;
-  if (!length) length = &scratchLength;
-  const SQLRETURN rc = ask(driver.SQLGetInfo, conn.driverHandle, type, value, size, length);
+  if (!out.length) out.length = &scratchLength;
+  const SQLRETURN rc = askText(conn, DM_ENTRIES(driver, SQLGetInfo), conn.driverHandle, type, out);
   if (type != SQL_DRIVER_ODBC_VER || SQL_SUCCEEDED(rc)) return rc;
-  return writeText(conn, kOldestVersion, value, size, length) == SQL_SUCCESS ? SQLRETURN(SQL_SUCCESS)
+  return writeText(conn, kOldestVersion, Form::Internal, out) == SQL_SUCCESS ? SQLRETURN(SQL_SUCCESS)
                                                                              : kWarnedHere;
+}
+
+SQLRETURN getInfo(SQLHDBC handle, SQLUSMALLINT type, const TextOut<SQLSMALLINT>& out) {
+  // A negative size is wrong for every type; an odd one for text only.
+  const auto refusal = [&]() -> const char* {
+    if (out.size < 0) return "HY090";
+    return checkSize(out);
+  };
+  if (isOwn(type) && !isMarked(static_cast<DMConn*>(handle))) {
+    return callOwn(findConnection(handle), Api::GetInfo, [&](DMConn& conn) -> SQLRETURN {
+      if (!knownWithoutDriver(type) && !requireConnected(conn)) return SQL_ERROR;
+      if (const char* refused = checkSize(out)) return fail(conn, refused);
+      return ownInformation(conn, type, out);
+    });
+  }
+  return callConnection(
+      handle, Api::GetInfo,
+      [&](DMConn& conn, const CursorLibrary& library) -> SQLRETURN {
+        if (const char* refused = refusal()) return fail(conn, refused);
+        return askLibrary(conn, library.CLGetInfo, type, out);
+      },
+      [&](DMConn& conn, const DMDriverFunctions& driver) -> SQLRETURN {
+        if (const char* refused = refusal()) return refuse(conn, refused);
+        return askDriverInformation(conn, driver, type, out);
+      });
+}
+
+SQLRETURN nativeSql(SQLHDBC handle, const TextIn<SQLINTEGER>& sql, const TextOut<SQLINTEGER>& out) {
+  const auto refusal = [&]() -> const char* {
+    if (const char* wrong = checkText(sql)) return wrong;
+    return checkSize(out);
+  };
+  return callConnection(
+      handle, Api::NativeSql,
+      [&](DMConn& conn, const CursorLibrary& library) -> SQLRETURN {
+        if (const char* refused = refusal()) return fail(conn, refused);
+        return askLibrary(conn, library.CLNativeSql, sql, out);
+      },
+      [&](DMConn& conn, const DMDriverFunctions& driver) -> SQLRETURN {
+        if (const char* refused = refusal()) return refuse(conn, refused);
+        return askText(conn, DM_ENTRIES(driver, SQLNativeSql), conn.driverHandle, sql, out);
+      });
 }
 
 }  // namespace
@@ -88,39 +131,22 @@ extern "C" {
 
 ZU_API SQLRETURN SQL_API SQLGetInfo(SQLHDBC handle, SQLUSMALLINT type, SQLPOINTER value, SQLSMALLINT size,
                                     SQLSMALLINT* length) {
-  if (isOwn(type) && !isMarked(static_cast<DMConn*>(handle))) {
-    return callOwn(findConnection(handle), Api::GetInfo, [&](DMConn& conn) -> SQLRETURN {
-      if (!knownWithoutDriver(type) && !requireConnected(conn)) return SQL_ERROR;
-      return ownInformation(conn, type, value, size, length);
-    });
-  }
-  return callConnection(
-      handle, Api::GetInfo,
-      [&](DMConn& conn, const CursorLibrary& library) -> SQLRETURN {
-        if (size < 0) return fail(conn, "HY090");
-        return library.CLGetInfo(&conn, type, value, size, length);
-      },
-      [&](DMConn& conn, const DMDriverFunctions& driver) -> SQLRETURN {
-        return askDriverInformation(conn, driver, type, value, size, length);
-      });
+  return getInfo(handle, type, valueOut(Form::Narrow, value, size, length, isTextInfo(type)));
 }
+ZU_API SQLRETURN SQL_API SQLGetInfoW(SQLHDBC handle, SQLUSMALLINT type, SQLPOINTER value, SQLSMALLINT size,
+                                     SQLSMALLINT* length) {
+  return getInfo(handle, type, valueOut(Form::Wide, value, size, length, isTextInfo(type)));
+}
+DM_ALIAS(SQLGetInfo);
 
 ZU_API SQLRETURN SQL_API SQLNativeSql(SQLHDBC handle, SQLCHAR* sql, SQLINTEGER length, SQLCHAR* out,
                                       SQLINTEGER outSize, SQLINTEGER* outLength) {
-  const auto refusal = [&]() -> const char* {
-    if (!sql) return "HY009";
-    if ((length < 0 && length != SQL_NTS) || outSize < 0) return "HY090";
-    return nullptr;
-  };
-  return callConnection(
-      handle, Api::NativeSql,
-      [&](DMConn& conn, const CursorLibrary& library) -> SQLRETURN {
-        if (const char* refused = refusal()) return fail(conn, refused);
-        return library.CLNativeSql(&conn, sql, length, out, outSize, outLength);
-      },
-      [&](DMConn& conn, const DMDriverFunctions& driver) -> SQLRETURN {
-        if (const char* refused = refusal()) return refuse(conn, refused);
-        return ask(driver.SQLNativeSql, conn.driverHandle, sql, length, out, outSize, outLength);
-      });
+  return nativeSql(handle, textIn(sql, length), textOut(out, outSize, outLength));
 }
+ZU_API SQLRETURN SQL_API SQLNativeSqlW(SQLHDBC handle, SQLWCHAR* sql, SQLINTEGER length, SQLWCHAR* out,
+                                       SQLINTEGER outSize, SQLINTEGER* outLength) {
+  return nativeSql(handle, textIn(sql, length), textOut(out, outSize, outLength));
 }
+DM_ALIAS(SQLNativeSql);
+
+}  // extern "C"

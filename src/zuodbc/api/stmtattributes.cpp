@@ -1,6 +1,7 @@
 // Statement attributes, and the options of ODBC 2.
 
 #include "zuodbc/call/arguments.h"
+#include "zuodbc/call/crossing.h"
 #include "zuodbc/call/entry.h"
 #include "zuodbc/driver/bridge.h"
 
@@ -111,12 +112,8 @@ SQLRETURN leaveOwnDescriptor(DMStmt& stmt, const DMDriverFunctions& driver, SQLI
   return isRow ? bindHeldColumns(stmt, driver) : SQLRETURN(SQL_SUCCESS);
 }
 
-}  // namespace
-
-extern "C" {
-
-ZU_API SQLRETURN SQL_API SQLSetStmtAttr(SQLHSTMT handle, SQLINTEGER attribute, SQLPOINTER value,
-                                        SQLINTEGER length) {
+SQLRETURN setAttribute(SQLHSTMT handle, SQLINTEGER attribute, SQLPOINTER value, SQLINTEGER length,
+                       Form form) {
   return callStatement(
       handle, Api::SetStmtAttr, [&](DMStmt& stmt) { return checkSet(stmt, attribute, value); },
       [&](DMStmt& stmt, const CursorLibrary& library) {
@@ -129,8 +126,33 @@ ZU_API SQLRETURN SQL_API SQLSetStmtAttr(SQLHSTMT handle, SQLINTEGER attribute, S
           const SQLRETURN rc = leaveOwnDescriptor(stmt, driver, attribute);
           if (!SQL_SUCCEEDED(rc)) return rc;
         }
-        return driverSetStmtAttr(stmt, driver, Api::SetStmtAttr, attribute, value, length);
+        return driverSetStmtAttr(stmt, driver, Api::SetStmtAttr, attribute, value, length, form);
       });
+}
+
+SQLRETURN getAttribute(SQLHSTMT handle, SQLINTEGER attribute, SQLPOINTER value, SQLINTEGER length,
+                       SQLINTEGER* lengthPtr, Form form) {
+  return callStatement(
+      handle, Api::GetStmtAttr, [&](DMStmt& stmt) { return checkGet(stmt, attribute); },
+      [&](DMStmt& stmt, const CursorLibrary& library) {
+        return library.CLGetStmtAttr(&stmt, attribute, value, length, lengthPtr);
+      },
+      [&](DMStmt& stmt, const DMDriverFunctions& driver) {
+        return driverGetStmtAttr(stmt, driver, Api::GetStmtAttr, attribute, value, length, lengthPtr, form);
+      });
+}
+
+}  // namespace
+
+extern "C" {
+
+ZU_API SQLRETURN SQL_API SQLSetStmtAttr(SQLHSTMT handle, SQLINTEGER attribute, SQLPOINTER value,
+                                        SQLINTEGER length) {
+  return setAttribute(handle, attribute, value, length, Form::Narrow);
+}
+ZU_API SQLRETURN SQL_API SQLSetStmtAttrW(SQLHSTMT handle, SQLINTEGER attribute, SQLPOINTER value,
+                                         SQLINTEGER length) {
+  return setAttribute(handle, attribute, value, length, Form::Wide);
 }
 
 ZU_API SQLRETURN SQL_API SQLSetStmtOption(SQLHSTMT handle, SQLUSMALLINT option, SQLULEN value) {
@@ -148,15 +170,15 @@ ZU_API SQLRETURN SQL_API SQLSetStmtOption(SQLHSTMT handle, SQLUSMALLINT option, 
 
 ZU_API SQLRETURN SQL_API SQLGetStmtAttr(SQLHSTMT handle, SQLINTEGER attribute, SQLPOINTER value,
                                         SQLINTEGER length, SQLINTEGER* lengthPtr) {
-  return callStatement(
-      handle, Api::GetStmtAttr, [&](DMStmt& stmt) { return checkGet(stmt, attribute); },
-      [&](DMStmt& stmt, const CursorLibrary& library) {
-        return library.CLGetStmtAttr(&stmt, attribute, value, length, lengthPtr);
-      },
-      [&](DMStmt& stmt, const DMDriverFunctions& driver) {
-        return driverGetStmtAttr(stmt, driver, Api::GetStmtAttr, attribute, value, length, lengthPtr);
-      });
+  return getAttribute(handle, attribute, value, length, lengthPtr, Form::Narrow);
 }
+ZU_API SQLRETURN SQL_API SQLGetStmtAttrW(SQLHSTMT handle, SQLINTEGER attribute, SQLPOINTER value,
+                                         SQLINTEGER length, SQLINTEGER* lengthPtr) {
+  return getAttribute(handle, attribute, value, length, lengthPtr, Form::Wide);
+}
+DM_ALIAS(SQLGetStmtAttr);
+
+DM_ALIAS(SQLSetStmtOption);
 
 ZU_API SQLRETURN SQL_API SQLGetStmtOption(SQLHSTMT handle, SQLUSMALLINT option, SQLPOINTER value) {
   return callStatement(
@@ -170,6 +192,8 @@ ZU_API SQLRETURN SQL_API SQLGetStmtOption(SQLHSTMT handle, SQLUSMALLINT option, 
                                  SQL_MAX_OPTION_STRING_LENGTH, nullptr);
       });
 }
+
+DM_ALIAS(SQLGetStmtOption);
 
 ZU_API SQLRETURN SQL_API SQLSetScrollOptions(SQLHSTMT handle, SQLUSMALLINT concurrency, SQLLEN keyset,
                                              SQLUSMALLINT rowset) {

@@ -14,6 +14,7 @@
 #include <string_view>
 
 #include "zuodbc/call/arguments.h"
+#include "zuodbc/call/crossing.h"
 #include "zuodbc/call/entry.h"
 #include "zuodbc/driver/bridge.h"
 #include "zuodbc/driver/driverdiagnostics.h"
@@ -25,9 +26,18 @@ namespace {
 constexpr std::string_view kGeneratedPrefix = "SQL_CUR";
 constexpr std::string_view kReservedPrefix = "SQLCUR";
 
-std::string_view textOf(const SQLCHAR* text, SQLSMALLINT length) {
-  const char* start = reinterpret_cast<const char*>(text);
-  return {start, length == SQL_NTS ? std::strlen(start) : size_t(length)};
+// A name as the cursor library writes it, which is how names are kept. False if it cannot be converted.
+bool internalName(DMStmt& stmt, const TextIn<SQLSMALLINT>& name, std::string& out) {
+  const CodePage page = pageOf(stmt.conn, name.form);
+  const CodePage kept = pageOf(stmt.conn, Form::Internal);
+  if (page == kept) {
+    out = bytesOf(name);
+    return true;
+  }
+  HeldText held;
+  const bool whole = convertText(stmt.conn, page, kept, bytesOf(name), held);
+  out = held.view();
+  return whole;
 }
 
 bool startsWith(std::string_view name, std::string_view prefix) {
@@ -52,9 +62,10 @@ bool isTaken(const DMStmt& stmt, std::string_view name) {
   return false;
 }
 
-const char* checkName(const DMStmt& stmt, const SQLCHAR* text, SQLSMALLINT length) {
-  if (const char* wrong = checkText(text, length)) return wrong;
-  const std::string_view name = textOf(text, length);
+const char* checkName(DMStmt& stmt, const TextIn<SQLSMALLINT>& text) {
+  if (const char* wrong = checkText(text)) return wrong;
+  std::string name;
+  if (!internalName(stmt, text, name)) return "HY000";
   const bool reserved = startsWith(name, kGeneratedPrefix) || startsWith(name, kReservedPrefix);
   if (name.empty() || reserved || name.size() > stmt.conn->maxCursorNameLength) return "34000";
   // A call that still executes must be able to end, also if another statement took the name meanwhile.
@@ -91,57 +102,45 @@ SQLRETURN sortOutcome(DMStmt& stmt, SQLRETURN rc) {
   return kDriverLacksFunction;
 }
 
-SQLRETURN giveName(DMStmt& stmt, SQLCHAR* out, SQLSMALLINT size, SQLSMALLINT* length) {
+SQLRETURN giveName(DMStmt& stmt, const TextOut<SQLSMALLINT>& out) {
   const NameGuard guard(stmt.conn->state->nameLock);
-  const std::string& name = stmt.state->cursorName;
-  if (length) *length = SQLSMALLINT(name.size());
-  if (!out) return SQL_SUCCESS;
-  if (size > 0) {
-    const size_t fits = std::min(name.size(), size_t(size) - 1);
-    std::memcpy(out, name.data(), fits);
-    out[fits] = 0;
-    if (fits == name.size()) return SQL_SUCCESS;
-  }
-  postError(stmt, "01004");
-  return kWarnedHere;
+  const SQLRETURN rc = writeText(stmt, stmt.state->cursorName, Form::Internal, out);
+  return rc == SQL_SUCCESS ? rc : kWarnedHere;
 }
 
-SQLRETURN setName(DMStmt& stmt, const DMDriverFunctions& driver, SQLCHAR* text, SQLSMALLINT length) {
-  SQLRETURN rc = sortOutcome(stmt, ask(driver.SQLSetCursorName, stmt.driverHandle, text, length));
+SQLRETURN setName(DMStmt& stmt, const DMDriverFunctions& driver, const TextIn<SQLSMALLINT>& text) {
+  SQLRETURN rc =
+      sortOutcome(stmt, askText(stmt, DM_ENTRIES(driver, SQLSetCursorName), stmt.driverHandle, text));
   if (rc == kDriverLacksFunction) rc = SQL_SUCCESS;
-  if (SQL_SUCCEEDED(rc)) keepName(stmt, textOf(text, length));
+  std::string name;
+  if (SQL_SUCCEEDED(rc) && internalName(stmt, text, name)) keepName(stmt, name);
   return rc;
 }
 
-SQLRETURN getName(DMStmt& stmt, const DMDriverFunctions& driver, SQLCHAR* out, SQLSMALLINT size,
-                  SQLSMALLINT* length) {
+SQLRETURN getName(DMStmt& stmt, const DMDriverFunctions& driver, const TextOut<SQLSMALLINT>& out) {
   if (!hasName(stmt)) {
     SQLSMALLINT full = 0;
-    const SQLRETURN rc = sortOutcome(stmt, ask(driver.SQLGetCursorName, stmt.driverHandle, out, size, &full));
-    if (length && SQL_SUCCEEDED(rc)) *length = full;
+    TextOut<SQLSMALLINT> asked = out;
+    asked.length = &full;
+    const SQLRETURN rc =
+        sortOutcome(stmt, askText(stmt, DM_ENTRIES(driver, SQLGetCursorName), stmt.driverHandle, asked));
+    if (out.length && SQL_SUCCEEDED(rc)) *out.length = full;
     const bool none = rc == kDriverLacksFunction || (SQL_SUCCEEDED(rc) && full == 0);
     if (!none) return rc;
     generateName(stmt);
   }
-  return giveName(stmt, out, size, length);
+  return giveName(stmt, out);
 }
 
-}  // namespace
-
-extern "C" {
-
-ZU_API SQLRETURN SQL_API SQLSetCursorName(SQLHSTMT handle, SQLCHAR* name, SQLSMALLINT length) {
+SQLRETURN setCursorName(SQLHSTMT handle, const TextIn<SQLSMALLINT>& name) {
   return callStatement(
-      handle, Api::SetCursorName, [&](DMStmt& stmt) { return checkName(stmt, name, length); },
+      handle, Api::SetCursorName, [&](DMStmt& stmt) { return checkName(stmt, noteForm(stmt, name)); },
       kNoCursorLibrary,
-      [&](DMStmt& stmt, const DMDriverFunctions& driver) { return setName(stmt, driver, name, length); });
+      [&](DMStmt& stmt, const DMDriverFunctions& driver) { return setName(stmt, driver, name); });
 }
 
-ZU_API SQLRETURN SQL_API SQLGetCursorName(SQLHSTMT handle, SQLCHAR* name, SQLSMALLINT size,
-                                          SQLSMALLINT* length) {
-  auto work = [&](DMStmt& stmt, const DMDriverFunctions& driver) {
-    return getName(stmt, driver, name, size, length);
-  };
+SQLRETURN getCursorName(SQLHSTMT handle, const TextOut<SQLSMALLINT>& name) {
+  auto work = [&](DMStmt& stmt, const DMDriverFunctions& driver) { return getName(stmt, driver, name); };
   // The cursor library goes through the statements of the connection by their names, in the middle of a call
   // on another one: these are no calls of the application, and the statements' diagnostics stay.
   auto* stmt = static_cast<DMStmt*>(handle);
@@ -150,7 +149,29 @@ ZU_API SQLRETURN SQL_API SQLGetCursorName(SQLHSTMT handle, SQLCHAR* name, SQLSMA
         *stmt, [&] { return askDriver(*stmt, *stmt->conn->driverFunctions, Api::GetCursorName, work); });
   }
   return callStatement(
-      handle, Api::GetCursorName, [&](DMStmt&) { return checkSize(size); }, kNoCursorLibrary, work);
+      handle, Api::GetCursorName, [&](DMStmt&) { return checkSize(name); }, kNoCursorLibrary, work);
 }
+
+}  // namespace
+
+extern "C" {
+
+ZU_API SQLRETURN SQL_API SQLSetCursorName(SQLHSTMT handle, SQLCHAR* name, SQLSMALLINT length) {
+  return setCursorName(handle, textIn(name, length));
+}
+ZU_API SQLRETURN SQL_API SQLSetCursorNameW(SQLHSTMT handle, SQLWCHAR* name, SQLSMALLINT length) {
+  return setCursorName(handle, textIn(name, length));
+}
+DM_ALIAS(SQLSetCursorName);
+
+ZU_API SQLRETURN SQL_API SQLGetCursorName(SQLHSTMT handle, SQLCHAR* name, SQLSMALLINT size,
+                                          SQLSMALLINT* length) {
+  return getCursorName(handle, textOut(name, size, length));
+}
+ZU_API SQLRETURN SQL_API SQLGetCursorNameW(SQLHSTMT handle, SQLWCHAR* name, SQLSMALLINT size,
+                                           SQLSMALLINT* length) {
+  return getCursorName(handle, textOut(name, size, length));
+}
+DM_ALIAS(SQLGetCursorName);
 
 }  // extern "C"

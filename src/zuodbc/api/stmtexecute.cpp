@@ -1,6 +1,7 @@
 // Preparing and executing: the statement's text, its data at execution, its results in turn.
 
 #include "zuodbc/call/arguments.h"
+#include "zuodbc/call/crossing.h"
 #include "zuodbc/call/entry.h"
 #include "zuodbc/driver/bridge.h"
 
@@ -14,28 +15,45 @@ const char* checkPutData(SQLPOINTER value, SQLLEN length) {
   return length < 0 && length != SQL_NTS && !noValue ? "HY090" : nullptr;
 }
 
+SQLRETURN prepare(SQLHSTMT handle, const TextIn<SQLINTEGER>& sql) {
+  return callStatement(
+      handle, Api::Prepare, [&](DMStmt& stmt) { return checkSql(noteForm(stmt, sql)); },
+      [&](DMStmt& stmt, const CursorLibrary& library) { return askLibrary(stmt, library.CLPrepare, sql); },
+      [&](DMStmt& stmt, const DMDriverFunctions& driver) {
+        return askText(stmt, DM_ENTRIES(driver, SQLPrepare), stmt.driverHandle, sql);
+      });
+}
+
+SQLRETURN execDirect(SQLHSTMT handle, const TextIn<SQLINTEGER>& sql) {
+  return callStatement(
+      handle, Api::ExecDirect, [&](DMStmt& stmt) { return checkSql(noteForm(stmt, sql)); },
+      [&](DMStmt& stmt, const CursorLibrary& library) { return askLibrary(stmt, library.CLExecDirect, sql); },
+      [&](DMStmt& stmt, const DMDriverFunctions& driver) {
+        const SQLRETURN rc = driverTakeParameterHeader(stmt, driver);
+        return SQL_SUCCEEDED(rc) ? askText(stmt, DM_ENTRIES(driver, SQLExecDirect), stmt.driverHandle, sql)
+                                 : rc;
+      });
+}
+
 }  // namespace
 
 extern "C" {
 
 ZU_API SQLRETURN SQL_API SQLPrepare(SQLHSTMT handle, SQLCHAR* sql, SQLINTEGER length) {
-  return callStatement(
-      handle, Api::Prepare, [&](DMStmt&) { return checkSql(sql, length); },
-      [&](DMStmt& stmt, const CursorLibrary& library) { return library.CLPrepare(&stmt, sql, length); },
-      [&](DMStmt& stmt, const DMDriverFunctions& driver) {
-        return ask(driver.SQLPrepare, stmt.driverHandle, sql, length);
-      });
+  return prepare(handle, textIn(sql, length));
 }
+ZU_API SQLRETURN SQL_API SQLPrepareW(SQLHSTMT handle, SQLWCHAR* sql, SQLINTEGER length) {
+  return prepare(handle, textIn(sql, length));
+}
+DM_ALIAS(SQLPrepare);
 
 ZU_API SQLRETURN SQL_API SQLExecDirect(SQLHSTMT handle, SQLCHAR* sql, SQLINTEGER length) {
-  return callStatement(
-      handle, Api::ExecDirect, [&](DMStmt&) { return checkSql(sql, length); },
-      [&](DMStmt& stmt, const CursorLibrary& library) { return library.CLExecDirect(&stmt, sql, length); },
-      [&](DMStmt& stmt, const DMDriverFunctions& driver) {
-        const SQLRETURN rc = driverTakeParameterHeader(stmt, driver);
-        return SQL_SUCCEEDED(rc) ? ask(driver.SQLExecDirect, stmt.driverHandle, sql, length) : rc;
-      });
+  return execDirect(handle, textIn(sql, length));
 }
+ZU_API SQLRETURN SQL_API SQLExecDirectW(SQLHSTMT handle, SQLWCHAR* sql, SQLINTEGER length) {
+  return execDirect(handle, textIn(sql, length));
+}
+DM_ALIAS(SQLExecDirect);
 
 ZU_API SQLRETURN SQL_API SQLExecute(SQLHSTMT handle) {
   return callStatement(

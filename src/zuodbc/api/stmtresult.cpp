@@ -1,39 +1,43 @@
 // The result of a statement: its columns, what is bound to them, and values read one at a time.
 
 #include "zuodbc/call/arguments.h"
+#include "zuodbc/call/crossing.h"
 #include "zuodbc/call/entry.h"
+#include "zuodbc/call/textfields.h"
 #include "zuodbc/driver/bridge.h"
 
 using namespace dm;
 
 namespace {
 
-// True for a field of SQLColAttribute whose value is a text, in either version's numbers.
-bool isTextField(SQLUSMALLINT field) {
-  switch (field) {
-    case SQL_COLUMN_NAME:
-    case SQL_DESC_NAME:
-    case SQL_DESC_TYPE_NAME:
-    case SQL_DESC_TABLE_NAME:
-    case SQL_DESC_SCHEMA_NAME:
-    case SQL_DESC_CATALOG_NAME:
-    case SQL_DESC_LABEL:
-    case SQL_DESC_BASE_COLUMN_NAME:
-    case SQL_DESC_BASE_TABLE_NAME:
-    case SQL_DESC_LITERAL_PREFIX:
-    case SQL_DESC_LITERAL_SUFFIX:
-    case SQL_DESC_LOCAL_TYPE_NAME: return true;
-    default: return false;
-  }
-}
-
-const char* checkField(SQLUSMALLINT field, SQLSMALLINT size) {
-  return isTextField(field) && size < 0 ? "HY090" : nullptr;
-}
-
-const char* checkDescribe(const DMStmt& stmt, SQLUSMALLINT column, SQLSMALLINT size) {
-  if (size < 0) return "HY090";
+const char* checkDescribe(const DMStmt& stmt, SQLUSMALLINT column, const TextOut<SQLSMALLINT>& name) {
+  if (const char* wrong = checkSize(name)) return wrong;
   return column == 0 && stmt.useBookmarks == SQL_UB_OFF ? "07009" : nullptr;
+}
+
+SQLRETURN describeCol(SQLHSTMT handle, SQLUSMALLINT column, const TextOut<SQLSMALLINT>& name,
+                      SQLSMALLINT* type, SQLULEN* size, SQLSMALLINT* scale, SQLSMALLINT* nullable) {
+  return callStatement(
+      handle, Api::DescribeCol, [&](DMStmt& stmt) { return checkDescribe(stmt, column, name); },
+      kNoCursorLibrary,
+      [&](DMStmt& stmt, const DMDriverFunctions& driver) {
+        const SQLRETURN rc = askText(stmt, DM_ENTRIES(driver, SQLDescribeCol), stmt.driverHandle, column,
+                                     name, type, size, scale, nullable);
+        if (SQL_SUCCEEDED(rc) && type) *type = typeForApplication(*stmt.conn, *type);
+        return rc;
+      });
+}
+
+using ColumnField = SQLRETURN (*)(DMStmt& stmt, const DMDriverFunctions& driver, SQLUSMALLINT column,
+                                  SQLUSMALLINT field, const TextOut<SQLSMALLINT>& text, SQLLEN* number);
+
+SQLRETURN colAttribute(SQLHSTMT handle, Api api, ColumnField ask, SQLUSMALLINT column, SQLUSMALLINT field,
+                       const TextOut<SQLSMALLINT>& text, SQLLEN* number) {
+  return callStatement(
+      handle, api, [&](DMStmt&) { return checkSize(text); }, kNoCursorLibrary,
+      [&](DMStmt& stmt, const DMDriverFunctions& driver) {
+        return ask(stmt, driver, column, field, text, number);
+      });
 }
 
 }  // namespace
@@ -53,36 +57,48 @@ ZU_API SQLRETURN SQL_API SQLNumResultCols(SQLHSTMT handle, SQLSMALLINT* count) {
 ZU_API SQLRETURN SQL_API SQLDescribeCol(SQLHSTMT handle, SQLUSMALLINT column, SQLCHAR* name,
                                         SQLSMALLINT nameSize, SQLSMALLINT* nameLength, SQLSMALLINT* type,
                                         SQLULEN* size, SQLSMALLINT* scale, SQLSMALLINT* nullable) {
-  return callStatement(
-      handle, Api::DescribeCol, [&](DMStmt& stmt) { return checkDescribe(stmt, column, nameSize); },
-      kNoCursorLibrary,
-      [&](DMStmt& stmt, const DMDriverFunctions& driver) {
-        const SQLRETURN rc = ask(driver.SQLDescribeCol, stmt.driverHandle, column, name, nameSize, nameLength,
-                                 type, size, scale, nullable);
-        if (SQL_SUCCEEDED(rc) && type) *type = typeForApplication(*stmt.conn, *type);
-        return rc;
-      });
+  return describeCol(handle, column, textOut(name, nameSize, nameLength), type, size, scale, nullable);
 }
+ZU_API SQLRETURN SQL_API SQLDescribeColW(SQLHSTMT handle, SQLUSMALLINT column, SQLWCHAR* name,
+                                         SQLSMALLINT nameSize, SQLSMALLINT* nameLength, SQLSMALLINT* type,
+                                         SQLULEN* size, SQLSMALLINT* scale, SQLSMALLINT* nullable) {
+  return describeCol(handle, column, textOut(name, nameSize, nameLength), type, size, scale, nullable);
+}
+DM_ALIAS(SQLDescribeCol);
 
 ZU_API SQLRETURN SQL_API SQLColAttribute(SQLHSTMT handle, SQLUSMALLINT column, SQLUSMALLINT field,
                                          SQLPOINTER text, SQLSMALLINT size, SQLSMALLINT* length,
                                          SQLLEN* number) {
-  return callStatement(
-      handle, Api::ColAttribute, [&](DMStmt&) { return checkField(field, size); }, kNoCursorLibrary,
-      [&](DMStmt& stmt, const DMDriverFunctions& driver) {
-        return driverColAttribute(stmt, driver, column, field, text, size, length, number);
-      });
+  return colAttribute(handle, Api::ColAttribute, driverColAttribute, column, field,
+                      valueOut(Form::Narrow, text, size, length, isTextField(field)), number);
+}
+ZU_API SQLRETURN SQL_API SQLColAttributeW(SQLHSTMT handle, SQLUSMALLINT column, SQLUSMALLINT field,
+                                          SQLPOINTER text, SQLSMALLINT size, SQLSMALLINT* length,
+                                          SQLLEN* number) {
+  return colAttribute(handle, Api::ColAttribute, driverColAttribute, column, field,
+                      valueOut(Form::Wide, text, size, length, isTextField(field)), number);
+}
+// Not an alias: the header has it with signed numbers.
+ZU_API SQLRETURN SQL_API SQLColAttributeA(SQLHSTMT handle, SQLSMALLINT column, SQLSMALLINT field,
+                                          SQLPOINTER text, SQLSMALLINT size, SQLSMALLINT* length,
+                                          SQLLEN* number) {
+  return SQLColAttribute(handle, static_cast<SQLUSMALLINT>(column), static_cast<SQLUSMALLINT>(field), text,
+                         size, length, number);
 }
 
 ZU_API SQLRETURN SQL_API SQLColAttributes(SQLHSTMT handle, SQLUSMALLINT column, SQLUSMALLINT field,
                                           SQLPOINTER text, SQLSMALLINT size, SQLSMALLINT* length,
                                           SQLLEN* number) {
-  return callStatement(
-      handle, Api::ColAttributes, [&](DMStmt&) { return checkField(field, size); }, kNoCursorLibrary,
-      [&](DMStmt& stmt, const DMDriverFunctions& driver) {
-        return driverColAttributes(stmt, driver, column, field, text, size, length, number);
-      });
+  return colAttribute(handle, Api::ColAttributes, driverColAttributes, column, field,
+                      valueOut(Form::Narrow, text, size, length, isTextField(field)), number);
 }
+ZU_API SQLRETURN SQL_API SQLColAttributesW(SQLHSTMT handle, SQLUSMALLINT column, SQLUSMALLINT field,
+                                           SQLPOINTER text, SQLSMALLINT size, SQLSMALLINT* length,
+                                           SQLLEN* number) {
+  return colAttribute(handle, Api::ColAttributes, driverColAttributes, column, field,
+                      valueOut(Form::Wide, text, size, length, isTextField(field)), number);
+}
+DM_ALIAS(SQLColAttributes);
 
 ZU_API SQLRETURN SQL_API SQLBindCol(SQLHSTMT handle, SQLUSMALLINT column, SQLSMALLINT cType, SQLPOINTER data,
                                     SQLLEN length, SQLLEN* lengthPtr) {

@@ -5,6 +5,7 @@
 #include <cstring>
 
 #include "zuodbc/dmservices.h"
+#include "zuodbc/handles/handles.h"
 
 namespace dm {
 namespace {
@@ -156,9 +157,11 @@ void queueRecord(DMHandle& handle, tagERRBUF* record) noexcept {
 
 namespace {
 
-tagERRBUF* makeOwnRecord(const char* sqlstate, std::string_view text) noexcept {
+tagERRBUF* makeOwnRecord(DMHandle& handle, const char* sqlstate, std::string_view text) noexcept {
   tagERRBUF* record = allocateRecord(sqlstate, kOwnPrefix.size() + text.size());
   if (!record) return nullptr;
+  const DMConn* conn = connectionOf(handle);
+  if (!conn || !conn->state || conn->state->isWide) record->flags |= DM_ERR_UTF8;
   std::memcpy(record->text, kOwnPrefix.data(), kOwnPrefix.size());
   std::memcpy(record->text + kOwnPrefix.size(), text.data(), text.size());
   return record;
@@ -171,11 +174,11 @@ void postError(DMHandle& handle, const char* sqlstate) noexcept {
 }
 
 void postError(DMHandle& handle, const char* sqlstate, std::string_view text) noexcept {
-  queueRecord(handle, makeOwnRecord(sqlstate, text));
+  queueRecord(handle, makeOwnRecord(handle, sqlstate, text));
 }
 
 void postForDriver(DMHandle& handle, const char* sqlstate) noexcept {
-  tagERRBUF* record = makeOwnRecord(sqlstate, textOf(sqlstate));
+  tagERRBUF* record = makeOwnRecord(handle, sqlstate, textOf(sqlstate));
   if (record) record->flags |= DM_ERR_UNSETTLED;
   queueRecord(handle, record);
 }

@@ -20,6 +20,8 @@ enum : unsigned {
   DM_ERR_UNSETTLED = 1u << 0,  // of the last driver call, not yet taken over
   DM_ERR_RESERVE = 1u << 1,    // the handle's reserve record: owned by the handle, not by the queue
   DM_ERR_IN_USE = 1u << 2,     // the reserve record is in a queue, or held with one
+  DM_ERR_UTF8 = 1u << 3,       // the text is UTF-8; else it is in the code page of the connection
+  DM_ERR_OF_WIDE = 1u << 4,  // the text came as UTF-16 from a driver: a narrow application gets it converted
 };
 
 struct tagERRBUF {

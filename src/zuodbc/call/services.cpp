@@ -24,6 +24,7 @@ void post(DMHandle& handle, unsigned short component, unsigned short errorId, lo
   readMessage(errorId, text + prefix.size(), sizeof text - prefix.size(), sqlstate);
   tagERRBUF* record = makeRecord(sqlstate, text);
   if (record) {
+    record->flags |= DM_ERR_UTF8;  // as the catalogs are
     record->row = row;
     record->column = static_cast<SQLINTEGER>(column);
   }

@@ -1,5 +1,9 @@
 #include "zuodbc/driver/attach.h"
 
+#include <algorithm>
+#include <cstdint>
+
+#include "zuodbc/call/crossing.h"
 #include "zuodbc/call/entry.h"
 #include "zuodbc/call/messagecatalog.h"
 #include "zuodbc/call/values.h"
@@ -38,8 +42,9 @@ SQLRETURN allocateDriverHandles(DMConn& conn) {
 std::string askText(DMConn& conn, SQLUSMALLINT type) {
   char text[256] = "";
   SQLSMALLINT length = 0;
-  const SQLRETURN rc = ask(conn.driverFunctions->SQLGetInfo, conn.driverHandle, type,
-                           static_cast<SQLPOINTER>(text), static_cast<SQLSMALLINT>(sizeof text), &length);
+  const SQLRETURN rc = crossToDriver(conn, DM_ENTRIES(*conn.driverFunctions, SQLGetInfo), conn.driverHandle,
+                                     type, heldOut(text, static_cast<SQLSMALLINT>(sizeof text), &length))
+                           .rc;
   text[sizeof text - 1] = '\0';
   return SQL_SUCCEEDED(rc) ? text : "";
 }
@@ -48,8 +53,10 @@ template <class Number>
 Number askNumber(DMConn& conn, SQLUSMALLINT type, Number otherwise) {
   SQLULEN cell = 0;  // wide enough for any driver's idea of the number
   SQLSMALLINT length = 0;
-  const SQLRETURN rc = ask(conn.driverFunctions->SQLGetInfo, conn.driverHandle, type,
-                           static_cast<SQLPOINTER>(&cell), static_cast<SQLSMALLINT>(sizeof cell), &length);
+  const DMDriverFunctions& driver = *conn.driverFunctions;
+  const SQLRETURN rc =
+      ask(driver.SQLGetInfo ? driver.SQLGetInfo : driver.SQLGetInfoW, conn.driverHandle, type,
+          static_cast<SQLPOINTER>(&cell), static_cast<SQLSMALLINT>(sizeof cell), &length);
   return SQL_SUCCEEDED(rc) ? static_cast<Number>(cell) : otherwise;
 }
 
@@ -74,7 +81,11 @@ void learnAboutDriver(DMConn& conn) {
   std::string quote = askText(conn, SQL_IDENTIFIER_QUOTE_CHAR);
   if (quote == " ") quote.clear();  // how a driver says that it quotes nothing
   quote.copy(conn.identifierQuote, sizeof conn.identifierQuote - 1);
-  const auto orUsual = [](unsigned short length) { return length == 0 ? kUsualNameLength : length; };
+  // The driver counts characters; a UTF-16 unit has up to three bytes in UTF-8.
+  const auto orUsual = [&](unsigned short length) -> unsigned short {
+    const unsigned bytes = (length == 0 ? kUsualNameLength : length) * (conn.state->isWide ? 3u : 1u);
+    return static_cast<unsigned short>(std::min<unsigned>(bytes, UINT16_MAX));
+  };
   conn.maxColumnNameLength = orUsual(askNumber<unsigned short>(conn, SQL_MAX_COLUMN_NAME_LEN, 0));
   conn.maxCursorNameLength = orUsual(askNumber<unsigned short>(conn, SQL_MAX_CURSOR_NAME_LEN, 0));
   conn.caseSensitiveIdentifiers = askNumber<unsigned short>(conn, SQL_IDENTIFIER_CASE, 0) == SQL_IC_SENSITIVE;
@@ -97,13 +108,17 @@ SQLRETURN freeInDriver(SQLSMALLINT type, SQLHANDLE handle, const DMDriverFunctio
 
 }  // namespace
 
-SQLRETURN attachDriver(DMConn& conn, const std::string& library) {
+SQLRETURN attachDriver(DMConn& conn, const std::string& library, bool byWide) {
   std::string why;
   const LoadedDriver* driver = loadDriver(library, why);
   if (!driver) return fail(conn, "IM003", "Specified driver could not be loaded: " + why);
   conn.state->functions = std::make_unique<DMDriverFunctions>(driver->functions());
   conn.state->driver = driver;
   conn.driverFunctions = conn.state->functions.get();
+  const DMDriverFunctions& table = *conn.driverFunctions;
+  const bool hasWide = table.SQLConnectW || table.SQLDriverConnectW;
+  const bool hasNarrow = table.SQLConnect || table.SQLDriverConnect;
+  conn.state->isWide = hasWide && (byWide || !hasNarrow);
   const SQLRETURN rc = allocateDriverHandles(conn);
   return SQL_SUCCEEDED(rc) ? joined(rc, applyKeptAttributes(conn, true)) : rc;
 }
@@ -139,6 +154,7 @@ void detachDriver(DMConn& conn) noexcept {
   state.functions.reset();
   state.driver = nullptr;
   state.cursorLibrary = nullptr;
+  state.isWide = false;
   state.connected = state.browsing = state.driverKnowsVersion = false;
   state.rowsetSize = 1;
   state.bindType = SQL_BIND_BY_COLUMN;

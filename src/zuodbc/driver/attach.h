@@ -22,7 +22,8 @@ namespace dm {
 
 // Both return SQL_ERROR with the cause posted, or SQL_SUCCESS, or SQL_SUCCESS_WITH_INFO if the driver posted
 // a warning.
-SQLRETURN attachDriver(DMConn& conn, const std::string& library);
+// A connection that is made by a wide function, to a driver that has some, speaks UTF-16 to the driver.
+SQLRETURN attachDriver(DMConn& conn, const std::string& library, bool byWide);
 SQLRETURN completeConnection(DMConn& conn);
 
 // Frees the driver's handles. Diagnostics stay.

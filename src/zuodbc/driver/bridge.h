@@ -10,6 +10,7 @@
 #define ZUODBC_DRIVER_BRIDGE_H
 
 #include "zuodbc/call/drivercall.h"
+#include "zuodbc/call/text.h"
 #include "zuodbc/call/values.h"
 #include "zuodbc/driver/driverdiagnostics.h"
 
@@ -39,9 +40,10 @@ SQLRETURN driverBindParameter(DMStmt& stmt, const DMDriverFunctions& driver, SQL
 // and bookmark settings is also kept on the statement and its current descriptors, where the bridge and the
 // cursor library read it.
 SQLRETURN driverSetStmtAttr(DMStmt& stmt, const DMDriverFunctions& driver, Api api, SQLINTEGER attribute,
-                            SQLPOINTER value, SQLINTEGER length);
+                            SQLPOINTER value, SQLINTEGER length, Form form = Form::Narrow);
 SQLRETURN driverGetStmtAttr(DMStmt& stmt, const DMDriverFunctions& driver, Api api, SQLINTEGER attribute,
-                            SQLPOINTER value, SQLINTEGER length, SQLINTEGER* lengthPtr);
+                            SQLPOINTER value, SQLINTEGER length, SQLINTEGER* lengthPtr,
+                            Form form = Form::Narrow);
 SQLRETURN driverParamOptions(DMStmt& stmt, const DMDriverFunctions& driver, SQLULEN rows, SQLULEN* rowPtr);
 SQLRETURN driverSetScrollOptions(DMStmt& stmt, const DMDriverFunctions& driver, SQLUSMALLINT concurrency,
                                  SQLLEN keyset, SQLUSMALLINT rowset);
@@ -73,11 +75,9 @@ SQLRETURN driverCloseCursor(DMStmt& stmt, const DMDriverFunctions& driver);
 // --- Column attributes (bridgecolumns.cpp): `field` is a number of ODBC 3, or of ODBC 2 ---
 
 SQLRETURN driverColAttribute(DMStmt& stmt, const DMDriverFunctions& driver, SQLUSMALLINT column,
-                             SQLUSMALLINT field, SQLPOINTER text, SQLSMALLINT size, SQLSMALLINT* length,
-                             SQLLEN* number);
+                             SQLUSMALLINT field, const TextOut<SQLSMALLINT>& text, SQLLEN* number);
 SQLRETURN driverColAttributes(DMStmt& stmt, const DMDriverFunctions& driver, SQLUSMALLINT column,
-                              SQLUSMALLINT field, SQLPOINTER text, SQLSMALLINT size, SQLSMALLINT* length,
-                              SQLLEN* number);
+                              SQLUSMALLINT field, const TextOut<SQLSMALLINT>& text, SQLLEN* number);
 
 }  // namespace dm
 

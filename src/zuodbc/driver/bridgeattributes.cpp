@@ -2,6 +2,7 @@
 
 #include <cstdint>
 
+#include "zuodbc/call/crossing.h"
 #include "zuodbc/driver/bridge.h"
 #include "zuodbc/driver/optioncell.h"
 
@@ -17,6 +18,12 @@ bool isOption(SQLINTEGER attribute) {
 
 bool isDescriptor(SQLINTEGER attribute) {
   return attribute >= SQL_ATTR_APP_ROW_DESC && attribute <= SQL_ATTR_IMP_PARAM_DESC;
+}
+
+// No attribute of the standard is a text. What a driver defines is one if its length can be that of a text.
+bool mayBeText(SQLINTEGER attribute, SQLINTEGER length) {
+  const bool isStandard = attribute >= SQL_ATTR_APP_ROW_DESC && attribute <= SQL_ATTR_METADATA_ID;
+  return attribute >= kFirstDriverAttribute && !isStandard && (length == SQL_NTS || length > 0);
 }
 
 // The driver's handle of the descriptor that the application, or the cursor library, has named.
@@ -118,8 +125,9 @@ SQLRETURN getOption(DMStmt& stmt, const DMDriverFunctions& driver, SQLINTEGER at
   }
   if (!SQL_SUCCEEDED(rc)) return rc;
   const bool isEither = attribute >= kFirstDriverAttribute && size > 0;
-  return ownOutcome(rc, isEither ? cell.giveEither(stmt, value, size, lengthPtr)
-                                 : cell.giveNumber(sizeof(SQLULEN), value, lengthPtr));
+  return ownOutcome(
+      rc, isEither ? cell.giveEither(stmt, Form::Narrow, valueOut(Form::Narrow, value, size, lengthPtr, true))
+                   : cell.giveNumber(sizeof(SQLULEN), value, lengthPtr));
 }
 
 // Where the count of parameter sets goes. The cursor library keeps it on the application's descriptor.
@@ -233,7 +241,7 @@ void keepStmtAttr(DMStmt& stmt, SQLINTEGER attribute, SQLPOINTER value) noexcept
 }
 
 SQLRETURN driverSetStmtAttr(DMStmt& stmt, const DMDriverFunctions& driver, Api api, SQLINTEGER attribute,
-                            SQLPOINTER value, SQLINTEGER length) {
+                            SQLPOINTER value, SQLINTEGER length, Form form) {
   SQLRETURN rc;
   // An extended fetch through SQLFetchScroll sets the driver's row array itself.
   const bool staysHere = attribute == SQL_ROWSET_SIZE && !driver.SQLExtendedFetch && driver.SQLFetchScroll;
@@ -244,7 +252,8 @@ SQLRETURN driverSetStmtAttr(DMStmt& stmt, const DMDriverFunctions& driver, Api a
     rc = setOption(stmt, driver, attribute, value, length);
   } else {
     const SQLPOINTER given = isDescriptor(attribute) ? driverDescriptor(stmt, value) : value;
-    rc = ask(driver.SQLSetStmtAttr, stmt.driverHandle, attribute, given, length);
+    rc = askText(stmt, DM_ENTRIES(driver, SQLSetStmtAttr), stmt.driverHandle, attribute,
+                 valueIn(form, given, length, mayBeText(attribute, length)));
     if (SQL_SUCCEEDED(rc) && attribute == SQL_ROWSET_SIZE) stmt.state->driverRowset.size = asNumber(value);
     if (SQL_SUCCEEDED(rc) && attribute == SQL_BIND_TYPE) stmt.state->driverRowset.bindType = asNumber(value);
   }
@@ -253,7 +262,7 @@ SQLRETURN driverSetStmtAttr(DMStmt& stmt, const DMDriverFunctions& driver, Api a
 }
 
 SQLRETURN driverGetStmtAttr(DMStmt& stmt, const DMDriverFunctions& driver, Api api, SQLINTEGER attribute,
-                            SQLPOINTER value, SQLINTEGER length, SQLINTEGER* lengthPtr) {
+                            SQLPOINTER value, SQLINTEGER length, SQLINTEGER* lengthPtr, Form form) {
   // The cursor library asks for the attributes -1 and -2 as options, cut to 16 bits.
   if (api == Api::GetStmtOption && attribute >= UINT16_MAX - 1) attribute -= UINT16_MAX + 1;
   OptionCell unwanted;
@@ -273,7 +282,8 @@ SQLRETURN driverGetStmtAttr(DMStmt& stmt, const DMDriverFunctions& driver, Api a
   }
   if (!driver.SQLGetStmtAttr || (api == Api::GetStmtOption && driver.SQLGetStmtOption && isOption(attribute)))
     return getOption(stmt, driver, attribute, value, length, lengthPtr);
-  return ask(driver.SQLGetStmtAttr, stmt.driverHandle, attribute, value, length, lengthPtr);
+  return askText(stmt, DM_ENTRIES(driver, SQLGetStmtAttr), stmt.driverHandle, attribute,
+                 valueOut(form, value, length, lengthPtr, mayBeText(attribute, length)));
 }
 
 SQLRETURN driverTakeRowset(DMStmt& stmt, const DMDriverFunctions& driver, SQLULEN rows) {

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <iterator>
 
+#include "zuodbc/call/crossing.h"
 #include "zuodbc/driver/bridge.h"
 
 namespace dm {
@@ -58,15 +59,16 @@ void makeVerbose(SQLUSMALLINT field, SQLLEN* number) {
 }  // namespace
 
 SQLRETURN driverColAttribute(DMStmt& stmt, const DMDriverFunctions& driver, SQLUSMALLINT column,
-                             SQLUSMALLINT field, SQLPOINTER text, SQLSMALLINT size, SQLSMALLINT* length,
-                             SQLLEN* number) {
+                             SQLUSMALLINT field, const TextOut<SQLSMALLINT>& text, SQLLEN* number) {
+  const auto ownEntries = DM_ENTRIES(driver, SQLColAttribute);
+  const auto oldEntries = DM_ENTRIES(driver, SQLColAttributes);
   SQLRETURN rc;
-  if (driver.SQLColAttribute || !driver.SQLColAttributes) {
-    rc = ask(driver.SQLColAttribute, stmt.driverHandle, column, field, text, size, length, number);
+  if (ownEntries || !oldEntries) {
+    rc = askText(stmt, ownEntries, stmt.driverHandle, column, field, text, number);
   } else {
     SQLUSMALLINT old;
     if (!toVersion2(field, &old)) return refuse(stmt, "HY091");
-    rc = ask(driver.SQLColAttributes, stmt.driverHandle, column, old, text, size, length, number);
+    rc = askText(stmt, oldEntries, stmt.driverHandle, column, old, text, number);
     if (SQL_SUCCEEDED(rc)) makeVerbose(field, number);
   }
   if (SQL_SUCCEEDED(rc)) convertType(stmt, field, number);
@@ -74,12 +76,11 @@ SQLRETURN driverColAttribute(DMStmt& stmt, const DMDriverFunctions& driver, SQLU
 }
 
 SQLRETURN driverColAttributes(DMStmt& stmt, const DMDriverFunctions& driver, SQLUSMALLINT column,
-                              SQLUSMALLINT field, SQLPOINTER text, SQLSMALLINT size, SQLSMALLINT* length,
-                              SQLLEN* number) {
-  const SQLRETURN rc = driver.SQLColAttributes ? ask(driver.SQLColAttributes, stmt.driverHandle, column,
-                                                     field, text, size, length, number)
-                                               : ask(driver.SQLColAttribute, stmt.driverHandle, column,
-                                                     toVersion3(field), text, size, length, number);
+                              SQLUSMALLINT field, const TextOut<SQLSMALLINT>& text, SQLLEN* number) {
+  const auto ownEntries = DM_ENTRIES(driver, SQLColAttributes);
+  const SQLRETURN rc = ownEntries ? askText(stmt, ownEntries, stmt.driverHandle, column, field, text, number)
+                                  : askText(stmt, DM_ENTRIES(driver, SQLColAttribute), stmt.driverHandle,
+                                            column, toVersion3(field), text, number);
   if (SQL_SUCCEEDED(rc)) convertType(stmt, field, number);
   return rc;
 }

@@ -3,6 +3,7 @@
 #include <cstdint>
 #include <string>
 
+#include "zuodbc/call/crossing.h"
 #include "zuodbc/call/entry.h"
 #include "zuodbc/driver/optioncell.h"
 
@@ -28,37 +29,50 @@ bool isVersion3Switch(SQLINTEGER attribute) {
 
 bool isOption(SQLINTEGER attribute) { return attribute >= 0 && attribute <= UINT16_MAX; }
 
-SQLRETURN setOption(DMConn& conn, const DMDriverFunctions& driver, SQLINTEGER attribute, SQLPOINTER value,
-                    SQLINTEGER length) {
+// Of an option that a driver has in both forms the narrow one is used: it is what drivers of ODBC 2 have.
+Form optionForm(const void* narrow) { return narrow ? Form::Narrow : Form::Wide; }
+
+SQLRETURN setOption(DMConn& conn, const DMDriverFunctions& driver, SQLINTEGER attribute,
+                    const TextIn<SQLINTEGER>& in) {
+  const auto entries = DM_ENTRIES(driver, SQLSetConnectOption);
   if (!isOption(attribute)) return refuse(conn, "HY092");
+  const auto option = static_cast<SQLUSMALLINT>(attribute);
+  auto value = reinterpret_cast<SQLULEN>(in.text);
   if (isVersion3Switch(attribute)) return value ? refuse(conn, "HYC00") : SQLRETURN(SQL_SUCCESS);
-  std::string text;
-  if (length != SQL_NTS && isBytes(attribute, value, length)) {
-    text = valueBytes(value, length);
-    value = text.data();
+  const Form form = optionForm(reinterpret_cast<const void*>(entries.narrow));
+  HeldText held;
+  const CodePage from = pageOf(&conn, in.form), to = pageOf(&conn, form);
+  if (in.isText && in.text && from != to) {
+    if (!convertText(&conn, from, to, bytesOf(in), held)) return refuse(conn, "HY000");
+  } else if (in.length != SQL_NTS && isBytes(attribute, const_cast<void*>(in.text), in.length)) {
+    held = holdText(valueBytes(const_cast<void*>(in.text), in.length));
   }
-  return ask(driver.SQLSetConnectOption, conn.driverHandle, static_cast<SQLUSMALLINT>(attribute),
-             asNumber(value));
+  if (held.bytes) value = reinterpret_cast<SQLULEN>(held.bytes.get());
+  return form == Form::Narrow ? ask(entries.narrow, conn.driverHandle, option, value)
+                              : ask(entries.wide, conn.driverHandle, option, value);
 }
 
-SQLRETURN getOption(DMConn& conn, const DMDriverFunctions& driver, SQLINTEGER attribute, SQLPOINTER value,
-                    SQLINTEGER size, SQLINTEGER* lengthPtr) {
+SQLRETURN getOption(DMConn& conn, const DMDriverFunctions& driver, SQLINTEGER attribute,
+                    const TextOut<SQLINTEGER>& out) {
+  const auto entries = DM_ENTRIES(driver, SQLGetConnectOption);
   if (!isOption(attribute)) return refuse(conn, "HY092");
+  const auto option = static_cast<SQLUSMALLINT>(attribute);
+  const Form form = optionForm(reinterpret_cast<const void*>(entries.narrow));
   OptionCell cell;
   SQLRETURN rc = SQL_SUCCESS;
   if (!isVersion3Switch(attribute)) {
-    rc = ask(driver.SQLGetConnectOption, conn.driverHandle, static_cast<SQLUSMALLINT>(attribute),
-             cell.address());
+    rc = form == Form::Narrow ? ask(entries.narrow, conn.driverHandle, option, cell.address())
+                              : ask(entries.wide, conn.driverHandle, option, cell.address());
   }
   if (!SQL_SUCCEEDED(rc)) return rc;
   SQLRETURN given;
   if (isTextAttribute(attribute)) {
-    given = cell.giveText(conn, value, size, lengthPtr);
-  } else if (isDriverDefined(attribute) && size > 0) {
-    given = cell.giveEither(conn, value, size, lengthPtr);
+    given = cell.giveText(conn, form, out);
+  } else if (isDriverDefined(attribute) && out.size > 0) {
+    given = cell.giveEither(conn, form, out);
   } else {
     const bool isPointer = attribute == SQL_ATTR_QUIET_MODE;
-    given = cell.giveNumber(isPointer ? sizeof(SQLULEN) : sizeof(SQLUINTEGER), value, lengthPtr);
+    given = cell.giveNumber(isPointer ? sizeof(SQLULEN) : sizeof(SQLUINTEGER), out.buffer, out.length);
   }
   return ownOutcome(rc, given);
 }
@@ -96,26 +110,30 @@ bool isDriverDefined(SQLINTEGER attribute) noexcept {
   }
 }
 
+bool isText(SQLINTEGER attribute, SQLINTEGER length) noexcept {
+  return isTextAttribute(attribute) || (isDriverDefined(attribute) && (length == SQL_NTS || length > 0));
+}
+
 bool isBytes(SQLINTEGER attribute, SQLPOINTER value, SQLINTEGER length) noexcept {
-  return isTextAttribute(attribute) ||
-         (isDriverDefined(attribute) && (length == SQL_NTS || !valueBytes(value, length).empty()));
+  return isText(attribute, length) || (isDriverDefined(attribute) && !valueBytes(value, length).empty());
 }
 
 SQLRETURN setDriverAttribute(DMConn& conn, const DMDriverFunctions& driver, Api api, SQLINTEGER attribute,
-                             SQLPOINTER value, SQLINTEGER length) {
-  const bool asOption =
-      !driver.SQLSetConnectAttr || (api == Api::SetConnectOption && driver.SQLSetConnectOption);
-  const SQLRETURN rc = asOption ? setOption(conn, driver, attribute, value, length)
-                                : ask(driver.SQLSetConnectAttr, conn.driverHandle, attribute, value, length);
-  if (SQL_SUCCEEDED(rc)) keepForStatements(conn, attribute, value);
+                             const TextIn<SQLINTEGER>& value) {
+  const auto entries = DM_ENTRIES(driver, SQLSetConnectAttr);
+  const bool asOption = !entries || (api == Api::SetConnectOption && DM_ENTRIES(driver, SQLSetConnectOption));
+  const SQLRETURN rc = asOption ? setOption(conn, driver, attribute, value)
+                                : askText(conn, entries, conn.driverHandle, attribute, value);
+  if (SQL_SUCCEEDED(rc)) keepForStatements(conn, attribute, const_cast<void*>(value.text));
   return rc;
 }
 
 SQLRETURN getDriverAttribute(DMConn& conn, const DMDriverFunctions& driver, Api api, SQLINTEGER attribute,
-                             SQLPOINTER value, SQLINTEGER size, SQLINTEGER* lengthPtr) {
-  if (!driver.SQLGetConnectAttr || (api == Api::GetConnectOption && driver.SQLGetConnectOption))
-    return getOption(conn, driver, attribute, value, size, lengthPtr);
-  return ask(driver.SQLGetConnectAttr, conn.driverHandle, attribute, value, size, lengthPtr);
+                             const TextOut<SQLINTEGER>& out) {
+  const auto entries = DM_ENTRIES(driver, SQLGetConnectAttr);
+  if (!entries || (api == Api::GetConnectOption && DM_ENTRIES(driver, SQLGetConnectOption)))
+    return getOption(conn, driver, attribute, out);
+  return askText(conn, entries, conn.driverHandle, attribute, out);
 }
 
 SQLRETURN applyKeptAttributes(DMConn& conn, bool beforeConnect) {
@@ -125,7 +143,11 @@ SQLRETURN applyKeptAttributes(DMConn& conn, bool beforeConnect) {
     const auto work = [&, attribute = attribute, &kept = kept](DMConn& conn,
                                                                const DMDriverFunctions& driver) {
       const SQLPOINTER value = kept.isText ? kept.text.data() : asPointer(kept.value);
-      return setDriverAttribute(conn, driver, Api::SetConnectAttr, attribute, value, kept.length);
+      const bool isConverted = kept.isUtf8 && isText(attribute, kept.length);
+      const auto length = isConverted ? static_cast<SQLINTEGER>(kept.text.size()) : kept.length;
+      return setDriverAttribute(
+          conn, driver, Api::SetConnectAttr, attribute,
+          valueIn(isConverted ? Form::Utf8 : Form::Narrow, value, length, isText(attribute, kept.length)));
     };
     const SQLRETURN rc = askDriver(conn, *conn.driverFunctions, Api::SetConnectAttr, work);
     settleErrors(conn);

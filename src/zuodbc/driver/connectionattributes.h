@@ -3,6 +3,7 @@
 #ifndef ZUODBC_DRIVER_CONNECTIONATTRIBUTES_H
 #define ZUODBC_DRIVER_CONNECTIONATTRIBUTES_H
 
+#include "zuodbc/call/text.h"
 #include "zuodbc/call/values.h"
 #include "zuodbc/driverfunctions.h"
 #include "zuodbc/handles/api.h"
@@ -15,7 +16,9 @@ namespace dm {
 bool isTextAttribute(SQLINTEGER attribute) noexcept;
 bool isDriverDefined(SQLINTEGER attribute) noexcept;
 
-// True if an attribute's value is a text or binary value, which has to be copied to be kept.
+// True if an attribute's value, of this length, is a text; or a text or binary value, which has to be copied
+// to be kept.
+bool isText(SQLINTEGER attribute, SQLINTEGER length) noexcept;
 bool isBytes(SQLINTEGER attribute, SQLPOINTER value, SQLINTEGER length) noexcept;
 
 // Set and read one attribute through the function that the driver has; `api` is the function that the
@@ -23,9 +26,9 @@ bool isBytes(SQLINTEGER attribute, SQLPOINTER value, SQLINTEGER length) noexcept
 // is copied so that it ends in a zero, and a value that is read passes through a buffer of the size that
 // ODBC 2 allows it.
 SQLRETURN setDriverAttribute(DMConn& conn, const DMDriverFunctions& driver, Api api, SQLINTEGER attribute,
-                             SQLPOINTER value, SQLINTEGER length);
+                             const TextIn<SQLINTEGER>& value);
 SQLRETURN getDriverAttribute(DMConn& conn, const DMDriverFunctions& driver, Api api, SQLINTEGER attribute,
-                             SQLPOINTER value, SQLINTEGER size, SQLINTEGER* lengthPtr);
+                             const TextOut<SQLINTEGER>& out);
 
 // Sets the attributes that were kept while there was no driver: those that drivers want before they
 // connect, or all the others. An attribute that the driver refuses is a warning (IM006).

@@ -6,7 +6,9 @@
 #include <cstdint>
 #include <cstdlib>
 #include <cstring>
+#include <memory>
 
+#include "zuodbc/call/crossing.h"
 #include "zuodbc/call/errors.h"
 #include "zuodbc/call/values.h"
 #include "zuodbc/driverfunctions.h"
@@ -28,13 +30,15 @@ struct DriverText {
   SQLCHAR first[kFirstTextSize] = "";
 };
 
-tagERRBUF* makeDriverRecord(const DriverText& text, std::string_view message) {
+tagERRBUF* makeDriverRecord(const DMHandle& handle, const DriverText& text, std::string_view message) {
   char state[6] = "";
   std::memcpy(state, text.state, 5);
   tagERRBUF* record = makeRecord(state, message);
   if (!record) return nullptr;
   record->nativeError = text.native;
   record->flags = DM_ERR_UNSETTLED;
+  if (connectionOf(const_cast<DMHandle&>(handle))->state->isWide)
+    record->flags |= DM_ERR_UTF8 | DM_ERR_OF_WIDE;
   return record;
 }
 
@@ -43,26 +47,33 @@ std::string_view firstPart(const DriverText& text) {
   return {first, strnlen(first, sizeof text.first)};
 }
 
+// Asks for a record; texts come in the driver manager's own form.
+SQLRETURN readRecord(DMHandle& handle, SQLSMALLINT number, DriverText& text, char* buffer, SQLSMALLINT size) {
+  const DMDriverFunctions& driver = *connectionOf(handle)->driverFunctions;
+  return crossToDriver(handle, DM_ENTRIES(driver, SQLGetDiagRec), static_cast<SQLSMALLINT>(handle.handleType),
+                       handle.driverHandle, number, StateOut{text.state, Form::Internal}, &text.native,
+                       heldOut(buffer, size, &text.length))
+      .rc;
+}
+
 // The record with its whole text, for a text that did not fit.
-tagERRBUF* readLongRecord(const DMDriverFunctions& driver, DMHandle& handle, SQLSMALLINT number,
-                          DriverText& text) {
+tagERRBUF* readLongRecord(DMHandle& handle, SQLSMALLINT number, DriverText& text) {
   const auto size = static_cast<SQLSMALLINT>(std::min<int>(text.length, INT16_MAX - 1) + 1);
-  auto* whole = static_cast<char*>(std::calloc(1, static_cast<size_t>(size)));
-  if (!whole) return makeDriverRecord(text, firstPart(text));
-  driver.SQLGetDiagRec(static_cast<SQLSMALLINT>(handle.handleType), handle.driverHandle, number, text.state,
-                       &text.native, reinterpret_cast<SQLCHAR*>(whole), size, &text.length);
-  tagERRBUF* record = makeDriverRecord(text, {whole, strnlen(whole, static_cast<size_t>(size))});
-  std::free(whole);
-  return record;
+  const std::unique_ptr<char, decltype(&std::free)> whole(
+      static_cast<char*>(std::calloc(1, static_cast<size_t>(size))), &std::free);
+  if (!whole) return makeDriverRecord(handle, text, firstPart(text));
+  readRecord(handle, number, text, whole.get(), size);
+  return makeDriverRecord(handle, text, {whole.get(), strnlen(whole.get(), static_cast<size_t>(size))});
 }
 
 // Where in the row set the record belongs. A driver may fill the lower half of the cell only.
 void readPlace(const DMDriverFunctions& driver, DMHandle& handle, SQLSMALLINT number, tagERRBUF& record) {
-  if (handle.handleType != DM_STMT || !driver.SQLGetDiagField) return;
+  const auto getField = driver.SQLGetDiagField ? driver.SQLGetDiagField : driver.SQLGetDiagFieldW;
+  if (handle.handleType != DM_STMT || !getField) return;
   const auto read = [&](SQLSMALLINT field) -> int32_t {
     SQLLEN cell = 0;
-    const SQLRETURN rc = driver.SQLGetDiagField(SQL_HANDLE_STMT, handle.driverHandle, number, field, &cell,
-                                                SQL_IS_INTEGER, nullptr);
+    const SQLRETURN rc =
+        getField(SQL_HANDLE_STMT, handle.driverHandle, number, field, &cell, SQL_IS_INTEGER, nullptr);
     return SQL_SUCCEEDED(rc) ? static_cast<int32_t>(cell) : 0;
   };
   if (const int32_t row = read(SQL_DIAG_ROW_NUMBER)) record.row = row;
@@ -72,12 +83,10 @@ void readPlace(const DMDriverFunctions& driver, DMHandle& handle, SQLSMALLINT nu
 void pullByRecord(const DMDriverFunctions& driver, DMHandle& handle) {
   for (SQLSMALLINT number = 1; number <= kMostRecords; ++number) {
     DriverText text;
-    const SQLRETURN rc =
-        driver.SQLGetDiagRec(static_cast<SQLSMALLINT>(handle.handleType), handle.driverHandle, number,
-                             text.state, &text.native, text.first, kFirstTextSize, &text.length);
-    if (!SQL_SUCCEEDED(rc)) return;
-    tagERRBUF* record = text.length >= kFirstTextSize ? readLongRecord(driver, handle, number, text)
-                                                      : makeDriverRecord(text, firstPart(text));
+    if (!SQL_SUCCEEDED(readRecord(handle, number, text, reinterpret_cast<char*>(text.first), kFirstTextSize)))
+      return;
+    tagERRBUF* record = text.length >= kFirstTextSize ? readLongRecord(handle, number, text)
+                                                      : makeDriverRecord(handle, text, firstPart(text));
     if (record) readPlace(driver, handle, number, *record);
     queueRecord(handle, record);
   }
@@ -90,9 +99,12 @@ void pullByError(const DMDriverFunctions& driver, DMHandle& handle, void* driver
   for (int number = 0; number < kMostRecords; ++number) {
     DriverText text;
     const SQLRETURN rc =
-        driver.SQLError(env, conn, stmt, text.state, &text.native, text.first, kFirstTextSize, &text.length);
+        crossToDriver(handle, DM_ENTRIES(driver, SQLError), env, conn, stmt,
+                      StateOut{text.state, Form::Internal}, &text.native,
+                      heldOut(reinterpret_cast<char*>(text.first), kFirstTextSize, &text.length))
+            .rc;
     if (!SQL_SUCCEEDED(rc)) return;
-    queueRecord(handle, makeDriverRecord(text, firstPart(text)));
+    queueRecord(handle, makeDriverRecord(handle, text, firstPart(text)));
   }
 }
 
@@ -105,9 +117,10 @@ void pullDriverErrors(DMHandle& handle) {
   const DMDriverFunctions& driver = *conn->driverFunctions;
   const bool oldDriver = conn->driverVersion != 0 && conn->driverVersion < 300;
   try {
-    if (driver.SQLGetDiagRec && !(oldDriver && driver.SQLError)) {
+    const bool hasError = static_cast<bool>(DM_ENTRIES(driver, SQLError));
+    if (DM_ENTRIES(driver, SQLGetDiagRec) && !(oldDriver && hasError)) {
       pullByRecord(driver, handle);
-    } else if (driver.SQLError && handle.handleType != DM_DESC) {
+    } else if (hasError && handle.handleType != DM_DESC) {
       pullByError(driver, handle, conn->state->driverEnv);
     }
   } catch (abi::__forced_unwind&) {

@@ -68,6 +68,14 @@ DMDriverFunctions lookUpFunctions(void* module) {
 #define ZU_LOOK_UP(name) table.name = reinterpret_cast<decltype(table.name)>(ownSymbol(module, base, #name));
   ZU_DRIVER_FUNCTIONS(ZU_LOOK_UP)
 #undef ZU_LOOK_UP
+#define ZU_LOOK_UP(name) \
+  table.name##W = reinterpret_cast<decltype(table.name##W)>(ownSymbol(module, base, #name "W"));
+  ZU_DRIVER_TEXT_FUNCTIONS(ZU_LOOK_UP)
+#undef ZU_LOOK_UP
+  // The standard's statement attributes and types are no texts: these two forms are one function.
+  if (!table.SQLSetStmtAttr) table.SQLSetStmtAttr = table.SQLSetStmtAttrW;
+  if (!table.SQLGetStmtAttr) table.SQLGetStmtAttr = table.SQLGetStmtAttrW;
+  if (!table.SQLGetTypeInfo) table.SQLGetTypeInfo = table.SQLGetTypeInfoW;
   return table;
 }
 
@@ -83,7 +91,8 @@ __attribute__((weak)) const LoadedDriver* loadDriver(const std::string& library,
   void* module = open(library, why);
   if (!module) return nullptr;
   auto driver = std::make_unique<LoadedDriver>(module, lookUpFunctions(module));
-  if (!driver->functions().SQLConnect && !driver->functions().SQLDriverConnect) {
+  const DMDriverFunctions& table = driver->functions();
+  if (!table.SQLConnect && !table.SQLDriverConnect && !table.SQLConnectW && !table.SQLDriverConnectW) {
     why = library + ": no ODBC driver: it has neither SQLConnect nor SQLDriverConnect";
     dlclose(module);
     return nullptr;

@@ -3,13 +3,10 @@
 #include <algorithm>
 #include <cstring>
 
-#include "zuodbc/call/text.h"
-
 namespace dm {
 
-SQLRETURN OptionCell::giveText(DMHandle& handle, SQLPOINTER value, SQLINTEGER size,
-                               SQLINTEGER* lengthPtr) const {
-  return writeText(handle, cell, value, size, lengthPtr);
+SQLRETURN OptionCell::giveText(DMHandle& handle, Form form, const TextOut<SQLINTEGER>& out) const {
+  return writeText(handle, bytesOf(cell, SQL_NTS, form == Form::Wide, false), form, out);
 }
 
 SQLRETURN OptionCell::giveNumber(std::size_t width, SQLPOINTER value, SQLINTEGER* lengthPtr) const {
@@ -18,13 +15,13 @@ SQLRETURN OptionCell::giveNumber(std::size_t width, SQLPOINTER value, SQLINTEGER
   return SQL_SUCCESS;
 }
 
-SQLRETURN OptionCell::giveEither(DMHandle& handle, SQLPOINTER value, SQLINTEGER size,
-                                 SQLINTEGER* lengthPtr) const {
+SQLRETURN OptionCell::giveEither(DMHandle& handle, Form form, const TextOut<SQLINTEGER>& out) const {
   const std::size_t length = std::strlen(cell);
-  if (!value || size <= 0 || length >= static_cast<std::size_t>(size))
-    return giveText(handle, value, size, lengthPtr);
-  std::memcpy(value, cell, std::min(sizeof cell, static_cast<std::size_t>(size)));
-  if (lengthPtr) *lengthPtr = static_cast<SQLINTEGER>(length);
+  const bool isSame = form == out.form;
+  if (!isSame || !out.buffer || out.size <= 0 || length >= static_cast<std::size_t>(out.size))
+    return giveText(handle, form, out);
+  std::memcpy(out.buffer, cell, std::min(sizeof cell, static_cast<std::size_t>(out.size)));
+  if (out.length) *out.length = static_cast<SQLINTEGER>(length);
   return SQL_SUCCESS;
 }
 

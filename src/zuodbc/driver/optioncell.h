@@ -7,7 +7,7 @@
 
 #include <cstddef>
 
-#include "zuodbc/dmhandle.h"
+#include "zuodbc/call/text.h"
 
 namespace dm {
 
@@ -15,19 +15,20 @@ class OptionCell {
  public:
   SQLPOINTER address() { return cell; }
 
-  // Each copies the value to the application's buffer of `size` bytes (null: nothing is copied) and returns
-  // SQL_SUCCESS, or SQL_SUCCESS_WITH_INFO or SQL_ERROR with a diagnostic posted on `handle`.
-  SQLRETURN giveText(DMHandle& handle, SQLPOINTER value, SQLINTEGER size, SQLINTEGER* lengthPtr) const;
+  // Each copies the value to the application's buffer (null: nothing is copied) and returns SQL_SUCCESS, or
+  // SQL_SUCCESS_WITH_INFO or SQL_ERROR with a diagnostic posted on `handle`. `form` is that of the function
+  // which filled the cell.
+  SQLRETURN giveText(DMHandle& handle, Form form, const TextOut<SQLINTEGER>& out) const;
 
   // A number of `width` bytes.
   SQLRETURN giveNumber(std::size_t width, SQLPOINTER value, SQLINTEGER* lengthPtr) const;
 
   // A value that only the driver knows to be a number or a text: all of it if a text of it would fit.
-  SQLRETURN giveEither(DMHandle& handle, SQLPOINTER value, SQLINTEGER size, SQLINTEGER* lengthPtr) const;
+  SQLRETURN giveEither(DMHandle& handle, Form form, const TextOut<SQLINTEGER>& out) const;
 
  private:
-  // One byte more than a text may have, never written by the driver: the text always ends.
-  alignas(SQLULEN) char cell[SQL_MAX_OPTION_STRING_LENGTH + 2] = "";
+  // One character more than a text may have, never written by the driver: the text always ends.
+  alignas(SQLULEN) char cell[(SQL_MAX_OPTION_STRING_LENGTH + 2) * sizeof(SQLWCHAR)] = "";
 };
 
 }  // namespace dm

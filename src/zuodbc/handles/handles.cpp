@@ -294,9 +294,9 @@ void DMConn::LockStmtList(int lock) {
 }
 
 // Narrow drivers and narrow applications are all there is so far.
-int DMConn::isUTF8Driver() const { return 0; }
-int DMConn::isUTF8DriverIgnoringCursorLib() const { return 0; }
-int DMConn::isUTF8EnvAttr() const { return env && env->utf8Mode != 1; }
+int DMConn::isUTF8Driver() const { return state && state->isWide; }
+int DMConn::isUTF8DriverIgnoringCursorLib() const { return isUTF8Driver(); }
+int DMConn::isUTF8EnvAttr() const { return env && __atomic_load_n(&env->utf8Mode, __ATOMIC_RELAXED) != 1; }
 
 DMDesc::DMDesc(DMConn* conn, DMStmt* ownerStmt, unsigned flags)
     : DMHandle(DM_DESC),

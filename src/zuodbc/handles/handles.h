@@ -20,6 +20,9 @@
 namespace dm {
 class LoadedDriver;
 
+// Memory that a driver may still use.
+using KeptBlocks = std::vector<std::unique_ptr<char[]>>;
+
 struct DataSourceEntry {
   std::string name;
   std::string description;  // of SQLDataSources the driver's name, of SQLDrivers the attribute pairs
@@ -30,6 +33,7 @@ struct KeptAttribute {
   SQLULEN value = 0;
   std::string text;       // when the attribute is a text
   bool isText = false;    // or a binary value
+  bool isUtf8 = false;    // of a wide application; else in the application's own code page
   SQLINTEGER length = 0;  // as the application gave it
 };
 
@@ -72,6 +76,8 @@ struct DMConnState {
   std::unique_ptr<DMDriverFunctions> functions;  // a copy of the driver's table
   void* driverEnv = nullptr;  // each connection has an environment of its own in the driver
   const dm::CursorLibrary* cursorLibrary = nullptr;  // null: statement calls go to the driver
+  long codePage = 4;    // of narrow text, by IANA number (call/encoding.h); Latin-1 until connected
+  bool isWide = false;  // the driver manager and the cursor library speak UTF-16 to the driver
   bool connected = false;
   bool browsing = false;   // SQLBrowseConnect has answered SQL_NEED_DATA
   std::string dataSource;  // the name, or empty
@@ -126,6 +132,8 @@ struct DMStmtState {
   std::mutex cancelLock;
   DMStmt* driverStmt = nullptr;          // another statement that is in the driver on this one's behalf
   std::atomic<bool> cancelAsked{false};  // a cancel came while the call was outside the driver
+
+  dm::KeptBlocks lentToDriver;  // converted texts of a call that still executes
 
   // A cell for a value that the application does not want. A call that still executes may keep its address.
   alignas(std::max_align_t) unsigned char scratch[16];
