@@ -1,6 +1,7 @@
 // Parameters: their count and description, and what is bound to them.
 
 #include "zuodbc/call/arguments.h"
+#include "zuodbc/call/crossing.h"
 #include "zuodbc/call/entry.h"
 #include "zuodbc/driver/bridge.h"
 
@@ -77,6 +78,8 @@ ZU_API SQLRETURN SQL_API SQLDescribeParam(SQLHSTMT handle, SQLUSMALLINT number, 
         return rc;
       });
 }
+
+DM_ALIAS(SQLDescribeParam);
 
 ZU_API SQLRETURN SQL_API SQLBindParameter(SQLHSTMT handle, SQLUSMALLINT number, SQLSMALLINT ioType,
                                           SQLSMALLINT cType, SQLSMALLINT sqlType, SQLULEN size,

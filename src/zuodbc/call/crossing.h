@@ -105,9 +105,10 @@ class Passed<TextOut<Length>> {
     if (!out.isText || !given.first->crosses(out.form)) return;
     unit = given.first->callee == kUtf16 ? sizeof(SQLWCHAR) : sizeof(SQLCHAR);
     inUnits = !out.inBytes || unit == 1;
-    // Room for what 16 bits can tell, and beyond that for what the caller could take.
-    const auto wanted = static_cast<size_t>(std::clamp<SQLLEN>(SQLLEN{out.size} * 4, kLeast, kMost));
-    capacity = sizeof(Length) == sizeof(SQLSMALLINT) ? kLeast : wanted;
+    // As much as the caller could take: four bytes for a character. Drivers multiply a size in 16 bits, so it
+    // should not be large without need.
+    const SQLLEN most = sizeof(Length) == sizeof(SQLSMALLINT) ? kMostShort : kMost;
+    capacity = static_cast<size_t>(std::clamp<SQLLEN>(SQLLEN{out.size} * 4, kLeast, most));
     const size_t bytes = capacity * unit;
     ours.reset(new char[kCellSize + bytes + sizeof(SQLWCHAR)]);
     *cell() = -1;
@@ -116,18 +117,26 @@ class Passed<TextOut<Length>> {
   }
   std::tuple<AnyPointer, Length, Length*> raw() {
     if (!ours) return {AnyPointer{out.buffer}, out.size, out.length};
-    const size_t size = inUnits ? capacity : std::min(capacity * unit, static_cast<size_t>(kLeast - 1));
-    return {AnyPointer{text()}, static_cast<Length>(size), cell()};
+    return {AnyPointer{text()}, static_cast<Length>(inUnits ? capacity : capacity * unit), cell()};
   }
   void finish(Crossing& crossing) {
-    if (ours) crossing.note(copyText(crossing.conn, received(), crossing.callee, out));
+    if (!ours) return;
+    const std::string_view text = received();
+    crossing.note(copyText(crossing.conn, text, crossing.callee, out));
+    // A text that is longer still has the length that the function tells.
+    const Length told = *cell();
+    if (told <= 0 || static_cast<size_t>(told) * (inUnits ? unit : 1) <= text.size()) return;
+    if (text.size() < capacity * unit - unit) return;
+    crossing.note(Copied::Cut);
+    if (out.length) *out.length = std::max(*out.length, told);
   }
   void leave(KeptBlocks& kept) {
     if (ours) kept.push_back(std::move(ours));
   }
 
  private:
-  static constexpr SQLLEN kLeast = std::numeric_limits<SQLSMALLINT>::max();
+  static constexpr SQLLEN kLeast = 4096;
+  static constexpr SQLLEN kMostShort = 16383;  // two bytes each still fit 16 bits
   static constexpr SQLLEN kMost = 1 << 24;
   static constexpr size_t kCellSize = sizeof(SQLLEN);  // the length cell is before the text
 
@@ -214,10 +223,10 @@ Form formOf(const First& first, const Rest&... rest) {
   }
 }
 
-// True if a driver that has both forms of a function is to be asked by the wide one.
+// True if a driver that has both forms of a function is to be asked by the wide one. Once it was connected so
+// it is asked so: some drivers answer a narrow function as if it were the wide one then.
 inline bool prefersWide(const DMConn* conn, Form form) {
-  const bool isInternal = form == Form::Internal || form == Form::Utf8 || isInLibrary();
-  return form == Form::Wide || (isInternal && conn && conn->state->isWide);
+  return form == Form::Wide || (conn && conn->state->isWide);
 }
 
 // Asks the driver by the form that suits the caller, or by the one that it has. Posts nothing.
