@@ -167,14 +167,11 @@ class ZU_API DMConn : public DMHandle {
   // The re-entrance mark on the connection: 1 sets, 0 takes it back.
   void CursorLibLockDbc(int mark);
 
-<<<<<<< HEAD
   // `hasOpenResult`, which statements of several threads set and ask for.
   bool isResultOpen() const { return __atomic_load_n(&hasOpenResult, __ATOMIC_RELAXED) != 0; }
   void setResultOpen(bool isOpen) { __atomic_store_n(&hasOpenResult, isOpen, __ATOMIC_RELAXED); }
 
-=======
   // Whether text between the cursor library and the driver manager is UTF-8, because the driver takes UTF-16.
->>>>>>> 9a9defb (Wide and A entry points: one description of a function's texts, from which they cross between application, cursor library and driver)
   virtual int isUTF8Driver() const;
   virtual int isUTF8DriverIgnoringCursorLib() const;
   virtual int isUTF8EnvAttr() const;

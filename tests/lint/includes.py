@@ -36,7 +36,7 @@ def allowed(includer, included):
         if not includer.startswith(owner + "/"):
             return "is internal to " + owner
     if library == "zuodbc":
-        if other_library == "zuodbc" or included == CURSOR_ENTRY or other_room == "runtime":
+        if other_library == "zuodbc" or included == CURSOR_ENTRY or other_room in ("runtime", "codepages"):
             return None
         return "is not part of what the driver manager may see"
     if other_library == "zuodbc":

@@ -19,7 +19,7 @@
 #include <utility>
 #include <vector>
 
-#include "zuodbc/call/drivercall.h"
+#include "zuodbc/call/ask.h"
 #include "zuodbc/call/text.h"
 
 namespace dm {

@@ -1,7 +1,8 @@
 // A call of a driver's function, and what surrounds it: the call lock, the sign that the statement is in the
 // driver, and the driver's diagnostics, which come into the handle's queue when the driver returns 1 or -1.
 //
-// The work of a call returns the driver's code, or one of the three codes below, which are no codes of ODBC.
+// The work of a call returns the driver's code, or one of the three codes of call/ask.h, which are no codes
+// of ODBC.
 
 #ifndef ZUODBC_CALL_DRIVERCALL_H
 #define ZUODBC_CALL_DRIVERCALL_H
@@ -11,6 +12,7 @@
 #include <new>
 #include <type_traits>
 
+#include "zuodbc/call/ask.h"
 #include "zuodbc/call/errors.h"
 #include "zuodbc/call/heldbindings.h"
 #include "zuodbc/handles/api.h"
@@ -18,14 +20,6 @@
 #include "zuodbc/handles/marks.h"
 
 namespace dm {
-
-// The driver has no such function: IM001.
-inline constexpr SQLRETURN kDriverLacksFunction = -1001;
-
-// The work has queued its own diagnostics and not called the driver, which therefore has none to fetch: for
-// SQL_ERROR and for SQL_SUCCESS_WITH_INFO.
-inline constexpr SQLRETURN kRefusedHere = -1002;
-inline constexpr SQLRETURN kWarnedHere = -1003;
 
 // Queues `sqlstate` from inside the work for a driver that is not going to be called.
 inline SQLRETURN refuse(DMHandle& handle, const char* sqlstate) noexcept {
@@ -38,14 +32,6 @@ inline SQLRETURN refuse(DMHandle& handle, const char* sqlstate) noexcept {
 inline SQLRETURN ownOutcome(SQLRETURN rc, SQLRETURN own) noexcept {
   if (own == SQL_ERROR) return kRefusedHere;
   return own == SQL_SUCCESS_WITH_INFO && rc == SQL_SUCCESS ? kWarnedHere : rc;
-}
-
-// Calls an entry of the driver's table, if the driver has it. A driver's code is never taken for one of ours.
-template <class Result, class... Parameters, class... Arguments>
-SQLRETURN ask(Result (*function)(Parameters...), Arguments... arguments) {
-  if (!function) return kDriverLacksFunction;
-  const SQLRETURN rc = function(arguments...);
-  return rc <= kDriverLacksFunction && rc >= kWarnedHere ? SQLRETURN(SQL_ERROR) : rc;
 }
 
 // Runs work that calls a driver or allocates: no exception leaves the driver manager. Allocation that fails

@@ -5,7 +5,6 @@
 #include <cstring>
 
 #include "zuodbc/dmservices.h"
-#include "zuodbc/handles/handles.h"
 
 namespace dm {
 namespace {
@@ -157,11 +156,20 @@ void queueRecord(DMHandle& handle, tagERRBUF* record) noexcept {
 
 namespace {
 
-tagERRBUF* makeOwnRecord(DMHandle& handle, const char* sqlstate, std::string_view text) noexcept {
+// Whether the driver manager's own words are about texts in UTF-8.
+bool speaksUtf8(const DMHandle& handle) noexcept {
+  switch (handle.handleType) {
+    case DM_CONN: return static_cast<const DMConn&>(handle).isUTF8Driver() != 0;
+    case DM_STMT: return static_cast<const DMStmt&>(handle).isUTF8Driver() != 0;
+    case DM_DESC: return static_cast<const DMDesc&>(handle).conn->isUTF8Driver() != 0;
+    default: return true;
+  }
+}
+
+tagERRBUF* makeOwnRecord(const DMHandle& handle, const char* sqlstate, std::string_view text) noexcept {
   tagERRBUF* record = allocateRecord(sqlstate, kOwnPrefix.size() + text.size());
   if (!record) return nullptr;
-  const DMConn* conn = connectionOf(handle);
-  if (!conn || !conn->state || conn->state->isWide) record->flags |= DM_ERR_UTF8;
+  if (speaksUtf8(handle)) record->flags |= DM_ERR_UTF8;
   std::memcpy(record->text, kOwnPrefix.data(), kOwnPrefix.size());
   std::memcpy(record->text + kOwnPrefix.size(), text.data(), text.size());
   return record;

@@ -2,7 +2,7 @@
 
 #include <algorithm>
 
-#include "zuodbc/call/drivercall.h"
+#include "zuodbc/call/ask.h"
 #include "zuodbc/handles/marks.h"
 
 namespace dm {
