@@ -247,6 +247,24 @@ TEST_F(Streams, WaitsOfThePipe) {
   EXPECT_EQ(out, "somemorelast");
 }
 
+// Pieces from the wire that end where a block ends, with more to come.
+TEST_F(Streams, ReceiveIntoBlocksThatPiecesFillExactly) {
+  for (const unsigned long blockSize : {32768UL, 65536UL}) {
+    BlkTmpFile stream(blockSize);
+    ASSERT_EQ(stream.initialize(0), 0);
+    std::string sent(7 * 65536 + 5, '?');
+    for (unsigned long i = 0; i < sent.size(); ++i) sent[i] = static_cast<char>(i * 31 / 7);
+    std::thread sender([&] { peer.send(sent); });
+    std::this_thread::sleep_for(std::chrono::milliseconds(20));  // whole pieces are there to be read
+    int timedOut = 7;
+    EXPECT_EQ(stream.appendFromWire(&pipe, sent.size(), 0, 0, &timedOut), 0);
+    sender.join();
+    std::string out(sent.size(), '?');
+    EXPECT_EQ(stream.read(0, out.data(), out.size()), 0);
+    EXPECT_TRUE(out == sent);
+  }
+}
+
 TEST_F(Streams, FailuresLeaveWhatIsThere) {
   const std::string text = "a text that is longer than two blocks of eight";
   std::string out(text.size(), '?');

@@ -331,7 +331,9 @@ int BlkTmpFile::appendFromWire(ZuTCPIP* wire, unsigned long count, int, int time
   if (!hasRoomFor(count)) return failWith(limit() > 0 ? EFBIG : EBADF);
   while (count > 0) {
     const unsigned long chunk = std::min(count, kWirePiece);
-    if (buffers[current].used + chunk > blockSize && spillOther()) return 1;
+    // The read may fill the block, with more to come for the other one.
+    const unsigned long used = buffers[current].used;
+    if (used + chunk >= blockSize && used + count > blockSize && spillOther()) return 1;
     Block& block = buffers[current];
     const unsigned long room = std::min<unsigned long>(chunk, blockSize - block.used);
     unsigned long got = 0;
