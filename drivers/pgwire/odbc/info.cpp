@@ -1,0 +1,370 @@
+// SQLGetInfo and SQLGetFunctions.
+
+#include <algorithm>
+#include <cstdio>
+#include <iterator>
+
+#include "odbc/entry.h"
+#include "odbc/text.h"
+
+namespace pgwire {
+
+namespace {
+
+struct TextInfo {
+  SQLUSMALLINT type;
+  const char* text;
+};
+constexpr TextInfo kTexts[] = {
+    {SQL_ACCESSIBLE_PROCEDURES, "N"},
+    {SQL_ACCESSIBLE_TABLES, "N"},
+    {SQL_CATALOG_NAME, "Y"},
+    {SQL_CATALOG_NAME_SEPARATOR, "."},
+    {SQL_CATALOG_TERM, "database"},
+    {SQL_COLLATION_SEQ, ""},
+    {SQL_COLUMN_ALIAS, "Y"},
+    {SQL_DATA_SOURCE_READ_ONLY, "N"},
+    {SQL_DBMS_NAME, "PostgreSQL"},
+    {SQL_DESCRIBE_PARAMETER, "Y"},
+    {SQL_DRIVER_NAME, "libzupgwire.so"},
+    {SQL_DRIVER_ODBC_VER, "03.80"},
+    {SQL_DRIVER_VER, "00.01.0000"},
+    {SQL_EXPRESSIONS_IN_ORDERBY, "Y"},
+    {SQL_IDENTIFIER_QUOTE_CHAR, "\""},
+    {SQL_INTEGRITY, "Y"},
+    {SQL_KEYWORDS,
+     "ANALYSE,ANALYZE,BIGSERIAL,BYTEA,CONCURRENTLY,FREEZE,ILIKE,ISNULL,LIMIT,NOTNULL,OFFSET,"
+     "PLACING,RETURNING,SERIAL,SIMILAR,TEXT,VACUUM,VARIADIC,VERBOSE"},
+    {SQL_LIKE_ESCAPE_CLAUSE, "Y"},
+    {SQL_MAX_ROW_SIZE_INCLUDES_LONG, "Y"},
+    {SQL_MULT_RESULT_SETS, "Y"},
+    {SQL_MULTIPLE_ACTIVE_TXN, "Y"},
+    {SQL_NEED_LONG_DATA_LEN, "N"},
+    {SQL_ORDER_BY_COLUMNS_IN_SELECT, "N"},
+    {SQL_OUTER_JOINS, "Y"},
+    {SQL_PROCEDURE_TERM, "function"},
+    {SQL_PROCEDURES, "Y"},
+    {SQL_ROW_UPDATES, "N"},
+    {SQL_SCHEMA_TERM, "schema"},
+    {SQL_SEARCH_PATTERN_ESCAPE, "\\"},
+    {SQL_SPECIAL_CHARACTERS, "_$"},
+    {SQL_TABLE_TERM, "table"},
+    {SQL_XOPEN_CLI_YEAR, "1995"},
+};
+
+struct NumberInfo {
+  SQLUSMALLINT type;
+  SQLUINTEGER value;
+};
+
+constexpr NumberInfo kShorts[] = {
+    {SQL_MAX_CONCURRENT_ACTIVITIES, 0},
+    {SQL_CATALOG_LOCATION, SQL_CL_START},
+    {SQL_CONCAT_NULL_BEHAVIOR, SQL_CB_NULL},
+    {SQL_CORRELATION_NAME, SQL_CN_ANY},
+    {SQL_CURSOR_COMMIT_BEHAVIOR, SQL_CB_PRESERVE},
+    {SQL_CURSOR_ROLLBACK_BEHAVIOR, SQL_CB_PRESERVE},
+    {SQL_FILE_USAGE, SQL_FILE_NOT_SUPPORTED},
+    {SQL_GROUP_BY, SQL_GB_GROUP_BY_EQUALS_SELECT},
+    {SQL_IDENTIFIER_CASE, SQL_IC_LOWER},
+    {SQL_MAX_DRIVER_CONNECTIONS, 0},
+    {SQL_MAX_CATALOG_NAME_LEN, 63},
+    {SQL_MAX_COLUMN_NAME_LEN, 63},
+    {SQL_MAX_COLUMNS_IN_GROUP_BY, 0},
+    {SQL_MAX_COLUMNS_IN_INDEX, 32},
+    {SQL_MAX_COLUMNS_IN_ORDER_BY, 0},
+    {SQL_MAX_COLUMNS_IN_SELECT, 1664},
+    {SQL_MAX_COLUMNS_IN_TABLE, 1600},
+    {SQL_MAX_CURSOR_NAME_LEN, 63},
+    {SQL_MAX_IDENTIFIER_LEN, 63},
+    {SQL_MAX_PROCEDURE_NAME_LEN, 63},
+    {SQL_MAX_SCHEMA_NAME_LEN, 63},
+    {SQL_MAX_TABLE_NAME_LEN, 63},
+    {SQL_MAX_TABLES_IN_SELECT, 0},
+    {SQL_MAX_USER_NAME_LEN, 63},
+    {SQL_NON_NULLABLE_COLUMNS, SQL_NNC_NON_NULL},
+    {SQL_NULL_COLLATION, SQL_NC_HIGH},
+    {SQL_ODBC_API_CONFORMANCE, SQL_OAC_LEVEL1},
+    {SQL_ODBC_SAG_CLI_CONFORMANCE, SQL_OSCC_COMPLIANT},
+    {SQL_ODBC_SQL_CONFORMANCE, SQL_OSC_CORE},
+    {SQL_QUOTED_IDENTIFIER_CASE, SQL_IC_SENSITIVE},
+    {SQL_TXN_CAPABLE, SQL_TC_ALL},
+    {SQL_ACTIVE_ENVIRONMENTS, 0},
+};
+
+constexpr SQLUINTEGER kNoConversions = 0;
+constexpr SQLUINTEGER kPredicates = SQL_SP_BETWEEN | SQL_SP_COMPARISON | SQL_SP_EXISTS | SQL_SP_IN |
+                                    SQL_SP_ISNOTNULL | SQL_SP_ISNULL | SQL_SP_LIKE | SQL_SP_OVERLAPS |
+                                    SQL_SP_QUANTIFIED_COMPARISON | SQL_SP_UNIQUE;
+constexpr SQLUINTEGER kNumericFunctions =
+    SQL_FN_NUM_ABS | SQL_FN_NUM_ACOS | SQL_FN_NUM_ASIN | SQL_FN_NUM_ATAN | SQL_FN_NUM_ATAN2 |
+    SQL_FN_NUM_CEILING | SQL_FN_NUM_COS | SQL_FN_NUM_COT | SQL_FN_NUM_DEGREES | SQL_FN_NUM_EXP |
+    SQL_FN_NUM_FLOOR | SQL_FN_NUM_LOG10 | SQL_FN_NUM_MOD | SQL_FN_NUM_PI | SQL_FN_NUM_POWER |
+    SQL_FN_NUM_RADIANS | SQL_FN_NUM_RAND | SQL_FN_NUM_ROUND | SQL_FN_NUM_SIGN | SQL_FN_NUM_SIN |
+    SQL_FN_NUM_SQRT | SQL_FN_NUM_TAN | SQL_FN_NUM_TRUNCATE;
+constexpr SQLUINTEGER kStringFunctions =
+    SQL_FN_STR_ASCII | SQL_FN_STR_BIT_LENGTH | SQL_FN_STR_CHAR | SQL_FN_STR_CHAR_LENGTH |
+    SQL_FN_STR_CHARACTER_LENGTH | SQL_FN_STR_CONCAT | SQL_FN_STR_LCASE | SQL_FN_STR_LEFT | SQL_FN_STR_LENGTH |
+    SQL_FN_STR_LTRIM | SQL_FN_STR_OCTET_LENGTH | SQL_FN_STR_REPEAT | SQL_FN_STR_REPLACE | SQL_FN_STR_RIGHT |
+    SQL_FN_STR_RTRIM | SQL_FN_STR_SPACE | SQL_FN_STR_SUBSTRING | SQL_FN_STR_UCASE;
+constexpr SQLUINTEGER kDateFunctions =
+    SQL_FN_TD_CURDATE | SQL_FN_TD_CURRENT_DATE | SQL_FN_TD_CURRENT_TIME | SQL_FN_TD_CURRENT_TIMESTAMP |
+    SQL_FN_TD_CURTIME | SQL_FN_TD_DAYNAME | SQL_FN_TD_DAYOFMONTH | SQL_FN_TD_DAYOFWEEK | SQL_FN_TD_DAYOFYEAR |
+    SQL_FN_TD_EXTRACT | SQL_FN_TD_HOUR | SQL_FN_TD_MINUTE | SQL_FN_TD_MONTH | SQL_FN_TD_MONTHNAME |
+    SQL_FN_TD_NOW | SQL_FN_TD_QUARTER | SQL_FN_TD_SECOND | SQL_FN_TD_WEEK | SQL_FN_TD_YEAR;
+constexpr SQLUINTEGER kUsage = SQL_SU_DML_STATEMENTS | SQL_SU_PROCEDURE_INVOCATION | SQL_SU_TABLE_DEFINITION |
+                               SQL_SU_INDEX_DEFINITION | SQL_SU_PRIVILEGE_DEFINITION;
+
+constexpr NumberInfo kNumbers[] = {
+    {SQL_AGGREGATE_FUNCTIONS,
+     SQL_AF_ALL | SQL_AF_AVG | SQL_AF_COUNT | SQL_AF_DISTINCT | SQL_AF_MAX | SQL_AF_MIN | SQL_AF_SUM},
+    {SQL_ALTER_DOMAIN, SQL_AD_ADD_DOMAIN_CONSTRAINT | SQL_AD_DROP_DOMAIN_CONSTRAINT |
+                           SQL_AD_ADD_DOMAIN_DEFAULT | SQL_AD_DROP_DOMAIN_DEFAULT},
+    {SQL_ALTER_TABLE, SQL_AT_ADD_COLUMN_SINGLE | SQL_AT_DROP_COLUMN_CASCADE | SQL_AT_DROP_COLUMN_RESTRICT |
+                          SQL_AT_SET_COLUMN_DEFAULT | SQL_AT_DROP_COLUMN_DEFAULT |
+                          SQL_AT_ADD_TABLE_CONSTRAINT | SQL_AT_DROP_TABLE_CONSTRAINT_CASCADE |
+                          SQL_AT_DROP_TABLE_CONSTRAINT_RESTRICT},
+    {SQL_ASYNC_MODE, SQL_AM_NONE},
+    {SQL_BATCH_ROW_COUNT, SQL_BRC_EXPLICIT},
+    {SQL_BATCH_SUPPORT, SQL_BS_ROW_COUNT_EXPLICIT | SQL_BS_SELECT_EXPLICIT},
+    {SQL_BOOKMARK_PERSISTENCE, 0},
+    {SQL_CATALOG_USAGE, 0},
+    {SQL_CONVERT_BIGINT, kNoConversions},
+    {SQL_CONVERT_BINARY, kNoConversions},
+    {SQL_CONVERT_BIT, kNoConversions},
+    {SQL_CONVERT_CHAR, kNoConversions},
+    {SQL_CONVERT_DATE, kNoConversions},
+    {SQL_CONVERT_DECIMAL, kNoConversions},
+    {SQL_CONVERT_DOUBLE, kNoConversions},
+    {SQL_CONVERT_FLOAT, kNoConversions},
+    {SQL_CONVERT_FUNCTIONS, SQL_FN_CVT_CAST},
+    {SQL_CONVERT_GUID, kNoConversions},
+    {SQL_CONVERT_INTEGER, kNoConversions},
+    {SQL_CONVERT_INTERVAL_DAY_TIME, kNoConversions},
+    {SQL_CONVERT_INTERVAL_YEAR_MONTH, kNoConversions},
+    {SQL_CONVERT_LONGVARBINARY, kNoConversions},
+    {SQL_CONVERT_LONGVARCHAR, kNoConversions},
+    {SQL_CONVERT_NUMERIC, kNoConversions},
+    {SQL_CONVERT_REAL, kNoConversions},
+    {SQL_CONVERT_SMALLINT, kNoConversions},
+    {SQL_CONVERT_TIME, kNoConversions},
+    {SQL_CONVERT_TIMESTAMP, kNoConversions},
+    {SQL_CONVERT_TINYINT, kNoConversions},
+    {SQL_CONVERT_VARBINARY, kNoConversions},
+    {SQL_CONVERT_VARCHAR, kNoConversions},
+    {SQL_CONVERT_WCHAR, kNoConversions},
+    {SQL_CONVERT_WLONGVARCHAR, kNoConversions},
+    {SQL_CONVERT_WVARCHAR, kNoConversions},
+    {SQL_CREATE_ASSERTION, 0},
+    {SQL_CREATE_CHARACTER_SET, 0},
+    {SQL_CREATE_COLLATION, SQL_CCOL_CREATE_COLLATION},
+    {SQL_CREATE_DOMAIN, SQL_CDO_CREATE_DOMAIN | SQL_CDO_DEFAULT | SQL_CDO_CONSTRAINT},
+    {SQL_CREATE_SCHEMA, SQL_CS_CREATE_SCHEMA | SQL_CS_AUTHORIZATION},
+    {SQL_CREATE_TABLE, SQL_CT_CREATE_TABLE | SQL_CT_LOCAL_TEMPORARY | SQL_CT_COLUMN_CONSTRAINT |
+                           SQL_CT_COLUMN_DEFAULT | SQL_CT_TABLE_CONSTRAINT},
+    {SQL_CREATE_TRANSLATION, 0},
+    {SQL_CREATE_VIEW, SQL_CV_CREATE_VIEW | SQL_CV_CHECK_OPTION | SQL_CV_CASCADED | SQL_CV_LOCAL},
+    {SQL_CURSOR_SENSITIVITY, SQL_INSENSITIVE},
+    {SQL_DATETIME_LITERALS, SQL_DL_SQL92_DATE | SQL_DL_SQL92_TIME | SQL_DL_SQL92_TIMESTAMP},
+    {SQL_DDL_INDEX, SQL_DI_CREATE_INDEX | SQL_DI_DROP_INDEX},
+    {SQL_DEFAULT_TXN_ISOLATION, SQL_TXN_READ_COMMITTED},
+    {SQL_DROP_ASSERTION, 0},
+    {SQL_DROP_CHARACTER_SET, 0},
+    {SQL_DROP_COLLATION, SQL_DC_DROP_COLLATION},
+    {SQL_DROP_DOMAIN, SQL_DD_DROP_DOMAIN | SQL_DD_CASCADE | SQL_DD_RESTRICT},
+    {SQL_DROP_SCHEMA, SQL_DS_DROP_SCHEMA | SQL_DS_CASCADE | SQL_DS_RESTRICT},
+    {SQL_DROP_TABLE, SQL_DT_DROP_TABLE | SQL_DT_CASCADE | SQL_DT_RESTRICT},
+    {SQL_DROP_TRANSLATION, 0},
+    {SQL_DROP_VIEW, SQL_DV_DROP_VIEW | SQL_DV_CASCADE | SQL_DV_RESTRICT},
+    {SQL_DYNAMIC_CURSOR_ATTRIBUTES1, 0},
+    {SQL_DYNAMIC_CURSOR_ATTRIBUTES2, 0},
+    {SQL_FETCH_DIRECTION, SQL_FD_FETCH_NEXT},
+    {SQL_FORWARD_ONLY_CURSOR_ATTRIBUTES1, SQL_CA1_NEXT},
+    {SQL_FORWARD_ONLY_CURSOR_ATTRIBUTES2, SQL_CA2_READ_ONLY_CONCURRENCY | SQL_CA2_MAX_ROWS_SELECT},
+    {SQL_GETDATA_EXTENSIONS, SQL_GD_ANY_COLUMN | SQL_GD_ANY_ORDER | SQL_GD_BOUND},
+    {SQL_INDEX_KEYWORDS, SQL_IK_ASC | SQL_IK_DESC},
+    {SQL_INFO_SCHEMA_VIEWS, SQL_ISV_COLUMNS | SQL_ISV_TABLES | SQL_ISV_VIEWS | SQL_ISV_SCHEMATA},
+    {SQL_INSERT_STATEMENT, SQL_IS_INSERT_LITERALS | SQL_IS_INSERT_SEARCHED},
+    {SQL_KEYSET_CURSOR_ATTRIBUTES1, 0},
+    {SQL_KEYSET_CURSOR_ATTRIBUTES2, 0},
+    {SQL_LOCK_TYPES, 0},
+    {SQL_MAX_ASYNC_CONCURRENT_STATEMENTS, 0},
+    {SQL_MAX_BINARY_LITERAL_LEN, 0},
+    {SQL_MAX_CHAR_LITERAL_LEN, 0},
+    {SQL_MAX_INDEX_SIZE, 0},
+    {SQL_MAX_ROW_SIZE, 0},
+    {SQL_MAX_STATEMENT_LEN, 0},
+    {SQL_NUMERIC_FUNCTIONS, kNumericFunctions},
+    {SQL_ODBC_INTERFACE_CONFORMANCE, SQL_OIC_CORE},
+    {SQL_OJ_CAPABILITIES, SQL_OJ_LEFT | SQL_OJ_RIGHT | SQL_OJ_FULL | SQL_OJ_NESTED | SQL_OJ_NOT_ORDERED |
+                              SQL_OJ_INNER | SQL_OJ_ALL_COMPARISON_OPS},
+    {SQL_PARAM_ARRAY_ROW_COUNTS, SQL_PARC_NO_BATCH},
+    {SQL_PARAM_ARRAY_SELECTS, SQL_PAS_NO_SELECT},
+    {SQL_POS_OPERATIONS, 0},
+    {SQL_POSITIONED_STATEMENTS, 0},
+    {SQL_SCHEMA_USAGE, kUsage},
+    {SQL_SCROLL_CONCURRENCY, SQL_SCCO_READ_ONLY},
+    {SQL_SCROLL_OPTIONS, SQL_SO_FORWARD_ONLY},
+    {SQL_SQL_CONFORMANCE, SQL_SC_SQL92_ENTRY},
+    {SQL_SQL92_DATETIME_FUNCTIONS, SQL_SDF_CURRENT_DATE | SQL_SDF_CURRENT_TIME | SQL_SDF_CURRENT_TIMESTAMP},
+    {SQL_SQL92_FOREIGN_KEY_DELETE_RULE,
+     SQL_SFKD_CASCADE | SQL_SFKD_NO_ACTION | SQL_SFKD_SET_DEFAULT | SQL_SFKD_SET_NULL},
+    {SQL_SQL92_FOREIGN_KEY_UPDATE_RULE,
+     SQL_SFKU_CASCADE | SQL_SFKU_NO_ACTION | SQL_SFKU_SET_DEFAULT | SQL_SFKU_SET_NULL},
+    {SQL_SQL92_GRANT, SQL_SG_SELECT_TABLE | SQL_SG_INSERT_TABLE | SQL_SG_UPDATE_TABLE | SQL_SG_DELETE_TABLE |
+                          SQL_SG_REFERENCES_TABLE | SQL_SG_WITH_GRANT_OPTION},
+    {SQL_SQL92_NUMERIC_VALUE_FUNCTIONS, SQL_SNVF_CHAR_LENGTH | SQL_SNVF_CHARACTER_LENGTH | SQL_SNVF_EXTRACT |
+                                            SQL_SNVF_OCTET_LENGTH | SQL_SNVF_POSITION},
+    {SQL_SQL92_PREDICATES, kPredicates},
+    {SQL_SQL92_RELATIONAL_JOIN_OPERATORS, SQL_SRJO_CROSS_JOIN | SQL_SRJO_FULL_OUTER_JOIN |
+                                              SQL_SRJO_INNER_JOIN | SQL_SRJO_LEFT_OUTER_JOIN |
+                                              SQL_SRJO_NATURAL_JOIN | SQL_SRJO_RIGHT_OUTER_JOIN},
+    {SQL_SQL92_REVOKE, SQL_SR_SELECT_TABLE | SQL_SR_INSERT_TABLE | SQL_SR_UPDATE_TABLE | SQL_SR_DELETE_TABLE |
+                           SQL_SR_CASCADE | SQL_SR_RESTRICT},
+    {SQL_SQL92_ROW_VALUE_CONSTRUCTOR,
+     SQL_SRVC_VALUE_EXPRESSION | SQL_SRVC_NULL | SQL_SRVC_DEFAULT | SQL_SRVC_ROW_SUBQUERY},
+    {SQL_SQL92_STRING_FUNCTIONS, SQL_SSF_LOWER | SQL_SSF_UPPER | SQL_SSF_SUBSTRING | SQL_SSF_TRIM_BOTH |
+                                     SQL_SSF_TRIM_LEADING | SQL_SSF_TRIM_TRAILING},
+    {SQL_SQL92_VALUE_EXPRESSIONS, SQL_SVE_CASE | SQL_SVE_CAST | SQL_SVE_COALESCE | SQL_SVE_NULLIF},
+    {SQL_STANDARD_CLI_CONFORMANCE, SQL_SCC_ISO92_CLI},
+    {SQL_STATIC_CURSOR_ATTRIBUTES1, 0},
+    {SQL_STATIC_CURSOR_ATTRIBUTES2, 0},
+    {SQL_STATIC_SENSITIVITY, 0},
+    {SQL_STRING_FUNCTIONS, kStringFunctions},
+    {SQL_SUBQUERIES,
+     SQL_SQ_COMPARISON | SQL_SQ_CORRELATED_SUBQUERIES | SQL_SQ_EXISTS | SQL_SQ_IN | SQL_SQ_QUANTIFIED},
+    {SQL_SYSTEM_FUNCTIONS, SQL_FN_SYS_DBNAME | SQL_FN_SYS_IFNULL | SQL_FN_SYS_USERNAME},
+    {SQL_TIMEDATE_ADD_INTERVALS, 0},
+    {SQL_TIMEDATE_DIFF_INTERVALS, 0},
+    {SQL_TIMEDATE_FUNCTIONS, kDateFunctions},
+    {SQL_TXN_ISOLATION_OPTION,
+     SQL_TXN_READ_UNCOMMITTED | SQL_TXN_READ_COMMITTED | SQL_TXN_REPEATABLE_READ | SQL_TXN_SERIALIZABLE},
+    {SQL_UNION, SQL_U_UNION | SQL_U_UNION_ALL},
+};
+
+template <std::size_t N>
+const NumberInfo* find(const NumberInfo (&table)[N], SQLUSMALLINT type) {
+  const auto* row = std::find_if(table, table + N, [&](const NumberInfo& r) { return r.type == type; });
+  return row == table + N ? nullptr : row;
+}
+
+// Texts that depend on the connection; null for another type.
+const char* connectionText(Connection& conn, SQLUSMALLINT type) {
+  const auto terminated = [](Text& text) { return text.terminated(); };
+  switch (type) {
+    case SQL_DATA_SOURCE_NAME: return terminated(conn.settings.dataSource);
+    case SQL_DATABASE_NAME: return terminated(conn.settings.database);
+    case SQL_SERVER_NAME: return terminated(conn.settings.server);
+    case SQL_USER_NAME: return terminated(conn.settings.user);
+    default: return nullptr;
+  }
+}
+
+// "15.4 (Debian ...)" as "15.04.0000".
+int versionText(Connection& conn, Text& out) {
+  unsigned parts[3] = {};
+  unsigned part = 0;
+  for (const char c : conn.session.serverVersion.view()) {
+    if (c == '.' && part < 2) {
+      ++part;
+    } else if (c >= '0' && c <= '9') {
+      parts[part] = (parts[part] * 10 + static_cast<unsigned>(c - '0')) % 10000;
+    } else {
+      break;
+    }
+  }
+  char text[24];
+  const int n = std::snprintf(text, sizeof text, "%02u.%02u.%04u", parts[0], parts[1], parts[2]);
+  return out.assign({text, static_cast<std::size_t>(n)});
+}
+
+template <class Char>
+SQLRETURN getInfo(SQLHDBC handle, SQLUSMALLINT type, SQLPOINTER out, SQLSMALLINT size, SQLSMALLINT* length) {
+  return enter<Connection>(handle, [&](Connection& conn) {
+    const auto giveWord = [&](std::string_view text) {
+      return codeOf(giveTextBytes<Char>(conn.codePage, text, out, size, length));
+    };
+    const auto* text =
+        std::find_if(std::begin(kTexts), std::end(kTexts), [&](const TextInfo& r) { return r.type == type; });
+    if (text != std::end(kTexts)) return giveWord(text->text);
+    if (const char* own = connectionText(conn, type)) return giveWord(own);
+    if (type == SQL_DBMS_VER) {
+      Text version;
+      return versionText(conn, version) ? codeOf(1) : giveWord(version.view());
+    }
+    if (const NumberInfo* row = find(kShorts, type)) {
+      if (length) *length = sizeof(SQLUSMALLINT);
+      return codeOf(giveNumber(static_cast<SQLUSMALLINT>(row->value), out));
+    }
+    if (const NumberInfo* row = find(kNumbers, type)) {
+      if (length) *length = sizeof(SQLUINTEGER);
+      return codeOf(giveNumber(row->value, out));
+    }
+    return codeOf(fail(Issue::BadInfoType));
+  });
+}
+
+constexpr SQLUSMALLINT kFunctions[] = {
+    SQL_API_SQLALLOCHANDLE,    SQL_API_SQLBINDCOL,        SQL_API_SQLBINDPARAMETER,
+    SQL_API_SQLCANCEL,         SQL_API_SQLCLOSECURSOR,    SQL_API_SQLCOLATTRIBUTE,
+    SQL_API_SQLCOLUMNS,        SQL_API_SQLCONNECT,        SQL_API_SQLCOPYDESC,
+    SQL_API_SQLDESCRIBECOL,    SQL_API_SQLDESCRIBEPARAM,  SQL_API_SQLDISCONNECT,
+    SQL_API_SQLDRIVERCONNECT,  SQL_API_SQLENDTRAN,        SQL_API_SQLEXECDIRECT,
+    SQL_API_SQLEXECUTE,        SQL_API_SQLEXTENDEDFETCH,  SQL_API_SQLFETCH,
+    SQL_API_SQLFETCHSCROLL,    SQL_API_SQLFOREIGNKEYS,    SQL_API_SQLFREEHANDLE,
+    SQL_API_SQLFREESTMT,       SQL_API_SQLGETCONNECTATTR, SQL_API_SQLGETCURSORNAME,
+    SQL_API_SQLGETDATA,        SQL_API_SQLGETDESCFIELD,   SQL_API_SQLGETDESCREC,
+    SQL_API_SQLGETDIAGFIELD,   SQL_API_SQLGETDIAGREC,     SQL_API_SQLGETENVATTR,
+    SQL_API_SQLGETFUNCTIONS,   SQL_API_SQLGETINFO,        SQL_API_SQLGETSTMTATTR,
+    SQL_API_SQLGETTYPEINFO,    SQL_API_SQLMORERESULTS,    SQL_API_SQLNATIVESQL,
+    SQL_API_SQLNUMPARAMS,      SQL_API_SQLNUMRESULTCOLS,  SQL_API_SQLPARAMDATA,
+    SQL_API_SQLPREPARE,        SQL_API_SQLPRIMARYKEYS,    SQL_API_SQLPROCEDURECOLUMNS,
+    SQL_API_SQLPROCEDURES,     SQL_API_SQLPUTDATA,        SQL_API_SQLROWCOUNT,
+    SQL_API_SQLSETCONNECTATTR, SQL_API_SQLSETCURSORNAME,  SQL_API_SQLSETDESCFIELD,
+    SQL_API_SQLSETDESCREC,     SQL_API_SQLSETENVATTR,     SQL_API_SQLSETSTMTATTR,
+    SQL_API_SQLSPECIALCOLUMNS, SQL_API_SQLSTATISTICS,     SQL_API_SQLTABLES,
+};
+
+void fillFunctions(SQLUSMALLINT id, SQLUSMALLINT* out) {
+  if (id == SQL_API_ODBC3_ALL_FUNCTIONS) {
+    std::fill(out, out + SQL_API_ODBC3_ALL_FUNCTIONS_SIZE, 0);
+    for (const SQLUSMALLINT f : kFunctions)
+      out[f >> 4] = static_cast<SQLUSMALLINT>(out[f >> 4] | 1 << (f & 15));
+  } else if (id == SQL_API_ALL_FUNCTIONS) {
+    constexpr unsigned kOdbc2Functions = 100;
+    std::fill(out, out + kOdbc2Functions, SQL_FALSE);
+    for (const SQLUSMALLINT f : kFunctions) {
+      if (f < kOdbc2Functions) out[f] = SQL_TRUE;
+    }
+  } else {
+    *out = std::find(std::begin(kFunctions), std::end(kFunctions), id) != std::end(kFunctions) ? SQL_TRUE
+                                                                                               : SQL_FALSE;
+  }
+}
+
+}  // namespace
+
+}  // namespace pgwire
+
+using namespace pgwire;
+
+extern "C" {
+
+SQLRETURN SQL_API SQLGetInfo(SQLHDBC handle, SQLUSMALLINT type, SQLPOINTER out, SQLSMALLINT size,
+                             SQLSMALLINT* length) {
+  return getInfo<SQLCHAR>(handle, type, out, size, length);
+}
+SQLRETURN SQL_API SQLGetInfoW(SQLHDBC handle, SQLUSMALLINT type, SQLPOINTER out, SQLSMALLINT size,
+                              SQLSMALLINT* length) {
+  return getInfo<SQLWCHAR>(handle, type, out, size, length);
+}
+
+SQLRETURN SQL_API SQLGetFunctions(SQLHDBC handle, SQLUSMALLINT id, SQLUSMALLINT* out) {
+  return enter<Connection>(handle, [&](Connection&) {
+    if (!out) return codeOf(fail(Issue::BadLength));
+    fillFunctions(id, out);
+    return codeOf(0);
+  });
+}
+
+}  // extern "C"
