@@ -126,6 +126,29 @@ std::string withPassword(std::string_view connectionString, std::string_view pas
   return all + "}";
 }
 
+std::string withStreaming(std::string_view connectionString, std::string_view driver) {
+  struct Option {
+    std::string_view driver;  // part of its name
+    std::string_view name;
+    std::string_view value;
+  };
+  constexpr Option kOptions[] = {{"sqlite3odbc", "StepAPI", "1"},
+                                 {"psqlodbc", "UseDeclareFetch", "1"},
+                                 {"psqlodbc", "Fetch", "1000"},
+                                 {"maodbc", "NO_CACHE", "1"},
+                                 {"maodbc", "FORWARDONLY", "1"}};
+  std::string all(connectionString);
+  for (const Option& option : kOptions) {
+    const bool isGiven = std::ranges::any_of(attributesOf(connectionString), [&](const Attribute& attribute) {
+      return isNamed(attribute, option.name);
+    });
+    if (driver.find(option.driver) == std::string_view::npos || isGiven) continue;
+    if (!all.empty() && all.back() != ';') all += ';';
+    all.append(option.name).append("=").append(option.value);
+  }
+  return all;
+}
+
 std::string shortName(std::string_view connectionString) {
   const std::vector<Attribute> all = attributesOf(connectionString);
   for (const char* const name : {"DSN", "Database", "Driver"}) {

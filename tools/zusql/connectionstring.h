@@ -17,6 +17,10 @@ std::string withoutPassword(std::string_view connectionString);
 // The string with a password added.
 std::string withPassword(std::string_view connectionString, std::string_view password);
 
+// The string with what makes a driver (by its SQL_DRIVER_NAME) give rows as they come, where it would
+// otherwise hold a whole result in memory. An option that the string has stays.
+std::string withStreaming(std::string_view connectionString, std::string_view driver);
+
 // A short name for the prompt: the data source, the database, or the driver.
 std::string shortName(std::string_view connectionString);
 

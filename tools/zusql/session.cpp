@@ -7,6 +7,7 @@
 #include <cstdio>
 #include <cstring>
 
+#include "tools/zusql/browser/browser.h"
 #include "tools/zusql/cancel.h"
 #include "tools/zusql/connectionstring.h"
 #include "tools/zusql/display.h"
@@ -42,13 +43,24 @@ void Session::connect(const std::string& connectionString, bool asks) {
   const std::string shown = withoutPassword(lastString);
   if (asks && !hasPassword(lastString)) lastString = withPassword(lastString, askForPassword(shown));
   try {
-    current = std::make_unique<Connection>(lastString);
+    open(lastString);
   } catch (const OdbcError& failure) {
     if (!wantsPassword(failure)) throw;
     const std::string complete = withPassword(lastString, askForPassword(shown));
-    current = std::make_unique<Connection>(complete);
+    open(complete);
     lastString = complete;
   }
+}
+
+// Which options make a driver give rows as they come is known when its name is.
+void Session::open(const std::string& connectionString) {
+  auto opened = std::make_unique<Connection>(connectionString);
+  const std::string streaming = withStreaming(connectionString, opened->info(SQL_DRIVER_NAME));
+  if (streaming != connectionString) {
+    opened.reset();
+    opened = std::make_unique<Connection>(streaming);
+  }
+  current = std::move(opened);
 }
 
 Connection& Session::connection() {
@@ -67,7 +79,11 @@ void Session::redirect(const std::string& path) {
 void Session::run(const std::string& sql) {
   (void)takeInterrupt();
   const Stopwatch stopwatch;
-  runToOutput(sql);
+  if (settings.isBrowsing && !file) {
+    browse(sql);
+  } else {
+    runToOutput(sql);
+  }
   if (!settings.isTiming) return;
   std::fprintf(stderr, "Time: %.3f ms\n", stopwatch.milliseconds());
 }
@@ -86,6 +102,21 @@ void Session::runToOutput(const std::string& sql) {
       out().write(rowsText(rows) + " changed\n");
     }
   } while (statement.moreResults());
+  out().flush();
+}
+
+void Session::browse(const std::string& sql) {
+  // Rows beyond the screen's, so that not every step reads.
+  constexpr int kMargin = 32;
+  Result result(connection(), sql, terminalSize().rows + kMargin, settings.cellBytes);
+  if (!result.hasRows()) {
+    if (const std::int64_t rows = result.statement().rowCount(); rows >= 0)
+      out().write(rowsText(rows) + " changed\n");
+    out().flush();
+    return;
+  }
+  Browser(connection(), result, sql).run();
+  out().write("(" + rowsText(result.rowsRead()) + (result.isComplete() ? ")\n" : " read)\n"));
   out().flush();
 }
 

@@ -55,6 +55,8 @@ class Session {
 
  private:
   void runToOutput(const std::string& sql);
+  void browse(const std::string& sql);
+  void open(const std::string& connectionString);
   bool wantsPassword(const OdbcError& failure) const;
 
   std::string lastString;  // with the password, so that the connection can be opened again
