@@ -202,4 +202,16 @@ output=$(in_english "$zuconv" --from nowhere --to 4 </dev/null) && fail "a page 
 grep -q 'there is no code page nowhere' <<<"$output" || fail "zuconv printed: $output"
 pass "the converter of text"
 
+# A statement's tree, and the place of an error.
+output=$("$scratch/sqltree/zusqltree" tests/language/data/sql.bnf 'SELECT f(a) FROM t') || fail "zusqltree: $output"
+[ "$(tr -s ' \n' ' ' <<<"$output")" = "goal statement select-statement query query-term select SELECT select-list \
+select-item derived-item expression term factor primary function name f ( arguments expression-list expression term \
+factor primary column name a ) from-clause FROM table-reference table-primary named-table table-name name t " ] ||
+  fail "zusqltree printed: $output"
+output=$("$scratch/sqltree/zusqltree" tests/language/data/sql.bnf 'SELECT a FROM t WHERE a IS 1') && fail "a wrong statement"
+[ "$output" = 'SELECT a FROM t WHERE a IS 1
+                           ^
+expected NULL' ] || fail "zusqltree printed: $output"
+pass "the tree of a statement"
+
 echo "$passed passed, 0 failed"

@@ -1,0 +1,92 @@
+// One run of ZuParser: the machine.
+//
+// While a position is open, the run is a trial: it moves through the table and builds nothing. Every choice
+// on the path is noted in `choices`. When the last open position is final, the run goes back to it and takes
+// the noted choices again, this time building; no choice of the path is tried a second time.
+
+#ifndef ZULIB_LANGUAGE_PARSER_INTERNAL_ZUPARSERUN_H
+#define ZULIB_LANGUAGE_PARSER_INTERNAL_ZUPARSERUN_H
+
+#include "zulib/language/parser/zuparser.h"
+#include "zulib/language/parser/zuparsestack.h"
+
+class ZuParseRun {
+ public:
+  ZuParseRun(ZuParser& parser, const unsigned char* text, zuCPType cp);
+  ZuParseRun(const ZuParseRun&) = delete;
+  ZuParseRun& operator=(const ZuParseRun&) = delete;
+  ~ZuParseRun();
+
+  // 0 with the tree, or 1.
+  [[nodiscard]] int parse(ZuReduction** result);
+
+ private:
+  enum class Step { Go, Done, Failed };
+
+  int start();
+  Step step();
+
+  int choose(ZuStateTransition** found);
+  int find(short type, const unsigned char* text, short skip, ZuStateTransition** found) const;
+  bool comesBack();
+  bool isEntered(const ZuStateTransition* transition) const;
+  unsigned long placeOfToken() const;
+  static bool isOutOfMemory();
+  void parseFailed(short type, const unsigned char* text);
+
+  int savePosition();
+  int noteChoice(short alternative);
+  int backtrack(ZuStateTransition** found);
+  int restoreLexer();
+  void unwind();
+  void dropPosition();
+
+  int shift(const ZuStateTransition* transition);
+  int push(const ZuStateTransition* transition);
+  int reduce();
+
+  void addChild(ZuReduction* node);
+  ZuReduction* newReduction();
+  void keepReduction(ZuReduction* node);
+  ZuParseStackNode* newNode();
+  ZuParseStackNode* popNode();
+
+  ZuParser& parser;
+  ZuLexer lexer;
+  ZuProduction* goal = nullptr;
+  ZuParseState finalState;
+
+  ZuParseState* state = nullptr;
+  ZuParseStackNode* stack = nullptr;        // owned: the top node
+  ZuReduction* current = nullptr;           // owned: the unfinished node of the production under way
+  ZuReduction* lastChild = nullptr;         // of the current node
+  ZuBacktrackPosition* position = nullptr;  // owned: the newest one
+  short token = tokenNone;
+  unsigned char* text = nullptr;  // the lexer's
+  short alternative = 0;          // matching transitions to skip
+  bool restoring = false;         // the path to the position is final: run it again
+  bool noSave = false;            // this choice is noted already
+
+  // Paths that move without taking a token, for ever, are found by where they have been. A place is one token
+  // of the text, a frame one activation of a production; no number is used twice, and 0 is none.
+  struct Mark {
+    unsigned long frame;    // the last one in which the state was reached,
+    unsigned long place;    // and at which token
+    unsigned long entered;  // if the state begins a production that is under way: at which token
+  };
+  Mark* marks = nullptr;  // owned: by number of the state
+  unsigned long place = 0;
+  unsigned long frame = 0;
+  unsigned long lastFrame = 0;
+
+  short* choices = nullptr;  // owned
+  unsigned long choiceCount = 0;
+  unsigned long choiceRoom = 0;
+  unsigned long replayed = 0;  // choices taken again
+
+  // Emptied objects for the next push, chained through nextSibling and nextNode.
+  ZuReduction* spareReductions = nullptr;
+  ZuParseStackNode* spareNodes = nullptr;
+};
+
+#endif
