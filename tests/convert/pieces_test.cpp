@@ -30,6 +30,11 @@ unsigned short minSize(long page) {
   return static_cast<unsigned short>(ucnv_getMinCharSize(openPage(page).get()));
 }
 
+bool isShifting(long page) {
+  const UConverterType type = ucnv_getType(openPage(page).get());
+  return type == UCNV_EBCDIC_STATEFUL || type == UCNV_ISO_2022 || type == UCNV_UTF7 || type == UCNV_HZ;
+}
+
 // The pieces of a terminated buffer of UTF-16 between two pages: whole pairs.
 class UnitPieces {
  public:
@@ -211,14 +216,17 @@ TEST_F(Pieces, ToTheApplicationAreTheWhole) {
     const long to = random() % 6 ? anyPage() : from;
     const std::string text = randomText(random, from, anyLength(), random() % 2);
     const auto kind = static_cast<PieceSink::Kind>(random() % 4 % 3);
-    const bool terminates = to != kSCSU && random() % 2;
+    // A page that shifts writes the end of one character with the next: which of them a cut drops is told by
+    // the input steps, so that there must be one.
+    const bool inOneStep = isShifting(to);
+    const bool terminates = to != kSCSU && !(inOneStep && text.size() > 8000) && random() % 2;
     const unsigned most = text.size() > 500 ? 40 + random() % 5000 : 4 + random() % 60;
     SCOPED_TRACE(testing::Message() << "round " << round << ": " << from << " to " << to << ", "
                                     << text.size() << " bytes, sink " << kind
                                     << (terminates ? ", terminated" : ""));
     PieceSink sink(random, kind, most);
-    ZuCharConverter converter(new PieceSource(random, text, most), &sink, from, to, terminates,
-                              ZuReportAsWarning);
+    ZuCharConverter converter(new PieceSource(random, text, inOneStep ? 1U << 30 : most), &sink, from, to,
+                              terminates, ZuReportAsWarning);
     if (random() % 2) converter.setHandleCache(&cache);
     sink.setBuffer(random() % 2 * 3);  // what is prepared for it must not be lost
     ASSERT_EQ(converter.init(), 0);

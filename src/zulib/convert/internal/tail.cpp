@@ -1,11 +1,11 @@
 #include "zulib/convert/internal/tail.h"
 
 #include <unicode/utf16.h>
+#include <unicode/utf8.h>
 
 #include <algorithm>
 
 #include "zulib/codepages/ucnvconv.h"
-#include "zulib/text/zuchar.h"
 
 namespace zuconvert {
 
@@ -36,10 +36,11 @@ UErrorCode feed(UConverter* converter, unsigned char* buffer, const unsigned cha
 }  // namespace
 
 unsigned long unfinishedUTF8(const unsigned char* text, unsigned long n) {
-  unsigned long tail = 1;
-  while (tail < n && tail < kLongestUTF8 && (text[n - tail] & 0xC0) == 0x80) ++tail;
-  if (tail > n) return 0;
-  return zuCharSize(text + n - tail, zuCPUTF8) > tail ? tail : 0;
+  const unsigned long looked = std::min(n, kLongestUTF8);
+  const unsigned char* const end = text + n - looked;
+  unsigned long whole = looked;
+  U8_TRUNCATE_IF_INCOMPLETE(end, 0UL, whole);
+  return looked - whole;
 }
 
 bool isLeadUnit(const unsigned char* p, long codePage) {

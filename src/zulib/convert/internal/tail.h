@@ -8,7 +8,7 @@
 
 namespace zuconvert {
 
-// In UTF-8, by the last byte that begins a character. 0 if that is further than a character back.
+// In UTF-8. Malformed bytes are not unfinished.
 unsigned long unfinishedUTF8(const unsigned char* text, unsigned long n);
 
 // Whether the unit of UTF-16 at `p` is the first of a pair.
