@@ -22,7 +22,13 @@ const std::vector<long>& openPages() {
   return all;
 }
 
-std::u16string decode(long page, const std::string& bytes) {
+static void noteCut(const void* context, UConverterToUnicodeArgs* args, const char* bytes, int32_t length,
+                    UConverterCallbackReason reason, UErrorCode* status) {
+  if (*status == U_TRUNCATED_CHAR_FOUND) *static_cast<bool*>(const_cast<void*>(context)) = true;
+  UCNV_TO_U_CALLBACK_SUBSTITUTE(nullptr, args, bytes, length, reason, status);
+}
+
+std::u16string decode(long page, const std::string& bytes, bool flush, bool* isCut) {
   if (page == UCNV_IANA_UTF_16LE || page == UCNV_IANA_UTF_16BE) {
     std::u16string units;
     for (size_t i = 0; i + 1 < bytes.size(); i += 2) {
@@ -37,7 +43,9 @@ std::u16string decode(long page, const std::string& bytes) {
   const char* in = bytes.data();
   char16_t* out = units.data();
   UErrorCode status = U_ZERO_ERROR;
-  ucnv_toUnicode(converter.get(), &out, out + units.size(), &in, in + bytes.size(), nullptr, true, &status);
+  bool unused = false;
+  ucnv_setToUCallBack(converter.get(), noteCut, isCut ? isCut : &unused, nullptr, nullptr, &status);
+  ucnv_toUnicode(converter.get(), &out, out + units.size(), &in, in + bytes.size(), nullptr, flush, &status);
   EXPECT_TRUE(U_SUCCESS(status)) << u_errorName(status);
   units.resize(static_cast<size_t>(out - units.data()));
   return units;
@@ -141,7 +149,7 @@ int PieceSink::writeData(const void* bytes, unsigned long n, int more) {
 
 int PieceSink::getData(void** out, unsigned long* outSize, int* more) {
   if (fault && fault->fails()) return 1;
-  if (kind == Extendable) setBuffer(2 + random() % mostBytes);
+  if (kind == Extendable) setBuffer(1 + random() % mostBytes);
   *out = buffer.get();
   *outSize = size;
   *more = kind == Extendable;

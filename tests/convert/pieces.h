@@ -26,7 +26,8 @@ const std::vector<long>& openPages();
 
 // ICU's conversions of a whole text: malformed text and missing characters are substituted. `flush` 0 leaves
 // the text open, as if more were to come.
-std::u16string decode(long page, const std::string& bytes);
+// `isCut` gets whether the end cuts a character.
+std::u16string decode(long page, const std::string& bytes, bool flush = true, bool* isCut = nullptr);
 std::string encode(long page, const std::u16string& units, bool flush = true);
 
 // A text in a page: about `length` units, with pairs, halves of pairs, combining and unassigned characters,

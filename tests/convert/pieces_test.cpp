@@ -134,14 +134,10 @@ bool isSame(long page, const std::string& a, const std::string& b) {
 }
 
 bool isEndCut(long page, const std::string& bytes) {
-  const Converter converter = openPage(page);
-  UErrorCode status = U_ZERO_ERROR;
-  ucnv_setToUCallBack(converter.get(), UCNV_TO_U_CALLBACK_STOP, nullptr, nullptr, nullptr, &status);
-  std::u16string units(bytes.size() * 4 + 40, 0);
-  const char* in = bytes.data();
-  char16_t* out = units.data();
-  ucnv_toUnicode(converter.get(), &out, out + units.size(), &in, in + bytes.size(), nullptr, true, &status);
-  return status == U_TRUNCATED_CHAR_FOUND;
+  bool isCut = false;
+  if (isUTF16(page)) return bytes.size() < 3;
+  decode(page, bytes, true, &isCut);
+  return isCut;
 }
 
 void noteSubstitution(const void* context, UConverterFromUnicodeArgs* args, const UChar* units,
@@ -283,6 +279,305 @@ TEST_F(Pieces, ToTheApplicationAreTheWhole) {
     EXPECT_EQ(warnings > 0, isMissing);
   }
   EXPECT_GT(dropped, 100);
+}
+
+TEST_F(Pieces, FromTheApplicationAreTheWhole) {
+  int cut = 0;
+  for (int round = 0; round < 4000 && !HasFailure(); ++round) {
+    const long from = anyPage();
+    const long to = random() % 6 ? anyPage() : from;
+    const std::string text = randomText(random, from, anyLength(), random() % 2);
+    const auto kind = static_cast<PieceSink::Kind>(random() % 3);
+    const bool isFinal = random() % 2;
+    const unsigned most = text.size() > 500 ? 40 + random() % 5000 : 4 + random() % 60;
+    SCOPED_TRACE(testing::Message() << "round " << round << ": " << from << " to " << to << ", "
+                                    << text.size() << " bytes, sink " << kind << (isFinal ? ", final" : ""));
+    PieceSink sink(random, kind, most);
+    auto* const source = new PieceSource(random, {}, most);
+    ZuCharConverterInput converter(source, &sink, from, to, ZuReportAsWarning);
+    if (random() % 2) converter.setHandleCache(&cache);
+    sink.setBuffer(random() % most);
+    ASSERT_EQ(converter.init(), 0);
+    bool isCut = false;
+    const std::u16string units = decode(from, text, isFinal, &isCut);
+    const std::string whole = from == to ? text : encode(to, units, isFinal && kind == PieceSink::Fixed);
+    int failed = 0;
+    for (size_t at = 0, n = 0; !failed && (at < text.size() || n == 0); at += n) {
+      n = std::min<size_t>(text.size() - at, 1 + random() % (2 * most));
+      source->setChunk(text.substr(at, n));
+      ASSERT_EQ(converter.resetSource(), 0);
+      if (isFinal && at + n == text.size()) converter.setFinalData(1);
+      do {
+        sink.lastMore = -1;
+        failed = converter.convert();
+        if (kind != PieceSink::Fixed || sink.lastMore == -1) break;
+        sink.setBuffer(1 + random() % most);
+        ASSERT_EQ(converter.resetSink(), 0);
+      } while (sink.lastMore == 1 && !failed);
+      n = std::max<size_t>(n, 1);
+    }
+    const bool endsCut = isFinal && isCut && from != to;
+    ASSERT_EQ(failed != 0, endsCut);
+    if (endsCut) {
+      ++cut;
+      EXPECT_TRUE(errors.isExistingError());
+      errors.clearErrors();
+      EXPECT_EQ(converter.convert(), 1) << "sticky";
+      expectError();
+      errors.clearErrors();
+      continue;
+    }
+    ASSERT_EQ(converter.flushSink(), 0);
+    EXPECT_EQ(sink.lastMore, 0);
+    EXPECT_TRUE(isSame(to, sink.joined, whole));
+    const bool isMissing = from != to && isSubstituted(to, units, isFinal && kind == PieceSink::Fixed);
+    EXPECT_EQ(takeWarnings() > 0, isMissing);
+  }
+  EXPECT_GT(cut, 20);
+}
+
+TEST_F(Pieces, OfTextInMemoryAreTheWhole) {
+  for (int round = 0; round < 3000 && !HasFailure(); ++round) {
+    const long page = anyPage();
+    const bool terminates = random() % 4;
+    const bool broken = random() % 2;
+    const std::string text = randomText(random, page, random() % 60, broken);
+    SCOPED_TRACE(testing::Message() << "round " << round << ": " << page << ", " << text.size() << " bytes");
+    ZuMemorySink sink;
+    sink.setNotOwned(1);
+    ZuSimpleCharConverter converter;
+    if (random() % 2) converter.setHandleCache(&cache);
+    const auto* const data = reinterpret_cast<const unsigned char*>(text.data());
+    ASSERT_EQ(converter.reset(data, text.size(), &sink, page, terminates), 0);
+    converter.calculateSinkBytes(text.size(), kZuUnknownLength);
+    std::string joined;
+    do {
+      const unsigned long size = random() % 8 ? random() % 40 : 60;
+      const auto buffer = std::make_unique<unsigned char[]>(size);
+      sink.setBuffer(buffer.get(), size);
+      ASSERT_EQ(converter.resetSink(), 0);
+      ASSERT_EQ(converter.convert(), 0);
+      const std::string piece(reinterpret_cast<char*>(buffer.get()), sink.getWritten());
+      joined += piece;
+      EXPECT_EQ(converter.getSinkBytes(), text.size() - joined.size());
+      EXPECT_TRUE(!terminates || size == 0 || buffer[piece.size()] == 0) << size;
+      if (terminates && sink.isTruncated() && !broken && !isShifting(page)) {
+        const std::u16string rest = decode(page, text.substr(joined.size()));
+        const std::u16string before = u' ' + decode(page, piece);
+        EXPECT_FALSE(U16_IS_LEAD(before.back()) && U16_IS_TRAIL(rest.front()));
+        EXPECT_FALSE(isUTF16(page) ? piece.size() % 2 : isEndCut(page, piece));
+      }
+    } while (sink.isTruncated());
+    EXPECT_EQ(joined, text);
+  }
+}
+
+TEST_F(Pieces, MeasuredInATemporaryFileAreTheWhole) {
+  for (int round = 0; round < 300 && !HasFailure(); ++round) {
+    const long from = anyPage();
+    const long to = anyPage();
+    const std::string text = randomText(random, from, anyLength() % 3000, true);
+    SCOPED_TRACE(testing::Message() << "round " << round << ": " << from << " to " << to);
+    const std::string whole = from == to ? text : encode(to, decode(from, text), false);
+    const unsigned long blockSize = 64 + random() % 3000;
+    PieceSink sink(random, PieceSink::Fixed, 1);
+    ZuTmpFileSink file(blockSize);
+    ZuCharConverter converter(new PieceSource(random, text, 500), &sink, from, to, 0, ZuReportNone);
+    ASSERT_EQ(converter.init(), 0);
+    ZuDataSource* old = nullptr;
+    ASSERT_EQ(converter.calculateSinkBytes(&file, new ZuTmpFileSource(blockSize), &old), 0);
+    delete old;
+    EXPECT_TRUE(to == kSCSU || converter.getSinkBytes() == whole.size());
+    while (sink.lastMore != 0) {
+      sink.setBuffer(1 + random() % 1000);
+      ASSERT_EQ(converter.resetSink(), 0);
+      ASSERT_EQ(converter.convert(), 0);
+    }
+    EXPECT_TRUE(isSame(to, sink.joined, whole));
+    EXPECT_EQ(converter.getSinkBytes(), 0u);
+  }
+}
+
+TEST_F(Pieces, LengthsAreKnownWhereCharactersHaveOneSize) {
+  constexpr unsigned long kNone = kZuUnknownLength;
+  const struct {
+    long from, to;
+    int terminates;
+    unsigned long bytes, chars, expected;
+  } cases[] = {{kLatin1, kLE, 0, 10, kNone, 20},       {kUTF8, kLE, 0, 10, kNone, kNone},
+               {kUTF8, kLE, 1, kNone, 10, 20},         {kLE, kLatin1, 0, 10, kNone, 5},
+               {kLE, kUTF8, 1, 10, 5, kNone},          {kUTF8, kUTF8, 1, 10, kNone, 10},
+               {kUTF8, kUTF8, 1, kNone, 5, kNone},     {kLatin1, kLatin1, 1, kNone, 5, 5},
+               {kLatin1, kLatin1, 0, kNone, 5, kNone}, {kLatin1, kUTF32, 1, 10, kNone, 40},
+               {kLE, kBE, 0, 10, kNone, 10},           {kLE, kLE, 0, kNone, kNone, kNone}};
+  for (const auto& c : cases) {
+    SCOPED_TRACE(testing::Message() << c.from << " to " << c.to << ", " << c.terminates);
+    PieceSink sink(random, PieceSink::Fixed, 1);
+    ZuCharConverter converter(new PieceSource(random, "abcdefghij", 4), &sink, c.from, c.to, c.terminates,
+                              ZuReportNone);
+    ASSERT_EQ(converter.init(), 0);
+    converter.calculateSinkBytes(c.bytes, c.chars);
+    EXPECT_EQ(converter.getSinkBytes(), c.expected);
+  }
+}
+
+TEST_F(Pieces, CharactersThatAPageLacksGoByThePolicy) {
+  const std::string text = "a\xC2\xA2\xE2\x82\xACz\xE2\x82\xAC";  // the euro is not in Latin-1
+  for (const bool isCached : {false, true}) {
+    for (const auto policy : {ZuReportNone, ZuReportAsError, ZuReportAsWarning}) {
+      ZuICUHandleCache handles(1, policy);
+      PieceSink sink(random, PieceSink::Fixed, 1);
+      sink.setBuffer(100);
+      ZuCharConverter converter(new PieceSource(random, text, 100), &sink, kUTF8, kLatin1, 1, policy);
+      if (isCached) converter.setHandleCache(&handles);
+      ASSERT_EQ(converter.init(), 0);
+      for (int again = 0; again < 2; ++again) {
+        EXPECT_EQ(converter.convert(), policy == ZuReportAsError) << "the error is sticky";
+        if (policy == ZuReportAsError) {
+          expectError();
+          continue;
+        }
+        EXPECT_EQ(takeWarnings(), policy == ZuReportAsWarning && again == 0);
+        EXPECT_EQ(sink.joined, "a\xA2\x1Az\x1A");
+        EXPECT_EQ(converter.resetSink(), 0);
+        sink.joined.resize(5);
+      }
+      EXPECT_EQ(converter.getStickyError(), policy == ZuReportAsError ? U_INVALID_CHAR_FOUND : U_ZERO_ERROR);
+    }
+  }
+}
+
+// A transfer by either converter; whether all its calls succeeded.
+bool transfer(ZuCharConverterBase& converter, PieceSink& sink, bool isInput) {
+  auto* const input = dynamic_cast<ZuCharConverterInput*>(&converter);
+  if (isInput) input->setFinalData(1);
+  for (int n = 0; n < 2000 && sink.lastMore != 0; ++n) {
+    if (sink.kind == PieceSink::Fixed) {
+      sink.setBuffer(16 + static_cast<unsigned long>(n) % 9);
+      if (converter.resetSink()) return false;
+    }
+    if (converter.convert()) return false;
+    if (sink.kind == PieceSink::Copying) break;
+  }
+  return true;
+}
+
+TEST_F(Pieces, FailuresOfSourceAndSinkArePassedOn) {
+  const std::string text = randomText(random, kUTF8, 300, false);
+  const long pages[][2] = {{kUTF8, kEUC}, {kUTF8, kLE}, {kUTF8, kUTF8}, {kLE, kBE}, {kBE, kJIS}};
+  for (const auto& [from, to] : pages) {
+    const std::string value = encode(from, decode(kUTF8, text));
+    for (const auto kind : {PieceSink::Fixed, PieceSink::Extendable, PieceSink::Copying}) {
+      for (const bool isInput : {false, true}) {
+        CallFault fault;
+        for (fault.failAt = 1;; ++fault.failAt) {
+          SCOPED_TRACE(testing::Message()
+                       << from << " to " << to << ", sink " << kind << ", call " << fault.failAt);
+          fault.calls = 0;
+          PieceSink sink(random, kind, 50, &fault);
+          auto* const source = new PieceSource(random, value, 40, &fault);
+          ZuCharConverter output(source, &sink, from, to, 0, ZuReportNone);
+          ZuCharConverterInput input(source, &sink, from, to, ZuReportNone);
+          (isInput ? static_cast<ZuDataConverter&>(output) : input).setSourceNotOwned(1);
+          ZuCharConverterBase& converter = isInput ? static_cast<ZuCharConverterBase&>(input) : output;
+          const bool passed = !converter.init() && transfer(converter, sink, isInput);
+          const bool triggered = fault.calls >= fault.failAt;
+          EXPECT_NE(passed, triggered);
+          EXPECT_EQ(takeWarnings(), 0) << "who failed has told";
+          if (!triggered) break;
+          sink.joined.clear();
+          sink.lastMore = -1;
+          auto* const fresh = new PieceSource(random, value, 40);
+          fault.calls = 1000000;
+          ASSERT_EQ(isInput ? input.reset(fresh, &sink, from, to) : output.reset(fresh, &sink, from, to, 0),
+                    0);
+          ASSERT_TRUE(transfer(converter, sink, isInput));
+          EXPECT_EQ(sink.joined,
+                    from == to ? value : encode(to, decode(from, value), kind == PieceSink::Fixed));
+        }
+      }
+    }
+  }
+}
+
+TEST_F(Pieces, FailedAllocationsLeaveNothingBehind) {
+  const std::string text = randomText(random, kUTF8, 3000, false);
+  const long pages[][2] = {{kUTF8, kEUC}, {kUTF8, kLE}, {kEUC, kEUC}};
+  for (const auto& [from, to] : pages) {
+    const std::string value = encode(from, decode(kUTF8, text));
+    std::string buffer(4000, 0);
+    ZuICUHandleCache handles(2, ZuReportAsWarning);
+    sweepAllocations([&, from = from, to = to] {
+      ZuMemorySource source(value.data(), value.size());
+      ZuMemorySink sink(buffer.data(), 999);
+      ZuMultiMemorySink blocks(512);
+      sink.setNotOwned(1);
+      blocks.setNotOwned(1);
+      ZuCharConverter output(&source, &sink, from, to, 1, ZuReportAsWarning);
+      ZuCharConverterInput input(&source, &blocks, from, to, ZuReportAsWarning);
+      ZuSimpleCharConverter simple;
+      output.setSourceNotOwned(1);
+      input.setSourceNotOwned(1);
+      output.setHandleCache(&handles);
+      bool passed = !output.init() && !output.convert() && !output.resetSink() && !output.convert();
+      passed = !input.init() && !input.convert() && passed;
+      const auto* const data = reinterpret_cast<const unsigned char*>(value.data());
+      return !simple.reset(data, value.size(), &sink, from, 1) && !simple.convert() && passed;
+    });
+    errors.clearErrors();
+  }
+}
+
+TEST_F(Pieces, CallsOutOfOrderAreErrors) {
+  PieceSink sink(random, PieceSink::Fixed, 1);
+  sink.setBuffer(20);
+  ZuDataSource* old = nullptr;
+  ZuTmpFileSink file(100);
+  ZuTmpFileSource fileSource(100);
+  ZuCharConverter output;
+  ZuCharConverterInput input;
+  ZuSimpleCharConverter simple;
+  const std::function<int()> calls[] = {
+      [&] { return output.convert(); },
+      [&] { return output.reset(); },
+      [&] { return output.resetSink(); },
+      [&] { return output.preFetch(); },
+      [&] { return input.convert(); },
+      [&] { return input.reset(); },
+      [&] { return input.resetSink(); },
+      [&] { return input.flushSink(); },
+      [&] { return input.resetSource(); },
+      [&] { return simple.convert(); },
+      [&] { return simple.reset(); },
+      [&] { return simple.resetSink(); },
+      [&] { return output.calculateSinkBytes(&file, &fileSource, &old); },
+      [&] { return input.calculateSinkBytes(&file, &fileSource, &old); },
+      [&] { return simple.calculateSinkBytes(&file, &fileSource, &old); },
+  };
+  for (const auto& call : calls) {
+    EXPECT_EQ(call(), 1) << &call - calls;
+    expectError();
+  }
+  const auto expectNoPage = [this](int result) {
+    EXPECT_EQ(result, 1);
+    EXPECT_THAT(reinterpret_cast<const char*>(ZuErrorKeeper::getLastError()->getErrorText()),
+                testing::EndsWith("14"));
+    expectError(ZU_MSG_CODE_PAGE_NOT_FOUND);
+  };
+  // What a failed reset did not take is still the caller's.
+  PieceSource source(random, "abc", 9);
+  expectNoPage(output.reset(&source, &sink, kNotInstalled, kUTF8, 1));
+  expectNoPage(output.reset(&source, &sink, kUTF8, kNotInstalled, 1));
+  expectNoPage(input.reset(&source, &sink, kUTF8, kNotInstalled));
+  expectNoPage(simple.reset(nullptr, 0, &sink, kNotInstalled, 1));
+  EXPECT_EQ(output.convert() + input.convert() + simple.convert(), 3);
+  errors.clearErrors();
+  EXPECT_EQ(output.reset(new PieceSource(random, "abc", 9), &sink, kUTF8, kWindows, 1), 0);
+  EXPECT_EQ(output.prepareToCache(), 0);
+  EXPECT_EQ(output.convert(), 1);
+  expectError();
+  EXPECT_EQ(output.init(), 0);
+  EXPECT_EQ(output.convert(), 0);
 }
 
 }  // namespace

@@ -105,7 +105,7 @@ int ZuCharConverter::reset() {
   if (source->reset() || sink->reset() || resetSink()) return 1;
   resetDirtyHandles();
   unicodeCursor = unicodeEnd = reinterpret_cast<const UChar*>(unicodeBuffer);
-  hasSplitByte = false;
+  hasSplitByte = hasSplitSinkByte = false;
   finalData = 0;
   moreSource = 1;
   if (fromUnicode.getInfo()) fromUnicode.getInfo()->substituted = 0;
@@ -332,8 +332,9 @@ ZuCharConverter::Step ZuCharConverter::fillUnits() {
     }
     return Step::HandOver;
   }
+  putSplitByte();
   if (isUTF16(sourceCodePage)) swapToSink();
-  if (room() >= kUnit) return Step::Input;
+  if (room() >= leastRoom()) return Step::Input;
   if (isWholeOnly() && used() >= kUnit && zuconvert::isLeadUnit(sinkCursor - kUnit, sinkCodePage)) {
     sinkCursor -= kUnit;
     if (isMoreHeld()) {

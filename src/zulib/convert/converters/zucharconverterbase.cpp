@@ -122,6 +122,7 @@ void ZuCharConverterBase::clearValue() {
   sourceCursor = sourceEnd = nullptr;
   unicodeCursor = unicodeEnd = reinterpret_cast<const UChar*>(unicodeBuffer);
   hasSplitByte = false;
+  hasSplitSinkByte = false;
   toUnicodeHolds = false;
   fromUnicodeHolds = false;
   if (fromUnicode.getInfo()) fromUnicode.getInfo()->substituted = 0;
@@ -159,8 +160,7 @@ int ZuCharConverterBase::resetSink() {
 // A sink that goes on handing out buffers into which nothing fits would keep the conversion going for ever.
 int ZuCharConverterBase::takeNextBuffer() {
   if (ZuCharConverterBase::resetSink()) return 1;
-  const unsigned long least = isUTF16(sinkCodePage) && !hasSameCodePages() ? kUnit : 1;
-  return moreSink && sinkSize < least ? zuconvert::reportFailure() : 0;
+  return moreSink && sinkSize == 0 ? zuconvert::reportFailure() : 0;
 }
 
 int ZuCharConverterBase::readRegion() {
@@ -174,7 +174,7 @@ int ZuCharConverterBase::readRegion() {
 
 bool ZuCharConverterBase::isMoreHeld() const {
   return moreSource || sourceCursor != sourceEnd || toUnicodeHolds || unicodeCursor != unicodeEnd ||
-         fromUnicodeHolds;
+         fromUnicodeHolds || hasSplitSinkByte;
 }
 
 void ZuCharConverterBase::copyToSink(unsigned long n) {
@@ -232,10 +232,11 @@ UErrorCode ZuCharConverterBase::takeInput() {
     return U_ZERO_ERROR;
   }
   const bool isDirect = isUTF16(sinkCodePage);
-  const bool isStaged = !isDirect || !isAligned(sinkCursor);
+  const bool isSplit = isDirect && room() < kUnit;
+  const bool isStaged = !isDirect || isSplit || !isAligned(sinkCursor);
   UChar* const target = reinterpret_cast<UChar*>(isStaged ? unicodeBuffer : sinkCursor);
-  const unsigned long capacity =
-      std::min({isDirect ? room() : kStageSize, isStaged ? kStageSize : kMostAtOnce}) / kUnit;
+  const unsigned long most = isDirect ? std::max(room(), kUnit) : kStageSize;
+  const unsigned long capacity = std::min(most, isStaged ? kStageSize : kMostAtOnce) / kUnit;
   const unsigned long n = std::min(available(), kMostAtOnce);
   const bool flush = isLastRegion() && n == available();
   UChar* out = target;
@@ -256,6 +257,10 @@ UErrorCode ZuCharConverterBase::takeInput() {
     unicodeEnd = out;
     return U_ZERO_ERROR;
   }
+  if (isSplit) {
+    if (out != target) splitUnit(target);
+    return U_ZERO_ERROR;
+  }
   const auto written = static_cast<unsigned long>(out - target) * kUnit;
   if (sinkCodePage == UCNV_IANA_UTF_16BE) {
     oxUCS2Swap(sinkCursor, target, written / kUnit);
@@ -271,6 +276,30 @@ void ZuCharConverterBase::swapToSink() {
   oxUCS2Swap(sinkCursor, unicodeCursor, units);
   unicodeCursor += units;
   sinkCursor += units * kUnit;
+  if (unicodeCursor != unicodeEnd && moreSink && room() == 1) {
+    UChar unit;
+    std::memcpy(&unit, unicodeCursor, kUnit);
+    // Units that are going to be swapped are in the order of the source.
+    unit = static_cast<UChar>(sinkCodePage == UCNV_IANA_UTF_16BE ? unit : unit << 8 | unit >> 8);
+    splitUnit(&unit);
+    ++unicodeCursor;
+  }
+}
+
+// Writes the first byte of a unit of this machine's byte order, and keeps the second one.
+void ZuCharConverterBase::splitUnit(const UChar* unit) {
+  const auto high = static_cast<unsigned char>(*unit >> 8);
+  const auto low = static_cast<unsigned char>(*unit);
+  const bool isBigEndian = sinkCodePage == UCNV_IANA_UTF_16BE;
+  *sinkCursor++ = isBigEndian ? high : low;
+  splitSinkByte = isBigEndian ? low : high;
+  hasSplitSinkByte = true;
+}
+
+void ZuCharConverterBase::putSplitByte() {
+  if (!hasSplitSinkByte || room() == 0) return;
+  *sinkCursor++ = splitSinkByte;
+  hasSplitSinkByte = false;
 }
 
 UErrorCode ZuCharConverterBase::convertToSink(const UChar* end, unsigned char* limit, int32_t* offsets,

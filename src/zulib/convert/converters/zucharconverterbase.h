@@ -82,6 +82,11 @@ class ZU_API ZuCharConverterBase : public ZuDataConverter {
   // Swaps units of the stage into a sink of the other byte order.
   void swapToSink();
 
+  // Into a sink of UTF-16: the room that a step needs. A buffer that another one follows can end within a
+  // unit, whose second byte putSplitByte() writes into the next one.
+  unsigned long leastRoom() const { return moreSink ? 1 : sizeof(UChar); }
+  void putSplitByte();
+
   // One call of the from-Unicode converter: from the stage up to `end` into the sink up to `limit`. 0 or
   // U_BUFFER_OVERFLOW_ERROR, or a failure, which is sticky.
   [[nodiscard]] UErrorCode convertToSink(const UChar* end, unsigned char* limit, int32_t* offsets,
@@ -132,6 +137,8 @@ class ZU_API ZuCharConverterBase : public ZuDataConverter {
   int directSink = 0;         // the sink has buffers
   bool hasSplitByte = false;  // the end of a region cut a unit of UTF-16, whose first byte is splitByte
   unsigned char splitByte = 0;
+  bool hasSplitSinkByte = false;  // likewise the end of a sink's buffer, and the second byte
+  unsigned char splitSinkByte = 0;
   bool reportsCuts = false;       // a character that the end of the value cuts is an error
   bool isReady = false;           // init or a reset with arguments has succeeded
   bool toUnicodeHolds = false;    // the converter has output for which there was no room
@@ -143,6 +150,7 @@ class ZU_API ZuCharConverterBase : public ZuDataConverter {
  private:
   void takeUnits();
   void stageUnits(const unsigned char* bytes, unsigned long n);
+  void splitUnit(const UChar* unit);
 };
 
 #endif

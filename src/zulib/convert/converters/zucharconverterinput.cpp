@@ -137,11 +137,12 @@ int ZuCharConverterInput::convertOther() {
 }
 
 ZuCharConverterInput::Step ZuCharConverterInput::fillUnits() {
+  putSplitByte();
   if (isUTF16(sourceCodePage)) swapToSink();
   return isFull() ? Step::HandOver : Step::Input;
 }
 
-bool ZuCharConverterInput::isFull() const { return room() < (isUTF16(sinkCodePage) ? sizeof(UChar) : 1); }
+bool ZuCharConverterInput::isFull() const { return room() < (isUTF16(sinkCodePage) ? leastRoom() : 1); }
 
 // The wire is told when a buffer is full, and at the end of the value.
 ZuCharConverterInput::Step ZuCharConverterInput::handOver(int& result) {
