@@ -26,31 +26,6 @@ INSTANTIATE_TEST_SUITE_P(Variants, AnyDriver,
                          testing::Values(ScriptedVariant::Odbc1, ScriptedVariant::Odbc2,
                                          ScriptedVariant::Odbc3, ScriptedVariant::NoDescriptors));
 
-TEST_P(AnyDriver, ScrollsAndUpdates) {
-  connect();
-  OdbcStatement stmt(connection);
-  stmt.makeScrollable();
-  EXPECT_SQL(SQL_SUCCESS, stmt, stmt.setName("C1"));
-  Rowset rows(stmt, 3);
-  ASSERT_SQL(SQL_SUCCESS, stmt, stmt.execute("select id, name from t for update"));
-  ASSERT_SQL(SQL_SUCCESS, stmt, rows.fetch(SQL_FETCH_LAST));
-  EXPECT_EQ(rowTexts(7, 9), rows.text());
-  ASSERT_SQL(SQL_SUCCESS, stmt, rows.fetch(SQL_FETCH_PRIOR));
-  EXPECT_EQ(rowTexts(4, 6), rows.text());
-
-  SQLINTEGER value = 50;
-  OdbcStatement writer(connection);
-  EXPECT_SQL(
-      SQL_SUCCESS, writer,
-      SQLBindParameter(writer, 1, SQL_PARAM_INPUT, SQL_C_SLONG, SQL_INTEGER, 10, 0, &value, 0, nullptr));
-  EXPECT_SQL(SQL_SUCCESS, stmt, SQLSetPos(stmt, 2, SQL_POSITION, SQL_LOCK_NO_CHANGE));
-  ASSERT_SQL(SQL_SUCCESS, writer, writer.execute("update t set x = ? where current of C1"));
-  const ScriptExecution sent = script.executed().back();
-  EXPECT_EQ("update t set x = ? WHERE \"id\" = ? AND \"name\" = ?", sent.text);
-  EXPECT_EQ((std::vector<std::string>{"50", "5", "row 5"}), sent.parameters);
-  EXPECT_EQ("select id, name from t ", script.executed().front().text);
-}
-
 // A driver with one active statement: the open result is read to its end before the next statement runs.
 TEST_P(AnyDriver, MakesRoomForASecondStatement) {
   script.oneActiveStatement = true;

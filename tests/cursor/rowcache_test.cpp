@@ -13,7 +13,6 @@
 #include "tests/cursor/entry_fixture.h"
 #include "tests/support/fault_allocator.h"
 #include "zulib/cursor/internal/messages.h"
-#include "zulib/cursor/rows/cfile.h"
 
 namespace {
 
@@ -94,30 +93,6 @@ TEST_F(RowCacheTest, GoesBackToTheSameRows) {
   EXPECT_EQ(ROWS + 1, script.count("SQLFetch"));  // the driver only moves forward
 }
 
-TEST_F(RowCacheTest, KeepsUpdatesToEvictedRows) {
-  OdbcStatement change(conn);
-  expectAt(ROWS - SIZE + 1);
-  const SQLLEN changed[] = {5, 1500, 2900};
-  for (const SQLLEN row : changed) {
-    expectAt(row);
-    ASSERT_SQL(SQL_SUCCESS, stmt, SQLSetPos(stmt, 2, SQL_POSITION, SQL_LOCK_NO_CHANGE));
-    rows.setName(1, row == 1500 ? nullptr : "changed");
-    ASSERT_SQL(SQL_SUCCESS, change, change.execute("update t set name = ? where current of c"));
-    ASSERT_SQL(SQL_SUCCESS, stmt, SQLSetPos(stmt, 4, SQL_POSITION, SQL_LOCK_NO_CHANGE));
-    ASSERT_SQL(SQL_SUCCESS, change, change.execute("delete from t where current of c"));
-  }
-  for (SQLLEN row = 1; row < ROWS - SIZE; row += 301) rows.fetch(SQL_FETCH_ABSOLUTE, row);
-  for (const SQLLEN row : changed) {
-    const int first = static_cast<int>(row);
-    EXPECT_SQL(SQL_SUCCESS, stmt, rows.fetch(SQL_FETCH_ABSOLUTE, row));
-    const std::string name = row == 1500 ? "null" : "changed";
-    EXPECT_EQ(rowTexts(first, first) + " " + std::to_string(row + 1) + ":" + name + "+ " +
-                  rowTexts(first + 2, first + 2) + " " + rowTexts(first + 3, first + 3) + "- " +
-                  rowTexts(first + 4, first + SIZE - 1),
-              rows.text());
-  }
-}
-
 TEST_F(RowCacheTest, ARowLongerThanABlock) {
   const SQLLEN wide = 70000;
   std::vector<char> names(static_cast<size_t>(2 * wide));
@@ -194,38 +169,6 @@ TEST_F(RowCacheTest, TheFileIsCutOrChanged) {
   expectAt(ROWS - SIZE + 1);  // what is in memory is still there
   expectError(900, clmsg::TempFileRead);
   expectUsable();
-}
-
-TEST(CFileTest, MovesWholeCountsAnywhere) {
-  const ScratchDirectory scratch;
-  char name[1024];
-  {
-    const EnvironmentSetting setting("ODBCTMPDIR", scratch.path().c_str());
-    GetTempFileName("/nowhere", "CTT", 7, name, sizeof name);
-    char small[8];
-    EXPECT_THROW(GetTempFileName(nullptr, "CTT", 0, small, sizeof small), CFileException);
-  }
-  CFile file(name);
-  EXPECT_EQ(scratch.path() + "/CTT", std::string(name).substr(0, strlen(name) - 6));
-  char bytes[8] = "abcdefg", read[8] = "";
-  const off_t far = off_t{5} << 30;  // a hole of more than 4 GB costs nothing
-  file.fileSeek(far, SEEK_SET);
-  file.fileWrite(bytes, sizeof bytes);
-  file.fileSeek(-8, SEEK_END);
-  file.fileRead(read, sizeof read);
-  EXPECT_STREQ(bytes, read);
-  file.fileSeek(-4, SEEK_CUR);
-  EXPECT_THROW(file.fileRead(read, sizeof read), CFileException);
-  EXPECT_THROW(file.fileSeek(-1, SEEK_SET), CFileException);
-  EXPECT_EQ(far + 4, file.position);
-  file.fileClose();
-  EXPECT_THROW(file.fileWrite(bytes, 1), CFileException);
-  CFile::fileRemove(name);
-  EXPECT_THROW(CFile::fileRemove(name), CFileException);
-  EXPECT_THROW(CFile("/nowhere/at/all", O_RDWR | O_CREAT), CFileException);
-  const EnvironmentSetting setting("ODBCTMPDIR", "");  // like unset
-  GetTempFileName(nullptr, "CTT", 0, name, sizeof name);
-  EXPECT_STREQ("/tmp/CTTXXXXXX", name);
 }
 
 }  // namespace

@@ -36,20 +36,6 @@ std::string scrollAround(OdbcConnection& connection) {
   return "";
 }
 
-void inTwoThreads(const std::string& first, const std::string& second) {
-  std::string outcome[2];
-  const auto work = [](const std::string& connectionString, std::string& told) {
-    OdbcConnection connection(connectionString);
-    told = scrollAround(connection);
-  };
-  std::thread one(work, std::cref(first), std::ref(outcome[0]));
-  std::thread two(work, std::cref(second), std::ref(outcome[1]));
-  one.join();
-  two.join();
-  EXPECT_EQ("", outcome[0]);
-  EXPECT_EQ("", outcome[1]);
-}
-
 TEST(ThreadsOfTwoConnections, ScrollOverTwoDrivers) {
   DriverScript script;
   script.answers["select"] = scriptedRows(COUNT);
@@ -62,7 +48,14 @@ TEST(ThreadsOfTwoConnections, ScrollOverTwoDrivers) {
     connection.run("with recursive g(i) as (select 1 union all select i + 1 from g where i < " +
                    std::to_string(COUNT) + ") insert into t select i, 'row ' || i from g");
   }
-  inTwoThreads(two.connectionString(), sqlite);
+  std::vector<std::thread> threads;
+  for (const std::string& where : {two.connectionString(), sqlite}) {
+    threads.emplace_back([where] {
+      OdbcConnection connection(where);
+      EXPECT_EQ("", scrollAround(connection));
+    });
+  }
+  for (std::thread& thread : threads) thread.join();
 }
 
 }  // namespace
