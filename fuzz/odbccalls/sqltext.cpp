@@ -117,11 +117,13 @@ std::string trimmed(std::string text) {
   return text;
 }
 
-// Positioned statements are written anew, and a select loses its FOR UPDATE.
+// Positioned statements are written anew, a select loses its FOR UPDATE, and to the analyser a text ends with
+// its first zero.
 bool mayChange(const std::string& text) {
   std::string lower = text;
   std::transform(lower.begin(), lower.end(), lower.begin(), [](unsigned char c) { return std::tolower(c); });
-  return lower.find("current") != std::string::npos || lower.find("for") != std::string::npos;
+  return lower.find("current") != std::string::npos || lower.find("for") != std::string::npos ||
+         lower.find('\0') != std::string::npos;
 }
 
 }  // namespace
