@@ -139,22 +139,21 @@ class CountingOutput {
 ZuConvertReturn convertCounting(CountingOutput output, const unsigned char* src, long srcLen, bool endsAtNul,
                                 long* dstUsed, UConverter* from) {
   const char* in = reinterpret_cast<const char*>(src);
-  const char* const end = in + lengthOf(src, srcLen);
-  UErrorCode status = U_ZERO_ERROR;
+  const char* end = in + lengthOf(src, srcLen);
+  if (endsAtNul) end = std::find(in, end, '\0');
   ucnv_resetToUnicode(from);
-  while (!U_FAILURE(status) && in < end && !(endsAtNul && *in == 0)) {
+  for (UErrorCode status = U_ZERO_ERROR;;) {
+    // At the end of the source there may still be characters that the converter holds.
     const UChar32 c = ucnv_getNextUChar(from, &in, end, &status);
-    if (status == U_INDEX_OUTOFBOUNDS_ERROR) {  // only shifts were left
-      status = U_ZERO_ERROR;
-      break;
+    if (status == U_INDEX_OUTOFBOUNDS_ERROR) return output.finish(U_ZERO_ERROR, dstUsed);
+    if (!U_FAILURE(status)) {
+      UChar units[2];
+      int32_t n = 0;
+      U16_APPEND_UNSAFE(units, n, c);
+      status = output.put(units, units + n, false);
     }
-    if (U_FAILURE(status)) break;
-    UChar units[2];
-    int32_t n = 0;
-    U16_APPEND_UNSAFE(units, n, c);
-    status = output.put(units, units + n, false);
+    if (U_FAILURE(status)) return output.finish(status, dstUsed);
   }
-  return output.finish(status, dstUsed);
 }
 
 // Staging for units at an odd address: calls `put(units, end, flush)` for each step.
