@@ -152,6 +152,21 @@ output=$(in_english env KRB5_CONFIG=/dev/null KRB5CCNAME=FILE:/nowhere "$scratch
 grep -q '2749: There are no Kerberos credentials' <<<"$output" || fail "the pipe printed: $output"
 pass "the pipe"
 
+# A connection string with the settings of its data source, and two that cannot be understood.
+printf '[my data]\nServer = db.example\nuid = nobody\nPWD = a;b\n' >"$scratch/dsn.ini"
+zudsn() { env -u LC_ALL -u LC_MESSAGES LANG="${language:-C}" "$scratch/dsn/zudsn" --profile "$scratch/dsn.ini" "$@" 2>&1; }
+[ "$(zudsn --string "DSN='my data';UID=scott")" = "DSN='my data';UID=scott;Server=db.example;PWD='a;b'" ] ||
+  fail "zudsn does not merge"
+[ "$(zudsn 'DSN=my data;Port=7' | sed 's/  */ /g' | paste -sd/)" = \
+  'DSN my data /Port 7 /Server db.example (data source)/uid nobody (data source)/PWD ******** (data source)' ] ||
+  fail "zudsn prints other attributes"
+output=$(zudsn 'A=1;B=2;a=3') && fail "a keyword that comes twice is no error"
+[ "$output" = "zudsn: 2705: The attribute string cannot be understood at position 9 of the connection string. A keyword \
+stands there for the second time, before =." ] || fail "zudsn printed: $output"
+output=$(language=de_DE.UTF-8 zudsn 'PWD=1;Password=2') && fail "two words that mean the same are no error"
+grep -q '2705: .*PWD und Password bedeuten dasselbe' <<<"$output" || fail "zudsn printed: $output"
+pass "the reader of connection strings"
+
 # Words counted in a tree, as the system's tools count them.
 cmake -S examples/tree -B "$scratch/tree" -G Ninja -DCMAKE_PREFIX_PATH="$scratch/prefix" >/dev/null
 cmake --build "$scratch/tree" >/dev/null || fail "examples/tree does not build"

@@ -5,6 +5,7 @@
 #include <initializer_list>
 
 #include "zulib/errors/zuerror.h"
+#include "zulib/language/internal/querydescription.h"
 #include "zulib/language/internal/queryheader.h"
 #include "zulib/language/internal/querytext.h"
 #include "zulib/language/internal/querywriter.h"
@@ -35,8 +36,6 @@ constexpr unsigned long kSlack = 10;
 // Addresses of the temporary file have 32 bits.
 constexpr unsigned long kLongestSection = 0xFFFFFFFE;
 
-const unsigned char* nameOf(SectionType type) { return bytes(Sections[type]); }
-
 unsigned short kindOf(const ZuSubString& name) {
   const auto isName = [&](const char* known) { return name.isEqualCi(bytes(known)); };
   return std::any_of(Sections, Sections + SectionCount, isName) ? sectionIsKnown : sectionIsOther;
@@ -56,11 +55,6 @@ int append(ZuString* text, const ZuSubString& view) {
   const unsigned long n = view.getLength();
   if (!text->isEnoughSpace(n) && text->assureSpace(std::max(n, text->getLength()))) return 1;
   return text->concat(view);
-}
-
-char lastOf(ZuSubString view) {
-  view.rightBlankTrim();
-  return static_cast<char>(view.getLastChar());
 }
 
 }  // namespace
@@ -188,7 +182,7 @@ int ZuQueryFile::setDbType(const unsigned char* type) {
 }
 
 int ZuQueryFile::setSqlStmt(const unsigned char* text, unsigned long length) {
-  if (setText(sqlStmt, text ? text : bytes(""), length)) return 1;
+  if (setText(sqlStmt, text ? text : bytes(""), text ? length : 0)) return 1;
   dirty = 1;
   return 0;
 }
@@ -240,6 +234,11 @@ bool ZuQueryFile::isSectionHeader(ZuSubString* name) const {
   return true;
 }
 
+// Notes that no header lies between two places.
+void ZuQueryFile::noteRead(unsigned long start, unsigned long end) {
+  if (start <= searchedTo) searchedTo = std::max(searchedTo, end);
+}
+
 // The lines from `offset` up to the next header, or to the end of the statement.
 int ZuQueryFile::readLines(ZuString* text, unsigned long offset, bool stopAtSemicolon) {
   text->clear();
@@ -247,18 +246,20 @@ int ZuQueryFile::readLines(ZuString* text, unsigned long offset, bool stopAtSemi
   lineReader.setReturnEol();
   nextStartsLine = true;
   unsigned long end = offset;
+  unsigned char last = 0;  // of the line, blanks at its end aside
   while (true) {
     if (readLine()) break;
     if (isAtEnd() || isSectionHeader(nullptr)) {
-      // No header lies in what was read.
-      if (offset <= searchedTo) searchedTo = std::max(searchedTo, end);
+      noteRead(offset, end);
       return 0;
     }
     end = static_cast<unsigned long>(lineReader.getNextLineOffset());
     const bool isBlankAtStart = text->getLength() == 0 && startsLine && currentLine[0] == '\n';
     if (!isBlankAtStart && append(text, currentLine)) break;
-    if (stopAtSemicolon && nextStartsLine && lastOf(*text) == ';') {
-      if (offset <= searchedTo) searchedTo = std::max(searchedTo, end);
+    currentLine.rightBlankTrim();
+    if (startsLine || currentLine.getLength()) last = currentLine.getLastChar();
+    if (stopAtSemicolon && nextStartsLine && last == ';') {
+      noteRead(offset, end);
       return 0;
     }
   }
@@ -373,10 +374,6 @@ int ZuQueryFile::getSectionChunk(const unsigned char* name, ZuString* text) {
   return info ? readSection(*info, text) : 0;
 }
 
-int ZuQueryFile::getSectionChunk(SectionType type, ZuString* text) {
-  return getSectionChunk(nameOf(type), text);
-}
-
 int ZuQueryFile::getHugeSectionChunk(const unsigned char* name, unsigned char** data, unsigned long* length) {
   *data = nullptr;
   *length = 0;
@@ -397,10 +394,6 @@ int ZuQueryFile::getHugeSectionChunk(const unsigned char* name, unsigned char** 
   *data = block;
   block = nullptr;
   return 0;
-}
-
-int ZuQueryFile::getHugeSectionChunk(SectionType type, unsigned char** data, unsigned long* length) {
-  return getHugeSectionChunk(nameOf(type), data, length);
 }
 
 int ZuQueryFile::setHugeSectionChunk(const unsigned char* name, const void* data, unsigned long length) {
@@ -424,28 +417,12 @@ int ZuQueryFile::setHugeSectionChunk(const unsigned char* name, const void* data
   return 0;
 }
 
-int ZuQueryFile::setHugeSectionChunk(SectionType type, const void* data, unsigned long length) {
-  return setHugeSectionChunk(nameOf(type), data, length);
-}
-
-int ZuQueryFile::setSectionChunk(SectionType type, const unsigned char* data, unsigned long length) {
-  return setHugeSectionChunk(type, data, length);
-}
-
-int ZuQueryFile::setSectionChunk(SectionType type, const ZuSubString& text) {
-  return setHugeSectionChunk(type, text.asPascalStr(), text.getLength());
-}
-
 int ZuQueryFile::doesSectionExist(const unsigned char* name, unsigned* exists) {
   *exists = 0;
   SectionInfo* info;
   if (getSectionInfo(name, false, &info)) return 1;
   *exists = info != nullptr;
   return 0;
-}
-
-int ZuQueryFile::doesSectionExist(SectionType type, unsigned* exists) {
-  return doesSectionExist(nameOf(type), exists);
 }
 
 int ZuQueryFile::removeSection(const unsigned char* name) {
@@ -457,14 +434,10 @@ int ZuQueryFile::removeSection(const unsigned char* name) {
   return 0;
 }
 
-int ZuQueryFile::removeSection(SectionType type) { return removeSection(nameOf(type)); }
-
 int ZuQueryFile::getLines(const unsigned char* name, ZuArray* lines) {
   ZuString text;
   return getSectionChunk(name, &text) || text.getLines(lines);
 }
-
-int ZuQueryFile::getLines(SectionType type, ZuArray* lines) { return getLines(nameOf(type), lines); }
 
 int ZuQueryFile::getFirstSectionOffset(unsigned long* offset) {
   SectionInfo* info;
@@ -499,54 +472,17 @@ int ZuQueryFile::setParams(const ZuArray* params) {
   return setSectionChunk(sectionParameters, text);
 }
 
-namespace {
-
-constexpr char kDescriptionWord[] = "SET.QUERY.DESCRIPTION";
-constexpr char kDescriptionStart[] = "SET.QUERY.DESCRIPTION ('";
-constexpr char kDescriptionEnd[] = "')";
-constexpr unsigned long kMostOfDescriptionLine =
-    254 + sizeof kDescriptionStart - 1 + sizeof kDescriptionEnd - 1;
-
-// The description's line, from its word on, without its line feed; at the end of the text and empty if there
-// is none.
-ZuSubString descriptionLine(const ZuSubString& definition) {
-  const unsigned long start = definition.findSubString(bytes(kDescriptionWord));
-  return {definition.asPascalStr(start), definition.findChar('\n', start) - start};
-}
-
-}  // namespace
-
 int ZuQueryFile::getDescription(ZuString* text) {
   text->clear();
   ZuString definition;
-  if (getSectionChunk(sectionDefinition, &definition)) return 1;
-  ZuSubString line = descriptionLine(definition);
-  if (line.getLength() == 0) return 1;
-  const unsigned char* const first = line.asPascalStr();
-  line.initialize(first, std::min(line.getLength(), kMostOfDescriptionLine));
-  const unsigned char* const end = first + line.getLength();
-  const unsigned char* const open = std::find(first, end, '\'');
-  const unsigned char* close = end;
-  while (close > open && *--close != '\'') {
-  }
-  if (open == close) return 0;
-  return text->concat(open + 1, static_cast<unsigned long>(close - open - 1));
+  return getSectionChunk(sectionDefinition, &definition) || zuquery::getDescription(definition, text);
 }
 
 int ZuQueryFile::setDescription(const ZuString* text) {
-  ZuString old;
-  if (getSectionChunk(sectionDefinition, &old)) return 1;
-  const ZuSubString line = descriptionLine(old);
-  const auto before = static_cast<unsigned long>(line.asPascalStr() - old.asPascalStr());
-  const bool isNew = line.getLength() == 0;
-  const unsigned long kept = isNew ? 0 : before;
-  const unsigned long passed = isNew ? 0 : before + line.getLength();
+  ZuString definition;
   ZuString changed;
-  if (changed.concat(old.asPascalStr(), kept) || changed.concat(bytes(kDescriptionStart)) ||
-      changed.concat(*text) || changed.concat(bytes(kDescriptionEnd)) || (isNew && changed.concat('\n')) ||
-      changed.concat(old.asPascalStr(passed), old.getLength() - passed))
-    return 1;
-  changed.rightBlankTrim();
+  if (getSectionChunk(sectionDefinition, &definition)) return 1;
+  if (zuquery::setDescription(definition, *text, &changed)) return 1;
   return setSectionChunk(sectionDefinition, changed);
 }
 

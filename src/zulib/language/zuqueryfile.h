@@ -98,25 +98,37 @@ class ZU_API ZuQueryFile : public ZuObject {
 
   // The text of a section, ending in at least two line feeds; empty if there is no such section.
   [[nodiscard]] int getSectionChunk(const unsigned char* name, ZuString* text);
-  [[nodiscard]] int getSectionChunk(SectionType type, ZuString* text);
+  [[nodiscard]] int getSectionChunk(SectionType type, ZuString* text) {
+    return getSectionChunk(nameOf(type), text);
+  }
   // The same in a new block, which the caller frees; null and 0 if there is no section or no text.
   [[nodiscard]] int getHugeSectionChunk(const unsigned char* name, unsigned char** data,
                                         unsigned long* length);
-  [[nodiscard]] int getHugeSectionChunk(SectionType type, unsigned char** data, unsigned long* length);
+  [[nodiscard]] int getHugeSectionChunk(SectionType type, unsigned char** data, unsigned long* length) {
+    return getHugeSectionChunk(nameOf(type), data, length);
+  }
 
   [[nodiscard]] int setHugeSectionChunk(const unsigned char* name, const void* data, unsigned long length);
-  [[nodiscard]] int setHugeSectionChunk(SectionType type, const void* data, unsigned long length);
-  [[nodiscard]] int setSectionChunk(SectionType type, const unsigned char* data, unsigned long length);
-  [[nodiscard]] int setSectionChunk(SectionType type, const ZuSubString& text);
+  [[nodiscard]] int setHugeSectionChunk(SectionType type, const void* data, unsigned long length) {
+    return setHugeSectionChunk(nameOf(type), data, length);
+  }
+  [[nodiscard]] int setSectionChunk(SectionType type, const unsigned char* data, unsigned long length) {
+    return setHugeSectionChunk(type, data, length);
+  }
+  [[nodiscard]] int setSectionChunk(SectionType type, const ZuSubString& text) {
+    return setHugeSectionChunk(type, text.asPascalStr(), text.getLength());
+  }
 
   [[nodiscard]] int doesSectionExist(const unsigned char* name, unsigned* exists);
-  [[nodiscard]] int doesSectionExist(SectionType type, unsigned* exists);
+  [[nodiscard]] int doesSectionExist(SectionType type, unsigned* exists) {
+    return doesSectionExist(nameOf(type), exists);
+  }
   [[nodiscard]] int removeSection(const unsigned char* name);
-  [[nodiscard]] int removeSection(SectionType type);
+  [[nodiscard]] int removeSection(SectionType type) { return removeSection(nameOf(type)); }
 
   // Appends a new ZuString for each line that is not empty. Items so far stay after a failure.
   [[nodiscard]] int getLines(const unsigned char* name, ZuArray* lines);
-  [[nodiscard]] int getLines(SectionType type, ZuArray* lines);
+  [[nodiscard]] int getLines(SectionType type, ZuArray* lines) { return getLines(nameOf(type), lines); }
 
   // The parameters, each a ZufParam. Getting appends new ones; those before a failure stay.
   [[nodiscard]] int getParams(ZuArray* params);
@@ -141,12 +153,16 @@ class ZU_API ZuQueryFile : public ZuObject {
   [[nodiscard]] int saveAs(const unsigned char* path);
 
  private:
+  static const unsigned char* nameOf(SectionType type) {
+    return reinterpret_cast<const unsigned char*>(Sections[type]);
+  }
   int readLine();
   int readNonBlankLine();
   bool isAtEnd() const { return lineReader.isEndOfFile(); }
   bool isSectionHeader(ZuSubString* name) const;
   int parseHeader();
   int readDefinitionOfVersion2();
+  void noteRead(unsigned long start, unsigned long end);
   int readLines(ZuString* text, unsigned long offset, bool stopAtSemicolon);
   int readTmp(const SectionInfo& info, ZuString* text);
   int readSection(const SectionInfo& info, ZuString* text);
