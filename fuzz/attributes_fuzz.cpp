@@ -1,6 +1,7 @@
 // Connection strings of both widths over arbitrary text that ends where its block ends: what is parsed and
 // written again is parsed to the same, and ASCII means the same in both widths.
 
+#include <algorithm>
 #include <cstdint>
 #include <cstdlib>
 #include <memory>

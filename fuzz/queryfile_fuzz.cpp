@@ -79,7 +79,7 @@ Content contentOf(ZuQueryFile& query, const std::vector<std::string>& names, con
 
 // The names in the headers of the text, and those that any file may have.
 std::vector<std::string> namesIn(const std::string& text) {
-  std::vector<std::string> names(Sections, Sections + SectionCount);
+  std::vector<std::string> names(Sections, Sections + kSectionCount);
   for (size_t at = text.find("\n["); at != std::string::npos && names.size() < 64;
        at = text.find("\n[", at + 1)) {
     const std::string line = text.substr(at + 2, text.find('\n', at + 2) - at - 2);

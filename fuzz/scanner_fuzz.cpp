@@ -2,6 +2,8 @@
 // tokens follow each other with nothing but white space between them, can be given back, and are the same
 // ones for ASCII in both widths.
 
+#include <algorithm>
+#include <cctype>
 #include <cstdint>
 #include <cstdlib>
 #include <memory>
@@ -60,11 +62,11 @@ std::vector<Cut> scan(const std::basic_string<Char>& text, unsigned options, uns
     }
     cuts.push_back({token.getTokenType(), token.getBegOfToken(), token.getLength()});
     demand(token.getBegOfToken() >= end && token.getBegOfToken() + token.getLength() <= text.size());
-    for (; end < token.getBegOfToken(); ++end) demand(text[end] >= 0x80 || isspace(text[end]));
+    for (; end < token.getBegOfToken(); ++end) demand(text[end] >= 0x80 || std::isspace(text[end]));
     end = token.getBegOfToken() + token.getLength();
-    // An item ends where its trailing white space ends, a comment after its line feed.
-    if (step == 3) end = std::min(end, scanner.getCurrentPosition());
+    // An empty item is not passed by itself; of one that ends in an open group not all is counted.
     if (token.getLength() == 0 && token != scanEnd) scanner.getToken(token);
+    if (step == 3) end = scanner.getCurrentPosition();
   } while (token != scanEnd);
 
   scanner.resetToBeginning();

@@ -107,7 +107,7 @@ struct Model {
 
   static bool isKnown(std::string name) {
     for (char& c : name) c = static_cast<char>(std::toupper(c));
-    return std::any_of(Sections, Sections + SectionCount, [&](const char* known) { return name == known; });
+    return std::any_of(Sections, Sections + kSectionCount, [&](const char* known) { return name == known; });
   }
 
   // What a file makes of it.

@@ -19,7 +19,7 @@
 
 using zuquery::bytes;
 
-const char* const Sections[SectionCount] = {"PAGE_LAYOUT", "PARAMETERS", "DEFINITION", "USER COMMANDS"};
+const char* const Sections[kSectionCount] = {"PAGE_LAYOUT", "PARAMETERS", "DEFINITION", "USER COMMANDS"};
 
 namespace {
 
@@ -38,7 +38,7 @@ constexpr unsigned long kLongestSection = 0xFFFFFFFE;
 
 unsigned short kindOf(const ZuSubString& name) {
   const auto isName = [&](const char* known) { return name.isEqualCi(bytes(known)); };
-  return std::any_of(Sections, Sections + SectionCount, isName) ? sectionIsKnown : sectionIsOther;
+  return std::any_of(Sections, Sections + kSectionCount, isName) ? sectionIsKnown : sectionIsOther;
 }
 
 // Replaces what `text` holds, which has no block afterwards if `value` is null.
@@ -302,7 +302,7 @@ int ZuQueryFile::nextSection(SectionInfo** info) {
   lineReader.setSeekOffset(static_cast<long long>(searchedTo));
   lineReader.setReturnEol();
   nextStartsLine = true;
-  unsigned long start = searchedTo;
+  unsigned long start;
   unsigned long end = searchedTo;
   ZuSubString name;
   do {

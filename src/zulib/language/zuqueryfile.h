@@ -54,8 +54,8 @@ enum SectionType {
 };
 
 // The names of the known sections, by their type: PAGE_LAYOUT, PARAMETERS, DEFINITION, USER COMMANDS.
-constexpr unsigned SectionCount = 4;
-extern ZU_API const char* const Sections[SectionCount];
+constexpr unsigned kSectionCount = 4;
+extern ZU_API const char* const Sections[kSectionCount];
 
 class ZU_API ZuQueryFile : public ZuObject {
  public:
