@@ -1,6 +1,7 @@
 #include "zulib/language/grammar/zugrammar.h"
 
 #include <cstdlib>
+#include <initializer_list>
 
 #include "zulib/language/internal/replacetext.h"
 #include "zulib/text/strcompare.h"
@@ -137,8 +138,9 @@ int ZuGrammar::compReduct(ZuLexer& lexer, ZuProduction* production) {
   ZuBNFElement name;
   if (compReductName(lexer, &name) || !name.getTokenString()) return 1;
   if (production->setName(name.getTokenString())) return 1;
-  if (compValidateToken(lexer, tokenColon) || compValidateToken(lexer, tokenColon)) return 1;
-  if (compValidateToken(lexer, tokenEqual)) return 1;
+  for (const short wanted : {tokenColon, tokenColon, tokenEqual}) {
+    if (compValidateToken(lexer, wanted)) return 1;
+  }
   Chain alternatives;
   short code;
   do {
@@ -334,8 +336,7 @@ int ZuGrammar::createParseTree() {
     if (p->calculateFirst()) return 1;
   }
   for (ZuProduction* p = productions; p; p = p->getNextProduction()) {
-    if (p->createParseStates()) return 1;
-    stateCount = p->numberStates(stateCount);
+    if (p->createParseStates() || p->finishStates(&stateCount)) return 1;
   }
   tableComplete = true;
   return findGoal();

@@ -73,6 +73,7 @@ ZuParseState::~ZuParseState() {
     delete t;
   }
   delete othersState;
+  std::free(searched);
 }
 
 void ZuParseState::deleteChain(ZuParseState* first) {
@@ -93,15 +94,39 @@ ZuParseState* ZuParseState::addState() {
   return made;
 }
 
+int ZuParseState::finish(unsigned long number) {
+  index = number;
+  std::free(searched);
+  types = nullptr;
+  searched = static_cast<ZuStateTransition**>(ramAlloc(transitionCount * (sizeof *searched + sizeof *types)));
+  if (!searched) return 1;
+  auto* const typeOf = reinterpret_cast<short*>(searched + transitionCount);
+  unsigned i = 0;
+  bool takesEverything = false;
+  for (ZuStateTransition* t = transitions; t; t = t->nextTransition, ++i) {
+    searched[i] = t;
+    typeOf[i] = t->tokenType;
+    takesEverything = takesEverything || t->tokenType == tokenLiteralContents;
+  }
+  if (!takesEverything) types = typeOf;
+  return 0;
+}
+
 int ZuParseState::nextState(short type, const unsigned char* text, ZuStateTransition** found,
                             short skip) const {
-  for (ZuStateTransition* t = transitions; t; t = t->nextTransition) {
-    if (t->match(type, text)) continue;
-    if (skip == 0) {
+  if (types && type != tokenLiteralQuote) {
+    for (unsigned i = 0; i < transitionCount; ++i) {
+      if (types[i] != type || (type == tokenWord && searched[i]->match(type, text))) continue;
+      if (skip-- != 0) continue;
+      *found = searched[i];
+      return 0;
+    }
+  } else {
+    for (ZuStateTransition* t = transitions; t; t = t->nextTransition) {
+      if (t->match(type, text) || skip-- != 0) continue;
       *found = t;
       return 0;
     }
-    --skip;
   }
   if (!othersState || skip != 0) return 1;
   *found = othersState;
@@ -122,6 +147,7 @@ int ZuParseState::addTransition(ZuStateTransition* added) {
     return 1;
   }
   ++transitionCount;
+  types = nullptr;
   if (transitions) {
     lastTransition->addToListEnd(added);
   } else {

@@ -104,7 +104,9 @@ class ZU_API ZuParseState : public ZuObject {
 
   // The number of the state in its grammar.
   unsigned long getIndex() const { return index; }
-  void setIndex(unsigned long number) { index = number; }
+  // Gives the state its number when all its transitions are there, and prepares it for nextState. 1 if
+  // allocation fails.
+  int finish(unsigned long number);
 
   // The transition for a token: of those that match it the one after the first `skip`, in the order of the
   // list; the others transition comes last. 0, or 1 if there is none.
@@ -140,6 +142,10 @@ class ZU_API ZuParseState : public ZuObject {
   ZuParseState* prevChained = nullptr;
   unsigned transitionCount = 0;
   unsigned long index = 0;
+  // After `finish`: the transitions in their order and then their types, side by side to be searched fast;
+  // null if one of them takes everything.
+  ZuStateTransition** searched = nullptr;  // owned
+  const short* types = nullptr;
 };
 
 #endif

@@ -111,9 +111,11 @@ ZuProduction::~ZuProduction() {
 
 int ZuProduction::setName(const unsigned char* text) { return language::replaceText(name, text); }
 
-unsigned long ZuProduction::numberStates(unsigned long next) {
-  for (ZuParseState* state = parseTop; state; state = state->getNextState()) state->setIndex(next++);
-  return next;
+int ZuProduction::finishStates(unsigned long* next) {
+  for (ZuParseState* state = parseTop; state; state = state->getNextState()) {
+    if (state->finish((*next)++)) return 1;
+  }
+  return 0;
 }
 
 const unsigned char* ZuProduction::numberToName(short wanted) const {

@@ -129,8 +129,9 @@ class ZU_API ZuProduction : public ZuObject {
   void setNextProduction(ZuProduction* owned) { nextProduction = owned; }
   // Null if its allocation failed.
   ZuParseState* getParseTop() const { return parseTop; }
-  // Numbers the states from `first` on; returns the number after the last one.
-  unsigned long numberStates(unsigned long first);
+  // Numbers the states, the first with `*next`, which becomes the number after the last one. 1 if allocation
+  // fails.
+  int finishStates(unsigned long* next);
 
   // The name of a production of this number in the chain that begins here, or null.
   const unsigned char* numberToName(short wanted) const;

@@ -37,7 +37,8 @@ class ZU_API ZuParseStackNode : public ZuObject {
   ZuReduction* partialReduction = nullptr;  // owned: the caller's unfinished node of the tree
   ZuReduction* lastChild = nullptr;         // of that node
   ZuParseStackNode* nextNode = nullptr;     // owned: toward the bottom
-  unsigned long callerFrame = 0;
+  unsigned long callerStretch = 0;
+  unsigned long callerPlace = 0;
   unsigned long enteredBefore = 0;  // where the production was entered that contains this activation of it
 };
 
@@ -67,7 +68,7 @@ class ZU_API ZuBacktrackPosition : public ZuObject {
   short alternative = 0;                        // matching transitions that are skipped
   unsigned long choice = 0;                     // number of this choice on the path
   unsigned long place = 0;
-  unsigned long frame = 0;
+  unsigned long stretch = 0;
 };
 
 #endif

@@ -25,7 +25,7 @@ ZuParseRun::~ZuParseRun() {
   }
   delete spareNodes;
   std::free(choices);
-  std::free(marks);
+  std::free(reached);
 }
 
 int ZuParseRun::parse(ZuReduction** result) {
@@ -46,21 +46,22 @@ int ZuParseRun::start() {
   if (parser.grammar->getParseTable(&goal)) return 1;
   state = goal->getParseTop();
   const unsigned long states = parser.grammar->getStateCount();
-  finalState.setIndex(states);
-  marks = static_cast<Mark*>(ramAllocZ((states + 1) * sizeof *marks));
+  if (finalState.finish(states)) return 1;
+  reached = static_cast<unsigned long*>(ramAllocZ(2 * (states + 1) * sizeof *reached));
   if (finalState.setOthers(nullptr)) return 1;
   finalState.getOthersState()->setAction(actionAccept, nullptr);
   stack = new ZuParseStackNode(&finalState, goal->getNumber(), nullptr);
   current = newReduction();
-  if (!stack || !current || !marks) return 1;
+  if (!stack || !current || !reached) return 1;
+  entered = reached + states + 1;
   stack->parseTop = state;
   parser.reductFailed = false;
   if (parser.quotesSet) lexer.setLiteralQuoteChars(parser.quote1, parser.quote2, parser.quote3);
   if (lexer.setValidChars(parser.validFirstChars, parser.validMiddleChars, parser.validChars)) return 1;
   if (lexer.nextToken(&token, &text)) return 1;
   place = placeOfToken();
-  frame = ++lastFrame;
-  marks[state->getIndex()].entered = place;
+  stretch = ++lastStretch;
+  entered[state->getIndex()] = place;
   return 0;
 }
 
@@ -73,7 +74,7 @@ ZuParseRun::Step ZuParseRun::step() {
     noSave = true;
     dropPosition();
     replayed = 1;
-    frame = ++lastFrame;
+    stretch = ++lastStretch;
   }
   ZuStateTransition* found;
   bool isDeadEnd = choose(&found) != 0;
@@ -84,7 +85,7 @@ ZuParseRun::Step ZuParseRun::step() {
       noSave = true;
       if (lexer.getLiteralContents(&text)) return Step::Failed;
       token = tokenLiteralContents;
-      place = placeOfToken();
+      moveToToken();
     }
     if (!noSave && found->isDuplicate() && savePosition()) return Step::Failed;
     isDeadEnd = isEntered(found);
@@ -117,20 +118,27 @@ int ZuParseRun::find(short type, const unsigned char* t, short skip, ZuStateTran
   return (*found)->getAction() == actionReturn && !stack->nextNode && type != tokenEnd;
 }
 
-// Whether this activation of the production has been in this state with this token. What follows would be the
-// same again: an endless loop, or what has failed already.
+// Whether this stretch has been in this state. What follows would be the same again: an endless loop, or what
+// has failed already.
 bool ZuParseRun::comesBack() {
-  Mark& mark = marks[state->getIndex()];
-  if (mark.frame == frame && mark.place == place) return true;
-  mark.frame = frame;
-  mark.place = place;
+  unsigned long& last = reached[state->getIndex()];
+  if (last == stretch) return true;
+  last = stretch;
   return false;
 }
 
 // Whether a production would be entered inside itself with the same token, and so for ever.
 bool ZuParseRun::isEntered(const ZuStateTransition* transition) const {
   return transition->getAction() == actionPush &&
-         marks[transition->getNextParseState()->getIndex()].entered == place;
+         entered[transition->getNextParseState()->getIndex()] == place;
+}
+
+// The end of the text can be taken again and again, and the contents of a literal looked at: nothing moves
+// then.
+void ZuParseRun::moveToToken() {
+  const unsigned long before = place;
+  place = placeOfToken();
+  if (place != before) stretch = ++lastStretch;
 }
 
 // Literal contents begin where the first token inside does; the word in an empty literal lies where the
@@ -183,7 +191,7 @@ int ZuParseRun::savePosition() {
   saved->tokenType = token;
   saved->tokenName = ramAllocStr(text);
   saved->place = place;
-  saved->frame = frame;
+  saved->stretch = stretch;
   if (!saved->nextPosition) choiceCount = 0;
   replayed = 0;
   saved->choice = choiceCount;
@@ -237,7 +245,7 @@ int ZuParseRun::restoreLexer() {
   lastChild = position->lastChild;
   token = position->tokenType;
   place = position->place;
-  frame = position->frame;
+  stretch = position->stretch;
   short code;
   static_cast<void>(lexer.thisToken(&code, &text, 0));
   return 0;
@@ -272,7 +280,7 @@ int ZuParseRun::shift(const ZuStateTransition* transition) {
   }
   state = transition->getNextParseState();
   if (lexer.nextToken(&token, &text)) return 1;
-  place = placeOfToken();
+  moveToToken();
   return 0;
 }
 
@@ -288,17 +296,17 @@ int ZuParseRun::push(const ZuStateTransition* transition) {
   node->reduction = transition->getProductionNumber();
   node->partialReduction = current;
   node->lastChild = lastChild;
-  node->callerFrame = frame;
+  node->callerStretch = stretch;
+  node->callerPlace = place;
   node->nextNode = stack;
   stack = node;
   current = empty;
   lastChild = nullptr;
-  frame = ++lastFrame;
+  stretch = ++lastStretch;
   state = transition->getNextParseState();
   node->parseTop = state;
-  unsigned long& entered = marks[state->getIndex()].entered;
-  node->enteredBefore = entered;
-  entered = place;
+  node->enteredBefore = entered[state->getIndex()];
+  entered[state->getIndex()] = place;
   return 0;
 }
 
@@ -325,7 +333,7 @@ int ZuParseRun::reduce() {
   } else {
     current = node->partialReduction;
     lastChild = node->lastChild;
-    frame = node->callerFrame;
+    stretch = place == node->callerPlace ? node->callerStretch : ++lastStretch;
     node->partialReduction = nullptr;
     addChild(made);
   }
@@ -377,7 +385,7 @@ ZuParseStackNode* ZuParseRun::newNode() {
 ZuParseStackNode* ZuParseRun::popNode() {
   ZuParseStackNode* const node = stack;
   stack = node->nextNode;
-  marks[node->parseTop->getIndex()].entered = node->enteredBefore;
+  entered[node->parseTop->getIndex()] = node->enteredBefore;
   node->nextNode = spareNodes;
   spareNodes = node;
   return node;

@@ -31,6 +31,7 @@ class ZuParseRun {
   bool comesBack();
   bool isEntered(const ZuStateTransition* transition) const;
   unsigned long placeOfToken() const;
+  void moveToToken();
   static bool isOutOfMemory();
   void parseFailed(short type, const unsigned char* text);
 
@@ -68,16 +69,14 @@ class ZuParseRun {
   bool noSave = false;            // this choice is noted already
 
   // Paths that move without taking a token, for ever, are found by where they have been. A place is one token
-  // of the text, a frame one activation of a production; no number is used twice, and 0 is none.
-  struct Mark {
-    unsigned long frame;    // the last one in which the state was reached,
-    unsigned long place;    // and at which token
-    unsigned long entered;  // if the state begins a production that is under way: at which token
-  };
-  Mark* marks = nullptr;  // owned: by number of the state
+  // of the text; a stretch is what one activation of a production does at one place. No number is used for
+  // two of them, and 0 is none.
+  unsigned long* reached = nullptr;  // owned: by number of the state, the last stretch that came to it
+  unsigned long* entered =
+      nullptr;  // by number of its first state, the place where a production under way began
   unsigned long place = 0;
-  unsigned long frame = 0;
-  unsigned long lastFrame = 0;
+  unsigned long stretch = 0;
+  unsigned long lastStretch = 0;
 
   short* choices = nullptr;  // owned
   unsigned long choiceCount = 0;
