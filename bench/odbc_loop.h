@@ -16,13 +16,17 @@
 #define BENCH_ODBC_CALLS(X) \
   X(SQLAllocHandle)         \
   X(SQLBindCol)             \
+  X(SQLCloseCursor)         \
   X(SQLDisconnect)          \
   X(SQLDriverConnect)       \
   X(SQLExecDirect)          \
+  X(SQLExecute)             \
   X(SQLFetch)               \
   X(SQLFetchScroll)         \
   X(SQLFreeHandle)          \
+  X(SQLGetData)             \
   X(SQLGetDiagRec)          \
+  X(SQLPrepare)             \
   X(SQLSetConnectAttr)      \
   X(SQLSetEnvAttr)          \
   X(SQLSetStmtAttr)
@@ -48,14 +52,15 @@ struct OdbcCalls {
 // A connection with one statement. Freed at its end.
 class OdbcLoop {
  public:
-  // With a null `calls` goes through the driver manager, with its cursor library.
-  OdbcLoop(const std::string& driver, const std::string& options, const OdbcCalls* straight)
+  // With a null `straight` goes through the driver manager, with its cursor library unless `cursors` says
+  // otherwise.
+  OdbcLoop(const std::string& driver, const std::string& options, const OdbcCalls* straight,
+           SQLULEN cursors = SQL_CUR_USE_ODBC)
       : odbc(straight ? *straight : OdbcCalls()) {
     check(odbc.SQLAllocHandle(SQL_HANDLE_ENV, SQL_NULL_HANDLE, &env), "environment");
     check(odbc.SQLSetEnvAttr(env, SQL_ATTR_ODBC_VERSION, number(SQL_OV_ODBC3), 0), "version");
     check(odbc.SQLAllocHandle(SQL_HANDLE_DBC, env, &conn), "connection");
-    if (!straight)
-      check(odbc.SQLSetConnectAttr(conn, SQL_ATTR_ODBC_CURSORS, number(SQL_CUR_USE_ODBC), 0), "cursors");
+    if (!straight) check(odbc.SQLSetConnectAttr(conn, SQL_ATTR_ODBC_CURSORS, number(cursors), 0), "cursors");
     std::string text = (straight ? "" : "Driver=" + driver + ";") + options;
     check(
         odbc.SQLDriverConnect(conn, nullptr, bytes(text), SQL_NTS, nullptr, 0, nullptr, SQL_DRIVER_NOPROMPT),
@@ -82,6 +87,14 @@ class OdbcLoop {
 
   void bind(SQLUSMALLINT column, SQLSMALLINT type, void* data, SQLLEN width, SQLLEN* lengths) {
     check(odbc.SQLBindCol(stmt, column, type, data, width, lengths), "bind");
+  }
+
+  void prepare(std::string query) { check(odbc.SQLPrepare(stmt, bytes(query), SQL_NTS), "prepare"); }
+  void executePrepared() { check(odbc.SQLExecute(stmt), "execute"); }
+  void close() { check(odbc.SQLCloseCursor(stmt), "close"); }
+  void getData(SQLUSMALLINT column, SQLSMALLINT type, void* data, SQLLEN size) {
+    SQLLEN length = 0;
+    check(odbc.SQLGetData(stmt, column, type, data, size, &length), "get data");
   }
 
   // False at the end of the result.

@@ -2,6 +2,7 @@
 
 #include <sql.h>
 #include <sqlext.h>
+#include <sqlucode.h>
 
 #include <algorithm>
 #include <cstdio>
@@ -11,6 +12,7 @@
 #include <memory>
 #include <string>
 #include <thread>
+#include <tuple>
 #include <vector>
 
 #include "fuzz/odbccalls/wilddriver.h"
@@ -64,6 +66,13 @@ constexpr const char* kTexts[] = {
 struct Owned {
   SQLHANDLE handle = nullptr;
   std::list<std::unique_ptr<char[]>> blocks;
+};
+
+// A pointer to text in either form.
+struct AnyText {
+  void* address;
+  operator SQLCHAR*() const { return static_cast<SQLCHAR*>(address); }
+  operator SQLWCHAR*() const { return static_cast<SQLWCHAR*>(address); }
 };
 
 class Application {
@@ -121,13 +130,19 @@ class Application {
     std::unique_ptr<char[]> bytes;
     SQLSMALLINT length;
     SQLCHAR* text() const { return reinterpret_cast<SQLCHAR*>(bytes.get()); }
+    std::unique_ptr<SQLWCHAR[]> units;  // the same as UTF-16, with lone surrogates for what is not ASCII
   };
   In in(const std::string& text) {
-    if (s.oneIn(20)) return {nullptr, static_cast<SQLSMALLINT>(s.byte())};
+    if (s.oneIn(20)) return {nullptr, static_cast<SQLSMALLINT>(s.byte()), nullptr};
     const bool counted = s.oneIn(2);
     In made{std::make_unique<char[]>(text.size() + !counted),
-            static_cast<SQLSMALLINT>(counted ? text.size() : SQL_NTS)};
+            static_cast<SQLSMALLINT>(counted ? text.size() : SQL_NTS),
+            std::make_unique<SQLWCHAR[]>(text.size() + !counted)};
     std::memcpy(made.bytes.get(), text.c_str(), text.size() + !counted);
+    for (size_t i = 0; i < text.size(); ++i) {
+      const auto unit = static_cast<unsigned char>(text[i]);
+      made.units[i] = static_cast<SQLWCHAR>(unit < 0x80 ? unit : 0xD780 + unit);
+    }
     return made;
   }
   In name() { return in(s.oneIn(2) ? "C1" : s.oneIn(3) ? std::string(s.byte(), 'n') : "C2"); }
@@ -137,6 +152,27 @@ class Application {
       text[s.byte() % text.size()] = static_cast<char>(s.byte());
     return in(text);
   }
+
+  // Calls one of the two forms of a function; an In becomes a text and its length, an Out a buffer and its
+  // size.
+  static auto given(const In& in, bool wide) {
+    return std::make_tuple(AnyText{wide ? static_cast<void*>(in.units.get()) : in.bytes.get()}, in.length);
+  }
+  static auto given(const Out& out, bool wide) {
+    const auto units = static_cast<SQLSMALLINT>(out.size / (wide ? sizeof(SQLWCHAR) : 1));
+    return std::make_tuple(AnyText{out.bytes.get()}, units);
+  }
+  template <class T>
+  static auto given(const T& value, bool) {
+    return std::make_tuple(value);
+  }
+  template <class Narrow, class Wide, class... Arguments>
+  SQLRETURN either(Narrow narrow, Wide wide, const Arguments&... arguments) {
+    const bool isWide = s.oneIn(2);
+    return std::apply([&](auto... a) { return isWide ? wide(a...) : narrow(a...); },
+                      std::tuple_cat(given(arguments, isWide)...));
+  }
+#define EITHER(name, ...) either(name, name##W, __VA_ARGS__)
 
   template <class Cell>
   Cell* maybe(Cell& cell) {
@@ -209,13 +245,15 @@ void Application::release(SQLSMALLINT type) {
 }
 
 void Application::readDiagnostics(SQLSMALLINT type, SQLHANDLE h) {
-  SQLCHAR state[6];
+  SQLWCHAR state[6];
   SQLINTEGER native = 0;
   SQLSMALLINT length = 0;
   const Out text = out();
   const auto number = static_cast<SQLSMALLINT>(s.below(4));
   switch (s.below(3)) {
-    case 0: SQLGetDiagRec(type, h, number, state, maybe(native), text.as(), text.size, maybe(length)); return;
+    case 0:
+      EITHER(SQLGetDiagRec, type, h, number, AnyText{state}, maybe(native), text, maybe(length));
+      return;
     case 1: {
       constexpr SQLSMALLINT kFields[] = {SQL_DIAG_NUMBER,
                                          SQL_DIAG_RETURNCODE,
@@ -229,36 +267,33 @@ void Application::readDiagnostics(SQLSMALLINT type, SQLHANDLE h) {
                                          SQL_DIAG_COLUMN_NUMBER,
                                          4711};
       const Out value = out(sizeof(SQLLEN));
-      SQLGetDiagField(type, h, number, s.pick(kFields), value.as<void>(), value.size, maybe(length));
+      EITHER(SQLGetDiagField, type, h, number, s.pick(kFields), value.as<void>(), value.size, maybe(length));
       return;
     }
     default:
-      SQLError(type == SQL_HANDLE_ENV ? h : nullptr, type == SQL_HANDLE_DBC ? h : nullptr,
-               type == SQL_HANDLE_STMT ? h : nullptr, state, &native, text.as(), text.size, maybe(length));
+      EITHER(SQLError, type == SQL_HANDLE_ENV ? h : nullptr, type == SQL_HANDLE_DBC ? h : nullptr,
+             type == SQL_HANDLE_STMT ? h : nullptr, AnyText{state}, &native, text, maybe(length));
   }
 }
 
 SQLRETURN Application::prepareOrExecute(SQLHSTMT h, unsigned which) {
   const In text = sql();
-  if (which == 0) return SQLPrepare(h, text.text(), text.length);
-  return which == 1 ? SQLExecDirect(h, text.text(), text.length) : SQLExecute(h);
+  if (which == 0) return EITHER(SQLPrepare, h, text);
+  return which == 1 ? EITHER(SQLExecDirect, h, text) : SQLExecute(h);
 }
 
 SQLRETURN Application::catalogFunction(SQLHSTMT h) {
-  const In a = name(), b = name(), c = name();
+  const In a = name(), b = name(), c = name(), d = name();
   const auto number = static_cast<SQLUSMALLINT>(s.below(3));
   switch (s.below(8)) {
-    case 0: return SQLTables(h, a.text(), a.length, b.text(), b.length, c.text(), c.length, nullptr, 0);
-    case 1: return SQLColumns(h, a.text(), a.length, b.text(), b.length, c.text(), c.length, nullptr, 0);
-    case 2: return SQLGetTypeInfo(h, s.pick(kSqlTypes));
-    case 3:
-      return SQLSpecialColumns(h, number, a.text(), a.length, b.text(), b.length, c.text(), c.length, number,
-                               number);
-    case 4:
-      return SQLStatistics(h, a.text(), a.length, b.text(), b.length, c.text(), c.length, number, number);
-    case 5: return SQLPrimaryKeys(h, a.text(), a.length, b.text(), b.length, c.text(), c.length);
-    case 6: return SQLProcedures(h, a.text(), a.length, b.text(), b.length, c.text(), c.length);
-    default: return SQLTablePrivileges(h, a.text(), a.length, b.text(), b.length, c.text(), c.length);
+    case 0: return EITHER(SQLTables, h, a, b, c, d);
+    case 1: return EITHER(SQLColumns, h, a, b, c, d);
+    case 2: return EITHER(SQLGetTypeInfo, h, s.pick(kSqlTypes));
+    case 3: return EITHER(SQLSpecialColumns, h, number, a, b, c, number, number);
+    case 4: return EITHER(SQLStatistics, h, a, b, c, number, number);
+    case 5: return EITHER(SQLPrimaryKeys, h, a, b, c);
+    case 6: return EITHER(SQLProcedures, h, a, b, c);
+    default: return EITHER(SQLTablePrivileges, h, a, b, c);
   }
 }
 
@@ -295,12 +330,14 @@ SQLRETURN Application::describe(SQLHSTMT h) {
                                       SQL_DESC_NULLABLE};
   switch (s.below(7)) {
     case 0:
-      return SQLDescribeCol(h, column, text.as(), text.size, maybe(length), maybe(type), maybe(size),
-                            maybe(scale), maybe(nullable));
+      return EITHER(SQLDescribeCol, h, column, text, maybe(length), maybe(type), maybe(size), maybe(scale),
+                    maybe(nullable));
     case 1:
-      return SQLColAttribute(h, column, s.pick(kFields), text.as(), text.size, maybe(length), maybe(number));
+      return EITHER(SQLColAttribute, h, column, s.pick(kFields), text.as<void>(), text.size, maybe(length),
+                    maybe(number));
     case 2:
-      return SQLColAttributes(h, column, s.pick(kFields), text.as(), text.size, maybe(length), maybe(number));
+      return EITHER(SQLColAttributes, h, column, s.pick(kFields), text.as<void>(), text.size, maybe(length),
+                    maybe(number));
     case 3: return SQLNumResultCols(h, maybe(count));
     case 4: return SQLNumParams(h, maybe(count));
     case 5: return SQLRowCount(h, maybe(number));
@@ -459,10 +496,12 @@ void Application::callDescriptor(SQLHDESC h, Owned& owner) {
                                   SQL_DESC_BIND_TYPE,
                                   4711};
   switch (s.below(6)) {
-    case 0: SQLGetDescField(h, record, s.pick(kGet), text.as<void>(), text.size, maybe(length)); return;
+    case 0:
+      EITHER(SQLGetDescField, h, record, s.pick(kGet), text.as<void>(), SQLINTEGER{text.size}, maybe(length));
+      return;
     case 1:
-      SQLGetDescRec(h, record, text.as(), text.size, maybe(nameLength), maybe(type), maybe(code), maybe(size),
-                    maybe(precision), maybe(scale), maybe(nullable));
+      EITHER(SQLGetDescRec, h, record, text, maybe(nameLength), maybe(type), maybe(code), maybe(size),
+             maybe(precision), maybe(scale), maybe(nullable));
       return;
     case 2: {
       SQLLEN* cells = lengths(owner);
@@ -510,7 +549,7 @@ void Application::callConnection() {
       const SQLUSMALLINT type = s.pick(kTypes);
       const Out value = out(isTextInfo(type) ? 0 : sizeof(SQLULEN));
       SQLSMALLINT written;
-      SQLGetInfo(conn, type, s.oneIn(8) ? nullptr : value.as<void>(), value.size, maybe(written));
+      EITHER(SQLGetInfo, conn, type, s.oneIn(8) ? nullptr : value.as<void>(), value.size, maybe(written));
       return;
     }
     case 1:
@@ -523,7 +562,7 @@ void Application::callConnection() {
     case 2: {
       const In statement = sql();
       const Out value = out();
-      SQLNativeSql(conn, statement.text(), statement.length, value.as(), value.size, maybe(length));
+      EITHER(SQLNativeSql, conn, statement, value, maybe(length));
       return;
     }
     case 3: {
@@ -542,13 +581,20 @@ void Application::callConnection() {
         SQLSetConnectAttr(conn, attribute, value, 0);
       return;
     }
-    case 4: SQLSetConnectAttr(conn, SQL_ATTR_CURRENT_CATALOG, text.text(), text.length); return;
+    case 4: {
+      const bool wide = s.oneIn(2);
+      const SQLINTEGER size = wide && text.length > 0 ? text.length * 2 : text.length;
+      if (wide) SQLSetConnectAttrW(conn, SQL_ATTR_CURRENT_CATALOG, text.units.get(), size);
+      if (!wide) SQLSetConnectAttr(conn, SQL_ATTR_CURRENT_CATALOG, text.text(), size);
+      return;
+    }
     case 5: {
       constexpr SQLINTEGER kAttributes[] = {SQL_ATTR_AUTOCOMMIT, SQL_ATTR_CONNECTION_DEAD,
                                             SQL_ATTR_ODBC_CURSORS, 4711};
       const Out value = out();
       if (s.oneIn(2))
-        SQLGetConnectAttr(conn, SQL_ATTR_CURRENT_CATALOG, value.as<void>(), value.size, maybe(length));
+        EITHER(SQLGetConnectAttr, conn, SQL_ATTR_CURRENT_CATALOG, value.as<void>(), SQLINTEGER{value.size},
+               maybe(length));
       else
         SQLGetConnectAttr(conn, s.pick(kAttributes), maybe(cell), sizeof cell, maybe(length));
       return;
@@ -583,8 +629,8 @@ void Application::callStatement(Owned& stmt) {
       const In cursor = name();
       const Out text = out();
       SQLSMALLINT length;
-      rc = s.oneIn(2) ? SQLSetCursorName(h, cursor.text(), cursor.length)
-                      : SQLGetCursorName(h, text.as(), text.size, maybe(length));
+      rc =
+          s.oneIn(2) ? EITHER(SQLSetCursorName, h, cursor) : EITHER(SQLGetCursorName, h, text, maybe(length));
       break;
     }
     default: rc = fetch(stmt);
@@ -653,20 +699,27 @@ std::vector<uint8_t> noise(size_t size) {
 }
 
 bool connect(ByteSource& source, SQLHDBC conn) {
-  char text[] = "Driver=wild;UID=me";
-  SQLCHAR out[64];
+  char text[] = "Driver=wild;UID=me;IACP=106";
+  SQLWCHAR units[sizeof text];
+  std::copy(std::begin(text), std::end(text), units);
+  SQLWCHAR out[64];
+  auto* bytes = reinterpret_cast<SQLCHAR*>(out);
   SQLSMALLINT length;
   setDriverSource(&source);
   bool connected = false;
   for (int i = 0; i < 12 && !connected; ++i) {
+    const bool wide = source.oneIn(2);
     if (source.oneIn(4)) {
-      const SQLRETURN rc =
-          SQLBrowseConnect(conn, reinterpret_cast<SQLCHAR*>(text), SQL_NTS, out, sizeof out, &length);
+      const SQLRETURN rc = wide ? SQLBrowseConnectW(conn, units, SQL_NTS, out, 64, &length)
+                                : SQLBrowseConnect(conn, reinterpret_cast<SQLCHAR*>(text), SQL_NTS, bytes,
+                                                   sizeof out, &length);
       connected = SQL_SUCCEEDED(rc);
       if (rc == SQL_NEED_DATA) SQLDisconnect(conn);
     } else {
-      connected = SQL_SUCCEEDED(SQLDriverConnect(conn, nullptr, reinterpret_cast<SQLCHAR*>(text), SQL_NTS,
-                                                 out, sizeof out, &length, SQL_DRIVER_NOPROMPT));
+      connected = SQL_SUCCEEDED(
+          wide ? SQLDriverConnectW(conn, nullptr, units, SQL_NTS, out, 64, &length, SQL_DRIVER_NOPROMPT)
+               : SQLDriverConnect(conn, nullptr, reinterpret_cast<SQLCHAR*>(text), SQL_NTS, bytes, sizeof out,
+                                  &length, SQL_DRIVER_NOPROMPT));
     }
   }
   setDriverSource(nullptr);

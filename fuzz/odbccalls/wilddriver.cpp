@@ -11,6 +11,9 @@
 #include <set>
 #include <stdexcept>
 #include <string>
+#include <tuple>
+#include <type_traits>
+#include <utility>
 
 #include "zuodbc/driver/driverloading.h"
 
@@ -821,6 +824,96 @@ void fillVersion3(DMDriverFunctions& f) {
   };
 }
 
+// --- The wide forms: the narrow ones, whose bytes become units. What an application gives is read, and what
+// it has room for is written, to the last unit. ---
+
+DMDriverFunctions narrowForms;
+
+template <class T>
+constexpr bool kIsWideText = std::is_same_v<T, SQLWCHAR*>;
+
+// One argument of a wide function on its way to the narrow one.
+template <class T>
+struct WideArgument {
+  T value;
+  T narrow() { return value; }
+  void finish() {}
+};
+template <>
+struct WideArgument<SQLWCHAR*> {
+  SQLWCHAR* value;
+  long long size = 0;
+  bool isOut = false;
+  std::string bytes = {};
+  SQLCHAR* narrow() {
+    if (!value) return nullptr;
+    if (isOut) {
+      bytes.assign(static_cast<size_t>(std::max(size, 0LL)), '?');
+    } else {
+      for (long long i = 0; size == SQL_NTS ? value[i] != 0 : i < size; ++i)
+        bytes += static_cast<char>(value[i]);
+    }
+    return reinterpret_cast<SQLCHAR*>(bytes.data());
+  }
+  void finish() {
+    for (size_t i = 0; value && isOut && i < bytes.size(); ++i)
+      value[i] = static_cast<unsigned char>(bytes[i]);
+  }
+};
+
+// What follows a text says what it is: a size and a pointer to a length, a length alone, or, after an
+// SQLSTATE, a pointer.
+template <size_t index, class Tuple>
+void prepareArgument(Tuple& arguments) {
+  auto& argument = std::get<index>(arguments);
+  if constexpr (kIsWideText<decltype(argument.value)>) {
+    auto& next = std::get<index + 1>(arguments).value;
+    if constexpr (std::is_pointer_v<std::remove_reference_t<decltype(next)>>) {
+      argument.size = 6;
+      argument.isOut = true;
+    } else {
+      argument.size = next;
+      if constexpr (index + 2 < std::tuple_size_v<Tuple>) {
+        using After = decltype(std::get<index + 2>(arguments).value);
+        argument.isOut = std::is_pointer_v<After> && !kIsWideText<After>;
+      }
+    }
+  }
+}
+
+template <auto narrow, class Wide>
+struct WideForm;
+template <auto narrow, class... Arguments>
+struct WideForm<narrow, SQLRETURN (*)(Arguments...)> {
+  static SQLRETURN call(Arguments... given) {
+    std::tuple<WideArgument<Arguments>...> arguments{{given}...};
+    [&]<size_t... index>(std::index_sequence<index...>) { (prepareArgument<index>(arguments), ...); }
+    (std::index_sequence_for<Arguments...>{});
+    return std::apply(
+        [](auto&... one) {
+          const SQLRETURN rc = (narrowForms.*narrow)(one.narrow()...);
+          (one.finish(), ...);
+          return rc;
+        },
+        arguments);
+  }
+};
+
+// Gives the driver the wide forms of what it has, and takes some of the narrow ones away.
+void addWideForms(DMDriverFunctions& functions, ByteSource& decisions) {
+  narrowForms = functions;
+#define WIDE_FORM(name)                                                                        \
+  if (functions.name && !decisions.oneIn(12))                                                  \
+    functions.name##W = WideForm<&DMDriverFunctions::name, decltype(functions.name##W)>::call; \
+  if (functions.name##W && decisions.oneIn(2)) functions.name = nullptr;
+  ZU_DRIVER_TEXT_FUNCTIONS(WIDE_FORM)
+#undef WIDE_FORM
+  // As where a driver is loaded.
+  if (!functions.SQLSetStmtAttr) functions.SQLSetStmtAttr = functions.SQLSetStmtAttrW;
+  if (!functions.SQLGetStmtAttr) functions.SQLGetStmtAttr = functions.SQLGetStmtAttrW;
+  if (!functions.SQLGetTypeInfo) functions.SQLGetTypeInfo = functions.SQLGetTypeInfoW;
+}
+
 }  // namespace
 
 bool isTextInfo(SQLUSMALLINT type) {
@@ -857,6 +950,7 @@ DMDriverFunctions wildFunctions(ByteSource& decisions) {
     functions.SQLDriverConnect = all.SQLDriverConnect;
     functions.SQLDisconnect = all.SQLDisconnect;
   }
+  if (decisions.oneIn(2)) addWideForms(functions, decisions);
   return functions;
 }
 

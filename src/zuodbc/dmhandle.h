@@ -11,8 +11,9 @@
 // mark a free call frees the driver's side only: the object itself goes with the application's own call.
 //
 // Locks: an application's call holds the entry lock of its handle throughout, so two threads may use one
-// handle; SQLCancel and the diagnostics functions do not. Next come `CursorLibrarySingleThreadLock`, the list
-// of statements, and the call lock, which is recursive for one thread and held around each driver call.
+// handle; SQLCancel and the diagnostics functions do not. Next come `CursorLibrarySingleThreadLock` (or the
+// connection's own `libraryLock`), the list of statements, and the call lock, which is recursive for one
+// thread and held around each driver call.
 
 #ifndef ZUODBC_DMHANDLE_H
 #define ZUODBC_DMHANDLE_H
@@ -152,6 +153,10 @@ class ZU_API DMConn : public DMHandle {
   unsigned short activeStatements = 0;     // SQL_ACTIVE_STATEMENTS; 0 is no limit
   unsigned short cursorBehavior[2] = {SQL_CB_DELETE, SQL_CB_DELETE};  // by SQL_COMMIT, SQL_ROLLBACK
   int caseSensitiveIdentifiers = 0;
+
+  // What the cursor library locks on this connection; null: CursorLibrarySingleThreadLock.
+  ZuCriticalSection* libraryLock = nullptr;
+  ZuCriticalSection ownLibraryLock{0};
 
   explicit DMConn(DMEnv* env);
   ~DMConn() override;

@@ -3,12 +3,14 @@
 #include <new>
 
 #include "zuodbc/call/entry.h"
+#include "zuodbc/call/trace.h"
 
 using namespace dm;
 
 namespace {
 
 SQLRETURN allocateEnvironment(SQLHANDLE* out, long odbcVersion) {
+  startConfiguredTrace();
   auto* env = new (std::nothrow) DMEnv;
   if (!env || !env->state || !env->reserve) {
     delete env;
@@ -234,51 +236,82 @@ SQLRETURN dropStatement(SQLHSTMT handle) {
 extern "C" {
 
 ZU_API SQLRETURN SQL_API SQLAllocHandle(SQLSMALLINT type, SQLHANDLE input, SQLHANDLE* out) {
-  switch (type) {
-    case SQL_HANDLE_ENV: return out ? allocateEnvironment(out, 0) : SQL_ERROR;
-    case SQL_HANDLE_DBC:
-      return callEnvironment(input, Api::AllocHandle, [&](DMEnv& env) -> SQLRETURN {
-        if (!out) return fail(env, "HY009");
-        *out = nullptr;
-        return allocateConnection(env, out);
-      });
-    case SQL_HANDLE_STMT:
-    case SQL_HANDLE_DESC: return allocateOnConnection(type, input, Api::AllocHandle, out);
-    default: {
-      return callOwn(static_cast<DMHandle*>(input), Api::AllocHandle,
-                     [](DMHandle& any) { return fail(any, "HY092"); });
-    }
-  }
+  return traced(
+      "SQLAllocHandle",
+      [&](const auto&...) -> SQLRETURN {
+        switch (type) {
+          case SQL_HANDLE_ENV: return out ? allocateEnvironment(out, 0) : SQL_ERROR;
+          case SQL_HANDLE_DBC:
+            return callEnvironment(input, Api::AllocHandle, [&](DMEnv& env) -> SQLRETURN {
+              if (!out) return fail(env, "HY009");
+              *out = nullptr;
+              return allocateConnection(env, out);
+            });
+          case SQL_HANDLE_STMT:
+          case SQL_HANDLE_DESC: return allocateOnConnection(type, input, Api::AllocHandle, out);
+          default: {
+            return callOwn(static_cast<DMHandle*>(input), Api::AllocHandle,
+                           [](DMHandle& any) { return fail(any, "HY092"); });
+          }
+        }
+      },
+      type, input, out);
 }
 
 // What the standard calls SQLAllocHandle has no other way to say the version.
 ZU_API SQLRETURN SQL_API SQLAllocHandleStd(SQLSMALLINT type, SQLHANDLE input, SQLHANDLE* out) {
-  if (type != SQL_HANDLE_ENV) return SQLAllocHandle(type, input, out);
-  return out ? allocateEnvironment(out, SQL_OV_ODBC3) : SQL_ERROR;
+  return traced(
+      "SQLAllocHandleStd",
+      [&](const auto&...) -> SQLRETURN {
+        if (type != SQL_HANDLE_ENV) return SQLAllocHandle(type, input, out);
+        return out ? allocateEnvironment(out, SQL_OV_ODBC3) : SQL_ERROR;
+      },
+      type, input, out);
 }
 
 ZU_API SQLRETURN SQL_API SQLAllocEnv(SQLHENV* out) {
-  return out ? allocateEnvironment(out, SQL_OV_ODBC2) : SQL_ERROR;
+  return traced(
+      "SQLAllocEnv",
+      [&](const auto&...) -> SQLRETURN { return out ? allocateEnvironment(out, SQL_OV_ODBC2) : SQL_ERROR; },
+      out);
 }
 
 ZU_API SQLRETURN SQL_API SQLAllocConnect(SQLHENV env, SQLHDBC* out) {
-  return SQLAllocHandle(SQL_HANDLE_DBC, env, out);
+  return traced(
+      "SQLAllocConnect",
+      [&](const auto&...) -> SQLRETURN { return SQLAllocHandle(SQL_HANDLE_DBC, env, out); }, env, out);
 }
 
 ZU_API SQLRETURN SQL_API SQLAllocStmt(SQLHDBC conn, SQLHSTMT* out) {
-  return allocateOnConnection(SQL_HANDLE_STMT, conn, Api::AllocStmt, out);
+  return traced(
+      "SQLAllocStmt",
+      [&](const auto&...) -> SQLRETURN {
+        return allocateOnConnection(SQL_HANDLE_STMT, conn, Api::AllocStmt, out);
+      },
+      conn, out);
 }
 
 ZU_API SQLRETURN SQL_API SQLFreeHandle(SQLSMALLINT type, SQLHANDLE handle) {
-  switch (type) {
-    case SQL_HANDLE_ENV: return freeEnvironment(handle);
-    case SQL_HANDLE_DBC: return freeConnection(handle);
-    case SQL_HANDLE_STMT: return dropStatement(handle);
-    case SQL_HANDLE_DESC: return dropDescriptor(handle);
-    default: return SQL_INVALID_HANDLE;
-  }
+  return traced(
+      "SQLFreeHandle",
+      [&](const auto&...) -> SQLRETURN {
+        switch (type) {
+          case SQL_HANDLE_ENV: return freeEnvironment(handle);
+          case SQL_HANDLE_DBC: return freeConnection(handle);
+          case SQL_HANDLE_STMT: return dropStatement(handle);
+          case SQL_HANDLE_DESC: return dropDescriptor(handle);
+          default: return SQL_INVALID_HANDLE;
+        }
+      },
+      type, handle);
 }
 
-ZU_API SQLRETURN SQL_API SQLFreeEnv(SQLHENV env) { return freeEnvironment(env); }
-ZU_API SQLRETURN SQL_API SQLFreeConnect(SQLHDBC conn) { return freeConnection(conn); }
+ZU_API SQLRETURN SQL_API SQLFreeEnv(SQLHENV env) {
+  return traced(
+      "SQLFreeEnv", [&](const auto&...) -> SQLRETURN { return freeEnvironment(env); }, env);
+}
+ZU_API SQLRETURN SQL_API SQLFreeConnect(SQLHDBC conn) {
+  return traced(
+      "SQLFreeConnect", [&](const auto&...) -> SQLRETURN { return freeConnection(conn); }, conn);
+}
 }

@@ -9,6 +9,7 @@
 // of ODBC 2 close the cursor.
 
 #include "zuodbc/call/entry.h"
+#include "zuodbc/call/trace.h"
 #include "zuodbc/driver/driverdiagnostics.h"
 
 using namespace dm;
@@ -89,36 +90,47 @@ SQLRETURN cancelEntered(DMStmt& stmt) {
 extern "C" {
 
 ZU_API SQLRETURN SQL_API SQLCancel(SQLHSTMT handle) {
-  auto* marked = static_cast<DMStmt*>(handle);
-  if (isMarked(marked)) return guardCall(*marked, [&] { return cancelInDriver(*marked, !isBusy(*marked)); });
-  const Pinned<DMStmt> stmt(handle);
-  if (!stmt) return SQL_INVALID_HANDLE;
-  SQLRETURN rc = SQL_SUCCESS;
-  if (!tryEnter(*stmt)) {
-    rc = guardCall(*stmt, [&] { return cancelRunning(*stmt); });
-    // The cursor library's call may end with more to cancel: wait for it.
-    if (!libraryOf(*stmt)) return rc;
-    if (!enter(*stmt)) return SQL_INVALID_HANDLE;
-    if (!sequencePending(*stmt)) {
-      leave(*stmt);
-      return rc;
-    }
-  }
-  rc = cancelEntered(*stmt);
-  leave(*stmt);
-  return rc;
+  return traced(
+      "SQLCancel",
+      [&](const auto&...) -> SQLRETURN {
+        auto* marked = static_cast<DMStmt*>(handle);
+        if (isMarked(marked))
+          return guardCall(*marked, [&] { return cancelInDriver(*marked, !isBusy(*marked)); });
+        const Pinned<DMStmt> stmt(handle);
+        if (!stmt) return SQL_INVALID_HANDLE;
+        SQLRETURN rc = SQL_SUCCESS;
+        if (!tryEnter(*stmt)) {
+          rc = guardCall(*stmt, [&] { return cancelRunning(*stmt); });
+          // The cursor library's call may end with more to cancel: wait for it.
+          if (!libraryOf(*stmt)) return rc;
+          if (!enter(*stmt)) return SQL_INVALID_HANDLE;
+          if (!sequencePending(*stmt)) {
+            leave(*stmt);
+            return rc;
+          }
+        }
+        rc = cancelEntered(*stmt);
+        leave(*stmt);
+        return rc;
+      },
+      handle);
 }
 
 ZU_API SQLRETURN SQL_API SQLCancelHandle(SQLSMALLINT type, SQLHANDLE handle) {
-  switch (type) {
-    case SQL_HANDLE_STMT: return SQLCancel(handle);
-    case SQL_HANDLE_DBC:  // no driver is asked to work on a connection asynchronously
-      return callOwn(static_cast<DMConn*>(handle), Api::Cancel,
-                     [](DMConn& conn) { return fail(conn, "HYC00"); });
-    default:
-      return callOwn(static_cast<DMHandle*>(handle), Api::Cancel,
-                     [](DMHandle& other) { return fail(other, "HY092"); });
-  }
+  return traced(
+      "SQLCancelHandle",
+      [&](const auto&...) -> SQLRETURN {
+        switch (type) {
+          case SQL_HANDLE_STMT: return SQLCancel(handle);
+          case SQL_HANDLE_DBC:  // no driver is asked to work on a connection asynchronously
+            return callOwn(static_cast<DMConn*>(handle), Api::Cancel,
+                           [](DMConn& conn) { return fail(conn, "HYC00"); });
+          default:
+            return callOwn(static_cast<DMHandle*>(handle), Api::Cancel,
+                           [](DMHandle& other) { return fail(other, "HY092"); });
+        }
+      },
+      type, handle);
 }
 
 }  // extern "C"

@@ -5,6 +5,7 @@
 #include "zuodbc/call/arguments.h"
 #include "zuodbc/call/crossing.h"
 #include "zuodbc/call/entry.h"
+#include "zuodbc/call/trace.h"
 #include "zuodbc/driver/bridge.h"
 
 using namespace dm;
@@ -125,23 +126,23 @@ SQLRETURN procedureColumns(SQLHSTMT handle, const Name& catalog, const Name& sch
 extern "C" {
 
 ZU_API SQLRETURN SQL_API SQLGetTypeInfo(SQLHSTMT handle, SQLSMALLINT type) {
-  return typeInfo(handle, Form::Narrow, type);
+  return traced("SQLGetTypeInfo", typeInfo, handle, Form::Narrow, type);
 }
 ZU_API SQLRETURN SQL_API SQLGetTypeInfoW(SQLHSTMT handle, SQLSMALLINT type) {
-  return typeInfo(handle, Form::Wide, type);
+  return traced("SQLGetTypeInfoW", typeInfo, handle, Form::Wide, type);
 }
 DM_ALIAS(SQLGetTypeInfo);
 
 ZU_API SQLRETURN SQL_API SQLTables(SQLHSTMT handle, SQLCHAR* catalog, SQLSMALLINT catalogLength,
                                    SQLCHAR* schema, SQLSMALLINT schemaLength, SQLCHAR* table,
                                    SQLSMALLINT tableLength, SQLCHAR* type, SQLSMALLINT typeLength) {
-  return tables(handle, textIn(catalog, catalogLength), textIn(schema, schemaLength),
+  return traced("SQLTables", tables, handle, textIn(catalog, catalogLength), textIn(schema, schemaLength),
                 textIn(table, tableLength), textIn(type, typeLength));
 }
 ZU_API SQLRETURN SQL_API SQLTablesW(SQLHSTMT handle, SQLWCHAR* catalog, SQLSMALLINT catalogLength,
                                     SQLWCHAR* schema, SQLSMALLINT schemaLength, SQLWCHAR* table,
                                     SQLSMALLINT tableLength, SQLWCHAR* type, SQLSMALLINT typeLength) {
-  return tables(handle, textIn(catalog, catalogLength), textIn(schema, schemaLength),
+  return traced("SQLTablesW", tables, handle, textIn(catalog, catalogLength), textIn(schema, schemaLength),
                 textIn(table, tableLength), textIn(type, typeLength));
 }
 DM_ALIAS(SQLTables);
@@ -149,28 +150,28 @@ DM_ALIAS(SQLTables);
 ZU_API SQLRETURN SQL_API SQLColumns(SQLHSTMT handle, SQLCHAR* catalog, SQLSMALLINT catalogLength,
                                     SQLCHAR* schema, SQLSMALLINT schemaLength, SQLCHAR* table,
                                     SQLSMALLINT tableLength, SQLCHAR* column, SQLSMALLINT columnLength) {
-  return columns(handle, textIn(catalog, catalogLength), textIn(schema, schemaLength),
-                 textIn(table, tableLength), textIn(column, columnLength));
+  return traced("SQLColumns", columns, handle, textIn(catalog, catalogLength), textIn(schema, schemaLength),
+                textIn(table, tableLength), textIn(column, columnLength));
 }
 ZU_API SQLRETURN SQL_API SQLColumnsW(SQLHSTMT handle, SQLWCHAR* catalog, SQLSMALLINT catalogLength,
                                      SQLWCHAR* schema, SQLSMALLINT schemaLength, SQLWCHAR* table,
                                      SQLSMALLINT tableLength, SQLWCHAR* column, SQLSMALLINT columnLength) {
-  return columns(handle, textIn(catalog, catalogLength), textIn(schema, schemaLength),
-                 textIn(table, tableLength), textIn(column, columnLength));
+  return traced("SQLColumnsW", columns, handle, textIn(catalog, catalogLength), textIn(schema, schemaLength),
+                textIn(table, tableLength), textIn(column, columnLength));
 }
 DM_ALIAS(SQLColumns);
 
 ZU_API SQLRETURN SQL_API SQLStatistics(SQLHSTMT handle, SQLCHAR* catalog, SQLSMALLINT catalogLength,
                                        SQLCHAR* schema, SQLSMALLINT schemaLength, SQLCHAR* table,
                                        SQLSMALLINT tableLength, SQLUSMALLINT unique, SQLUSMALLINT accuracy) {
-  return statistics(handle, textIn(catalog, catalogLength), textIn(schema, schemaLength),
-                    textIn(table, tableLength), unique, accuracy);
+  return traced("SQLStatistics", statistics, handle, textIn(catalog, catalogLength),
+                textIn(schema, schemaLength), textIn(table, tableLength), unique, accuracy);
 }
 ZU_API SQLRETURN SQL_API SQLStatisticsW(SQLHSTMT handle, SQLWCHAR* catalog, SQLSMALLINT catalogLength,
                                         SQLWCHAR* schema, SQLSMALLINT schemaLength, SQLWCHAR* table,
                                         SQLSMALLINT tableLength, SQLUSMALLINT unique, SQLUSMALLINT accuracy) {
-  return statistics(handle, textIn(catalog, catalogLength), textIn(schema, schemaLength),
-                    textIn(table, tableLength), unique, accuracy);
+  return traced("SQLStatisticsW", statistics, handle, textIn(catalog, catalogLength),
+                textIn(schema, schemaLength), textIn(table, tableLength), unique, accuracy);
 }
 DM_ALIAS(SQLStatistics);
 
@@ -178,30 +179,30 @@ ZU_API SQLRETURN SQL_API SQLSpecialColumns(SQLHSTMT handle, SQLUSMALLINT identif
                                            SQLSMALLINT catalogLength, SQLCHAR* schema,
                                            SQLSMALLINT schemaLength, SQLCHAR* table, SQLSMALLINT tableLength,
                                            SQLUSMALLINT scope, SQLUSMALLINT nullable) {
-  return specialColumns(handle, identifier, textIn(catalog, catalogLength), textIn(schema, schemaLength),
-                        textIn(table, tableLength), scope, nullable);
+  return traced("SQLSpecialColumns", specialColumns, handle, identifier, textIn(catalog, catalogLength),
+                textIn(schema, schemaLength), textIn(table, tableLength), scope, nullable);
 }
 ZU_API SQLRETURN SQL_API SQLSpecialColumnsW(SQLHSTMT handle, SQLUSMALLINT identifier, SQLWCHAR* catalog,
                                             SQLSMALLINT catalogLength, SQLWCHAR* schema,
                                             SQLSMALLINT schemaLength, SQLWCHAR* table,
                                             SQLSMALLINT tableLength, SQLUSMALLINT scope,
                                             SQLUSMALLINT nullable) {
-  return specialColumns(handle, identifier, textIn(catalog, catalogLength), textIn(schema, schemaLength),
-                        textIn(table, tableLength), scope, nullable);
+  return traced("SQLSpecialColumnsW", specialColumns, handle, identifier, textIn(catalog, catalogLength),
+                textIn(schema, schemaLength), textIn(table, tableLength), scope, nullable);
 }
 DM_ALIAS(SQLSpecialColumns);
 
 ZU_API SQLRETURN SQL_API SQLPrimaryKeys(SQLHSTMT handle, SQLCHAR* catalog, SQLSMALLINT catalogLength,
                                         SQLCHAR* schema, SQLSMALLINT schemaLength, SQLCHAR* table,
                                         SQLSMALLINT tableLength) {
-  return primaryKeys(handle, textIn(catalog, catalogLength), textIn(schema, schemaLength),
-                     textIn(table, tableLength));
+  return traced("SQLPrimaryKeys", primaryKeys, handle, textIn(catalog, catalogLength),
+                textIn(schema, schemaLength), textIn(table, tableLength));
 }
 ZU_API SQLRETURN SQL_API SQLPrimaryKeysW(SQLHSTMT handle, SQLWCHAR* catalog, SQLSMALLINT catalogLength,
                                          SQLWCHAR* schema, SQLSMALLINT schemaLength, SQLWCHAR* table,
                                          SQLSMALLINT tableLength) {
-  return primaryKeys(handle, textIn(catalog, catalogLength), textIn(schema, schemaLength),
-                     textIn(table, tableLength));
+  return traced("SQLPrimaryKeysW", primaryKeys, handle, textIn(catalog, catalogLength),
+                textIn(schema, schemaLength), textIn(table, tableLength));
 }
 DM_ALIAS(SQLPrimaryKeys);
 
@@ -211,9 +212,10 @@ ZU_API SQLRETURN SQL_API SQLForeignKeys(SQLHSTMT handle, SQLCHAR* pkCatalog, SQL
                                         SQLSMALLINT fkCatalogLength, SQLCHAR* fkSchema,
                                         SQLSMALLINT fkSchemaLength, SQLCHAR* fkTable,
                                         SQLSMALLINT fkTableLength) {
-  return foreignKeys(handle, textIn(pkCatalog, pkCatalogLength), textIn(pkSchema, pkSchemaLength),
-                     textIn(pkTable, pkTableLength), textIn(fkCatalog, fkCatalogLength),
-                     textIn(fkSchema, fkSchemaLength), textIn(fkTable, fkTableLength));
+  return traced("SQLForeignKeys", foreignKeys, handle, textIn(pkCatalog, pkCatalogLength),
+                textIn(pkSchema, pkSchemaLength), textIn(pkTable, pkTableLength),
+                textIn(fkCatalog, fkCatalogLength), textIn(fkSchema, fkSchemaLength),
+                textIn(fkTable, fkTableLength));
 }
 ZU_API SQLRETURN SQL_API SQLForeignKeysW(SQLHSTMT handle, SQLWCHAR* pkCatalog, SQLSMALLINT pkCatalogLength,
                                          SQLWCHAR* pkSchema, SQLSMALLINT pkSchemaLength, SQLWCHAR* pkTable,
@@ -221,23 +223,24 @@ ZU_API SQLRETURN SQL_API SQLForeignKeysW(SQLHSTMT handle, SQLWCHAR* pkCatalog, S
                                          SQLSMALLINT fkCatalogLength, SQLWCHAR* fkSchema,
                                          SQLSMALLINT fkSchemaLength, SQLWCHAR* fkTable,
                                          SQLSMALLINT fkTableLength) {
-  return foreignKeys(handle, textIn(pkCatalog, pkCatalogLength), textIn(pkSchema, pkSchemaLength),
-                     textIn(pkTable, pkTableLength), textIn(fkCatalog, fkCatalogLength),
-                     textIn(fkSchema, fkSchemaLength), textIn(fkTable, fkTableLength));
+  return traced("SQLForeignKeysW", foreignKeys, handle, textIn(pkCatalog, pkCatalogLength),
+                textIn(pkSchema, pkSchemaLength), textIn(pkTable, pkTableLength),
+                textIn(fkCatalog, fkCatalogLength), textIn(fkSchema, fkSchemaLength),
+                textIn(fkTable, fkTableLength));
 }
 DM_ALIAS(SQLForeignKeys);
 
 ZU_API SQLRETURN SQL_API SQLTablePrivileges(SQLHSTMT handle, SQLCHAR* catalog, SQLSMALLINT catalogLength,
                                             SQLCHAR* schema, SQLSMALLINT schemaLength, SQLCHAR* table,
                                             SQLSMALLINT tableLength) {
-  return tablePrivileges(handle, textIn(catalog, catalogLength), textIn(schema, schemaLength),
-                         textIn(table, tableLength));
+  return traced("SQLTablePrivileges", tablePrivileges, handle, textIn(catalog, catalogLength),
+                textIn(schema, schemaLength), textIn(table, tableLength));
 }
 ZU_API SQLRETURN SQL_API SQLTablePrivilegesW(SQLHSTMT handle, SQLWCHAR* catalog, SQLSMALLINT catalogLength,
                                              SQLWCHAR* schema, SQLSMALLINT schemaLength, SQLWCHAR* table,
                                              SQLSMALLINT tableLength) {
-  return tablePrivileges(handle, textIn(catalog, catalogLength), textIn(schema, schemaLength),
-                         textIn(table, tableLength));
+  return traced("SQLTablePrivilegesW", tablePrivileges, handle, textIn(catalog, catalogLength),
+                textIn(schema, schemaLength), textIn(table, tableLength));
 }
 DM_ALIAS(SQLTablePrivileges);
 
@@ -245,29 +248,29 @@ ZU_API SQLRETURN SQL_API SQLColumnPrivileges(SQLHSTMT handle, SQLCHAR* catalog, 
                                              SQLCHAR* schema, SQLSMALLINT schemaLength, SQLCHAR* table,
                                              SQLSMALLINT tableLength, SQLCHAR* column,
                                              SQLSMALLINT columnLength) {
-  return columnPrivileges(handle, textIn(catalog, catalogLength), textIn(schema, schemaLength),
-                          textIn(table, tableLength), textIn(column, columnLength));
+  return traced("SQLColumnPrivileges", columnPrivileges, handle, textIn(catalog, catalogLength),
+                textIn(schema, schemaLength), textIn(table, tableLength), textIn(column, columnLength));
 }
 ZU_API SQLRETURN SQL_API SQLColumnPrivilegesW(SQLHSTMT handle, SQLWCHAR* catalog, SQLSMALLINT catalogLength,
                                               SQLWCHAR* schema, SQLSMALLINT schemaLength, SQLWCHAR* table,
                                               SQLSMALLINT tableLength, SQLWCHAR* column,
                                               SQLSMALLINT columnLength) {
-  return columnPrivileges(handle, textIn(catalog, catalogLength), textIn(schema, schemaLength),
-                          textIn(table, tableLength), textIn(column, columnLength));
+  return traced("SQLColumnPrivilegesW", columnPrivileges, handle, textIn(catalog, catalogLength),
+                textIn(schema, schemaLength), textIn(table, tableLength), textIn(column, columnLength));
 }
 DM_ALIAS(SQLColumnPrivileges);
 
 ZU_API SQLRETURN SQL_API SQLProcedures(SQLHSTMT handle, SQLCHAR* catalog, SQLSMALLINT catalogLength,
                                        SQLCHAR* schema, SQLSMALLINT schemaLength, SQLCHAR* procedure,
                                        SQLSMALLINT procedureLength) {
-  return procedures(handle, textIn(catalog, catalogLength), textIn(schema, schemaLength),
-                    textIn(procedure, procedureLength));
+  return traced("SQLProcedures", procedures, handle, textIn(catalog, catalogLength),
+                textIn(schema, schemaLength), textIn(procedure, procedureLength));
 }
 ZU_API SQLRETURN SQL_API SQLProceduresW(SQLHSTMT handle, SQLWCHAR* catalog, SQLSMALLINT catalogLength,
                                         SQLWCHAR* schema, SQLSMALLINT schemaLength, SQLWCHAR* procedure,
                                         SQLSMALLINT procedureLength) {
-  return procedures(handle, textIn(catalog, catalogLength), textIn(schema, schemaLength),
-                    textIn(procedure, procedureLength));
+  return traced("SQLProceduresW", procedures, handle, textIn(catalog, catalogLength),
+                textIn(schema, schemaLength), textIn(procedure, procedureLength));
 }
 DM_ALIAS(SQLProcedures);
 
@@ -275,15 +278,17 @@ ZU_API SQLRETURN SQL_API SQLProcedureColumns(SQLHSTMT handle, SQLCHAR* catalog, 
                                              SQLCHAR* schema, SQLSMALLINT schemaLength, SQLCHAR* procedure,
                                              SQLSMALLINT procedureLength, SQLCHAR* column,
                                              SQLSMALLINT columnLength) {
-  return procedureColumns(handle, textIn(catalog, catalogLength), textIn(schema, schemaLength),
-                          textIn(procedure, procedureLength), textIn(column, columnLength));
+  return traced("SQLProcedureColumns", procedureColumns, handle, textIn(catalog, catalogLength),
+                textIn(schema, schemaLength), textIn(procedure, procedureLength),
+                textIn(column, columnLength));
 }
 ZU_API SQLRETURN SQL_API SQLProcedureColumnsW(SQLHSTMT handle, SQLWCHAR* catalog, SQLSMALLINT catalogLength,
                                               SQLWCHAR* schema, SQLSMALLINT schemaLength, SQLWCHAR* procedure,
                                               SQLSMALLINT procedureLength, SQLWCHAR* column,
                                               SQLSMALLINT columnLength) {
-  return procedureColumns(handle, textIn(catalog, catalogLength), textIn(schema, schemaLength),
-                          textIn(procedure, procedureLength), textIn(column, columnLength));
+  return traced("SQLProcedureColumnsW", procedureColumns, handle, textIn(catalog, catalogLength),
+                textIn(schema, schemaLength), textIn(procedure, procedureLength),
+                textIn(column, columnLength));
 }
 DM_ALIAS(SQLProcedureColumns);
 

@@ -1,8 +1,11 @@
 // SQLConnect, SQLDriverConnect, SQLBrowseConnect.
 
+#include <strings.h>
+
 #include "zuodbc/call/arguments.h"
 #include "zuodbc/call/crossing.h"
 #include "zuodbc/call/entry.h"
+#include "zuodbc/call/trace.h"
 #include "zuodbc/call/values.h"
 #include "zuodbc/driver/attach.h"
 #include "zuodbc/sources/codepage.h"
@@ -134,6 +137,23 @@ bool findDestination(DMConn& conn, const ConnectionString& attributes, Destinati
   return true;
 }
 
+constexpr const char* kCursorsKeyword = "Cursors";
+
+// Whose cursors the connection uses, by the connection string or the data source, so that no program has to
+// be changed to scroll. False, with HY024 posted, if that is none of the three words.
+bool readCursors(DMConn& conn, const std::string* given, const std::string& dataSource) {
+  const std::string word = given ? *given : valueOf(dataSource, kCursorsKeyword);
+  std::optional<SQLULEN>& cursors = conn.state->configuredCursors;
+  cursors.reset();
+  if (word.empty()) return true;
+  if (strcasecmp(word.c_str(), "library") == 0) cursors = SQL_CUR_USE_ODBC;
+  if (strcasecmp(word.c_str(), "ifneeded") == 0) cursors = SQL_CUR_USE_IF_NEEDED;
+  if (strcasecmp(word.c_str(), "driver") == 0) cursors = SQL_CUR_USE_DRIVER;
+  if (!cursors)
+    postError(conn, "HY024", "Cursors is neither library nor ifneeded nor driver: '" + word + "'");
+  return cursors.has_value();
+}
+
 // A connection string on its way to the driver: the caller's own, unless something had to be put before it.
 struct Request {
   In given;
@@ -159,8 +179,16 @@ bool readDestination(DMConn& conn, Request& request) {
   }
   Destination& destination = request.destination;
   if (!findDestination(conn, request.attributes, destination)) return false;
-  if (!request.attributes.find("DSN") && !request.attributes.find("DRIVER")) {
+  const bool isDefault = !request.attributes.find("DSN") && !request.attributes.find("DRIVER");
+  if (isDefault) {
     text = "DSN=" + destination.dataSource + (text.empty() ? "" : ";") + text;
+    request.isChanged = true;
+  }
+  const std::string* cursors = request.attributes.find(kCursorsKeyword);
+  if (!readCursors(conn, cursors, destination.dataSource)) return false;
+  if (cursors) {  // the driver does not know the keyword
+    text = (isDefault ? "DSN=" + destination.dataSource + ';' : std::string()) +
+           request.attributes.without(kCursorsKeyword);
     request.isChanged = true;
   }
   // Null is an empty string to the driver manager, but not to every driver.
@@ -232,6 +260,7 @@ SQLRETURN connect(SQLHDBC handle, const In& name, const In& user, const In& pass
     if (std::max(given.user.size(), given.password.size()) > kLongestText) return fail(conn, "HY090");
     given.name = resolveDataSource(conn, given.name, driver);
     if (given.name.empty()) return SQL_ERROR;
+    if (!readCursors(conn, nullptr, given.name)) return SQL_ERROR;
     useCodePage(conn, codePageOf({}, given.name));
     return connectThrough(
         conn, Api::Connect, name.form, libraryOfDriver(driver), given.name,
@@ -270,35 +299,41 @@ extern "C" {
 
 ZU_API SQLRETURN SQL_API SQLConnect(SQLHDBC handle, SQLCHAR* name, SQLSMALLINT nameLength, SQLCHAR* user,
                                     SQLSMALLINT userLength, SQLCHAR* password, SQLSMALLINT passwordLength) {
-  return connect(handle, textIn(name, nameLength), textIn(user, userLength),
-                 textIn(password, passwordLength));
+  return traced("SQLConnect", connect, handle, textIn(name, nameLength), textIn(user, userLength),
+                textIn(password, passwordLength, Secrecy::Password));
 }
 ZU_API SQLRETURN SQL_API SQLConnectW(SQLHDBC handle, SQLWCHAR* name, SQLSMALLINT nameLength, SQLWCHAR* user,
                                      SQLSMALLINT userLength, SQLWCHAR* password, SQLSMALLINT passwordLength) {
-  return connect(handle, textIn(name, nameLength), textIn(user, userLength),
-                 textIn(password, passwordLength));
+  return traced("SQLConnectW", connect, handle, textIn(name, nameLength), textIn(user, userLength),
+                textIn(password, passwordLength, Secrecy::Password));
 }
 DM_ALIAS(SQLConnect);
 
 ZU_API SQLRETURN SQL_API SQLDriverConnect(SQLHDBC handle, SQLHWND window, SQLCHAR* in, SQLSMALLINT inLength,
                                           SQLCHAR* out, SQLSMALLINT outSize, SQLSMALLINT* outLength,
                                           SQLUSMALLINT completion) {
-  return connectByString(handle, window, textIn(in, inLength), textOut(out, outSize, outLength), completion);
+  return traced("SQLDriverConnect", connectByString, handle, window,
+                textIn(in, inLength, Secrecy::ConnectionString), textOut(out, outSize, outLength),
+                completion);
 }
 ZU_API SQLRETURN SQL_API SQLDriverConnectW(SQLHDBC handle, SQLHWND window, SQLWCHAR* in, SQLSMALLINT inLength,
                                            SQLWCHAR* out, SQLSMALLINT outSize, SQLSMALLINT* outLength,
                                            SQLUSMALLINT completion) {
-  return connectByString(handle, window, textIn(in, inLength), textOut(out, outSize, outLength), completion);
+  return traced("SQLDriverConnectW", connectByString, handle, window,
+                textIn(in, inLength, Secrecy::ConnectionString), textOut(out, outSize, outLength),
+                completion);
 }
 DM_ALIAS(SQLDriverConnect);
 
 ZU_API SQLRETURN SQL_API SQLBrowseConnect(SQLHDBC handle, SQLCHAR* in, SQLSMALLINT inLength, SQLCHAR* out,
                                           SQLSMALLINT outSize, SQLSMALLINT* outLength) {
-  return browseConnect(handle, textIn(in, inLength), textOut(out, outSize, outLength));
+  return traced("SQLBrowseConnect", browseConnect, handle, textIn(in, inLength, Secrecy::ConnectionString),
+                textOut(out, outSize, outLength));
 }
 ZU_API SQLRETURN SQL_API SQLBrowseConnectW(SQLHDBC handle, SQLWCHAR* in, SQLSMALLINT inLength, SQLWCHAR* out,
                                            SQLSMALLINT outSize, SQLSMALLINT* outLength) {
-  return browseConnect(handle, textIn(in, inLength), textOut(out, outSize, outLength));
+  return traced("SQLBrowseConnectW", browseConnect, handle, textIn(in, inLength, Secrecy::ConnectionString),
+                textOut(out, outSize, outLength));
 }
 DM_ALIAS(SQLBrowseConnect);
 

@@ -5,6 +5,7 @@
 
 #include "zuodbc/call/crossing.h"
 #include "zuodbc/call/entry.h"
+#include "zuodbc/call/trace.h"
 #include "zuodbc/driver/connectionattributes.h"
 
 using namespace dm;
@@ -39,9 +40,14 @@ SQLRETURN setOwn(DMConn& conn, SQLINTEGER attribute, const TextIn<SQLINTEGER>& v
       if (number > SQL_CUR_USE_DRIVER) return fail(conn, "HY024");
       conn.state->odbcCursors = number;
       return SQL_SUCCESS;
-    case SQL_ATTR_TRACE:  // there is no trace to switch on
-      if (number == SQL_OPT_TRACE_OFF) return SQL_SUCCESS;
-      return fail(conn, number == SQL_OPT_TRACE_ON ? "HYC00" : "HY024");
+    case SQL_ATTR_TRACE:
+      if (number > SQL_OPT_TRACE_ON) return fail(conn, "HY024");
+      if (number == SQL_OPT_TRACE_OFF) {
+        stopTrace();
+        return SQL_SUCCESS;
+      }
+      if (startTrace(conn.state->traceFile)) return SQL_SUCCESS;
+      return fail(conn, "HY000", "The trace file cannot be opened");
     default: return readText(conn, value, conn.state->traceFile) ? SQL_SUCCESS : SQL_ERROR;
   }
 }
@@ -80,7 +86,8 @@ SQLRETURN putNumber(SQLINTEGER attribute, SQLULEN number, SQLPOINTER value, SQLI
 SQLRETURN getOwn(DMConn& conn, SQLINTEGER attribute, const TextOut<SQLINTEGER>& out) {
   if (attribute == SQL_ATTR_ODBC_CURSORS)
     return putNumber(attribute, conn.state->odbcCursors, out.buffer, out.length);
-  if (attribute == SQL_ATTR_TRACE) return putNumber(attribute, SQL_OPT_TRACE_OFF, out.buffer, out.length);
+  if (attribute == SQL_ATTR_TRACE)
+    return putNumber(attribute, isTracing ? SQL_OPT_TRACE_ON : SQL_OPT_TRACE_OFF, out.buffer, out.length);
   const Form form = out.form == Form::Wide ? Form::Utf8 : Form::Narrow;
   return writeText(conn, conn.state->traceFile, form, out);
 }
@@ -197,37 +204,37 @@ extern "C" {
 
 ZU_API SQLRETURN SQL_API SQLSetConnectAttr(SQLHDBC handle, SQLINTEGER attribute, SQLPOINTER value,
                                            SQLINTEGER length) {
-  return setAttr(handle, attribute, value, length, Form::Narrow);
+  return traced("SQLSetConnectAttr", setAttr, handle, attribute, value, length, Form::Narrow);
 }
 ZU_API SQLRETURN SQL_API SQLSetConnectAttrW(SQLHDBC handle, SQLINTEGER attribute, SQLPOINTER value,
                                             SQLINTEGER length) {
-  return setAttr(handle, attribute, value, length, Form::Wide);
+  return traced("SQLSetConnectAttrW", setAttr, handle, attribute, value, length, Form::Wide);
 }
 DM_ALIAS(SQLSetConnectAttr);
 
 ZU_API SQLRETURN SQL_API SQLSetConnectOption(SQLHDBC handle, SQLUSMALLINT option, SQLULEN value) {
-  return setOption(handle, option, value, Form::Narrow);
+  return traced("SQLSetConnectOption", setOption, handle, option, value, Form::Narrow);
 }
 ZU_API SQLRETURN SQL_API SQLSetConnectOptionW(SQLHDBC handle, SQLUSMALLINT option, SQLULEN value) {
-  return setOption(handle, option, value, Form::Wide);
+  return traced("SQLSetConnectOptionW", setOption, handle, option, value, Form::Wide);
 }
 DM_ALIAS(SQLSetConnectOption);
 
 ZU_API SQLRETURN SQL_API SQLGetConnectAttr(SQLHDBC handle, SQLINTEGER attribute, SQLPOINTER value,
                                            SQLINTEGER size, SQLINTEGER* length) {
-  return getAttr(handle, attribute, value, size, length, Form::Narrow);
+  return traced("SQLGetConnectAttr", getAttr, handle, attribute, value, size, length, Form::Narrow);
 }
 ZU_API SQLRETURN SQL_API SQLGetConnectAttrW(SQLHDBC handle, SQLINTEGER attribute, SQLPOINTER value,
                                             SQLINTEGER size, SQLINTEGER* length) {
-  return getAttr(handle, attribute, value, size, length, Form::Wide);
+  return traced("SQLGetConnectAttrW", getAttr, handle, attribute, value, size, length, Form::Wide);
 }
 DM_ALIAS(SQLGetConnectAttr);
 
 ZU_API SQLRETURN SQL_API SQLGetConnectOption(SQLHDBC handle, SQLUSMALLINT option, SQLPOINTER value) {
-  return getOption(handle, option, value, Form::Narrow);
+  return traced("SQLGetConnectOption", getOption, handle, option, value, Form::Narrow);
 }
 ZU_API SQLRETURN SQL_API SQLGetConnectOptionW(SQLHDBC handle, SQLUSMALLINT option, SQLPOINTER value) {
-  return getOption(handle, option, value, Form::Wide);
+  return traced("SQLGetConnectOptionW", getOption, handle, option, value, Form::Wide);
 }
 DM_ALIAS(SQLGetConnectOption);
 

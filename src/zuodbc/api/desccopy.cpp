@@ -7,6 +7,7 @@
 
 #include "zuodbc/bindinfo.h"
 #include "zuodbc/call/entry.h"
+#include "zuodbc/call/trace.h"
 #include "zuodbc/dmservices.h"
 
 using namespace dm;
@@ -105,25 +106,31 @@ bool comesFirst(const DMDesc& a, const DMDesc& b) {
 extern "C" {
 
 ZU_API SQLRETURN SQL_API SQLCopyDesc(SQLHDESC sourceHandle, SQLHDESC targetHandle) {
-  const Pinned<DMDesc> source(sourceHandle);
-  const Pinned<DMDesc> target(targetHandle);
-  if (!source || !target) return SQL_INVALID_HANDLE;
-  const bool sourceFirst = comesFirst(*source, *target);
-  const Entered<DMDesc> first(sourceFirst ? sourceHandle : targetHandle);
-  const Entered<DMDesc> second(sourceFirst ? targetHandle : sourceHandle);
-  if (!first || !second) return SQL_INVALID_HANDLE;
-  const auto check = [&](DMDesc& to) { return &*source == &to ? nullptr : checkCopy(*source, to); };
-  const auto copy = [&](DMDesc& to, const DMDriverFunctions& driver) {
-    return &*source == &to ? SQLRETURN(SQL_SUCCESS) : copyDescriptor(*source, to, driver);
-  };
-  // The list of statements is locked before a call lock, so the cursors are looked for before the driver is
-  // asked. The cursor library's own copies, made before its cursor binds the driver, do not come here.
-  const auto unlessUsed = [&](DMDesc& to, const CursorLibrary&) {
-    const bool isUsed = isCursorsDescriptor(*source, false) || isCursorsDescriptor(to, true);
-    if (&*source != &to && isUsed) return refuseForCursor(to);
-    return askDescriptor(to, Api::CopyDesc, copy);
-  };
-  return callDescriptor(targetHandle, Api::CopyDesc, check, unlessUsed, copy);
+  return traced(
+      "SQLCopyDesc",
+      [&](const auto&...) -> SQLRETURN {
+        const Pinned<DMDesc> source(sourceHandle);
+        const Pinned<DMDesc> target(targetHandle);
+        if (!source || !target) return SQL_INVALID_HANDLE;
+        const bool sourceFirst = comesFirst(*source, *target);
+        const Entered<DMDesc> first(sourceFirst ? sourceHandle : targetHandle);
+        const Entered<DMDesc> second(sourceFirst ? targetHandle : sourceHandle);
+        if (!first || !second) return SQL_INVALID_HANDLE;
+        const auto check = [&](DMDesc& to) { return &*source == &to ? nullptr : checkCopy(*source, to); };
+        const auto copy = [&](DMDesc& to, const DMDriverFunctions& driver) {
+          return &*source == &to ? SQLRETURN(SQL_SUCCESS) : copyDescriptor(*source, to, driver);
+        };
+        // The list of statements is locked before a call lock, so the cursors are looked for before the
+        // driver is asked. The cursor library's own copies, made before its cursor binds the driver, do not
+        // come here.
+        const auto unlessUsed = [&](DMDesc& to, const CursorLibrary&) {
+          const bool isUsed = isCursorsDescriptor(*source, false) || isCursorsDescriptor(to, true);
+          if (&*source != &to && isUsed) return refuseForCursor(to);
+          return askDescriptor(to, Api::CopyDesc, copy);
+        };
+        return callDescriptor(targetHandle, Api::CopyDesc, check, unlessUsed, copy);
+      },
+      sourceHandle, targetHandle);
 }
 
 }  // extern "C"

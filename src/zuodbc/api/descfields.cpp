@@ -10,6 +10,7 @@
 #include "zuodbc/call/crossing.h"
 #include "zuodbc/call/entry.h"
 #include "zuodbc/call/textfields.h"
+#include "zuodbc/call/trace.h"
 #include "zuodbc/call/values.h"
 
 using namespace dm;
@@ -180,21 +181,22 @@ extern "C" {
 
 ZU_API SQLRETURN SQL_API SQLSetDescField(SQLHDESC handle, SQLSMALLINT record, SQLSMALLINT field,
                                          SQLPOINTER value, SQLINTEGER length) {
-  return setField(handle, record, field, value, length, Form::Narrow);
+  return traced("SQLSetDescField", setField, handle, record, field, value, length, Form::Narrow);
 }
 ZU_API SQLRETURN SQL_API SQLSetDescFieldW(SQLHDESC handle, SQLSMALLINT record, SQLSMALLINT field,
                                           SQLPOINTER value, SQLINTEGER length) {
-  return setField(handle, record, field, value, length, Form::Wide);
+  return traced("SQLSetDescFieldW", setField, handle, record, field, value, length, Form::Wide);
 }
 
 ZU_API SQLRETURN SQL_API SQLGetDescField(SQLHDESC handle, SQLSMALLINT record, SQLSMALLINT field,
                                          SQLPOINTER value, SQLINTEGER length, SQLINTEGER* lengthPtr) {
-  return getField(handle, record, field,
-                  valueOut(Form::Narrow, value, length, lengthPtr, isTextField(field)));
+  return traced("SQLGetDescField", getField, handle, record, field,
+                valueOut(Form::Narrow, value, length, lengthPtr, isTextField(field)));
 }
 ZU_API SQLRETURN SQL_API SQLGetDescFieldW(SQLHDESC handle, SQLSMALLINT record, SQLSMALLINT field,
                                           SQLPOINTER value, SQLINTEGER length, SQLINTEGER* lengthPtr) {
-  return getField(handle, record, field, valueOut(Form::Wide, value, length, lengthPtr, isTextField(field)));
+  return traced("SQLGetDescFieldW", getField, handle, record, field,
+                valueOut(Form::Wide, value, length, lengthPtr, isTextField(field)));
 }
 DM_ALIAS(SQLGetDescField);
 
@@ -202,36 +204,41 @@ ZU_API SQLRETURN SQL_API SQLSetDescRec(SQLHDESC handle, SQLSMALLINT record, SQLS
                                        SQLSMALLINT subType, SQLLEN length, SQLSMALLINT precision,
                                        SQLSMALLINT scale, SQLPOINTER data, SQLLEN* lengthPtr,
                                        SQLLEN* indicatorPtr) {
-  auto check = [&](DMDesc& desc) -> const char* {
-    if (record < 0) return "07009";
-    return isRowImplementation(desc) ? "HY016" : nullptr;
-  };
-  return callDescriptor(
-      handle, Api::SetDescRec, check,
-      [&](DMDesc& desc, const CursorLibrary& library) {
-        return library.CLSetDescRec(&desc, record, type, subType, length, precision, scale, data, lengthPtr,
-                                    indicatorPtr);
+  return traced(
+      "SQLSetDescRec",
+      [&](const auto&...) -> SQLRETURN {
+        auto check = [&](DMDesc& desc) -> const char* {
+          if (record < 0) return "07009";
+          return isRowImplementation(desc) ? "HY016" : nullptr;
+        };
+        return callDescriptor(
+            handle, Api::SetDescRec, check,
+            [&](DMDesc& desc, const CursorLibrary& library) {
+              return library.CLSetDescRec(&desc, record, type, subType, length, precision, scale, data,
+                                          lengthPtr, indicatorPtr);
+            },
+            [&](DMDesc& desc, const DMDriverFunctions& driver) {
+              return ask(driver.SQLSetDescRec, desc.driverHandle, record, type, subType, length, precision,
+                         scale, data, lengthPtr, indicatorPtr);
+            });
       },
-      [&](DMDesc& desc, const DMDriverFunctions& driver) {
-        return ask(driver.SQLSetDescRec, desc.driverHandle, record, type, subType, length, precision, scale,
-                   data, lengthPtr, indicatorPtr);
-      });
+      handle, record, type, subType, length, precision, scale, data, lengthPtr, indicatorPtr);
 }
 
 ZU_API SQLRETURN SQL_API SQLGetDescRec(SQLHDESC handle, SQLSMALLINT record, SQLCHAR* name,
                                        SQLSMALLINT nameSize, SQLSMALLINT* nameLengthPtr, SQLSMALLINT* typePtr,
                                        SQLSMALLINT* subTypePtr, SQLLEN* lengthPtr, SQLSMALLINT* precisionPtr,
                                        SQLSMALLINT* scalePtr, SQLSMALLINT* nullablePtr) {
-  return getRecord(handle, record, textOut(name, nameSize, nameLengthPtr), typePtr, subTypePtr, lengthPtr,
-                   precisionPtr, scalePtr, nullablePtr);
+  return traced("SQLGetDescRec", getRecord, handle, record, textOut(name, nameSize, nameLengthPtr), typePtr,
+                subTypePtr, lengthPtr, precisionPtr, scalePtr, nullablePtr);
 }
 ZU_API SQLRETURN SQL_API SQLGetDescRecW(SQLHDESC handle, SQLSMALLINT record, SQLWCHAR* name,
                                         SQLSMALLINT nameSize, SQLSMALLINT* nameLengthPtr,
                                         SQLSMALLINT* typePtr, SQLSMALLINT* subTypePtr, SQLLEN* lengthPtr,
                                         SQLSMALLINT* precisionPtr, SQLSMALLINT* scalePtr,
                                         SQLSMALLINT* nullablePtr) {
-  return getRecord(handle, record, textOut(name, nameSize, nameLengthPtr), typePtr, subTypePtr, lengthPtr,
-                   precisionPtr, scalePtr, nullablePtr);
+  return traced("SQLGetDescRecW", getRecord, handle, record, textOut(name, nameSize, nameLengthPtr), typePtr,
+                subTypePtr, lengthPtr, precisionPtr, scalePtr, nullablePtr);
 }
 DM_ALIAS(SQLGetDescRec);
 

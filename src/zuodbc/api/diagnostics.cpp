@@ -8,6 +8,7 @@
 #include "zuodbc/call/entry.h"
 #include "zuodbc/call/sqlstates.h"
 #include "zuodbc/call/textfields.h"
+#include "zuodbc/call/trace.h"
 #include "zuodbc/dmservices.h"
 
 using namespace dm;
@@ -211,37 +212,39 @@ extern "C" {
 ZU_API SQLRETURN SQL_API SQLGetDiagRec(SQLSMALLINT type, SQLHANDLE handle, SQLSMALLINT number,
                                        SQLCHAR* sqlstate, SQLINTEGER* native, SQLCHAR* text, SQLSMALLINT size,
                                        SQLSMALLINT* length) {
-  return getDiagRec(type, handle, number, stateOut(sqlstate), native, textOut(text, size, length));
+  return traced("SQLGetDiagRec", getDiagRec, type, handle, number, stateOut(sqlstate), native,
+                textOut(text, size, length));
 }
 ZU_API SQLRETURN SQL_API SQLGetDiagRecW(SQLSMALLINT type, SQLHANDLE handle, SQLSMALLINT number,
                                         SQLWCHAR* sqlstate, SQLINTEGER* native, SQLWCHAR* text,
                                         SQLSMALLINT size, SQLSMALLINT* length) {
-  return getDiagRec(type, handle, number, stateOut(sqlstate), native, textOut(text, size, length));
+  return traced("SQLGetDiagRecW", getDiagRec, type, handle, number, stateOut(sqlstate), native,
+                textOut(text, size, length));
 }
 DM_ALIAS(SQLGetDiagRec);
 
 ZU_API SQLRETURN SQL_API SQLGetDiagField(SQLSMALLINT type, SQLHANDLE handle, SQLSMALLINT number,
                                          SQLSMALLINT field, SQLPOINTER value, SQLSMALLINT size,
                                          SQLSMALLINT* length) {
-  return getDiagField(type, handle, number, field,
-                      valueOut(Form::Narrow, value, size, length, isTextDiagnostic(field)));
+  return traced("SQLGetDiagField", getDiagField, type, handle, number, field,
+                valueOut(Form::Narrow, value, size, length, isTextDiagnostic(field)));
 }
 ZU_API SQLRETURN SQL_API SQLGetDiagFieldW(SQLSMALLINT type, SQLHANDLE handle, SQLSMALLINT number,
                                           SQLSMALLINT field, SQLPOINTER value, SQLSMALLINT size,
                                           SQLSMALLINT* length) {
-  return getDiagField(type, handle, number, field,
-                      valueOut(Form::Wide, value, size, length, isTextDiagnostic(field)));
+  return traced("SQLGetDiagFieldW", getDiagField, type, handle, number, field,
+                valueOut(Form::Wide, value, size, length, isTextDiagnostic(field)));
 }
 DM_ALIAS(SQLGetDiagField);
 
 ZU_API SQLRETURN SQL_API SQLError(SQLHENV env, SQLHDBC conn, SQLHSTMT stmt, SQLCHAR* sqlstate,
                                   SQLINTEGER* native, SQLCHAR* text, SQLSMALLINT size, SQLSMALLINT* length) {
-  return error(env, conn, stmt, stateOut(sqlstate), native, textOut(text, size, length));
+  return traced("SQLError", error, env, conn, stmt, stateOut(sqlstate), native, textOut(text, size, length));
 }
 ZU_API SQLRETURN SQL_API SQLErrorW(SQLHENV env, SQLHDBC conn, SQLHSTMT stmt, SQLWCHAR* sqlstate,
                                    SQLINTEGER* native, SQLWCHAR* text, SQLSMALLINT size,
                                    SQLSMALLINT* length) {
-  return error(env, conn, stmt, stateOut(sqlstate), native, textOut(text, size, length));
+  return traced("SQLErrorW", error, env, conn, stmt, stateOut(sqlstate), native, textOut(text, size, length));
 }
 DM_ALIAS(SQLError);
 

@@ -1,6 +1,7 @@
 // SQLDisconnect: the driver first, then all statements and descriptors of the connection.
 
 #include "zuodbc/call/entry.h"
+#include "zuodbc/call/trace.h"
 #include "zuodbc/driver/attach.h"
 
 using namespace dm;
@@ -77,20 +78,25 @@ void dropOtherHandles(DMConn& conn) {
 }  // namespace
 
 extern "C" ZU_API SQLRETURN SQL_API SQLDisconnect(SQLHDBC handle) {
-  return callOwn(static_cast<DMConn*>(handle), Api::Disconnect, [](DMConn& conn) -> SQLRETURN {
-    if (!conn.state->connected && !conn.state->browsing) return fail(conn, "08003");
-    EnteredStatements statements(conn);
-    if (!requireNonePending(conn)) return SQL_ERROR;
-    auto work = [](DMConn& conn, const DMDriverFunctions& driver) {
-      return ask(driver.SQLDisconnect, conn.driverHandle);
-    };
-    const SQLRETURN rc = askDriver(conn, *conn.driverFunctions, Api::Disconnect, work);
-    if (!SQL_SUCCEEDED(rc)) return rc;
-    forgetDriverHandles(conn);
-    dropLibraryParts(conn);
-    statements.retire();
-    dropOtherHandles(conn);
-    detachDriver(conn);
-    return rc;
-  });
+  return traced(
+      "SQLDisconnect",
+      [&](const auto&...) -> SQLRETURN {
+        return callOwn(static_cast<DMConn*>(handle), Api::Disconnect, [](DMConn& conn) -> SQLRETURN {
+          if (!conn.state->connected && !conn.state->browsing) return fail(conn, "08003");
+          EnteredStatements statements(conn);
+          if (!requireNonePending(conn)) return SQL_ERROR;
+          auto work = [](DMConn& conn, const DMDriverFunctions& driver) {
+            return ask(driver.SQLDisconnect, conn.driverHandle);
+          };
+          const SQLRETURN rc = askDriver(conn, *conn.driverFunctions, Api::Disconnect, work);
+          if (!SQL_SUCCEEDED(rc)) return rc;
+          forgetDriverHandles(conn);
+          dropLibraryParts(conn);
+          statements.retire();
+          dropOtherHandles(conn);
+          detachDriver(conn);
+          return rc;
+        });
+      },
+      handle);
 }

@@ -7,6 +7,7 @@
 #include "zuodbc/call/arguments.h"
 #include "zuodbc/call/crossing.h"
 #include "zuodbc/call/entry.h"
+#include "zuodbc/call/trace.h"
 #include "zuodbc/call/values.h"
 #include "zuodbc/sources/datasource.h"
 
@@ -116,48 +117,59 @@ SQLRETURN drivers(SQLHENV handle, SQLUSMALLINT direction, const Out& name, const
 extern "C" {
 
 ZU_API SQLRETURN SQL_API SQLSetEnvAttr(SQLHENV handle, SQLINTEGER attribute, SQLPOINTER value, SQLINTEGER) {
-  const auto number = asNumber(value);
-  if (!handle && attribute == SQL_ATTR_CONNECTION_POOLING) {
-    if (number > SQL_CP_ONE_PER_HENV) return SQL_ERROR;
-    processPooling = number;
-    return SQL_SUCCESS;
-  }
-  return callEnvironment(handle, Api::SetEnvAttr,
-                         [&](DMEnv& env) { return setAttribute(env, attribute, number & UINT32_MAX); });
+  return traced(
+      "SQLSetEnvAttr",
+      [&](const auto&...) -> SQLRETURN {
+        const auto number = asNumber(value);
+        if (!handle && attribute == SQL_ATTR_CONNECTION_POOLING) {
+          if (number > SQL_CP_ONE_PER_HENV) return SQL_ERROR;
+          processPooling = number;
+          return SQL_SUCCESS;
+        }
+        return callEnvironment(handle, Api::SetEnvAttr,
+                               [&](DMEnv& env) { return setAttribute(env, attribute, number & UINT32_MAX); });
+      },
+      handle, attribute, value);
 }
 
 ZU_API SQLRETURN SQL_API SQLGetEnvAttr(SQLHENV handle, SQLINTEGER attribute, SQLPOINTER value, SQLINTEGER,
                                        SQLINTEGER* length) {
-  if (!handle && attribute == SQL_ATTR_CONNECTION_POOLING) return putNumber(processPooling, value, length);
-  return callEnvironment(handle, Api::GetEnvAttr,
-                         [&](DMEnv& env) { return getAttribute(env, attribute, value, length); });
+  return traced(
+      "SQLGetEnvAttr",
+      [&](const auto&...) -> SQLRETURN {
+        if (!handle && attribute == SQL_ATTR_CONNECTION_POOLING)
+          return putNumber(processPooling, value, length);
+        return callEnvironment(handle, Api::GetEnvAttr,
+                               [&](DMEnv& env) { return getAttribute(env, attribute, value, length); });
+      },
+      handle, attribute, value, length);
 }
 
 ZU_API SQLRETURN SQL_API SQLDataSources(SQLHENV handle, SQLUSMALLINT direction, SQLCHAR* name,
                                         SQLSMALLINT nameSize, SQLSMALLINT* nameLength, SQLCHAR* description,
                                         SQLSMALLINT descriptionSize, SQLSMALLINT* descriptionLength) {
-  return dataSources(handle, direction, textOut(name, nameSize, nameLength),
-                     textOut(description, descriptionSize, descriptionLength));
+  return traced("SQLDataSources", dataSources, handle, direction, textOut(name, nameSize, nameLength),
+                textOut(description, descriptionSize, descriptionLength));
 }
 ZU_API SQLRETURN SQL_API SQLDataSourcesW(SQLHENV handle, SQLUSMALLINT direction, SQLWCHAR* name,
                                          SQLSMALLINT nameSize, SQLSMALLINT* nameLength, SQLWCHAR* description,
                                          SQLSMALLINT descriptionSize, SQLSMALLINT* descriptionLength) {
-  return dataSources(handle, direction, textOut(name, nameSize, nameLength),
-                     textOut(description, descriptionSize, descriptionLength));
+  return traced("SQLDataSourcesW", dataSources, handle, direction, textOut(name, nameSize, nameLength),
+                textOut(description, descriptionSize, descriptionLength));
 }
 DM_ALIAS(SQLDataSources);
 
 ZU_API SQLRETURN SQL_API SQLDrivers(SQLHENV handle, SQLUSMALLINT direction, SQLCHAR* name,
                                     SQLSMALLINT nameSize, SQLSMALLINT* nameLength, SQLCHAR* attributes,
                                     SQLSMALLINT attributesSize, SQLSMALLINT* attributesLength) {
-  return drivers(handle, direction, textOut(name, nameSize, nameLength),
-                 textOut(attributes, attributesSize, attributesLength));
+  return traced("SQLDrivers", drivers, handle, direction, textOut(name, nameSize, nameLength),
+                textOut(attributes, attributesSize, attributesLength));
 }
 ZU_API SQLRETURN SQL_API SQLDriversW(SQLHENV handle, SQLUSMALLINT direction, SQLWCHAR* name,
                                      SQLSMALLINT nameSize, SQLSMALLINT* nameLength, SQLWCHAR* attributes,
                                      SQLSMALLINT attributesSize, SQLSMALLINT* attributesLength) {
-  return drivers(handle, direction, textOut(name, nameSize, nameLength),
-                 textOut(attributes, attributesSize, attributesLength));
+  return traced("SQLDriversW", drivers, handle, direction, textOut(name, nameSize, nameLength),
+                textOut(attributes, attributesSize, attributesLength));
 }
 DM_ALIAS(SQLDrivers);
 

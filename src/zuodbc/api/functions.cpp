@@ -5,6 +5,7 @@
 #include <iterator>
 
 #include "zuodbc/call/entry.h"
+#include "zuodbc/call/trace.h"
 
 using namespace dm;
 
@@ -211,23 +212,28 @@ const FunctionRow* findRow(SQLUSMALLINT number) {
 }  // namespace
 
 extern "C" ZU_API SQLRETURN SQL_API SQLGetFunctions(SQLHDBC handle, SQLUSMALLINT number, SQLUSMALLINT* out) {
-  return callOwn(static_cast<DMConn*>(handle), Api::GetFunctions, [&](DMConn& conn) -> SQLRETURN {
-    if (!conn.state->connected) return fail(conn, "HY010");
-    if (!out) return fail(conn, "HY009");
-    const bool isList = number == SQL_API_ODBC3_ALL_FUNCTIONS || number == SQL_API_ALL_FUNCTIONS;
-    const FunctionRow* row = isList ? nullptr : findRow(number);
-    if (!isList && !row) {
-      *out = SQL_FALSE;
-      return fail(conn, "HY095");
-    }
-    const Supported supported(conn);
-    if (row) {
-      *out = supported.has(*row) ? SQL_TRUE : SQL_FALSE;
-    } else if (number == SQL_API_ODBC3_ALL_FUNCTIONS) {
-      fillBits(supported, out);
-    } else {
-      fillWords(supported, out);
-    }
-    return SQL_SUCCESS;
-  });
+  return traced(
+      "SQLGetFunctions",
+      [&](const auto&...) -> SQLRETURN {
+        return callOwn(static_cast<DMConn*>(handle), Api::GetFunctions, [&](DMConn& conn) -> SQLRETURN {
+          if (!conn.state->connected) return fail(conn, "HY010");
+          if (!out) return fail(conn, "HY009");
+          const bool isList = number == SQL_API_ODBC3_ALL_FUNCTIONS || number == SQL_API_ALL_FUNCTIONS;
+          const FunctionRow* row = isList ? nullptr : findRow(number);
+          if (!isList && !row) {
+            *out = SQL_FALSE;
+            return fail(conn, "HY095");
+          }
+          const Supported supported(conn);
+          if (row) {
+            *out = supported.has(*row) ? SQL_TRUE : SQL_FALSE;
+          } else if (number == SQL_API_ODBC3_ALL_FUNCTIONS) {
+            fillBits(supported, out);
+          } else {
+            fillWords(supported, out);
+          }
+          return SQL_SUCCESS;
+        });
+      },
+      handle, number, out);
 }

@@ -8,6 +8,7 @@
 #include "zuodbc/call/crossing.h"
 #include "zuodbc/call/entry.h"
 #include "zuodbc/call/textfields.h"
+#include "zuodbc/call/trace.h"
 #include "zuodbc/driver/driverloading.h"
 
 using namespace dm;
@@ -131,21 +132,23 @@ extern "C" {
 
 ZU_API SQLRETURN SQL_API SQLGetInfo(SQLHDBC handle, SQLUSMALLINT type, SQLPOINTER value, SQLSMALLINT size,
                                     SQLSMALLINT* length) {
-  return getInfo(handle, type, valueOut(Form::Narrow, value, size, length, isTextInfo(type)));
+  return traced("SQLGetInfo", getInfo, handle, type,
+                valueOut(Form::Narrow, value, size, length, isTextInfo(type)));
 }
 ZU_API SQLRETURN SQL_API SQLGetInfoW(SQLHDBC handle, SQLUSMALLINT type, SQLPOINTER value, SQLSMALLINT size,
                                      SQLSMALLINT* length) {
-  return getInfo(handle, type, valueOut(Form::Wide, value, size, length, isTextInfo(type)));
+  return traced("SQLGetInfoW", getInfo, handle, type,
+                valueOut(Form::Wide, value, size, length, isTextInfo(type)));
 }
 DM_ALIAS(SQLGetInfo);
 
 ZU_API SQLRETURN SQL_API SQLNativeSql(SQLHDBC handle, SQLCHAR* sql, SQLINTEGER length, SQLCHAR* out,
                                       SQLINTEGER outSize, SQLINTEGER* outLength) {
-  return nativeSql(handle, textIn(sql, length), textOut(out, outSize, outLength));
+  return traced("SQLNativeSql", nativeSql, handle, textIn(sql, length), textOut(out, outSize, outLength));
 }
 ZU_API SQLRETURN SQL_API SQLNativeSqlW(SQLHDBC handle, SQLWCHAR* sql, SQLINTEGER length, SQLWCHAR* out,
                                        SQLINTEGER outSize, SQLINTEGER* outLength) {
-  return nativeSql(handle, textIn(sql, length), textOut(out, outSize, outLength));
+  return traced("SQLNativeSqlW", nativeSql, handle, textIn(sql, length), textOut(out, outSize, outLength));
 }
 DM_ALIAS(SQLNativeSql);
 

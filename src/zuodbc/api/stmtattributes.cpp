@@ -3,6 +3,7 @@
 #include "zuodbc/call/arguments.h"
 #include "zuodbc/call/crossing.h"
 #include "zuodbc/call/entry.h"
+#include "zuodbc/call/trace.h"
 #include "zuodbc/driver/bridge.h"
 
 using namespace dm;
@@ -148,64 +149,80 @@ extern "C" {
 
 ZU_API SQLRETURN SQL_API SQLSetStmtAttr(SQLHSTMT handle, SQLINTEGER attribute, SQLPOINTER value,
                                         SQLINTEGER length) {
-  return setAttribute(handle, attribute, value, length, Form::Narrow);
+  return traced("SQLSetStmtAttr", setAttribute, handle, attribute, value, length, Form::Narrow);
 }
 ZU_API SQLRETURN SQL_API SQLSetStmtAttrW(SQLHSTMT handle, SQLINTEGER attribute, SQLPOINTER value,
                                          SQLINTEGER length) {
-  return setAttribute(handle, attribute, value, length, Form::Wide);
+  return traced("SQLSetStmtAttrW", setAttribute, handle, attribute, value, length, Form::Wide);
 }
 
 ZU_API SQLRETURN SQL_API SQLSetStmtOption(SQLHSTMT handle, SQLUSMALLINT option, SQLULEN value) {
-  return callStatement(
-      handle, Api::SetStmtOption, [&](DMStmt& stmt) { return checkSetOption(stmt, option, value); },
-      [&](DMStmt& stmt, const CursorLibrary& library) {
-        const SQLRETURN rc = library.CLSetStmtOption(&stmt, option, value);
-        if (SQL_SUCCEEDED(rc)) noteSet(stmt, option, asPointer(value));
-        return rc;
+  return traced(
+      "SQLSetStmtOption",
+      [&](const auto&...) -> SQLRETURN {
+        return callStatement(
+            handle, Api::SetStmtOption, [&](DMStmt& stmt) { return checkSetOption(stmt, option, value); },
+            [&](DMStmt& stmt, const CursorLibrary& library) {
+              const SQLRETURN rc = library.CLSetStmtOption(&stmt, option, value);
+              if (SQL_SUCCEEDED(rc)) noteSet(stmt, option, asPointer(value));
+              return rc;
+            },
+            [&](DMStmt& stmt, const DMDriverFunctions& driver) {
+              return driverSetStmtAttr(stmt, driver, Api::SetStmtOption, option, asPointer(value),
+                                       SQL_IS_UINTEGER);
+            });
       },
-      [&](DMStmt& stmt, const DMDriverFunctions& driver) {
-        return driverSetStmtAttr(stmt, driver, Api::SetStmtOption, option, asPointer(value), SQL_IS_UINTEGER);
-      });
+      handle, option, value);
 }
 
 ZU_API SQLRETURN SQL_API SQLGetStmtAttr(SQLHSTMT handle, SQLINTEGER attribute, SQLPOINTER value,
                                         SQLINTEGER length, SQLINTEGER* lengthPtr) {
-  return getAttribute(handle, attribute, value, length, lengthPtr, Form::Narrow);
+  return traced("SQLGetStmtAttr", getAttribute, handle, attribute, value, length, lengthPtr, Form::Narrow);
 }
 ZU_API SQLRETURN SQL_API SQLGetStmtAttrW(SQLHSTMT handle, SQLINTEGER attribute, SQLPOINTER value,
                                          SQLINTEGER length, SQLINTEGER* lengthPtr) {
-  return getAttribute(handle, attribute, value, length, lengthPtr, Form::Wide);
+  return traced("SQLGetStmtAttrW", getAttribute, handle, attribute, value, length, lengthPtr, Form::Wide);
 }
 DM_ALIAS(SQLGetStmtAttr);
 
 DM_ALIAS(SQLSetStmtOption);
 
 ZU_API SQLRETURN SQL_API SQLGetStmtOption(SQLHSTMT handle, SQLUSMALLINT option, SQLPOINTER value) {
-  return callStatement(
-      handle, Api::GetStmtOption, [&](DMStmt& stmt) { return checkGet(stmt, option); },
-      [&](DMStmt& stmt, const CursorLibrary& library) {
-        return library.CLGetStmtOption(&stmt, option, value);
+  return traced(
+      "SQLGetStmtOption",
+      [&](const auto&...) -> SQLRETURN {
+        return callStatement(
+            handle, Api::GetStmtOption, [&](DMStmt& stmt) { return checkGet(stmt, option); },
+            [&](DMStmt& stmt, const CursorLibrary& library) {
+              return library.CLGetStmtOption(&stmt, option, value);
+            },
+            [&](DMStmt& stmt, const DMDriverFunctions& driver) -> SQLRETURN {
+              if (isMarked(&stmt) && value && isCursorKind(stmt, option, value)) return SQL_SUCCESS;
+              return driverGetStmtAttr(stmt, driver, Api::GetStmtOption, option, value,
+                                       SQL_MAX_OPTION_STRING_LENGTH, nullptr);
+            });
       },
-      [&](DMStmt& stmt, const DMDriverFunctions& driver) -> SQLRETURN {
-        if (isMarked(&stmt) && value && isCursorKind(stmt, option, value)) return SQL_SUCCESS;
-        return driverGetStmtAttr(stmt, driver, Api::GetStmtOption, option, value,
-                                 SQL_MAX_OPTION_STRING_LENGTH, nullptr);
-      });
+      handle, option, value);
 }
 
 DM_ALIAS(SQLGetStmtOption);
 
 ZU_API SQLRETURN SQL_API SQLSetScrollOptions(SQLHSTMT handle, SQLUSMALLINT concurrency, SQLLEN keyset,
                                              SQLUSMALLINT rowset) {
-  return callStatement(
-      handle, Api::SetScrollOptions,
-      [&](DMStmt& stmt) { return checkScrollOptions(stmt, concurrency, keyset, rowset); },
-      [&](DMStmt& stmt, const CursorLibrary& library) {
-        return library.CLSetScrollOptions(&stmt, concurrency, keyset, rowset);
+  return traced(
+      "SQLSetScrollOptions",
+      [&](const auto&...) -> SQLRETURN {
+        return callStatement(
+            handle, Api::SetScrollOptions,
+            [&](DMStmt& stmt) { return checkScrollOptions(stmt, concurrency, keyset, rowset); },
+            [&](DMStmt& stmt, const CursorLibrary& library) {
+              return library.CLSetScrollOptions(&stmt, concurrency, keyset, rowset);
+            },
+            [&](DMStmt& stmt, const DMDriverFunctions& driver) {
+              return driverSetScrollOptions(stmt, driver, concurrency, keyset, rowset);
+            });
       },
-      [&](DMStmt& stmt, const DMDriverFunctions& driver) {
-        return driverSetScrollOptions(stmt, driver, concurrency, keyset, rowset);
-      });
+      handle, concurrency, keyset, rowset);
 }
 
 }  // extern "C"

@@ -16,6 +16,7 @@
 #include "zuodbc/call/arguments.h"
 #include "zuodbc/call/crossing.h"
 #include "zuodbc/call/entry.h"
+#include "zuodbc/call/trace.h"
 #include "zuodbc/driver/bridge.h"
 #include "zuodbc/driver/driverdiagnostics.h"
 
@@ -157,20 +158,20 @@ SQLRETURN getCursorName(SQLHSTMT handle, const TextOut<SQLSMALLINT>& name) {
 extern "C" {
 
 ZU_API SQLRETURN SQL_API SQLSetCursorName(SQLHSTMT handle, SQLCHAR* name, SQLSMALLINT length) {
-  return setCursorName(handle, textIn(name, length));
+  return traced("SQLSetCursorName", setCursorName, handle, textIn(name, length));
 }
 ZU_API SQLRETURN SQL_API SQLSetCursorNameW(SQLHSTMT handle, SQLWCHAR* name, SQLSMALLINT length) {
-  return setCursorName(handle, textIn(name, length));
+  return traced("SQLSetCursorNameW", setCursorName, handle, textIn(name, length));
 }
 DM_ALIAS(SQLSetCursorName);
 
 ZU_API SQLRETURN SQL_API SQLGetCursorName(SQLHSTMT handle, SQLCHAR* name, SQLSMALLINT size,
                                           SQLSMALLINT* length) {
-  return getCursorName(handle, textOut(name, size, length));
+  return traced("SQLGetCursorName", getCursorName, handle, textOut(name, size, length));
 }
 ZU_API SQLRETURN SQL_API SQLGetCursorNameW(SQLHSTMT handle, SQLWCHAR* name, SQLSMALLINT size,
                                            SQLSMALLINT* length) {
-  return getCursorName(handle, textOut(name, size, length));
+  return traced("SQLGetCursorNameW", getCursorName, handle, textOut(name, size, length));
 }
 DM_ALIAS(SQLGetCursorName);
 

@@ -3,6 +3,7 @@
 #include "zuodbc/call/arguments.h"
 #include "zuodbc/call/crossing.h"
 #include "zuodbc/call/entry.h"
+#include "zuodbc/call/trace.h"
 #include "zuodbc/driver/bridge.h"
 
 using namespace dm;
@@ -40,69 +41,96 @@ SQLRETURN execDirect(SQLHSTMT handle, const TextIn<SQLINTEGER>& sql) {
 extern "C" {
 
 ZU_API SQLRETURN SQL_API SQLPrepare(SQLHSTMT handle, SQLCHAR* sql, SQLINTEGER length) {
-  return prepare(handle, textIn(sql, length));
+  return traced("SQLPrepare", prepare, handle, textIn(sql, length));
 }
 ZU_API SQLRETURN SQL_API SQLPrepareW(SQLHSTMT handle, SQLWCHAR* sql, SQLINTEGER length) {
-  return prepare(handle, textIn(sql, length));
+  return traced("SQLPrepareW", prepare, handle, textIn(sql, length));
 }
 DM_ALIAS(SQLPrepare);
 
 ZU_API SQLRETURN SQL_API SQLExecDirect(SQLHSTMT handle, SQLCHAR* sql, SQLINTEGER length) {
-  return execDirect(handle, textIn(sql, length));
+  return traced("SQLExecDirect", execDirect, handle, textIn(sql, length));
 }
 ZU_API SQLRETURN SQL_API SQLExecDirectW(SQLHSTMT handle, SQLWCHAR* sql, SQLINTEGER length) {
-  return execDirect(handle, textIn(sql, length));
+  return traced("SQLExecDirectW", execDirect, handle, textIn(sql, length));
 }
 DM_ALIAS(SQLExecDirect);
 
 ZU_API SQLRETURN SQL_API SQLExecute(SQLHSTMT handle) {
-  return callStatement(
-      handle, Api::Execute, kNoCheck,
-      [](DMStmt& stmt, const CursorLibrary& library) { return library.CLExecute(&stmt); },
-      [](DMStmt& stmt, const DMDriverFunctions& driver) {
-        const SQLRETURN rc = driverTakeParameterHeader(stmt, driver);
-        return SQL_SUCCEEDED(rc) ? ask(driver.SQLExecute, stmt.driverHandle) : rc;
-      });
+  return traced(
+      "SQLExecute",
+      [&](const auto&...) -> SQLRETURN {
+        return callStatement(
+            handle, Api::Execute, kNoCheck,
+            [](DMStmt& stmt, const CursorLibrary& library) { return library.CLExecute(&stmt); },
+            [](DMStmt& stmt, const DMDriverFunctions& driver) {
+              const SQLRETURN rc = driverTakeParameterHeader(stmt, driver);
+              return SQL_SUCCEEDED(rc) ? ask(driver.SQLExecute, stmt.driverHandle) : rc;
+            });
+      },
+      handle);
 }
 
 ZU_API SQLRETURN SQL_API SQLParamData(SQLHSTMT handle, SQLPOINTER* value) {
-  return callStatement(
-      handle, Api::ParamData, kNoCheck,
-      [&](DMStmt& stmt, const CursorLibrary& library) {
-        return library.CLParamData(&stmt, orScratch(stmt, value));
+  return traced(
+      "SQLParamData",
+      [&](const auto&...) -> SQLRETURN {
+        return callStatement(
+            handle, Api::ParamData, kNoCheck,
+            [&](DMStmt& stmt, const CursorLibrary& library) {
+              return library.CLParamData(&stmt, orScratch(stmt, value));
+            },
+            [&](DMStmt& stmt, const DMDriverFunctions& driver) {
+              return ask(driver.SQLParamData, stmt.driverHandle, orScratch(stmt, value));
+            });
       },
-      [&](DMStmt& stmt, const DMDriverFunctions& driver) {
-        return ask(driver.SQLParamData, stmt.driverHandle, orScratch(stmt, value));
-      });
+      handle, value);
 }
 
 ZU_API SQLRETURN SQL_API SQLPutData(SQLHSTMT handle, SQLPOINTER value, SQLLEN length) {
-  return callStatement(
-      handle, Api::PutData, [&](DMStmt&) { return checkPutData(value, length); },
-      [&](DMStmt& stmt, const CursorLibrary& library) { return library.CLPutData(&stmt, value, length); },
-      [&](DMStmt& stmt, const DMDriverFunctions& driver) {
-        return ask(driver.SQLPutData, stmt.driverHandle, value, length);
-      });
+  return traced(
+      "SQLPutData",
+      [&](const auto&...) -> SQLRETURN {
+        return callStatement(
+            handle, Api::PutData, [&](DMStmt&) { return checkPutData(value, length); },
+            [&](DMStmt& stmt, const CursorLibrary& library) {
+              return library.CLPutData(&stmt, value, length);
+            },
+            [&](DMStmt& stmt, const DMDriverFunctions& driver) {
+              return ask(driver.SQLPutData, stmt.driverHandle, value, length);
+            });
+      },
+      handle, value, length);
 }
 
 ZU_API SQLRETURN SQL_API SQLMoreResults(SQLHSTMT handle) {
-  return callStatement(
-      handle, Api::MoreResults, kNoCheck,
-      [](DMStmt& stmt, const CursorLibrary& library) { return library.CLMoreResults(&stmt); },
-      [](DMStmt& stmt, const DMDriverFunctions& driver) {
-        if (stmt.state->sequence.state <= StmtState::Prepared && !isMarked(&stmt))
-          return SQLRETURN(SQL_NO_DATA);
-        return ask(driver.SQLMoreResults, stmt.driverHandle);
-      });
+  return traced(
+      "SQLMoreResults",
+      [&](const auto&...) -> SQLRETURN {
+        return callStatement(
+            handle, Api::MoreResults, kNoCheck,
+            [](DMStmt& stmt, const CursorLibrary& library) { return library.CLMoreResults(&stmt); },
+            [](DMStmt& stmt, const DMDriverFunctions& driver) {
+              if (stmt.state->sequence.state <= StmtState::Prepared && !isMarked(&stmt))
+                return SQLRETURN(SQL_NO_DATA);
+              return ask(driver.SQLMoreResults, stmt.driverHandle);
+            });
+      },
+      handle);
 }
 
 ZU_API SQLRETURN SQL_API SQLRowCount(SQLHSTMT handle, SQLLEN* count) {
-  return callStatement(
-      handle, Api::RowCount, kNoCheck,
-      [&](DMStmt& stmt, const CursorLibrary& library) { return library.CLRowCount(&stmt, count); },
-      [&](DMStmt& stmt, const DMDriverFunctions& driver) {
-        return ask(driver.SQLRowCount, stmt.driverHandle, orScratch(stmt, count));
-      });
+  return traced(
+      "SQLRowCount",
+      [&](const auto&...) -> SQLRETURN {
+        return callStatement(
+            handle, Api::RowCount, kNoCheck,
+            [&](DMStmt& stmt, const CursorLibrary& library) { return library.CLRowCount(&stmt, count); },
+            [&](DMStmt& stmt, const DMDriverFunctions& driver) {
+              return ask(driver.SQLRowCount, stmt.driverHandle, orScratch(stmt, count));
+            });
+      },
+      handle, count);
 }
 
 }  // extern "C"

@@ -5,6 +5,7 @@
 
 #include "zuodbc/call/arguments.h"
 #include "zuodbc/call/entry.h"
+#include "zuodbc/call/trace.h"
 #include "zuodbc/driver/bridge.h"
 
 using namespace dm;
@@ -53,81 +54,120 @@ SQLRETURN closing(DMStmt& stmt, SQLUSMALLINT option, SQLRETURN rc) {
 extern "C" {
 
 ZU_API SQLRETURN SQL_API SQLFetch(SQLHSTMT handle) {
-  return callStatement(
-      handle, Api::Fetch, kNoCheck,
-      [](DMStmt& stmt, const CursorLibrary& library) { return library.CLFetch(&stmt); },
-      [](DMStmt& stmt, const DMDriverFunctions& driver) {
-        if (stmt.conn->driverVersion < 300) [[unlikely]] {
-          return driverFetchArray(stmt, driver);
-        }
-        return ask(driver.SQLFetch, stmt.driverHandle);
-      });
+  return traced(
+      "SQLFetch",
+      [&](const auto&...) -> SQLRETURN {
+        return callStatement(
+            handle, Api::Fetch, kNoCheck,
+            [](DMStmt& stmt, const CursorLibrary& library) { return library.CLFetch(&stmt); },
+            [](DMStmt& stmt, const DMDriverFunctions& driver) {
+              if (stmt.conn->driverVersion < 300) [[unlikely]] {
+                return driverFetchArray(stmt, driver);
+              }
+              return ask(driver.SQLFetch, stmt.driverHandle);
+            });
+      },
+      handle);
 }
 
 ZU_API SQLRETURN SQL_API SQLFetchScroll(SQLHSTMT handle, SQLSMALLINT orientation, SQLLEN offset) {
-  return callStatement(
-      handle, Api::FetchScroll, [&](DMStmt& stmt) { return checkOrientation(stmt, orientation); },
-      [&](DMStmt& stmt, const CursorLibrary& library) {
-        return library.CLFetchScroll(&stmt, orientation, offset);
+  return traced(
+      "SQLFetchScroll",
+      [&](const auto&...) -> SQLRETURN {
+        return callStatement(
+            handle, Api::FetchScroll, [&](DMStmt& stmt) { return checkOrientation(stmt, orientation); },
+            [&](DMStmt& stmt, const CursorLibrary& library) {
+              return library.CLFetchScroll(&stmt, orientation, offset);
+            },
+            [&](DMStmt& stmt, const DMDriverFunctions& driver) {
+              return driverFetchScroll(stmt, driver, orientation, offset);
+            });
       },
-      [&](DMStmt& stmt, const DMDriverFunctions& driver) {
-        return driverFetchScroll(stmt, driver, orientation, offset);
-      });
+      handle, orientation, offset);
 }
 
 ZU_API SQLRETURN SQL_API SQLExtendedFetch(SQLHSTMT handle, SQLUSMALLINT orientation, SQLLEN offset,
                                           SQLULEN* rowCountPtr, SQLUSMALLINT* statusPtr) {
-  return callStatement(
-      handle, Api::ExtendedFetch, [&](DMStmt& stmt) { return checkOrientation(stmt, orientation); },
-      [&](DMStmt& stmt, const CursorLibrary& library) {
-        return library.CLExtendedFetch(&stmt, orientation, offset, rowCountPtr, statusPtr);
+  return traced(
+      "SQLExtendedFetch",
+      [&](const auto&...) -> SQLRETURN {
+        return callStatement(
+            handle, Api::ExtendedFetch, [&](DMStmt& stmt) { return checkOrientation(stmt, orientation); },
+            [&](DMStmt& stmt, const CursorLibrary& library) {
+              return library.CLExtendedFetch(&stmt, orientation, offset, rowCountPtr, statusPtr);
+            },
+            [&](DMStmt& stmt, const DMDriverFunctions& driver) {
+              return driverExtendedFetch(stmt, driver, orientation, offset, rowCountPtr, statusPtr);
+            });
       },
-      [&](DMStmt& stmt, const DMDriverFunctions& driver) {
-        return driverExtendedFetch(stmt, driver, orientation, offset, rowCountPtr, statusPtr);
-      });
+      handle, orientation, offset, rowCountPtr, statusPtr);
 }
 
 ZU_API SQLRETURN SQL_API SQLSetPos(SQLHSTMT handle, SQLSETPOSIROW row, SQLUSMALLINT operation,
                                    SQLUSMALLINT lock) {
-  return callStatement(
-      handle, Api::SetPos, [&](DMStmt&) { return checkSetPos(operation, lock); },
-      [&](DMStmt& stmt, const CursorLibrary& library) {
-        return library.CLSetPos(&stmt, row, operation, lock);
+  return traced(
+      "SQLSetPos",
+      [&](const auto&...) -> SQLRETURN {
+        return callStatement(
+            handle, Api::SetPos, [&](DMStmt&) { return checkSetPos(operation, lock); },
+            [&](DMStmt& stmt, const CursorLibrary& library) {
+              return library.CLSetPos(&stmt, row, operation, lock);
+            },
+            [&](DMStmt& stmt, const DMDriverFunctions& driver) {
+              return driverSetPos(stmt, driver, row, operation, lock);
+            });
       },
-      [&](DMStmt& stmt, const DMDriverFunctions& driver) {
-        return driverSetPos(stmt, driver, row, operation, lock);
-      });
+      handle, row, operation, lock);
 }
 
 ZU_API SQLRETURN SQL_API SQLBulkOperations(SQLHSTMT handle, SQLSMALLINT operation) {
-  return callStatement(
-      handle, Api::BulkOperations,
-      [&](DMStmt&) { return operation < SQL_ADD || operation > SQL_FETCH_BY_BOOKMARK ? "HY092" : nullptr; },
-      [&](DMStmt& stmt, const CursorLibrary& library) { return library.CLBulkOperations(&stmt, operation); },
-      [&](DMStmt& stmt, const DMDriverFunctions& driver) {
-        return driverBulkOperations(stmt, driver, operation);
-      });
+  return traced(
+      "SQLBulkOperations",
+      [&](const auto&...) -> SQLRETURN {
+        return callStatement(
+            handle, Api::BulkOperations,
+            [&](DMStmt&) {
+              return operation < SQL_ADD || operation > SQL_FETCH_BY_BOOKMARK ? "HY092" : nullptr;
+            },
+            [&](DMStmt& stmt, const CursorLibrary& library) {
+              return library.CLBulkOperations(&stmt, operation);
+            },
+            [&](DMStmt& stmt, const DMDriverFunctions& driver) {
+              return driverBulkOperations(stmt, driver, operation);
+            });
+      },
+      handle, operation);
 }
 
 ZU_API SQLRETURN SQL_API SQLCloseCursor(SQLHSTMT handle) {
-  return callStatement(
-      handle, Api::CloseCursor, kNoCheck,
-      [](DMStmt& stmt, const CursorLibrary& library) { return library.CLCloseCursor(&stmt); },
-      [](DMStmt& stmt, const DMDriverFunctions& driver) { return driverCloseCursor(stmt, driver); });
+  return traced(
+      "SQLCloseCursor",
+      [&](const auto&...) -> SQLRETURN {
+        return callStatement(
+            handle, Api::CloseCursor, kNoCheck,
+            [](DMStmt& stmt, const CursorLibrary& library) { return library.CLCloseCursor(&stmt); },
+            [](DMStmt& stmt, const DMDriverFunctions& driver) { return driverCloseCursor(stmt, driver); });
+      },
+      handle);
 }
 
 ZU_API SQLRETURN SQL_API SQLFreeStmt(SQLHSTMT handle, SQLUSMALLINT option) {
-  if (option == SQL_DROP) return SQLFreeHandle(SQL_HANDLE_STMT, handle);
-  if (option == kDropLibrarySide && isMarked(static_cast<DMStmt*>(handle))) return SQL_SUCCESS;
-  return callStatement(
-      handle, Api::FreeStmt, [&](DMStmt&) { return option > SQL_RESET_PARAMS ? "HY092" : nullptr; },
-      [&](DMStmt& stmt, const CursorLibrary& library) {
-        return closing(stmt, option, library.CLFreeStmt(&stmt, option));
+  return traced(
+      "SQLFreeStmt",
+      [&](const auto&...) -> SQLRETURN {
+        if (option == SQL_DROP) return SQLFreeHandle(SQL_HANDLE_STMT, handle);
+        if (option == kDropLibrarySide && isMarked(static_cast<DMStmt*>(handle))) return SQL_SUCCESS;
+        return callStatement(
+            handle, Api::FreeStmt, [&](DMStmt&) { return option > SQL_RESET_PARAMS ? "HY092" : nullptr; },
+            [&](DMStmt& stmt, const CursorLibrary& library) {
+              return closing(stmt, option, library.CLFreeStmt(&stmt, option));
+            },
+            [&](DMStmt& stmt, const DMDriverFunctions& driver) {
+              const SQLRETURN rc = driverFreeStmt(stmt, driver, option);
+              return isMarked(&stmt) ? rc : closing(stmt, option, rc);
+            });
       },
-      [&](DMStmt& stmt, const DMDriverFunctions& driver) {
-        const SQLRETURN rc = driverFreeStmt(stmt, driver, option);
-        return isMarked(&stmt) ? rc : closing(stmt, option, rc);
-      });
+      handle, option);
 }
 
 }  // extern "C"

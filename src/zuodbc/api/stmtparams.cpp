@@ -3,6 +3,7 @@
 #include "zuodbc/call/arguments.h"
 #include "zuodbc/call/crossing.h"
 #include "zuodbc/call/entry.h"
+#include "zuodbc/call/trace.h"
 #include "zuodbc/driver/bridge.h"
 
 using namespace dm;
@@ -57,26 +58,37 @@ SQLRETURN bind(SQLHSTMT handle, Api api, const Binding& b) {
 extern "C" {
 
 ZU_API SQLRETURN SQL_API SQLNumParams(SQLHSTMT handle, SQLSMALLINT* count) {
-  return callStatement(
-      handle, Api::NumParams, kNoCheck,
-      [&](DMStmt& stmt, const CursorLibrary& library) {
-        return library.CLNumParams(&stmt, orScratch(stmt, count));
+  return traced(
+      "SQLNumParams",
+      [&](const auto&...) -> SQLRETURN {
+        return callStatement(
+            handle, Api::NumParams, kNoCheck,
+            [&](DMStmt& stmt, const CursorLibrary& library) {
+              return library.CLNumParams(&stmt, orScratch(stmt, count));
+            },
+            [&](DMStmt& stmt, const DMDriverFunctions& driver) {
+              return ask(driver.SQLNumParams, stmt.driverHandle, orScratch(stmt, count));
+            });
       },
-      [&](DMStmt& stmt, const DMDriverFunctions& driver) {
-        return ask(driver.SQLNumParams, stmt.driverHandle, orScratch(stmt, count));
-      });
+      handle, count);
 }
 
 ZU_API SQLRETURN SQL_API SQLDescribeParam(SQLHSTMT handle, SQLUSMALLINT number, SQLSMALLINT* type,
                                           SQLULEN* size, SQLSMALLINT* scale, SQLSMALLINT* nullable) {
-  return callStatement(
-      handle, Api::DescribeParam, [&](DMStmt&) { return number == 0 ? "07009" : nullptr; }, kNoCursorLibrary,
-      [&](DMStmt& stmt, const DMDriverFunctions& driver) {
-        const SQLRETURN rc =
-            ask(driver.SQLDescribeParam, stmt.driverHandle, number, type, size, scale, nullable);
-        if (SQL_SUCCEEDED(rc) && type) *type = typeForApplication(*stmt.conn, *type);
-        return rc;
-      });
+  return traced(
+      "SQLDescribeParam",
+      [&](const auto&...) -> SQLRETURN {
+        return callStatement(
+            handle, Api::DescribeParam, [&](DMStmt&) { return number == 0 ? "07009" : nullptr; },
+            kNoCursorLibrary,
+            [&](DMStmt& stmt, const DMDriverFunctions& driver) {
+              const SQLRETURN rc =
+                  ask(driver.SQLDescribeParam, stmt.driverHandle, number, type, size, scale, nullable);
+              if (SQL_SUCCEEDED(rc) && type) *type = typeForApplication(*stmt.conn, *type);
+              return rc;
+            });
+      },
+      handle, number, type, size, scale, nullable);
 }
 
 DM_ALIAS(SQLDescribeParam);
@@ -85,34 +97,56 @@ ZU_API SQLRETURN SQL_API SQLBindParameter(SQLHSTMT handle, SQLUSMALLINT number, 
                                           SQLSMALLINT cType, SQLSMALLINT sqlType, SQLULEN size,
                                           SQLSMALLINT scale, SQLPOINTER data, SQLLEN length,
                                           SQLLEN* lengthPtr) {
-  // An application's 0 is no input/output type; Binding uses it for SQLBindParam.
-  const SQLSMALLINT given = ioType == 0 ? SQLSMALLINT(-1) : ioType;
-  return bind(handle, Api::BindParameter,
-              {number, given, cType, sqlType, size, scale, data, length, lengthPtr});
+  return traced(
+      "SQLBindParameter",
+      [&](const auto&...)
+          -> SQLRETURN {  // An application's 0 is no input/output type; Binding uses it for SQLBindParam.
+        const SQLSMALLINT given = ioType == 0 ? SQLSMALLINT(-1) : ioType;
+        return bind(handle, Api::BindParameter,
+                    {number, given, cType, sqlType, size, scale, data, length, lengthPtr});
+      },
+      handle, number, ioType, cType, sqlType, size, scale, data, length, lengthPtr);
 }
 
 ZU_API SQLRETURN SQL_API SQLBindParam(SQLHSTMT handle, SQLUSMALLINT number, SQLSMALLINT cType,
                                       SQLSMALLINT sqlType, SQLULEN size, SQLSMALLINT scale, SQLPOINTER data,
                                       SQLLEN* lengthPtr) {
-  return bind(handle, Api::BindParam,
-              {number, 0, cType, sqlType, size, scale, data, SQL_SETPARAM_VALUE_MAX, lengthPtr});
+  return traced(
+      "SQLBindParam",
+      [&](const auto&...) -> SQLRETURN {
+        return bind(handle, Api::BindParam,
+                    {number, 0, cType, sqlType, size, scale, data, SQL_SETPARAM_VALUE_MAX, lengthPtr});
+      },
+      handle, number, cType, sqlType, size, scale, data, lengthPtr);
 }
 
 ZU_API SQLRETURN SQL_API SQLSetParam(SQLHSTMT handle, SQLUSMALLINT number, SQLSMALLINT cType,
                                      SQLSMALLINT sqlType, SQLULEN size, SQLSMALLINT scale, SQLPOINTER data,
                                      SQLLEN* lengthPtr) {
-  return bind(
-      handle, Api::SetParam,
-      {number, SQL_PARAM_INPUT_OUTPUT, cType, sqlType, size, scale, data, SQL_SETPARAM_VALUE_MAX, lengthPtr});
+  return traced(
+      "SQLSetParam",
+      [&](const auto&...) -> SQLRETURN {
+        return bind(handle, Api::SetParam,
+                    {number, SQL_PARAM_INPUT_OUTPUT, cType, sqlType, size, scale, data,
+                     SQL_SETPARAM_VALUE_MAX, lengthPtr});
+      },
+      handle, number, cType, sqlType, size, scale, data, lengthPtr);
 }
 
 ZU_API SQLRETURN SQL_API SQLParamOptions(SQLHSTMT handle, SQLULEN rows, SQLULEN* rowPtr) {
-  return callStatement(
-      handle, Api::ParamOptions, [&](DMStmt&) { return rows == 0 ? "HY107" : nullptr; },
-      [&](DMStmt& stmt, const CursorLibrary& library) { return library.CLParamOptions(&stmt, rows, rowPtr); },
-      [&](DMStmt& stmt, const DMDriverFunctions& driver) {
-        return driverParamOptions(stmt, driver, rows, rowPtr);
-      });
+  return traced(
+      "SQLParamOptions",
+      [&](const auto&...) -> SQLRETURN {
+        return callStatement(
+            handle, Api::ParamOptions, [&](DMStmt&) { return rows == 0 ? "HY107" : nullptr; },
+            [&](DMStmt& stmt, const CursorLibrary& library) {
+              return library.CLParamOptions(&stmt, rows, rowPtr);
+            },
+            [&](DMStmt& stmt, const DMDriverFunctions& driver) {
+              return driverParamOptions(stmt, driver, rows, rowPtr);
+            });
+      },
+      handle, rows, rowPtr);
 }
 
 }  // extern "C"

@@ -1,6 +1,7 @@
 // SQLEndTran and SQLTransact, and the transaction services for the cursor library.
 
 #include "zuodbc/call/entry.h"
+#include "zuodbc/call/trace.h"
 #include "zuodbc/dmservices.h"
 #include "zuodbc/driver/attach.h"
 
@@ -121,16 +122,24 @@ SQLRETURN DMCursorLibTransact(DMEnv* env, DMConn* conn, unsigned short completio
 }
 
 ZU_API SQLRETURN SQL_API SQLEndTran(SQLSMALLINT type, SQLHANDLE handle, SQLSMALLINT completion) {
-  auto number = static_cast<unsigned short>(completion);
-  if (type == SQL_HANDLE_DBC) {
-    return handle ? endTransaction(nullptr, handle, number, Api::EndTran) : SQL_INVALID_HANDLE;
-  }
-  if (type == SQL_HANDLE_ENV) return endTransaction(handle, nullptr, number, Api::EndTran);
-  return callOwn(static_cast<DMHandle*>(handle), Api::EndTran,
-                 [](DMHandle& any) { return fail(any, "HY092"); });
+  return traced(
+      "SQLEndTran",
+      [&](const auto&...) -> SQLRETURN {
+        auto number = static_cast<unsigned short>(completion);
+        if (type == SQL_HANDLE_DBC) {
+          return handle ? endTransaction(nullptr, handle, number, Api::EndTran) : SQL_INVALID_HANDLE;
+        }
+        if (type == SQL_HANDLE_ENV) return endTransaction(handle, nullptr, number, Api::EndTran);
+        return callOwn(static_cast<DMHandle*>(handle), Api::EndTran,
+                       [](DMHandle& any) { return fail(any, "HY092"); });
+      },
+      type, handle, completion);
 }
 
 ZU_API SQLRETURN SQL_API SQLTransact(SQLHENV env, SQLHDBC conn, SQLUSMALLINT completion) {
-  return endTransaction(env, conn, completion, Api::Transact);
+  return traced(
+      "SQLTransact",
+      [&](const auto&...) -> SQLRETURN { return endTransaction(env, conn, completion, Api::Transact); }, env,
+      conn, completion);
 }
 }

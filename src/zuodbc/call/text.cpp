@@ -2,8 +2,6 @@
 
 #include <cstring>
 
-#include "zuodbc/handles/marks.h"
-
 namespace dm {
 namespace {
 
@@ -18,8 +16,7 @@ std::string_view wideUntilZero(const SQLWCHAR* text) {
 CodePage pageOf(const DMConn* conn, Form form) noexcept {
   if (form == Form::Wide) return kUtf16;
   if (form == Form::Utf8 || !conn || !conn->state) return kUtf8;
-  const bool isInternal = form == Form::Internal || isInLibrary();
-  return isInternal && conn->state->isWide ? kUtf8 : conn->state->codePage;
+  return form == Form::Internal && conn->state->isWide ? kUtf8 : conn->state->codePage;
 }
 
 std::string_view bytesOf(const void* text, SQLLEN length, bool isWide, bool inBytes) noexcept {

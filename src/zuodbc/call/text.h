@@ -4,7 +4,7 @@
 //
 // There are four forms:
 //
-//   Narrow     bytes in the code page of the connection. Called by the cursor library, Internal is meant.
+//   Narrow     bytes in the code page of the connection. What the cursor library calls is Internal instead.
 //   Wide       UTF-16
 //   Internal   what the cursor library and the driver manager itself hold: UTF-8 on a connection that is wide
 //              (DMConnState::isWide), else as Narrow
@@ -29,10 +29,14 @@
 #include "zuodbc/call/errors.h"
 #include "zuodbc/call/values.h"
 #include "zuodbc/handles/handles.h"
+#include "zuodbc/handles/marks.h"
 
 namespace dm {
 
 enum class Form : unsigned char { Narrow, Wide, Internal, Utf8 };
+
+// What a trace may show of a text.
+enum class Secrecy : unsigned char { None, ConnectionString, Password };
 
 template <class Length>
 struct TextIn {
@@ -41,8 +45,7 @@ struct TextIn {
   Form form;
   bool inBytes = false;  // the length of a wide text is in bytes, not in characters
   bool isText = true;    // else the value of a field that is no text, which passes as it is
-
-  const SQLCHAR* narrow() const { return static_cast<const SQLCHAR*>(text); }
+  Secrecy secrecy = Secrecy::None;
 };
 
 template <class Length>
@@ -61,37 +64,43 @@ struct StateOut {
   Form form;
 };
 
+// The form of an entry point as its caller uses it.
+inline Form callerForm(Form form) { return form == Form::Narrow && isInLibrary() ? Form::Internal : form; }
 template <class Char>
-inline constexpr Form kFormOf = sizeof(Char) == sizeof(SQLCHAR) ? Form::Narrow : Form::Wide;
+Form callerForm() {
+  return callerForm(sizeof(Char) == sizeof(SQLCHAR) ? Form::Narrow : Form::Wide);
+}
 
 template <class Char, class Length>
-TextIn<Length> textIn(const Char* text, Length length) {
-  return {text, length, kFormOf<Char>};
+TextIn<Length> textIn(const Char* text, Length length, Secrecy secrecy = Secrecy::None) {
+  return {text, length, callerForm<Char>(), false, true, secrecy};
 }
 template <class Char, class Length>
 TextOut<Length> textOut(Char* buffer, Length size, Length* length) {
-  return {buffer, size, length, kFormOf<Char>};
+  return {buffer, size, length, callerForm<Char>()};
 }
 template <class Char>
 StateOut stateOut(Char* buffer) {
-  return {buffer, kFormOf<Char>};
+  return {buffer, callerForm<Char>()};
 }
 
 // The value of a field, which is a text or not; the length of a text is in bytes in both forms.
 template <class Length>
 TextIn<Length> valueIn(Form form, SQLPOINTER value, Length length, bool isText) {
-  return {value, length, form, true, isText};
+  return {value, length, callerForm(form), true, isText, Secrecy::None};
 }
 template <class Length>
 TextOut<Length> valueOut(Form form, SQLPOINTER value, Length size, Length* length, bool isText) {
-  return {value, size, length, form, true, isText};
+  return {value, size, length, callerForm(form), true, isText};
 }
 
 // A text that the driver manager holds. A length that does not fit goes as SQL_NTS.
 template <class Length>
 TextIn<Length> heldIn(const std::string& text, Form form) {
   const auto length = static_cast<Length>(text.size());
-  return {text.c_str(), static_cast<size_t>(length) == text.size() ? length : Length(SQL_NTS), form};
+  return {text.c_str(), static_cast<size_t>(length) == text.size() ? length : Length(SQL_NTS),
+          form,         false,
+          true,         Secrecy::None};
 }
 
 // A buffer of the driver manager's own.

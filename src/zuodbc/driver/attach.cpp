@@ -1,5 +1,7 @@
 #include "zuodbc/driver/attach.h"
 
+#include <strings.h>
+
 #include <algorithm>
 #include <cstdint>
 
@@ -9,6 +11,7 @@
 #include "zuodbc/call/values.h"
 #include "zuodbc/driver/connectionattributes.h"
 #include "zuodbc/driver/driverloading.h"
+#include "zuodbc/sources/datasource.h"
 
 namespace dm {
 namespace {
@@ -92,7 +95,7 @@ void learnAboutDriver(DMConn& conn) {
 }
 
 bool wantsCursorLibrary(DMConn& conn) {
-  switch (conn.state->odbcCursors) {
+  switch (conn.state->configuredCursors.value_or(conn.state->odbcCursors)) {
     case SQL_CUR_USE_ODBC: return true;
     case SQL_CUR_USE_IF_NEEDED:
       return (askNumber<SQLUINTEGER>(conn, SQL_SCROLL_OPTIONS, 0) & SQL_SO_STATIC) == 0;
@@ -131,6 +134,8 @@ SQLRETURN completeConnection(DMConn& conn) {
     if (!conn.state->cursorLibrary)
       return fail(conn, "IM003", "The cursor library could not be loaded: " + why);
     openMessages();
+    const std::string lock = valueOf("ODBC", "CursorLibraryLock");
+    if (strcasecmp(lock.c_str(), "connection") == 0) conn.libraryLock = &conn.ownLibraryLock;
   }
   const SQLRETURN rc = applyKeptAttributes(conn, false);
   conn.state->connected = true;
@@ -155,6 +160,8 @@ void detachDriver(DMConn& conn) noexcept {
   state.driver = nullptr;
   state.cursorLibrary = nullptr;
   state.isWide = false;
+  state.configuredCursors.reset();
+  conn.libraryLock = nullptr;
   state.connected = state.browsing = state.driverKnowsVersion = false;
   state.rowsetSize = 1;
   state.bindType = SQL_BIND_BY_COLUMN;

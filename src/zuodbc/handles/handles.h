@@ -8,6 +8,7 @@
 #include <map>
 #include <memory>
 #include <mutex>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -87,6 +88,8 @@ struct DMConnState {
   DMStmt* openStmt = nullptr;  // whose result `hasOpenResult` tells of; only compared
 
   SQLULEN odbcCursors = SQL_CUR_USE_DRIVER;
+  std::optional<SQLULEN>
+      configuredCursors;  // by the connection string or the data source: goes before `odbcCursors`
   std::string traceFile;
   std::map<SQLINTEGER, dm::KeptAttribute> keptAttributes;
   bool driverKnowsVersion = false;  // the driver took the application's SQL_ATTR_ODBC_VERSION

@@ -13,6 +13,10 @@ std::string_view trimmed(std::string_view text) {
   return text.substr(first, text.find_last_not_of(kBlanks) - first + 1);
 }
 
+bool isSameWord(std::string_view a, std::string_view b) {
+  return a.size() == b.size() && strncasecmp(a.data(), b.data(), a.size()) == 0;
+}
+
 std::string at(size_t offset) {
   return " at byte " + std::to_string(offset + 1) + " of the connection string";
 }
@@ -78,11 +82,18 @@ bool ConnectionString::parse(std::string_view text, std::string& why) {
 
 const std::string* ConnectionString::find(std::string_view keyword) const {
   for (const Attribute& attribute : attributes) {
-    if (attribute.keyword.size() == keyword.size() &&
-        strncasecmp(attribute.keyword.data(), keyword.data(), keyword.size()) == 0)
-      return &attribute.value;
+    if (isSameWord(attribute.keyword, keyword)) return &attribute.value;
   }
   return nullptr;
+}
+
+std::string ConnectionString::without(std::string_view keyword) const {
+  std::string text;
+  for (const Attribute& attribute : attributes) {
+    if (isSameWord(attribute.keyword, keyword)) continue;
+    text += attribute.keyword + '=' + quoteValue(attribute.value) + ';';
+  }
+  return text;
 }
 
 std::string quoteValue(std::string_view value) {

@@ -27,6 +27,9 @@ class ConnectionString {
   // The value of the first attribute with this keyword, or null.
   const std::string* find(std::string_view keyword) const;
 
+  // A connection string of all attributes but those with this keyword.
+  std::string without(std::string_view keyword) const;
+
   const std::vector<Attribute>& all() const { return attributes; }
 
  private:

@@ -54,6 +54,12 @@ std::string driverOfDataSource(const std::string& dataSource) {
   return readValue(reader, dataSource, "Driver", kDataSourceFile);
 }
 
+std::string valueOf(const std::string& section, const char* key) {
+  if (section.empty()) return {};
+  ProfileReader reader;
+  return readValue(reader, section, key, kDataSourceFile);
+}
+
 std::string libraryOfDriver(const std::string& driver) {
   if (driver.find('/') != std::string::npos) return driver;
   ProfileReader reader;
