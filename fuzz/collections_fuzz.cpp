@@ -54,7 +54,7 @@ void step(ZuArray& array, Items& model, Items& strays, Input& in) {
     model.insert(work < 2 ? model.end() : at, new Item(0));
     demand((work < 2 ? array.add(model.back()) : array.addAtIndex(model[i], i)) == 0);
   } else if (work == 4) {
-    demand(array.resize(n + in(40), 1) == 0);
+    demand(array.resize(n + 1 + in(40), 1) == 0);  // one that doubles stays empty from size 0 on
   } else if (work == 5 && i && n - i < 3) {
     strays.insert(strays.end(), at, model.end());
     model.resize(i);
