@@ -39,9 +39,10 @@ TEST_F(Descriptors, UnderACursorOnlyAddressesChange) {
   ASSERT_SQL(SQL_SUCCESS, stmt, stmt.execute("select"));
   ASSERT_SQL(SQL_SUCCESS, stmt, SQLFetchScroll(stmt, SQL_FETCH_NEXT, 0));
   SQLHDESC ard = descriptor(stmt, SQL_ATTR_APP_ROW_DESC);
-  for (SQLSMALLINT fixed : {SQL_DESC_CONCISE_TYPE, SQL_DESC_TYPE, SQL_DESC_OCTET_LENGTH, SQL_DESC_SCALE})
+  for (const SQLSMALLINT fixed :
+       {SQL_DESC_CONCISE_TYPE, SQL_DESC_TYPE, SQL_DESC_OCTET_LENGTH, SQL_DESC_SCALE})
     expectRefused("HY011", ard, set(ard, 1, fixed, SQLULEN{4}));
-  for (SQLSMALLINT fixed :
+  for (const SQLSMALLINT fixed :
        {SQL_DESC_ARRAY_SIZE, SQL_DESC_BIND_TYPE, SQL_DESC_COUNT, SQL_DESC_ARRAY_STATUS_PTR})
     expectRefused("HY011", ard, set(ard, 0, fixed, SQLULEN{1}));
   expectRefused("HY011", ard, set(ard, 2, SQL_DESC_DATA_PTR, &other));  // no such binding
@@ -76,7 +77,7 @@ TEST_F(Descriptors, RecordsComeAndGo) {
     EXPECT_EQ(nullptr, object(stmt).ard->bindList);
     return bound;
   });
-  for (SQLSMALLINT column : {1, 2, 3})
+  for (const SQLSMALLINT column : {1, 2, 3})
     EXPECT_EQ(SQL_SUCCESS, set(ard, column, SQL_DESC_DATA_PTR, &cells[column]));
   EXPECT_EQ(SQL_SUCCESS, set(ard, 0, SQL_DESC_COUNT, SQLULEN{2}));
   EXPECT_EQ(nullptr, FindBindInfo(object(stmt).ard, 3));
@@ -107,7 +108,7 @@ TEST_F(Descriptors, TheHeaderAndTheBookmarkRecordAreTheLibrarysOwn) {
   SQLLEN cell = 0;
   expectField(SQLSMALLINT{SQL_C_DEFAULT}, ard, 0, SQL_DESC_CONCISE_TYPE);
   const int calls = script.count("SQLSetDescField");
-  for (SQLSMALLINT number : {SQL_DESC_LENGTH, SQL_DESC_OCTET_LENGTH}) {
+  for (const SQLSMALLINT number : {SQL_DESC_LENGTH, SQL_DESC_OCTET_LENGTH}) {
     expectRefused("HY090", ard, set(ard, 0, number, SQLULEN{8}));
     EXPECT_EQ(SQL_SUCCESS, set(ard, 0, number, SQLULEN{0}));
     EXPECT_EQ(SQL_SUCCESS, set(ard, 0, number, SQLULEN{4}));

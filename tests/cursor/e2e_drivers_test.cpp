@@ -116,7 +116,7 @@ TEST(CursorChoice, DecidesWhoScrolls) {
           SQLUINTEGER{SQL_CA1_NEXT | SQL_CA1_ABSOLUTE | SQL_CA1_RELATIVE};
     }
     const ScriptedDriver driver(ScriptedVariant::Odbc3, script);
-    OdbcConnection connection(driver.connectionString(), one.choice);
+    const OdbcConnection connection(driver.connectionString(), one.choice);
     OdbcStatement stmt(connection);
     stmt.set(SQL_ATTR_CURSOR_TYPE, SQL_CURSOR_STATIC);  // this driver refuses it, whatever it said
     Rowset rows(stmt, 2);

@@ -16,14 +16,14 @@
 
 namespace {
 
-constexpr int ROWS = 3000;  // of some 90 bytes: several times the memory of the cache
-constexpr int SIZE = 20;
+constexpr int kRows = 3000;  // of some 90 bytes: several times the memory of the cache
+constexpr int kSize = 20;
 
 class RowCacheTest : public EntryTest {
  protected:
   RowCacheTest() : setting("ODBCTMPDIR", scratch.path().c_str()) {
-    script.answers["select"] = scriptedRows(ROWS);
-    stmt.makeScrollable(SIZE);
+    script.answers["select"] = scriptedRows(kRows);
+    stmt.makeScrollable(kSize);
     EXPECT_SQL(SQL_SUCCESS, stmt, stmt.setName("c"));
     EXPECT_SQL(SQL_SUCCESS, stmt, stmt.execute("select id, name from t"));
   }
@@ -31,7 +31,7 @@ class RowCacheTest : public EntryTest {
 
   void expectAt(SQLLEN row) {
     EXPECT_SQL(SQL_SUCCESS, stmt, rows.fetch(SQL_FETCH_ABSOLUTE, row));
-    EXPECT_EQ(rowTexts(static_cast<int>(row), static_cast<int>(row + SIZE - 1)), rows.text());
+    EXPECT_EQ(rowTexts(static_cast<int>(row), static_cast<int>(row + kSize - 1)), rows.text());
   }
   void expectError(SQLLEN row, int message) {
     EXPECT_SQL(SQL_ERROR, stmt, rows.fetch(SQL_FETCH_ABSOLUTE, row));
@@ -40,7 +40,7 @@ class RowCacheTest : public EntryTest {
   void expectUsable() {
     EXPECT_SQL(SQL_SUCCESS, stmt, SQLFreeStmt(stmt, SQL_CLOSE));
     ASSERT_SQL(SQL_SUCCESS, stmt, stmt.execute("select id, name from t"));
-    expectAt(ROWS - SIZE + 1);
+    expectAt(kRows - kSize + 1);
     expectAt(1);
   }
 
@@ -60,7 +60,7 @@ class RowCacheTest : public EntryTest {
   ScratchDirectory scratch;
   EnvironmentSetting setting;
   OdbcStatement stmt{conn};
-  Rowset rows{stmt, SIZE};
+  Rowset rows{stmt, kSize};
 };
 
 // Limits the size of files for a scope; with a signal that would end the program.
@@ -81,8 +81,8 @@ class FileSizeLimit {
 
 TEST_F(RowCacheTest, GoesBackToTheSameRows) {
   std::mt19937 random(1);
-  for (SQLLEN last = 100; last <= ROWS; last += 290)  // the tail is evicted and appended to again
-    for (int i = 0; i < 20; ++i) expectAt(1 + static_cast<SQLLEN>(random()) % (last - SIZE));
+  for (SQLLEN last = 100; last <= kRows; last += 290)  // the tail is evicted and appended to again
+    for (int i = 0; i < 20; ++i) expectAt(1 + static_cast<SQLLEN>(random()) % (last - kSize));
   EXPECT_TRUE(scratch.files().empty());
   struct stat facts {};
   ASSERT_EQ(0, stat(file().c_str(), &facts));
@@ -90,7 +90,7 @@ TEST_F(RowCacheTest, GoesBackToTheSameRows) {
   EXPECT_EQ(0u, facts.st_nlink);
   EXPECT_EQ(0, facts.st_size % 4096);
   EXPECT_SQL(SQL_SUCCESS, stmt, rows.fetch(SQL_FETCH_LAST));
-  EXPECT_EQ(ROWS + 1, script.count("SQLFetch"));  // the driver only moves forward
+  EXPECT_EQ(kRows + 1, script.count("SQLFetch"));  // the driver only moves forward
 }
 
 TEST_F(RowCacheTest, ARowLongerThanABlock) {
@@ -118,11 +118,11 @@ TEST_F(RowCacheTest, ARowThatIsPinnedStaysAndTheOthersGo) {
   EXPECT_SQL(SQL_NEED_DATA, change, change.execute("update t set name = ? where current of c"));
   SQLPOINTER token;
   EXPECT_SQL(SQL_NEED_DATA, change, SQLParamData(change, &token));
-  expectAt(ROWS - SIZE + 1);
+  expectAt(kRows - kSize + 1);
   {
     FaultAllocator faults;
     faults.failFrom(1);  // all blocks that there will be are there
-    for (SQLLEN row = 1; row < ROWS - SIZE; row += 401)
+    for (SQLLEN row = 1; row < kRows - kSize; row += 401)
       ASSERT_EQ(SQL_SUCCESS, rows.fetch(SQL_FETCH_ABSOLUTE, row));
     rows.fetch(SQL_FETCH_ABSOLUTE, 3);
   }
@@ -143,19 +143,19 @@ TEST_F(RowCacheTest, NoDirectoryForTheFile) {
 // Nothing is lost while the disk is full: rows on file and in memory can be read, and the row that could not
 // be stored comes again.
 TEST_F(RowCacheTest, TheDiskIsFull) {
-  expectAt(ROWS / 2);
-  for (SQLLEN row = 1; row < ROWS / 2; row += SIZE) expectAt(row);
+  expectAt(kRows / 2);
+  for (SQLLEN row = 1; row < kRows / 2; row += kSize) expectAt(row);
   {
     const FileSizeLimit limit(40000);
-    expectError(ROWS - SIZE + 1, clmsg::TempFileWrite);
-    for (SQLLEN row = 1; row < ROWS / 2; row += SIZE) expectAt(row);
+    expectError(kRows - kSize + 1, clmsg::TempFileWrite);
+    for (SQLLEN row = 1; row < kRows / 2; row += kSize) expectAt(row);
   }
-  for (SQLLEN row = 1; row < ROWS; row += SIZE) expectAt(row);
+  for (SQLLEN row = 1; row < kRows; row += kSize) expectAt(row);
   expectUsable();
 }
 
 TEST_F(RowCacheTest, TheFileIsCutOrChanged) {
-  expectAt(ROWS - SIZE + 1);
+  expectAt(kRows - kSize + 1);
   const int fd = open(file().c_str(), O_RDWR);
   ASSERT_NE(-1, fd);
   char byte = 0;
@@ -166,7 +166,7 @@ TEST_F(RowCacheTest, TheFileIsCutOrChanged) {
   ASSERT_EQ(0, ftruncate(fd, 9000));
   close(fd);
   expectError(700, clmsg::TempFileRead);
-  expectAt(ROWS - SIZE + 1);  // what is in memory is still there
+  expectAt(kRows - kSize + 1);  // what is in memory is still there
   expectError(900, clmsg::TempFileRead);
   expectUsable();
 }

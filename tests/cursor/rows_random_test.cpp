@@ -10,10 +10,10 @@
 
 namespace {
 
-constexpr SQLLEN MOST_ROWS = 6;  // in a row set
-constexpr SQLLEN NAME_SIZE = 8;
-constexpr SQLLEN STRIDE = 64;  // of a row in row-wise binding
-constexpr SQLLEN ROOM = 1024;
+constexpr SQLLEN kMostRows = 6;  // in a row set
+constexpr SQLLEN kNameSize = 8;
+constexpr SQLLEN kStride = 64;  // of a row in row-wise binding
+constexpr SQLLEN kRoom = 1024;
 
 using Memory = std::vector<unsigned char>;
 
@@ -41,7 +41,7 @@ struct DriverModel {
   size_t position = 0;
   bool pending = false, cancelled = false;
   SQLINTEGER id = 0;
-  char name[NAME_SIZE] = "";
+  char name[kNameSize] = "";
   SQLLEN cells[2] = {};
 
   Fetched fetch() {
@@ -58,16 +58,16 @@ struct DriverModel {
     if (row.values[1]) {
       const std::string& text = *row.values[1];
       cells[1] = static_cast<SQLLEN>(text.size());
-      name[text.copy(name, NAME_SIZE - 1)] = '\0';
+      name[text.copy(name, kNameSize - 1)] = '\0';
     }
     if (!row.sqlstate.empty()) return {row.rc, row.sqlstate};
-    return cells[1] >= NAME_SIZE ? Fetched{SQL_SUCCESS_WITH_INFO, "01004"} : Fetched{SQL_SUCCESS, ""};
+    return cells[1] >= kNameSize ? Fetched{SQL_SUCCESS_WITH_INFO, "01004"} : Fetched{SQL_SUCCESS, ""};
   }
 };
 
 struct StoredRow {
   SQLINTEGER id;
-  char name[NAME_SIZE];
+  char name[kNameSize];
   SQLLEN cells[2];
   SQLUSMALLINT status;
 };
@@ -128,8 +128,8 @@ class Model {
   SQLULEN numberOf(SQLSETPOSIROW place) const { return static_cast<SQLULEN>(at) + place; }
 
   SQLULEN count = 77;
-  std::vector<SQLUSMALLINT> statuses = std::vector<SQLUSMALLINT>(MOST_ROWS, 99);
-  Memory memory = Memory(ROOM, 0xAA);
+  std::vector<SQLUSMALLINT> statuses = std::vector<SQLUSMALLINT>(kMostRows, 99);
+  Memory memory = Memory(kRoom, 0xAA);
   std::vector<Column> columns;  // the bookmark, the id, the name
   SQLLEN bindOffset = 0;
   bool setUpStops = false;  // the driver is still describing a column
@@ -276,7 +276,7 @@ class RandomRows : public EntryTest {
  protected:
   int pick(int below) { return static_cast<int>(random() % static_cast<unsigned>(below)); }
   bool oneIn(int n) { return pick(n) == 0; }
-  SQLLEN pickSize() { return oneIn(3) ? 1 : 1 + pick(MOST_ROWS); }
+  SQLLEN pickSize() { return oneIn(3) ? 1 : 1 + pick(kMostRows); }
   RandomRows() : EntryTest(GetParam()) {}
 
   void makeResult(DriverModel& driver) {
@@ -305,15 +305,16 @@ class RandomRows : public EntryTest {
   std::vector<Column> bind(SQLHSTMT stmt, Memory& memory, bool byRow) {
     std::vector<Column> columns;
     const SQLSMALLINT types[] = {SQL_C_VARBOOKMARK, SQL_C_SLONG, SQL_C_CHAR};
-    const SQLLEN sizes[] = {8, 4, NAME_SIZE};
+    const SQLLEN sizes[] = {8, 4, kNameSize};
     SQLLEN top = 0;
     const SQLHDESC ard = descriptor(stmt, SQL_ATTR_APP_ROW_DESC);
     for (SQLUSMALLINT c = 0; c < 3; ++c) {
       const auto take = [&](SQLLEN size) {
-        return std::exchange(top, top + (byRow ? 8 : size * (MOST_ROWS + 2)));
+        return std::exchange(top, top + (byRow ? 8 : size * (kMostRows + 2)));
       };
       const bool cells = c == 0 || !oneIn(4);
-      Column column{take(sizes[c]), sizes[c], byRow ? STRIDE : sizes[c], -1, -1, byRow ? STRIDE : SQLLEN{8}};
+      Column column{
+          take(sizes[c]), sizes[c], byRow ? kStride : sizes[c], -1, -1, byRow ? kStride : SQLLEN{8}};
       if (cells) column.length = column.indicator = take(8);
       EXPECT_EQ(SQL_SUCCESS,
                 SQLBindCol(stmt, c, types[c], &memory[static_cast<size_t>(column.data)], sizes[c],
@@ -339,16 +340,16 @@ void RandomRows::run() {
   makeResult(driver);
   const bool scrolls = !oneIn(3), extended = oneIn(3), byRow = oneIn(2);
   SQLLEN size = pickSize(), offset = 0, bookmark = 1;
-  Memory memory(ROOM, 0xAA);
+  Memory memory(kRoom, 0xAA);
   SQLULEN count = 77;
-  std::vector<SQLUSMALLINT> statuses(MOST_ROWS, 99);
+  std::vector<SQLUSMALLINT> statuses(kMostRows, 99);
 
   OdbcStatement stmt(conn);
   const SQLINTEGER sizeAttribute = extended ? SQL_ROWSET_SIZE : SQL_ATTR_ROW_ARRAY_SIZE;
   stmt.set(SQL_ATTR_CURSOR_TYPE, scrolls ? SQL_CURSOR_STATIC : SQL_CURSOR_FORWARD_ONLY);
   stmt.set(SQL_ATTR_USE_BOOKMARKS, SQL_UB_VARIABLE);
   stmt.set(SQL_ATTR_FETCH_BOOKMARK_PTR, &bookmark);
-  stmt.set(SQL_ATTR_ROW_BIND_TYPE, byRow ? STRIDE : SQL_BIND_BY_COLUMN);
+  stmt.set(SQL_ATTR_ROW_BIND_TYPE, byRow ? kStride : SQL_BIND_BY_COLUMN);
   stmt.set(SQL_ATTR_ROW_BIND_OFFSET_PTR, &offset);
   stmt.set(SQL_ATTR_ROWS_FETCHED_PTR, &count);
   stmt.set(SQL_ATTR_ROW_STATUS_PTR, statuses.data());
@@ -371,7 +372,7 @@ void RandomRows::run() {
       if (step && oneIn(5))
         stmt.set(sizeAttribute, static_cast<SQLULEN>(size = pickSize())), model.resize(size);
       if (oneIn(6)) SQLCancel(stmt);  // with nothing to cancel
-      offset = model.bindOffset = byRow ? pick(2) * STRIDE : pick(2) * 16;
+      offset = model.bindOffset = byRow ? pick(2) * kStride : pick(2) * 16;
       const SQLSMALLINT directions[] = {SQL_FETCH_NEXT,    SQL_FETCH_FIRST,    SQL_FETCH_LAST,
                                         SQL_FETCH_PRIOR,   SQL_FETCH_ABSOLUTE, SQL_FETCH_RELATIVE,
                                         SQL_FETCH_BOOKMARK};

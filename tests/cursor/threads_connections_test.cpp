@@ -9,10 +9,10 @@
 
 namespace {
 
-constexpr int COUNT = 800;
-constexpr int SIZE = 4;
+constexpr int kCount = 800;
+constexpr int kSize = 4;
 
-// Scrolls up and down a result of COUNT rows, and updates some on the way, each time from a new cursor. What
+// Scrolls up and down a result of kCount rows, and updates some on the way, each time from a new cursor. What
 // went wrong first, or nothing.
 std::string scrollAround(OdbcConnection& connection) {
   for (int round = 0; round < 3; ++round) {
@@ -20,14 +20,14 @@ std::string scrollAround(OdbcConnection& connection) {
     OdbcStatement writer(connection);
     stmt.makeScrollable();
     EXPECT_SQL(SQL_SUCCESS, stmt, stmt.setName("C1"));
-    Rowset rows(stmt, SIZE, 200);
+    Rowset rows(stmt, kSize, 200);
     if (!SQL_SUCCEEDED(stmt.execute("select id, name from t"))) return stmt.why();
     if (rows.fetch(SQL_FETCH_LAST) != SQL_SUCCESS) return stmt.why();
-    if (rows.text() != rowTexts(COUNT - SIZE + 1, COUNT)) return rows.text();
+    if (rows.text() != rowTexts(kCount - kSize + 1, kCount)) return rows.text();
     for (int i = 0; i < 60; ++i) {
-      const int first = 1 + i * 37 % (COUNT - SIZE);
+      const int first = 1 + i * 37 % (kCount - kSize);
       if (rows.fetch(SQL_FETCH_ABSOLUTE, first) != SQL_SUCCESS) return stmt.why();
-      if (rows.text() != rowTexts(first, first + SIZE - 1)) return rows.text();
+      if (rows.text() != rowTexts(first, first + kSize - 1)) return rows.text();
     }
     if (writer.execute("update t set id = id where current of C1") != SQL_SUCCESS) return writer.why();
     if (rows.fetch(SQL_FETCH_RELATIVE, 0) != SQL_SUCCESS) return stmt.why();
@@ -38,7 +38,7 @@ std::string scrollAround(OdbcConnection& connection) {
 
 TEST(ThreadsOfTwoConnections, ScrollOverTwoDrivers) {
   DriverScript script;
-  script.answers["select"] = scriptedRows(COUNT);
+  script.answers["select"] = scriptedRows(kCount);
   const ScriptedDriver two(ScriptedVariant::Odbc2, script);
   const ScratchDirectory directory;
   const std::string sqlite = SqliteFixture::connectionString(directory);
@@ -46,7 +46,7 @@ TEST(ThreadsOfTwoConnections, ScrollOverTwoDrivers) {
     OdbcConnection connection(sqlite);
     connection.run("create table t (id integer, name varchar(40))");
     connection.run("with recursive g(i) as (select 1 union all select i + 1 from g where i < " +
-                   std::to_string(COUNT) + ") insert into t select i, 'row ' || i from g");
+                   std::to_string(kCount) + ") insert into t select i, 'row ' || i from g");
   }
   std::vector<std::thread> threads;
   for (const std::string& where : {two.connectionString(), sqlite}) {
