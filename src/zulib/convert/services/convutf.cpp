@@ -5,14 +5,14 @@
 
 #include <algorithm>
 
-#include "zulib/convert/internal/asciirun.h"
+#include "zulib/convert/internal/blocks.h"
 #include "zulib/convert/services/oxunicode.h"
 #include "zulib/text/strcopy.h"
 
 namespace {
 
 constexpr long kMostBytes = 4;  // of a character of UTF-8
-constexpr long kMostUnits = 2;  // and of UTF-16
+constexpr long kAscii = 8;      // bytes of ASCII that are taken at once
 
 constexpr bool isSurrogate(UChar32 c) { return (c & ~0x7FF) == 0xD800; }
 
@@ -29,23 +29,19 @@ UChar32 decodeSlowly(const unsigned char*& s, const unsigned char* end) {
   return c;
 }
 
-// The same where at least four bytes can be read.
-UChar32 decode(const unsigned char*& s, const unsigned char* end) {
-  const unsigned lead = s[0];
+// Whether the bytes at `s`, which is not ASCII, are one whole character of three bytes; of two.
+bool isThree(const unsigned char* s, UChar32& c) {
+  const unsigned lead = s[0] - 0xE0U;
   const unsigned second = s[1] ^ 0x80U;
-  if (lead >= 0xC2 && lead < 0xE0 && second < 0x40) {
-    s += 2;
-    return static_cast<UChar32>((lead & 0x1F) << 6 | second);
-  }
   const unsigned third = s[2] ^ 0x80U;
-  if (lead >= 0xE0 && lead < 0xF0 && second < 0x40 && third < 0x40) {
-    const auto c = static_cast<UChar32>((lead & 0xF) << 12 | second << 6 | third);
-    if (c >= 0x800 && !isSurrogate(c)) {
-      s += 3;
-      return c;
-    }
-  }
-  return decodeSlowly(s, end);
+  c = static_cast<UChar32>(lead << 12 | second << 6 | third);
+  return lead < 0x10 && (second | third) < 0x40 && c >= 0x800 && !isSurrogate(c);
+}
+bool isTwo(const unsigned char* s, UChar32& c) {
+  const unsigned lead = s[0] - 0xC2U;
+  const unsigned second = s[1] ^ 0x80U;
+  c = static_cast<UChar32>((lead + 2) << 6 | second);
+  return lead < 0x1E && second < 0x40;
 }
 
 // What a malformed sequence from `start` to `after` means, and the place that is reported for it.
@@ -59,13 +55,13 @@ UErrorCode classify(const unsigned char* start, const unsigned char*& after, con
 long countUnits(const unsigned char* s, const unsigned char* end, UErrorCode* err) {
   long units = 0;
   while (s < end) {
-    if (end - s >= static_cast<long>(zuconvert::kAsciiBlock) && zuconvert::isAsciiBlock(s)) {
-      s += zuconvert::kAsciiBlock;
-      units += zuconvert::kAsciiBlock;
+    if (end - s >= kAscii && zuconvert::isAscii8(s)) {
+      s += kAscii;
+      units += kAscii;
       continue;
     }
     const unsigned char* start = s;
-    const UChar32 c = end - s >= kMostBytes && *s >= 0x80 ? decode(s, end) : decodeSlowly(s, end);
+    const UChar32 c = decodeSlowly(s, end);
     if (c < 0) {
       *err = classify(start, s, end);
       return 0;
@@ -75,28 +71,42 @@ long countUnits(const unsigned char* s, const unsigned char* end, UErrorCode* er
   return units;
 }
 
-// Decodes while characters fit whole and four bytes can be read; the rest is left to the caller.
-UErrorCode decodeRun(const unsigned char*& s, const unsigned char* end, unsigned short*& out,
+// Decodes while there are eight bytes and eight units; the rest is left to the caller.
+UErrorCode decodeRun(const unsigned char*& from, const unsigned char* end, unsigned short*& to,
                      const unsigned short* limit) {
-  while (end - s >= kMostBytes && limit - out >= kMostUnits) {
+  const unsigned char* s = from;
+  unsigned short* out = to;
+  UErrorCode status = U_ZERO_ERROR;
+  while (end - s >= kAscii && limit - out >= kAscii) {
+    UChar32 c;
     if (*s < 0x80) {
-      const unsigned long n =
-          zuconvert::copyAscii(out, s, static_cast<unsigned long>(std::min<long>(end - s, limit - out)));
-      s += n;
-      out += n;
-      continue;
-    }
-    const unsigned char* start = s;
-    const UChar32 c = decode(s, end);
-    if (c < 0) return classify(start, s, end);
-    if (c < 0x10000) {
+      if (zuconvert::isAscii8(s)) {
+        for (long i = 0; i < kAscii; ++i) out[i] = s[i];
+        s += kAscii;
+        out += kAscii;
+      } else {
+        *out++ = *s++;
+      }
+    } else if (isThree(s, c)) {
       *out++ = static_cast<unsigned short>(c);
+      s += 3;
+    } else if (isTwo(s, c)) {
+      *out++ = static_cast<unsigned short>(c);
+      s += 2;
     } else {
+      const unsigned char* const start = s;
+      c = decodeSlowly(s, end);
+      if (c < 0) {
+        status = classify(start, s, end);
+        break;
+      }
       *out++ = U16_LEAD(c);
       *out++ = U16_TRAIL(c);
     }
   }
-  return U_ZERO_ERROR;
+  from = s;
+  to = out;
+  return status;
 }
 
 // Both ends of a transcoding: the terminator, and what is left to say about the room.

@@ -8,7 +8,7 @@
 #include <cstdint>
 #include <cstring>
 
-#include "zulib/convert/internal/asciirun.h"
+#include "zulib/convert/internal/blocks.h"
 #include "zulib/convert/services/oxunicode.h"
 #include "zulib/runtime/ram.h"
 #include "zulib/text/strcopy.h"

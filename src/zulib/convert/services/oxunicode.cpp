@@ -7,6 +7,7 @@
 #include <climits>
 #include <cstring>
 
+#include "zulib/convert/internal/blocks.h"
 #include "zulib/convert/internal/icuconverter.h"
 #include "zulib/runtime/ram.h"
 #include "zulib/text/strcopy.h"
@@ -66,21 +67,7 @@ long oxAsciiLenOfUnicodeStr(const unsigned short* text, long length, UConverter*
 }
 
 void oxUCS2Swap(void* dst, const void* src, unsigned long count) {
-  auto* to = static_cast<unsigned char*>(dst);
-  const auto* from = static_cast<const unsigned char*>(src);
-  // 16 bytes at a time, for the benchmark row "ucs-2 swap".
-  typedef unsigned short Units __attribute__((vector_size(16)));
-  for (; count >= 8; count -= 8, to += sizeof(Units), from += sizeof(Units)) {
-    Units units;
-    std::memcpy(&units, from, sizeof units);
-    units = units << 8 | units >> 8;
-    std::memcpy(to, &units, sizeof units);
-  }
-  for (; count > 0; --count, to += 2, from += 2) {
-    const unsigned char first = from[0];
-    to[0] = from[1];
-    to[1] = first;
-  }
+  zuconvert::swapUnits(static_cast<unsigned char*>(dst), static_cast<const unsigned char*>(src), count);
 }
 
 std::uint32_t UTF16CharFromUTF8Char(std::uint32_t codePoint) {
