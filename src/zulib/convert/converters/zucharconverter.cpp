@@ -193,7 +193,7 @@ int ZuCharConverter::convert() {
 // ---- One code page: bytes are copied, and what a buffer's end cuts is held back.
 
 int ZuCharConverter::convertSame() {
-  if (makeValidationBuffer()) return 1;
+  if (nullTerminate && makeValidationBuffer()) return 1;
   unsigned long inBuffer = 0;  // bytes that this call has put into the present buffer
   if (pendingCount > 0) {
     if (room() < pendingCount) return handOverSame(0, 1, false);

@@ -67,6 +67,7 @@ class ZU_API CharacterConverter {
   long getLastCodePage() const { return lastCodePage; }
 
  private:
+  [[gnu::noinline]] int findHandle(long codePage, UConverter** handle);
   UConverter* openInto(long codePage);
   UConverter* openInto(const unsigned char*& name, unsigned long length);
   bool prepare(UConverter* handle);
