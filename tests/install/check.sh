@@ -229,4 +229,15 @@ output=$("$scratch/sqltree/zusqltree" tests/language/data/sql.bnf 'SELECT a FROM
 expected NULL' ] || fail "zusqltree printed: $output"
 pass "the tree of a statement"
 
+# The driver over PostgreSQL's protocol, by the package alone, loaded and refused by a port that nobody listens on.
+cmake -S drivers/pgwire -B "$scratch/pgwire" -G Ninja -DCMAKE_PREFIX_PATH="$scratch/prefix" >/dev/null
+cmake --build "$scratch/pgwire" >/dev/null || fail "drivers/pgwire does not build"
+cmake --install "$scratch/pgwire" --prefix "$scratch/prefix" >/dev/null
+driver=$(find "$scratch/prefix" -name libzupgwire.so)
+nm -D --defined-only "$driver" | grep ' [TDBRVW] ' | grep -v ' SQL' >/dev/null && fail "the driver exports more than ODBC"
+output=$(in_english "$scratch/scroll/scroll" --connect "Driver=$driver;Server=127.0.0.1;Port=1;UID=me" --sql "select 1") &&
+  fail "a closed port is no error of the driver"
+grep -q '08S01.*The connection to the server could not be made' <<<"$output" || fail "the driver reported: $output"
+pass "the driver over PostgreSQL's protocol"
+
 echo "$passed passed, 0 failed"

@@ -175,7 +175,7 @@ int logIn(Session& session, const Settings& settings) {
       session.open(address.view(), settings.logStream)) {
     return 1;
   }
-  session.setConnectionWait(settings.loginWait);
+  session.setConnectionWait(settings.loginWait, Issue::LoginTimedOut);
   if (!Login(session, settings).run()) {
     session.setConnectionWait(0);
     return 0;

@@ -57,16 +57,22 @@ CatalogQuery& CatalogQuery::typeTable() {
 CatalogQuery& CatalogQuery::typeColumns(std::string_view modifier, std::string_view size,
                                         std::string_view length, std::string_view scale,
                                         std::string_view radix) {
-  const auto sizeOf = [&](std::string_view fixed) {
-    add("CASE coalesce(tt.kind, 'C') WHEN 'N' THEN CASE WHEN ").add(modifier).add(" >= 4 THEN ((");
+  // A size by the modifier where the type has one, else the table's.
+  const auto addSize = [&](std::string_view fixed) -> CatalogQuery& {
+    add("(CASE coalesce(tt.kind, 'C') WHEN 'N' THEN CASE WHEN ").add(modifier).add(" >= 4 THEN ((");
     add(modifier).add(" - 4) >> 16) ELSE 28 END WHEN 'C' THEN CASE WHEN ").add(modifier).add(" >= 4 THEN ");
     add(modifier).add(" - 4 ELSE ").number(stmt.conn.settings.textSize).add(" END WHEN 'B' THEN ");
-    return &number(stmt.conn.settings.textSize).add(" ELSE ").add(fixed).add(" END");
+    return number(stmt.conn.settings.textSize).add(" ELSE ").add(fixed).add(" END)::int4 AS \"");
   };
   add("coalesce(tt.sqltype, ").number(SQL_LONGVARCHAR).add(")::int2 AS \"DATA_TYPE\", ");
-  add("format_type(t.oid, NULL)::varchar(63) AS \"TYPE_NAME\", (");
-  sizeOf("tt.size")->add(")::int4 AS \"").add(size).add("\", (");
-  sizeOf("tt.octets")->add(")::int4 AS \"").add(length).add("\", (CASE tt.kind WHEN 'N' THEN CASE WHEN ");
+  add("format_type(t.oid, NULL)::varchar(63) AS \"TYPE_NAME\", ");
+  Text timed;  // of a date and time: 8 or 19 characters, and a fraction with its point
+  failed = failed ||
+           timed.append("CASE WHEN tt.kind = 'D' THEN CASE tt.size WHEN 8 THEN 8 ELSE 19 END + CASE ") ||
+           timed.append(modifier) || timed.append(" WHEN 0 THEN 0 WHEN -1 THEN 7 ELSE 1 + ") ||
+           timed.append(modifier) || timed.append(" END ELSE tt.size END");
+  addSize(timed.view()).add(size).add("\", ");
+  addSize("tt.octets").add(length).add("\", (CASE tt.kind WHEN 'N' THEN CASE WHEN ");
   add(modifier).add(" >= 4 THEN (").add(modifier).add(" - 4) & 2047 ELSE 6 END WHEN 'D' THEN CASE WHEN ");
   add(modifier)
       .add(" BETWEEN 0 AND 6 THEN ")

@@ -84,7 +84,11 @@ int sendSimple(Statement& stmt, std::string_view sql) {
   return out.begin('Q') || out.text(sql) || out.end() || stmt.replies.start(1);
 }
 
+// The columns are known before the server has done any work: what comes next tells whether it succeeds.
 SQLRETURN openRows(Statement& stmt) {
+  const Message* message = stmt.replies.peek();
+  if (!message) return SQL_ERROR;
+  if (message->type == 'E') return takeError(stmt, *stmt.replies.next());
   stmt.stage = Stage::Cursor;
   return codeOf(stmt.fields.resize(stmt.columns.records.size()));
 }

@@ -163,8 +163,8 @@ class Translator {
     if (++depth > kDeepest || replaceToken("")) return fail(Issue::BadEscape);
     next();
     if (isWord("fn")) {
-      if (replaceToken("")) return 1;
       next();
+      copied = begin();
       if (function()) return 1;
     } else {
       const auto* word =

@@ -9,7 +9,7 @@ namespace pgwire {
 
 namespace {
 
-using Wide = unsigned __int128;
+__extension__ using Wide = unsigned __int128;
 constexpr int kMostDigits = 38;  // every number of 38 digits fits 128 bits
 
 // A decimal text taken apart: digits without a point, and how many of them come after the point.

@@ -87,7 +87,7 @@ void Replies::abandon() {
 
 void Replies::discard() {
   while (!isDone()) {
-    if (spool) {
+    if (spool || !session.isAlive()) {
       abandon();
     } else if (!next()) {
       return;

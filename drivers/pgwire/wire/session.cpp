@@ -109,7 +109,7 @@ int Session::onTimeout() {
     }
   }
   lose();
-  return fail(Issue::ServerSilent);
+  return fail(silence);
 }
 
 int Session::next(Message& message) {

@@ -14,6 +14,7 @@
 #include <string_view>
 
 #include "base/array.h"
+#include "base/errors.h"
 #include "wire/message.h"
 #include "wire/request.h"
 #include "wire/transport.h"
@@ -56,7 +57,11 @@ class Session {
   int reportNonsense();
 
   // Seconds: a wait for a reply that is longer ends the session; 0 for no limit.
-  void setConnectionWait(uint32_t seconds) { connectionWait = seconds; }
+  // `silence` is what is then recorded.
+  void setConnectionWait(uint32_t seconds, Issue silenceIssue = Issue::ServerSilent) {
+    connectionWait = seconds;
+    silence = silenceIssue;
+  }
   // From now on a reply that takes longer makes the driver cancel the statement; 0 for no limit.
   void startQueryTimer(uint32_t seconds);
 
@@ -84,6 +89,7 @@ class Session {
   uint32_t serverProcess = 0;
   uint32_t cancelKey = 0;
   uint32_t connectionWait = 0;
+  Issue silence = Issue::ServerSilent;
   uint32_t queryWait = 0;
   bool queryCancelled = false;  // because its time was over
 };
