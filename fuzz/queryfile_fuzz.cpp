@@ -28,14 +28,18 @@ std::string plain(const ZuSubString& view) {
 
 // A directory that goes with the process.
 struct Scratch {
-  Scratch() { demand(mkdtemp(directory) != nullptr); }
   ~Scratch() {
     for (const std::string& file : {in, out}) unlink(file.c_str());
-    rmdir(directory);
+    rmdir(directory.c_str());
   }
-  char directory[32] = "/tmp/zuqueryfuzzXXXXXX";
-  const std::string in = std::string(directory) + "/in";
-  const std::string out = std::string(directory) + "/out";
+  static std::string make() {
+    char pattern[] = "/tmp/zuqueryfuzzXXXXXX";
+    demand(mkdtemp(pattern) != nullptr);
+    return pattern;
+  }
+  const std::string directory = make();
+  const std::string in = directory + "/in";
+  const std::string out = directory + "/out";
 };
 
 struct Content {
@@ -130,7 +134,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
         if (isKept(content.statement)) demand(saved == content);
       }
     } else {
-      demand(!query.isFileOpen() && errors.getCount() == 1);
+      demand(!query.isFileOpen() && errors.getLastError()->getErrorNumber() == ZU_MSG_NOT_A_QUERY_FILE);
     }
   }
   ZuErrorKeeper::giveUpErrorList();
