@@ -15,8 +15,6 @@ void demand(bool holds) {
 
 const unsigned char* bytes(const std::string& s) { return reinterpret_cast<const unsigned char*>(s.c_str()); }
 
-const unsigned char* bytes(const char* s) { return reinterpret_cast<const unsigned char*>(s); }
-
 // Entries of a block, with numbers from `first` on.
 std::string block(const std::vector<std::string>& texts, short first) {
   std::string packed;

@@ -11,6 +11,7 @@
 
 namespace {
 
+const unsigned char* bytes(const char* s) { return reinterpret_cast<const unsigned char*>(s); }
 std::string plain(const unsigned char* s) { return s ? reinterpret_cast<const char*>(s) : "(null)"; }
 
 struct Keywords : ZuKeywordList {

@@ -20,10 +20,11 @@
 // builds.
 //
 // Cost: text is read once, and what lies between a choice and the return of its production twice. Trying
-// alternatives costs what they read: a production that fails late and is tried again inside itself, as in
-// x ::= "(" x ")" A | "(" x ")" B, doubles the work with each level. Such alternatives should share what
-// they begin with: x ::= "(" x ")" { A | B }. Memory grows with the depth of the stack and with open
-// positions; nothing else limits them.
+// alternatives costs what they read. What has failed at a token is not tried there again while the choice
+// before it is open, but what has succeeded is: a production whose alternatives begin alike, around itself,
+// as in x ::= "(" x ")" A | "(" x ")" B, doubles the work with each level that takes the second one. Such
+// alternatives should share what they begin with: x ::= "(" x ")" { A | B }. Memory grows with the depth of
+// the stack, open positions and failures; nothing else limits them.
 //
 // A grammar may ask for work without end, by repeating what can be empty. A path that comes back to where it
 // was without having taken a token fails.

@@ -37,6 +37,7 @@ class ZU_API ZuParseStackNode : public ZuObject {
   ZuReduction* partialReduction = nullptr;  // owned: the caller's unfinished node of the tree
   ZuReduction* lastChild = nullptr;         // of that node
   ZuParseStackNode* nextNode = nullptr;     // owned: toward the bottom
+  unsigned long activation = 0;             // no other one has this number
   unsigned long callerStretch = 0;
   unsigned long callerPlace = 0;
   unsigned long enteredBefore = 0;  // where the production was entered that contains this activation of it

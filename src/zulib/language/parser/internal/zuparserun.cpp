@@ -55,6 +55,7 @@ int ZuParseRun::start() {
   if (!stack || !current || !reached) return 1;
   entered = reached + states + 1;
   stack->parseTop = state;
+  stack->activation = ++lastActivation;
   parser.reductFailed = false;
   if (parser.quotesSet) lexer.setLiteralQuoteChars(parser.quote1, parser.quote2, parser.quote3);
   if (lexer.setValidChars(parser.validFirstChars, parser.validMiddleChars, parser.validChars)) return 1;
@@ -73,6 +74,8 @@ ZuParseRun::Step ZuParseRun::step() {
     alternative = position->alternative;
     noSave = true;
     dropPosition();
+    deadEnds.clear();
+    isEndless = false;
     replayed = 1;
     stretch = ++lastStretch;
   }
@@ -87,8 +90,11 @@ ZuParseRun::Step ZuParseRun::step() {
       token = tokenLiteralContents;
       moveToToken();
     }
-    if (!noSave && found->isDuplicate() && savePosition()) return Step::Failed;
-    isDeadEnd = isEntered(found);
+    const bool isChoice = !noSave && found->isDuplicate();
+    isDeadEnd = isChoice && deadEnds.has(choiceHere());
+    if (isDeadEnd) continue;
+    if (isChoice && savePosition()) return Step::Failed;
+    isDeadEnd = found->getAction() == actionPush && cannotPush(found);
   } while (isDeadEnd);
   restoring = false;
   int failed = 0;
@@ -127,10 +133,16 @@ bool ZuParseRun::comesBack() {
   return false;
 }
 
-// Whether a production would be entered inside itself with the same token, and so for ever.
-bool ZuParseRun::isEntered(const ZuStateTransition* transition) const {
-  return transition->getAction() == actionPush &&
-         entered[transition->getNextParseState()->getIndex()] == place;
+// Whether a production has failed at this place; or was called from here at this place, and what followed has
+// failed; or would be entered inside itself with the same token, and so for ever. What fails because of the
+// last may not fail elsewhere, so that no failures of productions are noted from then on.
+bool ZuParseRun::cannotPush(const ZuStateTransition* transition) {
+  const unsigned long top = transition->getNextParseState()->getIndex();
+  if (entered[top] == place) {
+    isEndless = true;
+    return true;
+  }
+  return deadEnds.has({kProduction, top, place}) || deadEnds.has(callHere(transition));
 }
 
 // The end of the text can be taken again and again, and the contents of a literal looked at: nothing moves
@@ -195,7 +207,7 @@ int ZuParseRun::savePosition() {
   if (!saved->nextPosition) choiceCount = 0;
   replayed = 0;
   saved->choice = choiceCount;
-  return saved->tokenName ? noteChoice(0) : 1;
+  return !saved->tokenName || deadEnds.add(choiceHere()) || noteChoice(0);
 }
 
 int ZuParseRun::noteChoice(short chosen) {
@@ -219,8 +231,7 @@ int ZuParseRun::backtrack(ZuStateTransition** found) {
   }
   noSave = true;
   while (true) {
-    unwind();
-    if (restoreLexer()) return 1;
+    if (unwind() || restoreLexer()) return 1;
     alternative = ++position->alternative;
     choiceCount = position->choice;
     if (noteChoice(alternative)) return 1;
@@ -251,15 +262,19 @@ int ZuParseRun::restoreLexer() {
   return 0;
 }
 
-// Takes down the stack to the position's node. What was pushed since holds no children.
-void ZuParseRun::unwind() {
+// Takes down the stack to the position's node. What was pushed since holds no children, and has failed.
+int ZuParseRun::unwind() {
+  int failed = 0;
   if (current != position->reduction) keepReduction(current);
   while (stack != position->parseStackNode) {
+    const unsigned long top = stack->parseTop->getIndex();
+    if (!isEndless && deadEnds.add({kProduction, top, entered[top]})) failed = 1;
     ZuParseStackNode* const node = popNode();
     if (node->partialReduction != position->reduction) keepReduction(node->partialReduction);
     node->partialReduction = nullptr;
   }
   current = position->reduction;
+  return failed;
 }
 
 void ZuParseRun::dropPosition() {
@@ -285,6 +300,9 @@ int ZuParseRun::shift(const ZuStateTransition* transition) {
 }
 
 int ZuParseRun::push(const ZuStateTransition* transition) {
+  // Only a choice of this activation can lead here again.
+  const bool canRepeat = position && position->parseStackNode == stack;
+  if (canRepeat && deadEnds.add(callHere(transition))) return 1;
   ZuParseStackNode* const node = newNode();
   ZuReduction* const empty = newReduction();
   if (!node || !empty) {
@@ -296,6 +314,7 @@ int ZuParseRun::push(const ZuStateTransition* transition) {
   node->reduction = transition->getProductionNumber();
   node->partialReduction = current;
   node->lastChild = lastChild;
+  node->activation = ++lastActivation;
   node->callerStretch = stretch;
   node->callerPlace = place;
   node->nextNode = stack;

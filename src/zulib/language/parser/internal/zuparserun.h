@@ -7,6 +7,7 @@
 #ifndef ZULIB_LANGUAGE_PARSER_INTERNAL_ZUPARSERUN_H
 #define ZULIB_LANGUAGE_PARSER_INTERNAL_ZUPARSERUN_H
 
+#include "zulib/language/parser/internal/zudeadends.h"
 #include "zulib/language/parser/zuparser.h"
 #include "zulib/language/parser/zuparsestack.h"
 
@@ -29,17 +30,21 @@ class ZuParseRun {
   int choose(ZuStateTransition** found);
   int find(short type, const unsigned char* text, short skip, ZuStateTransition** found) const;
   bool comesBack();
-  bool isEntered(const ZuStateTransition* transition) const;
+  bool cannotPush(const ZuStateTransition* transition);
   unsigned long placeOfToken() const;
   void moveToToken();
   static bool isOutOfMemory();
   void parseFailed(short type, const unsigned char* text);
 
+  ZuDeadEnd choiceHere() const { return {stack->activation, 2 * state->getIndex(), place}; }
+  ZuDeadEnd callHere(const ZuStateTransition* transition) const {
+    return {stack->activation, 2 * transition->getPushState()->getIndex() + 1, place};
+  }
   int savePosition();
   int noteChoice(short alternative);
   int backtrack(ZuStateTransition** found);
   int restoreLexer();
-  void unwind();
+  int unwind();
   void dropPosition();
 
   int shift(const ZuStateTransition* transition);
@@ -82,6 +87,13 @@ class ZuParseRun {
   unsigned long choiceCount = 0;
   unsigned long choiceRoom = 0;
   unsigned long replayed = 0;  // choices taken again
+
+  // Where a path came by may be noted before it fails: whoever comes there again has come back from it, or is
+  // on it still and runs in a circle. A choice or a call is noted for one activation, a production for all.
+  static constexpr unsigned long kProduction = ~0UL;  // in place of an activation
+  ZuDeadEnds deadEnds;
+  bool isEndless = false;
+  unsigned long lastActivation = 0;
 
   // Emptied objects for the next push, chained through nextSibling and nextNode.
   ZuReduction* spareReductions = nullptr;
