@@ -53,7 +53,7 @@ for _ in $(seq 100); do
   sleep 0.2
 done
 mariadb --no-defaults --socket="$scratch/mysql/socket" -u root -e "
-  create database test; create user 'u'@'127.0.0.1' identified by 'p'; grant all on test.* to 'u'@'127.0.0.1'"
+  create database clients; create user 'u'@'127.0.0.1' identified by 'p'; grant all on clients.* to 'u'@'127.0.0.1'"
 
 export ODBCINI=$scratch/odbc.ini ODBCSYSINI=$scratch
 : >"$scratch/odbcinst.ini"
@@ -70,7 +70,7 @@ source_of() {
     source_of "postgres$form" "Driver=$drivers/psqlodbc$form.so" Servername=127.0.0.1 "Port=$postgres_port" \
       Database=postgres Username=postgres
   done
-  source_of mariadb "Driver=$drivers/libmaodbc.so" SERVER=127.0.0.1 "PORT=$mariadb_port" DATABASE=test UID=u PWD=p \
+  source_of mariadb "Driver=$drivers/libmaodbc.so" SERVER=127.0.0.1 "PORT=$mariadb_port" DATABASE=clients UID=u PWD=p \
     CHARSET=utf8mb4
 } >"$scratch/odbc.ini"
 
@@ -81,6 +81,7 @@ for cursors in driver library; do
   for source in sqlite postgresa postgresw mariadb; do
     options=()
     [ $source != postgresa ] || options=(narrow)
+    [ $source != mariadb ] || options=(short)
     timeout 120 /usr/bin/python3 "$here/client.py" "DSN=$source-$cursors" "${options[@]}" || fail "pyodbc: $source-$cursors"
     timeout 60 php "$here/client.php" "$source-$cursors" "${scroll[@]}" || fail "PHP: $source-$cursors"
     answer=$(printf 'select 40 + 2\n' | timeout 60 isql -b "$source-$cursors" -v)

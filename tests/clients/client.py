@@ -1,7 +1,8 @@
 """A pyodbc program that checks itself, over any data source.
 
-usage: client.py CONNECTION_STRING [narrow]
+usage: client.py CONNECTION_STRING [narrow] [short]
     narrow   the driver takes bound text in UTF-8 only
+    short    no text that is sent in pieces: the driver makes pyodbc cut them within a character
 """
 import datetime
 import decimal
@@ -15,7 +16,7 @@ TABLE = "t\u00e4ble"
 
 def same(expected, value):
     if value != expected:
-        raise AssertionError(f"{value!r} is not {expected!r}")
+        raise AssertionError(f"{value!r:.200} is not {expected!r:.200}")
 
 
 def connect(where, narrow):
@@ -34,9 +35,9 @@ def create(conn):
     conn.commit()
 
 
-def insert_and_read(conn):
+def insert_and_read(conn, long_text):
     cursor = conn.cursor()
-    row = (1, TEXT, decimal.Decimal("1234567.891"), datetime.date(2024, 2, 29), "x" * 100000)
+    row = (1, TEXT, decimal.Decimal("1234567.891"), datetime.date(2024, 2, 29), long_text)
     cursor.execute(f"insert into {TABLE} values (?, ?, ?, ?, ?)", row)
     cursor.executemany(f"insert into {TABLE} (id, n\u00e4me) values (?, ?)",
                        [(i, None if i % 3 == 0 else f"{TEXT} {i}") for i in range(2, 200)])
@@ -91,11 +92,12 @@ def many_rows(conn):
 def main():
     where, options = sys.argv[1], sys.argv[2:]
     conn = connect(where, "narrow" in options)
-    for step in [create, insert_and_read, transactions, catalogs, errors, many_rows]:
+    long_text = "long " * (20 if "short" in options else 20000)
+    for step in [create, lambda c: insert_and_read(c, long_text), transactions, catalogs, errors, many_rows]:
         try:
             step(conn)
         except Exception as failure:
-            sys.exit(f"{where}: {step.__name__}: {failure!r}")
+            sys.exit(f"{where}: {step.__name__}: {failure!r:.400}")
     conn.execute(f"drop table {TABLE}")
     conn.commit()
     conn.close()

@@ -121,4 +121,49 @@ TEST_F(ConfiguredTest, TraceShowsCallsAndNoPasswords) {
   EXPECT_THAT(trace, Not(HasSubstr("after")));
 }
 
+// One connection of the driver serves those of the same string, one after the other, and each finds it as
+// new.
+TEST_F(ConfiguredTest, PooledConnectionsServeTheNext) {
+  SQLHENV env = SQL_NULL_HENV;
+  SQLAllocHandle(SQL_HANDLE_ENV, SQL_NULL_HANDLE, &env);
+  SQLSetEnvAttr(env, SQL_ATTR_ODBC_VERSION, reinterpret_cast<SQLPOINTER>(SQL_OV_ODBC3), 0);
+  SQLSetEnvAttr(env, SQL_ATTR_CONNECTION_POOLING, reinterpret_cast<SQLPOINTER>(SQL_CP_ONE_PER_HENV), 0);
+  const auto use = [&](std::string text, bool changes) {
+    SQLHDBC conn = SQL_NULL_HDBC;
+    SQLAllocHandle(SQL_HANDLE_DBC, env, &conn);
+    SQLCHAR out[300] = "";
+    SQLSMALLINT length = 0;
+    text = scripted.connectionString() + text;
+    EXPECT_EQ(SQL_SUCCESS, SQLDriverConnect(conn, nullptr, reinterpret_cast<SQLCHAR*>(text.data()), SQL_NTS,
+                                            out, sizeof out, &length, SQL_DRIVER_NOPROMPT))
+        << diagnostics(SQL_HANDLE_DBC, conn);
+    EXPECT_EQ(text, reinterpret_cast<char*>(out));
+    SQLHSTMT stmt = SQL_NULL_HSTMT;
+    EXPECT_EQ(SQL_SUCCESS, SQLAllocHandle(SQL_HANDLE_STMT, conn, &stmt));  // goes with the connection
+    if (changes)
+      SQLSetConnectAttr(conn, SQL_ATTR_ACCESS_MODE, reinterpret_cast<SQLPOINTER>(SQL_MODE_READ_ONLY), 0);
+    EXPECT_EQ(SQL_SUCCESS, SQLDisconnect(conn)) << diagnostics(SQL_HANDLE_DBC, conn);
+    SQLFreeHandle(SQL_HANDLE_DBC, conn);
+    return script.count("SQLDriverConnect");
+  };
+  EXPECT_EQ(1, use(";PWD=a", false));
+  EXPECT_EQ(1, use(";PWD=a", true));
+  EXPECT_THAT(script.takeLog("SQLSetConnectAttr"), HasSubstr("116=1"));
+  EXPECT_EQ(2, use(";PWD=b", false));
+  EXPECT_EQ(2, use(";PWD=a", false));
+  EXPECT_EQ(4, script.liveHandles);
+
+  // Without the reset a connection that was changed is not used again, one that was not is.
+  script.counts.clear();
+  script.faults = {{"SQLSetConnectAttr", 2, SQL_ERROR, "HY092"},
+                   {"SQLSetConnectAttr", 4, SQL_ERROR, "HY092"}};
+  EXPECT_EQ(0, use(";PWD=a", true));
+  EXPECT_EQ(1, use(";PWD=a", false));
+  EXPECT_EQ(1, use(";PWD=a", false));
+  EXPECT_EQ(1, use(";PWD=a", false));
+  EXPECT_EQ(1, script.count("SQLEndTran"));
+  SQLFreeHandle(SQL_HANDLE_ENV, env);
+  EXPECT_EQ(0, script.liveHandles);
+}
+
 }  // namespace

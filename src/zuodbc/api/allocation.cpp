@@ -4,6 +4,7 @@
 
 #include "zuodbc/call/entry.h"
 #include "zuodbc/call/trace.h"
+#include "zuodbc/driver/pool.h"
 
 using namespace dm;
 
@@ -17,6 +18,7 @@ SQLRETURN allocateEnvironment(SQLHANDLE* out, long odbcVersion) {
     return SQL_ERROR;
   }
   env->odbcVersion = odbcVersion;
+  env->state->connectionPooling = processPooling();
   *out = env;
   return SQL_SUCCESS;
 }
@@ -95,6 +97,7 @@ SQLRETURN freeEnvironment(SQLHENV handle) {
   std::unique_lock guard(env->state->lock);
   if (!env->state->connections.empty()) return endCall(*env, nullptr, fail(*env, "HY010"));
   guard.unlock();
+  closePool(*env);
   delete env.takeOut();
   return SQL_SUCCESS;
 }

@@ -8,6 +8,7 @@
 #include "zuodbc/call/trace.h"
 #include "zuodbc/call/values.h"
 #include "zuodbc/driver/attach.h"
+#include "zuodbc/driver/pool.h"
 #include "zuodbc/sources/codepage.h"
 #include "zuodbc/sources/connectionstring.h"
 #include "zuodbc/sources/datasource.h"
@@ -59,15 +60,20 @@ class Attachment {
 };
 
 // What the connect functions share around their own driver call. `connect` returns the driver's code, or
-// kDriverLacksFunction.
+// kDriverLacksFunction. `request` is all that the application asked for, by which a pooled connection is
+// found; empty: not from the pool.
 template <class Connect>
 SQLRETURN connectThrough(DMConn& conn, Api api, Form form, const std::string& library,
-                         const std::string& dataSource, Connect&& connect) {
+                         const std::string& dataSource, const std::string& request, Connect&& connect) {
   Attachment attachment(conn);
   const SQLRETURN attached = attachDriver(conn, library, form == Form::Wide);
   if (!SQL_SUCCEEDED(attached)) return attached;
   conn.state->dataSource = dataSource;
-  const SQLRETURN rc = attachment.conclude(askDriver(conn, *conn.driverFunctions, api, connect), api);
+  const std::string key = request.empty() ? request : poolKey(conn, library, form == Form::Wide, request);
+  const bool isPooled = !key.empty() && takePooled(conn, key);
+  const SQLRETURN rc = attachment.conclude(
+      isPooled ? SQLRETURN(SQL_SUCCESS) : askDriver(conn, *conn.driverFunctions, api, connect), api);
+  if (SQL_SUCCEEDED(rc) && !key.empty()) notePoolKey(conn, key);
   return SQL_SUCCEEDED(rc) ? joined(attached, rc) : rc;
 }
 
@@ -224,7 +230,7 @@ SQLRETURN browse(DMConn& conn, const In& in, const Out& out) {
   if (!conn.state->browsing) {
     if (!readDestination(conn, request)) return SQL_ERROR;
     return connectThrough(conn, Api::BrowseConnect, in.form, request.destination.library,
-                          request.destination.dataSource, work);
+                          request.destination.dataSource, {}, work);
   }
   if (!readText(conn, in, request.text)) return SQL_ERROR;
   request.isChanged = !in.text;
@@ -262,8 +268,9 @@ SQLRETURN connect(SQLHDBC handle, const In& name, const In& user, const In& pass
     if (given.name.empty()) return SQL_ERROR;
     if (!readCursors(conn, nullptr, given.name)) return SQL_ERROR;
     useCodePage(conn, codePageOf({}, given.name));
+    const std::string request = given.name + '\0' + given.user + '\0' + given.password;
     return connectThrough(
-        conn, Api::Connect, name.form, libraryOfDriver(driver), given.name,
+        conn, Api::Connect, name.form, libraryOfDriver(driver), given.name, request,
         [&](DMConn& conn, const DMDriverFunctions& driver) { return connectByName(conn, driver, given); });
   });
 }
@@ -277,10 +284,16 @@ SQLRETURN connectByString(SQLHDBC handle, SQLHWND window, const In& in, const Ou
     if (const char* wrong = checkSize(out)) return fail(conn, wrong);
     speakAs(conn, in.form);
     if (!readDestination(conn, request)) return SQL_ERROR;
-    return connectThrough(conn, Api::DriverConnect, in.form, request.destination.library,
-                          request.destination.dataSource, [&](DMConn& conn, const DMDriverFunctions& driver) {
-                            return driverConnect(conn, driver, request, out, window, completion);
-                          });
+    bool isAsked = false;
+    const SQLRETURN rc = connectThrough(
+        conn, Api::DriverConnect, in.form, request.destination.library, request.destination.dataSource,
+        ' ' + request.text, [&](DMConn& conn, const DMDriverFunctions& driver) {
+          isAsked = true;
+          return driverConnect(conn, driver, request, out, window, completion);
+        });
+    // A pooled connection was made by this same string.
+    if (!SQL_SUCCEEDED(rc) || isAsked) return rc;
+    return joined(rc, writeText(conn, request.text, keptForm(in.form), out));
   });
 }
 

@@ -7,6 +7,7 @@
 #include "zuodbc/call/entry.h"
 #include "zuodbc/call/trace.h"
 #include "zuodbc/driver/connectionattributes.h"
+#include "zuodbc/driver/pool.h"
 
 using namespace dm;
 
@@ -145,7 +146,10 @@ SQLRETURN setAttribute(SQLHDBC handle, Api api, SQLINTEGER attribute, const Text
         return clWork(conn, library);
       },
       [&](DMConn& conn, const DMDriverFunctions& driver) {
-        return wrong ? refuse(conn, wrong) : setDriverAttribute(conn, driver, api, attribute, value);
+        if (wrong) return refuse(conn, wrong);
+        const SQLRETURN rc = setDriverAttribute(conn, driver, api, attribute, value);
+        if (SQL_SUCCEEDED(rc)) notePoolAttribute(conn, attribute);
+        return rc;
       });
 }
 

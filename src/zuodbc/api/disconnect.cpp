@@ -3,6 +3,7 @@
 #include "zuodbc/call/entry.h"
 #include "zuodbc/call/trace.h"
 #include "zuodbc/driver/attach.h"
+#include "zuodbc/driver/pool.h"
 
 using namespace dm;
 
@@ -75,28 +76,30 @@ void dropOtherHandles(DMConn& conn) {
   reapReleased(conn, true);
 }
 
+SQLRETURN disconnect(DMConn& conn) {
+  if (!conn.state->connected && !conn.state->browsing) return fail(conn, "08003");
+  EnteredStatements statements(conn);
+  if (!requireNonePending(conn)) return SQL_ERROR;
+  auto work = [](DMConn& conn, const DMDriverFunctions& driver) {
+    return ask(driver.SQLDisconnect, conn.driverHandle);
+  };
+  const bool isPooled = conn.state->connected && givePooled(conn);
+  const SQLRETURN rc =
+      isPooled ? SQLRETURN(SQL_SUCCESS) : askDriver(conn, *conn.driverFunctions, Api::Disconnect, work);
+  if (!SQL_SUCCEEDED(rc)) return rc;
+  forgetDriverHandles(conn);
+  dropLibraryParts(conn);
+  statements.retire();
+  dropOtherHandles(conn);
+  detachDriver(conn);
+  return rc;
+}
+
 }  // namespace
 
 extern "C" ZU_API SQLRETURN SQL_API SQLDisconnect(SQLHDBC handle) {
-  return traced(
-      "SQLDisconnect",
-      [&](const auto&...) -> SQLRETURN {
-        return callOwn(static_cast<DMConn*>(handle), Api::Disconnect, [](DMConn& conn) -> SQLRETURN {
-          if (!conn.state->connected && !conn.state->browsing) return fail(conn, "08003");
-          EnteredStatements statements(conn);
-          if (!requireNonePending(conn)) return SQL_ERROR;
-          auto work = [](DMConn& conn, const DMDriverFunctions& driver) {
-            return ask(driver.SQLDisconnect, conn.driverHandle);
-          };
-          const SQLRETURN rc = askDriver(conn, *conn.driverFunctions, Api::Disconnect, work);
-          if (!SQL_SUCCEEDED(rc)) return rc;
-          forgetDriverHandles(conn);
-          dropLibraryParts(conn);
-          statements.retire();
-          dropOtherHandles(conn);
-          detachDriver(conn);
-          return rc;
-        });
-      },
-      handle);
+  const auto work = [](SQLHDBC conn) {
+    return callOwn(static_cast<DMConn*>(conn), Api::Disconnect, disconnect);
+  };
+  return traced("SQLDisconnect", work, handle);
 }

@@ -1,6 +1,5 @@
 // Environments: their attributes, and the lists of data sources and drivers.
 
-#include <atomic>
 #include <cstdint>
 #include <cstring>
 
@@ -9,15 +8,12 @@
 #include "zuodbc/call/entry.h"
 #include "zuodbc/call/trace.h"
 #include "zuodbc/call/values.h"
+#include "zuodbc/driver/pool.h"
 #include "zuodbc/sources/datasource.h"
 
 using namespace dm;
 
 namespace {
-
-// The connection pooling of the process, set without an environment. Connections are never pooled; the value
-// is kept for the application that reads it.
-std::atomic<SQLULEN> processPooling{SQL_CP_OFF};
 
 bool hasConnections(DMEnv& env) {
   const std::lock_guard guard(env.state->lock);
@@ -123,7 +119,7 @@ ZU_API SQLRETURN SQL_API SQLSetEnvAttr(SQLHENV handle, SQLINTEGER attribute, SQL
         const auto number = asNumber(value);
         if (!handle && attribute == SQL_ATTR_CONNECTION_POOLING) {
           if (number > SQL_CP_ONE_PER_HENV) return SQL_ERROR;
-          processPooling = number;
+          processPooling() = number;
           return SQL_SUCCESS;
         }
         return callEnvironment(handle, Api::SetEnvAttr,
@@ -138,7 +134,7 @@ ZU_API SQLRETURN SQL_API SQLGetEnvAttr(SQLHENV handle, SQLINTEGER attribute, SQL
       "SQLGetEnvAttr",
       [&](const auto&...) -> SQLRETURN {
         if (!handle && attribute == SQL_ATTR_CONNECTION_POOLING)
-          return putNumber(processPooling, value, length);
+          return putNumber(processPooling(), value, length);
         return callEnvironment(handle, Api::GetEnvAttr,
                                [&](DMEnv& env) { return getAttribute(env, attribute, value, length); });
       },
