@@ -414,32 +414,6 @@ TEST_F(Services, FailedAllocationsLeaveTheCachesUsable) {
   });
 }
 
-TEST_F(Services, ResultsAreMappedAndRecorded) {
-  const struct {
-    UErrorCode code;
-    ZuConvertReturn mapped;
-    int message, result;
-  } rows[] = {{U_ZERO_ERROR, ZuConvertOK, 0, 0},
-              {U_BUFFER_OVERFLOW_ERROR, ZuConvertTruncated, 2735, 0},
-              {U_ILLEGAL_CHAR_FOUND, ZuConvertSubstituted, 2736, 0},
-              {U_INVALID_TABLE_FORMAT, ZuConvertBadTable, 2738, 1},
-              {U_INVALID_TABLE_FILE, ZuConvertBadTable, 2738, 1},
-              {U_FILE_ACCESS_ERROR, ZuConvertNoCodePage, 2739, 1},
-              {U_INVALID_CHAR_FOUND, ZuConvertFailed, 2737, 1}};
-  for (const auto& row : rows) {
-    EXPECT_EQ(mapICUreturn(row.code), row.mapped);
-    EXPECT_EQ(checkICUreturn(row.code), row.result);
-    EXPECT_EQ(takeRecord(), row.message);
-    EXPECT_EQ(checkOXreturn(row.mapped), row.result);
-    EXPECT_EQ(takeRecord(), row.message);
-    EXPECT_EQ(setConversionReturnLength(row.mapped, 10), row.mapped < ZuConvertFailed ? 10 : 0);
-  }
-  EXPECT_EQ(mapICUreturn(U_STRING_NOT_TERMINATED_WARNING), ZuConvertTruncated);
-  EXPECT_EQ(setConversionReturnLength(static_cast<ZuConvertReturn>(-1), 10), 0);
-  EXPECT_EQ(VerifyCodePage(kNotInstalled), 1);
-  EXPECT_EQ(takeRecord(), ZU_MSG_CODE_PAGE_NOT_FOUND);
-}
-
 TEST(UnicodeTools, SwapAndUpperCaseLikeThePlainLoops) {
   std::mt19937 random(9);
   for (int round = 0; round < 2000; ++round) {

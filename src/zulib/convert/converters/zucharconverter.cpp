@@ -72,6 +72,9 @@ int ZuCharConverter::init() {
 // The state of a new value, and its first input.
 int ZuCharConverter::start() {
   clearValue();
+  // Only a page of characters of several sizes, other than the Unicode ones, is converted to see how it ends.
+  isValidated = nullTerminate && hasSameCodePages() && !isUTF16(sinkCodePage) &&
+                sinkCodePage != UCNV_IANA_UTF_8 && !hasFixedSize();
   pendingHighSurrogate = 0;
   pendingCount = 0;
   if (setUpSink()) return 1;
@@ -193,7 +196,7 @@ int ZuCharConverter::convert() {
 // ---- One code page: bytes are copied, and what a buffer's end cuts is held back.
 
 int ZuCharConverter::convertSame() {
-  if (nullTerminate && makeValidationBuffer()) return 1;
+  if (isValidated && !validationBuffer && makeValidationBuffer()) return 1;
   unsigned long inBuffer = 0;  // bytes that this call has put into the present buffer
   if (pendingCount > 0) {
     if (room() < pendingCount) return handOverSame(0, 1, false);
@@ -252,13 +255,7 @@ int ZuCharConverter::handOverSame(unsigned long inBuffer, int truncated, bool ch
   return 0;
 }
 
-// Only a page of characters of several sizes, other than the Unicode ones, has to be converted to be checked.
-bool ZuCharConverter::isValidated() const {
-  return isWholeOnly() && !isUTF16(sinkCodePage) && sinkCodePage != UCNV_IANA_UTF_8 && !hasFixedSize();
-}
-
 int ZuCharConverter::makeValidationBuffer() {
-  if (!isValidated() || validationBuffer) return 0;
   validationBuffer = static_cast<unsigned char*>(ramAlloc(zuconvert::kValidationSize));
   return validationBuffer ? 0 : 1;
 }
@@ -272,7 +269,7 @@ UErrorCode ZuCharConverter::holdTail(unsigned long& inBuffer, bool isWhole) {
     hold(zuconvert::unfinishedUTF8(text, inBuffer), inBuffer);
   } else if (hasFixedSize()) {
     hold(inBuffer % minSinkCharSize, inBuffer);
-  } else if (fromUnicode && !isWhole) {
+  } else if (isValidated && !isWhole) {
     // At the end of the value nothing could come that a converter may wait for.
     unsigned long n = 0;
     const UErrorCode status =

@@ -81,7 +81,6 @@ class ZU_API ZuCharConverter : public ZuCharConverterBase {
  private:
   bool isWholeOnly() const { return nullTerminate && !moreSink; }
   bool hasFixedSize() const;
-  bool isValidated() const;
   void readSizes();
   [[nodiscard]] int prepareFromUnicode(int terminates);
   [[nodiscard]] int start();
@@ -106,6 +105,7 @@ class ZU_API ZuCharConverter : public ZuCharConverterBase {
   unsigned short maxSinkCharSize = 0;         // bytes per character of the sink's code page; 0: not known
   unsigned short minSinkCharSize = 0;
   int nullTerminate = 0;
+  bool isValidated = false;                 // the end of a buffer is checked with the converter
   unsigned short pendingHighSurrogate = 0;  // held back between two code pages; 0: none
   unsigned long pendingCount = 0;           // bytes held back in one code page
   unsigned char pendingBytes[kMostHeld];

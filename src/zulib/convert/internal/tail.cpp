@@ -60,10 +60,4 @@ UErrorCode unfinishedBytes(UConverter* converter, unsigned char* buffer, const u
   return isMalformed(status) ? U_ZERO_ERROR : status;
 }
 
-void terminate(unsigned char* end, unsigned long size, unsigned short minCharSize) {
-  if (size == 0) return;
-  end[0] = 0;
-  if (minCharSize >= 2 && size >= 2) end[1] = 0;
-}
-
 }  // namespace zuconvert

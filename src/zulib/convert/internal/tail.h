@@ -24,7 +24,11 @@ UErrorCode unfinishedBytes(UConverter* converter, unsigned char* buffer, const u
 
 // Ends a text in a buffer of `size` bytes with one zero byte, or two in a page of at least two bytes a
 // character.
-void terminate(unsigned char* end, unsigned long size, unsigned short minCharSize);
+inline void terminate(unsigned char* end, unsigned long size, unsigned short minCharSize) {
+  if (size == 0) return;
+  end[0] = 0;
+  if (minCharSize >= 2 && size >= 2) end[1] = 0;
+}
 
 }  // namespace zuconvert
 

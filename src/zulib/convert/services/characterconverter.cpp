@@ -172,7 +172,7 @@ int CharacterConverter::getPossibleLeadByteMap(long codePage, const unsigned cha
 
 int CharacterConverter::isPossibleLeadByte(long codePage, unsigned char byte, int* result) {
   const unsigned char* map = nullptr;
-  if (getPossibleLeadByteMap(codePage, &map)) return 1;
+  if (getPossibleLeadByteMap(codePage, &map) || !map) return 1;
   *result = map[byte];
   return 0;
 }

@@ -113,7 +113,7 @@ UErrorCode decodeRun(const unsigned char*& from, const unsigned char* end, unsig
 template <class Char>
 void terminate(Char* end, long capacity, long needed, long* required, UErrorCode* err) {
   if (required) *required = needed;
-  if (needed < capacity) {
+  if (end && needed < capacity) {
     *end = 0;
   } else {
     *err = needed == capacity ? U_STRING_NOT_TERMINATED_WARNING : U_BUFFER_OVERFLOW_ERROR;
