@@ -5,6 +5,7 @@
 #include <odbcinst.h>
 #include <unistd.h>
 
+#include <cstdlib>
 #include <map>
 #include <memory>
 #include <mutex>
@@ -103,7 +104,9 @@ __attribute__((weak)) const LoadedDriver* loadDriver(const std::string& library,
 std::string directoryOf(const void* address) {
   Dl_info info{};
   if (!dladdr(address, &info) || !info.dli_fname) return ".";
-  const std::string path = info.dli_fname;
+  // Loaded by a link of another name, a library is still where the link leads to.
+  const std::unique_ptr<char, decltype(&std::free)> real(realpath(info.dli_fname, nullptr), &std::free);
+  const std::string path = real ? real.get() : info.dli_fname;
   const size_t slash = path.rfind('/');
   return slash == std::string::npos ? "." : path.substr(0, slash);
 }

@@ -33,7 +33,8 @@ class LoadedDriver {
 // The archive has it as a weak symbol: a program that links a driver into itself can define it anew.
 const LoadedDriver* loadDriver(const std::string& library, std::string& why);
 
-// The directory of the shared object (or program) that holds `address`, without the last slash.
+// The directory of the shared object (or program) that holds `address`, links followed, without the last
+// slash.
 std::string directoryOf(const void* address);
 
 }  // namespace dm
