@@ -132,11 +132,8 @@ std::string withStreaming(std::string_view connectionString, std::string_view dr
     std::string_view name;
     std::string_view value;
   };
-  constexpr Option kOptions[] = {{"sqlite3odbc", "StepAPI", "1"},
-                                 {"psqlodbc", "UseDeclareFetch", "1"},
-                                 {"psqlodbc", "Fetch", "1000"},
-                                 {"maodbc", "NO_CACHE", "1"},
-                                 {"maodbc", "FORWARDONLY", "1"}};
+  constexpr Option kOptions[] = {
+      {"sqlite3odbc", "StepAPI", "1"}, {"psqlodbc", "UseDeclareFetch", "1"}, {"psqlodbc", "Fetch", "1000"}};
   std::string all(connectionString);
   for (const Option& option : kOptions) {
     const bool isGiven = std::ranges::any_of(attributesOf(connectionString), [&](const Attribute& attribute) {

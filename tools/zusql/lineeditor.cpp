@@ -1,11 +1,13 @@
 #include "tools/zusql/lineeditor.h"
 
 #include <fcntl.h>
+#include <poll.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
 #include <readline/history.h>
 #include <readline/readline.h>
+#include <cerrno>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
@@ -38,13 +40,19 @@ char** complete(const char* word, int start, int) {
   return rl_completion_matches(word, nextCandidate);
 }
 
-// Called when a signal has ended the wait for a key.
-int onSignal() {
-  if (!takeInterrupt()) return 0;
-  wasInterrupted = true;
-  rl_replace_line("", 0);
-  rl_done = 1;
-  return 0;
+// A byte from the terminal. Ctrl-C ends the line, empty.
+int nextByte(std::FILE* terminal) {
+  pollfd input{fileno(terminal), POLLIN, 0};
+  while (poll(&input, 1, -1) < 0 && errno == EINTR) {
+    rl_check_signals();
+    if (!takeInterrupt()) continue;
+    wasInterrupted = true;
+    std::fputs("^C", rl_outstream);
+    rl_replace_line("", 0);
+    return '\n';
+  }
+  unsigned char byte = 0;
+  return read(input.fd, &byte, 1) == 1 ? byte : EOF;
 }
 
 }  // namespace
@@ -53,7 +61,7 @@ LineEditor::LineEditor(std::string file, Completer complete_) : historyFile(std:
   completer = std::move(complete_);
   rl_readline_name = "zusql";
   rl_catch_signals = 0;
-  rl_signal_event_hook = onSignal;
+  rl_getc_function = nextByte;
   rl_attempted_completion_function = complete;
   rl_completer_word_break_characters = const_cast<char*>(" \t\n,;()=<>+-*/.'\"");
   stifle_history(kHistoryEntries);
@@ -72,7 +80,6 @@ LineEvent LineEditor::read(const std::string& prompt, std::string& line) {
   char* const text = readline(prompt.c_str());
   if (wasInterrupted) {
     std::free(text);
-    std::fputs("^C\n", stdout);
     return LineEvent::Interrupt;
   }
   if (!text) return LineEvent::End;

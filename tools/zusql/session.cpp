@@ -115,7 +115,13 @@ void Session::browse(const std::string& sql) {
     out().flush();
     return;
   }
-  Browser(connection(), result, sql).run();
+  // What fails before the first row, or is cancelled, is told in the shell.
+  if (result.load(0, result.rowsAtOnce()) == 0) {
+    const auto header = makeWriter(out(), result.columns(), settings.format);
+    header->end();
+  } else {
+    Browser(connection(), result, sql).run();
+  }
   out().write("(" + rowsText(result.rowsRead()) + (result.isComplete() ? ")\n" : " read)\n"));
   out().flush();
 }

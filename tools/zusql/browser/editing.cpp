@@ -108,6 +108,7 @@ void RowEditor::change(std::int64_t row, std::size_t column, const std::string* 
   run(writer, "update " + shape.table + " set " + connection.quoted(facts.name) + " = ? where current of " +
                   Result::kCursorName);
   inRowSet.keep();
+  result.forget();
   ++changes;
 }
 
@@ -115,6 +116,7 @@ void RowEditor::remove(std::int64_t row) {
   makeCurrent(row);
   Statement writer(connection);
   run(writer, "delete from " + shape.table + " where current of " + Result::kCursorName);
+  result.forget();
   ++changes;
 }
 

@@ -59,7 +59,7 @@ std::int64_t LongText::lineEnd(std::int64_t begin, std::string& text, std::int64
   const std::string_view upToFeed = std::string_view(bytes).substr(0, feed);
   const std::size_t taken = bytesWithin(upToFeed, width);
   const bool isCut = taken < upToFeed.size();
-  if (!isCut && feed == std::string::npos && !complete && bytes.size() < most) return -1;
+  if (feed == std::string::npos && !complete && bytes.size() < most) return -1;
   text = visible(upToFeed.substr(0, taken));
   next = begin + static_cast<std::int64_t>(taken) + (!isCut && feed != std::string::npos ? 1 : 0);
   return next;

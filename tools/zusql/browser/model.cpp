@@ -148,7 +148,7 @@ std::vector<BrowserModel::ShownColumn> BrowserModel::shownColumns() const {
 // A column of marks, and the digits of the row numbers on the screen.
 std::size_t BrowserModel::gutterWidth() const {
   constexpr std::size_t kLeast = 6;
-  return std::max(kLeast, grouped(top + height).size() + 1);
+  return std::max(kLeast, grouped(top + height).size() + 2);
 }
 
 void BrowserModel::toggleFreeze() {

@@ -47,6 +47,9 @@ class Result : public RowSource {
   };
   Slot slot(std::int64_t row, std::size_t column);
 
+  // What is held is read again from the cursor library's rows when it is next needed.
+  void forget() { held = 0; }
+
   // True if the driver's cursor takes positioned statements.
   bool isUpdatable() const { return updatable; }
 

@@ -40,7 +40,7 @@ class RowSource {
   virtual std::int64_t rowsRead() const = 0;
   virtual bool isComplete() const = 0;
 
-  // Reads on towards a row, for a small part of a second.
+  // Reads on up to a row, for a small part of a second; at least one row more, unless these are all.
   virtual void readTowards(std::int64_t row) = 0;
 };
 
