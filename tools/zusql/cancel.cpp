@@ -8,7 +8,6 @@
 #include <cerrno>
 #include <csignal>
 #include <mutex>
-#include <thread>
 
 namespace zusql {
 
@@ -40,20 +39,28 @@ void cancelOnWakeUp() {
 
 }  // namespace
 
-void watchForCancel() {
+CancelWatch::CancelWatch() {
   if (pipe2(wakeUp, O_CLOEXEC) != 0) return;
   fcntl(wakeUp[1], F_SETFL, O_NONBLOCK);
   sigset_t interrupt;
   sigemptyset(&interrupt);
   sigaddset(&interrupt, SIGINT);
-  // The handler is to run in the thread that reads the keyboard, whose read it ends.
+  // The handler is to run in the thread that reads the keyboard, whose wait it ends.
   pthread_sigmask(SIG_BLOCK, &interrupt, nullptr);
-  std::thread(cancelOnWakeUp).detach();
+  thread = std::thread(cancelOnWakeUp);
   pthread_sigmask(SIG_UNBLOCK, &interrupt, nullptr);
   struct sigaction action {};
   action.sa_handler = onInterrupt;
   action.sa_flags = SA_RESTART;
   sigaction(SIGINT, &action, nullptr);
+}
+
+CancelWatch::~CancelWatch() {
+  if (!thread.joinable()) return;
+  std::signal(SIGINT, SIG_DFL);
+  close(wakeUp[1]);
+  thread.join();
+  close(wakeUp[0]);
 }
 
 bool takeInterrupt() { return interrupted.exchange(false, std::memory_order_relaxed); }

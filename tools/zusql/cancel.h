@@ -9,10 +9,21 @@
 
 #include <sql.h>
 
+#include <thread>
+
 namespace zusql {
 
-// Installs the handler and starts the thread. Once, before other threads are started.
-void watchForCancel();
+// The handler and the thread. One, made before other threads are started.
+class CancelWatch {
+ public:
+  CancelWatch();
+  CancelWatch(const CancelWatch&) = delete;
+  CancelWatch& operator=(const CancelWatch&) = delete;
+  ~CancelWatch();
+
+ private:
+  std::thread thread;
+};
 
 // True if Ctrl-C has come since the last call.
 bool takeInterrupt();

@@ -5,6 +5,7 @@
 #include <CLI/CLI.hpp>
 #include <clocale>
 #include <cstdio>
+#include <cstdlib>
 #include <iostream>
 #include <stdexcept>
 
@@ -23,9 +24,14 @@ constexpr int kStatementFailed = 1;
 constexpr int kNotConnected = 3;
 
 // The user's language for messages, always with UTF-8 text. Numbers stay as SQL writes them, with a point.
+// Drivers set the locale anew from the environment, so it has to say the same.
 void chooseLocale() {
   std::setlocale(LC_ALL, "");
-  if (MB_CUR_MAX == 1) std::setlocale(LC_CTYPE, "C.UTF-8");
+  if (MB_CUR_MAX == 1) {
+    const char* const all = std::getenv("LC_ALL");
+    setenv(all && *all ? "LC_ALL" : "LC_CTYPE", "C.UTF-8", 1);
+    std::setlocale(LC_CTYPE, "C.UTF-8");
+  }
   std::setlocale(LC_NUMERIC, "C");
 }
 
@@ -94,6 +100,6 @@ int main(int argc, char** argv) {
   CLI11_PARSE(app, argc, argv);
   hidePasswords(argc, argv);
   completeOptions(app, options);
-  watchForCancel();
+  const CancelWatch watch;
   return runSession(options);
 }
