@@ -31,7 +31,10 @@ std::string contents(const std::string& path) {
 }  // namespace
 
 std::string outputOf(const std::vector<std::string>& command, const std::string& input, int* status) {
-  const std::string line = "printf %s " + quoted(input) + " | timeout 120 " + joined(command) + " 2>&1";
+  // The leak detector's own tracer crashes now and then at the end of a process that has unloaded a driver.
+  // Leaks are looked for in the test program.
+  const std::string line = "printf %s " + quoted(input) + " | ASAN_OPTIONS=detect_leaks=0 timeout 120 " +
+                           joined(command) + " 2>&1";
   std::FILE* const pipe = popen(line.c_str(), "r");
   if (!pipe) return "popen failed";
   std::string all;
