@@ -26,6 +26,7 @@ struct Handle {
   const SQLSMALLINT type;
   DiagnosticList errors;
   SQLRETURN lastReturn = SQL_SUCCESS;
+  SQLSMALLINT errorsTaken = 0;  // by SQLError
 };
 
 struct Connection;

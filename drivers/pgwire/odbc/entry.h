@@ -26,6 +26,7 @@ class DiagnosticScope {
  public:
   explicit DiagnosticScope(Handle& handle) : handle(handle) {
     handle.errors.clearErrors();
+    handle.errorsTaken = 0;
     handle.errors.setPlace(0, 0);
     ZuErrorKeeper::setErrorList(&handle.errors);
     entered = ZuErrorKeeper::getErrorList() == &handle.errors;
