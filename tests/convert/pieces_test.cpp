@@ -266,6 +266,11 @@ TEST_F(Pieces, ToTheApplicationAreTheWhole) {
         break;
       }
     }
+    if (kind == PieceSink::Fixed && !converter.getStickyError()) {
+      sink.setBuffer(60);
+      ASSERT_EQ(converter.resetSink() || converter.convert(), 0);
+      EXPECT_EQ(sink.piece + std::to_string(sink.lastMore), "0") << "nothing comes after the end";
+    }
     dropped += wholePieces.dropped;
     if (!isWhole) {
       EXPECT_TRUE(isSame(to, sink.joined, whole));

@@ -60,6 +60,7 @@ bool isCut(UConverter* converter, const unsigned char* p, const unsigned char* e
 int generateLeadByteMap(UConverter* converter, unsigned char** map) {
   auto* fresh = static_cast<unsigned char*>(ramAlloc(kByteValues));
   if (!fresh) return 1;
+  ucnv_reset(converter);  // a conversion that failed may have left text in it
   const ReportCuts scope(converter);
   for (unsigned long value = 0; value < kByteValues; ++value) {
     const char byte = static_cast<char>(value);

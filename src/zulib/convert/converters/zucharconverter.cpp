@@ -109,6 +109,7 @@ int ZuCharConverter::reset() {
   resetDirtyHandles();
   unicodeCursor = unicodeEnd = reinterpret_cast<const UChar*>(unicodeBuffer);
   hasSplitByte = hasSplitSinkByte = false;
+  isFlushed = false;
   finalData = 0;
   moreSource = 1;
   if (fromUnicode.getInfo()) fromUnicode.getInfo()->substituted = 0;
@@ -347,6 +348,7 @@ ZuCharConverter::Step ZuCharConverter::fillUnits() {
 // Into a buffer that ends with a whole character. Up to where it surely suffices ICU is faster without
 // offsets (benchmark rows "pieces ... terminated"); what follows needs them.
 ZuCharConverter::Step ZuCharConverter::fillWhole(int& result) {
+  if (isFlushed) return Step::HandOver;
   for (;;) {
     const auto units = static_cast<unsigned long>(unicodeEnd - unicodeCursor);
     const unsigned long chars = std::min(room(), kMostAtOnce) / maxSinkCharSize;

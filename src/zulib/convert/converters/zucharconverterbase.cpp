@@ -125,6 +125,7 @@ void ZuCharConverterBase::clearValue() {
   hasSplitSinkByte = false;
   toUnicodeHolds = false;
   fromUnicodeHolds = false;
+  isFlushed = false;
   if (fromUnicode.getInfo()) fromUnicode.getInfo()->substituted = 0;
 }
 
@@ -320,10 +321,12 @@ UErrorCode ZuCharConverterBase::convertToSink(const UChar* end, unsigned char* l
     return status;
   }
   fromUnicodeDirty = !flush;
+  isFlushed = flush;
   return U_ZERO_ERROR;
 }
 
 ZuCharConverterBase::Step ZuCharConverterBase::fill(int& result) {
+  if (isFlushed) return Step::HandOver;
   unsigned char* const limit = sinkCursor + std::min(room(), kMostAtOnce);
   const UErrorCode status = convertToSink(unicodeEnd, limit, nullptr, !moreSink && isInputDone());
   fromUnicodeHolds = status == U_BUFFER_OVERFLOW_ERROR;

@@ -143,6 +143,7 @@ class ZU_API ZuCharConverterBase : public ZuDataConverter {
   bool isReady = false;           // init or a reset with arguments has succeeded
   bool toUnicodeHolds = false;    // the converter has output for which there was no room
   bool fromUnicodeHolds = false;  // likewise
+  bool isFlushed = false;         // the text in the sink's page has its end
   int toUnicodeDirty = 0;         // the converter may hold state
   int fromUnicodeDirty = 0;
   UErrorCode stickyError = U_ZERO_ERROR;

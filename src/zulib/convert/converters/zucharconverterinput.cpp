@@ -64,6 +64,7 @@ int ZuCharConverterInput::resetSource() {
   if (!source) return zuconvert::reportFailure();
   moreSource = 1;
   sourceCursor = sourceEnd = nullptr;
+  isFlushed = false;
   return source->reset();
 }
 
