@@ -266,7 +266,7 @@ TEST_F(Pieces, ToTheApplicationAreTheWhole) {
         break;
       }
     }
-    if (kind == PieceSink::Fixed && !converter.getStickyError()) {
+    if (kind == PieceSink::Fixed && from != to && !converter.getStickyError()) {
       sink.setBuffer(60);
       ASSERT_EQ(converter.resetSink() || converter.convert(), 0);
       EXPECT_EQ(sink.piece + std::to_string(sink.lastMore), "0") << "nothing comes after the end";
@@ -369,7 +369,7 @@ TEST_F(Pieces, OfTextInMemoryAreTheWhole) {
       if (terminates && sink.isTruncated() && !broken && !isShifting(page)) {
         const std::u16string rest = decode(page, text.substr(joined.size()));
         const std::u16string before = u' ' + decode(page, piece);
-        EXPECT_FALSE(U16_IS_LEAD(before.back()) && U16_IS_TRAIL(rest.front()));
+        EXPECT_FALSE(isUTF16(page) && U16_IS_LEAD(before.back()) && U16_IS_TRAIL(rest.front()));
         EXPECT_FALSE(isUTF16(page) ? piece.size() % 2 : isEndCut(page, piece));
       }
     } while (sink.isTruncated());
