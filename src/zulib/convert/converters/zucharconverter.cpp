@@ -380,6 +380,7 @@ ZuCharConverter::Step ZuCharConverter::dropCut(unsigned char* start, const int32
   while (sinkCursor > start && offsets[sinkCursor - 1 - start] >= offsets[last - start]) --sinkCursor;
   ucnv_resetFromUnicode(fromUnicode.get());
   fromUnicodeDirty = 0;
+  isFlushed = !isMoreHeld();  // the last character was the one that was cut
   return Step::HandOver;
 }
 
