@@ -74,7 +74,7 @@ class ParseModel {
     do {
       unsigned char* word;
       const bool isRefused = lexer.nextToken(&type, &word) != 0;
-      if (isRefused) type = tokenEnd;
+      if (isRefused) type = tokenNone;  // literal contents may lie over it
       const bool isIn = lexer.tokenIsLiteral();
       if (isIn && !wasIn) {
         opened = tokens.size();
