@@ -22,6 +22,7 @@ namespace {
 
 constexpr unsigned long kPageSize = 2048;
 constexpr unsigned long kSetSize = 2 * kPageSize;
+constexpr uint32_t kNoPage = 0xFFFFFFFF;  // addresses have 32 bits, so no page has this number
 
 constexpr unsigned char kDirtyA = 1;
 constexpr unsigned char kDirtyB = 2;
@@ -115,8 +116,12 @@ unsigned char* ZuTmpFile::replacePage(CacheSet& set, uint32_t number, Use use) {
     // A reader must not fail for ever on a page that cannot be written: it gives the page up.
     if (use == Use::Read) set.flags = withBit(set.flags, dirty, false);
     if (tmpWrFile(page, held)) return nullptr;
+    set.flags = withBit(set.flags, dirty, false);
   }
-  if (use != Use::WriteWhole && tmpRdFile(page, number)) return nullptr;
+  if (use != Use::WriteWhole && tmpRdFile(page, number)) {
+    held = kNoPage;  // a part of it may have been overwritten
+    return nullptr;
+  }
   held = number;
   set.flags = withBit(set.flags, kUsedB, !replacesA);
   set.flags = withBit(set.flags, dirty, use != Use::Read && use != Use::Point);
