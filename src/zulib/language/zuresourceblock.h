@@ -27,9 +27,9 @@ struct ZuBlockEntry {
 };
 
 // Reads the entry at `at`. Returns where the next one begins, or null at the end of the block.
-const unsigned char* zuReadBlockEntry(const unsigned char* at, ZuBlockEntry& entry);
+ZU_API const unsigned char* zuReadBlockEntry(const unsigned char* at, ZuBlockEntry& entry);
 
 // A new block of the rows, to be freed with `free`; null if the allocation fails.
-[[nodiscard]] unsigned char* zuPackBlock(const resourceElement* rows, unsigned short count);
+[[nodiscard]] ZU_API unsigned char* zuPackBlock(const resourceElement* rows, unsigned short count);
 
 #endif
