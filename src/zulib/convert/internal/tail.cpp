@@ -38,9 +38,9 @@ UErrorCode feed(UConverter* converter, unsigned char* buffer, const unsigned cha
 unsigned long unfinishedUTF8(const unsigned char* text, unsigned long n) {
   const unsigned long looked = std::min(n, kLongestUTF8);
   const unsigned char* const end = text + n - looked;
-  unsigned long whole = looked;
-  U8_TRUNCATE_IF_INCOMPLETE(end, 0UL, whole);
-  return looked - whole;
+  auto whole = static_cast<long>(looked);  // the macro subtracts before it compares
+  U8_TRUNCATE_IF_INCOMPLETE(end, 0, whole);
+  return looked - static_cast<unsigned long>(whole);
 }
 
 bool isLeadUnit(const unsigned char* p, long codePage) {
