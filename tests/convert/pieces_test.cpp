@@ -357,7 +357,7 @@ TEST_F(Pieces, OfTextInMemoryAreTheWhole) {
     converter.calculateSinkBytes(text.size(), kZuUnknownLength);
     std::string joined;
     do {
-      const unsigned long size = random() % 8 ? random() % 40 : 60;
+      const unsigned long size = random() % 8 ? random() % (random() % 2 ? 4 : 40) : 60;
       const auto buffer = std::make_unique<unsigned char[]>(size);
       sink.setBuffer(buffer.get(), size);
       ASSERT_EQ(converter.resetSink(), 0);
