@@ -54,7 +54,7 @@ TEST_F(EntryFetch, FunctionsExcludeEachOtherUntilTheResultEnds) {
 }
 
 TEST_F(EntryFetch, PlainFetchHearsOfTheRowArrayOnceAndAgainWhenItChanges) {
-  Rowset rows(stmt, 2);
+  const Rowset rows(stmt, 2);
   ASSERT_SQL(SQL_SUCCESS, stmt, stmt.execute("select"));
   for (const auto& [size, last, told] : {std::tuple{2, 2, 5}, {2, 4, 0}, {1, 5, 5}}) {
     if (size == 1) stmt.set(SQL_ATTR_ROW_ARRAY_SIZE, 1);
@@ -118,7 +118,7 @@ TEST_F(EntryFetch, CallsWithAndWithoutACursor) {
   EXPECT_SQL(SQL_SUCCESS, stmt, SQLNumParams(stmt, &count));
   EXPECT_EQ(1, count);
   EXPECT_SQL(SQL_ERROR, stmt, SQLBulkOperations(stmt, SQL_ADD));
-  Rowset rows(stmt, 2);
+  const Rowset rows(stmt, 2);
   ASSERT_SQL(SQL_SUCCESS, stmt, SQLFetchScroll(stmt, SQL_FETCH_NEXT, 0));
   EXPECT_SQL(SQL_SUCCESS, stmt, SQLRowCount(stmt, &rowCount));
   EXPECT_EQ(2, rowCount);
@@ -128,7 +128,7 @@ TEST_F(EntryFetch, CallsWithAndWithoutACursor) {
   EXPECT_EQ("HYC00", stmt.states());
 
   // Without a text of its own the statement counts the columns of its result.
-  OdbcStatement tables(conn);
+  const OdbcStatement tables(conn);
   script.answers["SQLTables"] = scriptedRows(1);
   ASSERT_EQ(SQL_SUCCESS, SQLTables(tables, nullptr, 0, nullptr, 0, nullptr, 0, nullptr, 0));
   EXPECT_SQL(SQL_SUCCESS, tables, SQLNumParams(tables, &count));
@@ -142,7 +142,7 @@ TEST_F(EntryFetch, CallsWithAndWithoutACursor) {
 
 TEST_F(EntryFetch, CancelOfACursorThatTheDriverClosesEndsIt) {
   script.faults.push_back({"SQLCancel", 1, SQL_SUCCESS_WITH_INFO, "01S05"});
-  Rowset rows(stmt, 1);
+  const Rowset rows(stmt, 1);
   ASSERT_SQL(SQL_SUCCESS, stmt, stmt.execute("select"));
   ASSERT_SQL(SQL_SUCCESS, stmt, SQLFetchScroll(stmt, SQL_FETCH_NEXT, 0));
   EXPECT_SQL(SQL_SUCCESS_WITH_INFO, stmt, SQLCancel(stmt));

@@ -3,6 +3,7 @@
 
 #include <random>
 
+#include "gmock/gmock.h"
 #include "tests/cursor/entry_fixture.h"
 
 namespace {

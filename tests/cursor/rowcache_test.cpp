@@ -10,6 +10,7 @@
 #include <csignal>
 #include <random>
 
+#include "gmock/gmock.h"
 #include "tests/cursor/entry_fixture.h"
 #include "tests/support/fault_allocator.h"
 #include "zulib/cursor/internal/messages.h"

@@ -2,6 +2,7 @@
 
 #include <cstring>
 
+#include "gmock/gmock.h"
 #include "tests/cursor/entry_fixture.h"
 #include "zulib/cursor/internal/messages.h"
 #include "zulib/cursor/statement/sqltext.h"

@@ -89,7 +89,7 @@ TEST_F(ThreadsCancel, EndsWhatIsStillExecuting) {
 class PostgresThreadsCancel : public PostgresFixture {};
 
 TEST_F(PostgresThreadsCancel, EndAStatementThatWaitsInTheServer) {
-  OdbcConnection conn(connectionString());
+  const OdbcConnection conn(connectionString());
   OdbcConnection watcher(connectionString(), SQL_CUR_USE_DRIVER);  // waits for no lock of the cursor library
   OdbcStatement stmt(conn);
   SQLRETURN rc = SQL_SUCCESS;
