@@ -68,7 +68,7 @@ Times firstRow() {
   OdbcLoop loop(kSqliteDriver, options(), &straight);
   const auto connected = std::chrono::steady_clock::now();
   loop.execute(kQuery);
-  for (SQLUSMALLINT i = 0; i < values.size(); ++i) {
+  for (std::size_t i = 0; i < values.size(); ++i) {
     loop.bind(static_cast<SQLUSMALLINT>(i + 1), SQL_C_CHAR, values[i].data(), kCellBytes, &lengths[i]);
   }
   if (!loop.fetch()) std::exit(1);

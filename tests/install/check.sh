@@ -105,6 +105,13 @@ grep -q '34000:.*Keine Anweisung dieser Verbindung hat einen Cursor dieses Namen
   fail "the demo's error is not German: $demo"
 pass "the demo"
 
+# The shell, which finds its libraries beside itself.
+"$scratch/prefix/bin/zusql" "Driver=SQLite3;Database=$scratch/shell.db" -F csv \
+  -e "create table t (a integer); insert into t values (7); select a from t" >"$scratch/shell.csv" ||
+  fail "zusql ended with an error"
+[ "$(tr -d '\r' <"$scratch/shell.csv" | paste -sd' ')" = "a 7" ] || fail "zusql printed: $(cat "$scratch/shell.csv")"
+pass "the shell"
+
 # Lines sorted through files, in the order and with the bytes of the system's sort; some are long, some equal,
 # and the last one does not end.
 awk 'BEGIN { srand(1); for (i = 0; i < 30000; i++) { line = int(rand() * 5000) "," i; if (i % 1000 == 0) while (length(line) < 3000) line = line line; print line }
