@@ -48,7 +48,7 @@ Result::Result(const Connection& connection, const std::string& sql, std::int64_
 }
 
 void Result::bind(std::int64_t rowsWanted, std::size_t cellBytes) {
-  std::size_t rowBytes = 0;
+  std::size_t rowBytes = sizeof(SQLUSMALLINT);  // the state of the row
   for (const Column& column : described) rowBytes += widthOf(column, cellBytes) + sizeof(SQLLEN);
   capacity = std::clamp<std::int64_t>(static_cast<std::int64_t>(kRowSetBytes / rowBytes), 1, rowsWanted);
   const auto rows = static_cast<std::size_t>(capacity);

@@ -68,7 +68,7 @@ std::unique_ptr<Statement> reread(const Connection& connection, const Result& re
   return statement;
 }
 
-LongText::Reader piecesOf(std::shared_ptr<Statement> statement) {
+LongText::Reader piecesOf(const std::shared_ptr<Statement>& statement) {
   return [statement](std::string& piece) {
     bool isNull = false;
     return statement->getPiece(1, piece, isNull);
