@@ -1,6 +1,8 @@
 // What a user changes without changing the program: who scrolls, which lock the cursor library takes, and the
 // trace.
 
+#include <sql.h>
+#include <sqlext.h>
 #include <sqlucode.h>
 
 #include <fstream>

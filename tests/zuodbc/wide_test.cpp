@@ -1,6 +1,8 @@
 // Texts between applications and drivers of either form: random texts against a model of code points, and
 // what the standard says about bytes, characters and bad input.
 
+#include <sql.h>
+#include <sqlext.h>
 #include <sqlucode.h>
 
 #include <cstring>
