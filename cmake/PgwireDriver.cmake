@@ -1,6 +1,8 @@
 # drivers/pgwire as a target of this build, for the tests and the benchmarks. The installed package builds it by its
 # own CMakeLists.txt, as any driver.
 
+include_guard(GLOBAL)
+
 find_package(OpenSSL REQUIRED COMPONENTS Crypto)
 file(GLOB_RECURSE sources CONFIGURE_DEPENDS "${PROJECT_SOURCE_DIR}/drivers/pgwire/*.cpp")
 add_library(zupgwire MODULE ${sources})
