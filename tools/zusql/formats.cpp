@@ -19,6 +19,7 @@ class AlignedWriter : public RowWriter {
  public:
   AlignedWriter(Output& out, const std::vector<Column>& columns, const FormatOptions& options)
       : out(out), options(options) {
+    names.reserve(columns.size());
     for (const Column& column : columns) {
       names.push_back(visible(column.name));
       widths.push_back(options.hasHeader ? columnsOf(names.back()) : 0);
@@ -28,6 +29,7 @@ class AlignedWriter : public RowWriter {
 
   void row(const std::vector<Field>& fields) override {
     std::vector<std::string> texts;
+    texts.reserve(fields.size());
     for (const Field& field : fields) texts.push_back(field.isNull ? options.nullText : visible(field.text));
     if (isHeaderWritten) {
       writeLine(texts);
@@ -91,6 +93,7 @@ class CsvWriter : public RowWriter {
   CsvWriter(Output& out, const std::vector<Column>& columns, const FormatOptions& options) : out(out) {
     if (!options.hasHeader) return;
     std::vector<Field> names;
+    names.reserve(columns.size());
     for (const Column& column : columns) names.push_back({column.name, false});
     CsvWriter::row(names);
   }

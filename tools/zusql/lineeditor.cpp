@@ -57,8 +57,8 @@ int nextByte(std::FILE* terminal) {
 
 }  // namespace
 
-LineEditor::LineEditor(std::string file, Completer complete_) : historyFile(std::move(file)) {
-  completer = std::move(complete_);
+LineEditor::LineEditor(std::string file, Completer words) : historyFile(std::move(file)) {
+  completer = std::move(words);
   rl_readline_name = "zusql";
   rl_catch_signals = 0;
   rl_getc_function = nextByte;
