@@ -241,7 +241,7 @@ void add(const std::string& name, unsigned long expected, Work work) {
 }
 
 std::string target(4 * kMegabyte, 0);
-unsigned char* const out = reinterpret_cast<unsigned char*>(target.data());
+unsigned char* const kOut = reinterpret_cast<unsigned char*>(target.data());
 
 // A value through a converter in pieces of 4 KB; the bytes that came out.
 class Pieces {
@@ -260,7 +260,7 @@ class Pieces {
       return 0;
     converter.setSourceNotOwned(1);
     do {
-      sink.setBuffer(out, kPieceSize);
+      sink.setBuffer(kOut, kPieceSize);
       if (converter.resetSink() || converter.convert()) return 0;
       written += sink.getWritten();
     } while (sink.isTruncated());
@@ -286,10 +286,12 @@ void addPieces(const std::string& name, const void* data, unsigned long size, lo
 void addPage(long number) {
   const Page& p = page(number);
   const auto wideSize = p.wide.size() * sizeof(char16_t);
-  auto* const units = reinterpret_cast<unsigned short*>(out);
+  auto* const units = reinterpret_cast<unsigned short*>(kOut);
   auto* const wide = reinterpret_cast<unsigned short*>(const_cast<char16_t*>(p.wide.data()));
 
-  const auto toWide = [&p] { return p.convertDirectly(reinterpret_cast<char16_t*>(out), kMegabyte, p.text); };
+  const auto toWide = [&p] {
+    return p.convertDirectly(reinterpret_cast<char16_t*>(kOut), kMegabyte, p.text);
+  };
   const auto fromWide = [&p] { return p.convertDirectly(target.data(), target.size(), p.wide); };
   for (const char* side : {"to UTF-16, whole", "to UTF-16 in pieces"}) {
     add(nameOf(side, number) + "/reference", p.wide.size(), toWide);
@@ -305,7 +307,7 @@ void addPage(long number) {
   });
   add(nameOf("from UTF-16, whole", number) + "/ours", p.text.size(), [&p, wide] {
     long used = 0, taken = 0;
-    oxUCS2ToAnsi(out, 4 * kMegabyte, wide, static_cast<long>(p.wide.size()), &used, &taken, p.to, 0);
+    oxUCS2ToAnsi(kOut, 4 * kMegabyte, wide, static_cast<long>(p.wide.size()), &used, &taken, p.to, 0);
     return used;
   });
   const long kWide = UCNV_IANA_UTF_16LE;
@@ -321,25 +323,25 @@ void addCopies() {
   for (const unsigned long n : {4096UL, 65536UL, kMegabyte}) {
     for (const char* work : {"ansi to utf-8, ASCII/", "ucs-2 swap/"}) {
       add(work + std::to_string(n) + "/reference", n, [n] {
-        std::memcpy(out, ascii.data(), n);
+        std::memcpy(kOut, ascii.data(), n);
         return n;
       });
     }
     add("ansi to utf-8, ASCII/" + std::to_string(n) + "/ours", n, [n] {
       long used = 0, taken = 0;
-      oxAnsiToUTF8(out, static_cast<long>(n), bytes(ascii), static_cast<long>(n), &used, &taken, latin1,
+      oxAnsiToUTF8(kOut, static_cast<long>(n), bytes(ascii), static_cast<long>(n), &used, &taken, latin1,
                    utf8);
       return used;
     });
     add("ucs-2 swap/" + std::to_string(n) + "/ours", n, [n] {
-      oxUCS2Swap(out, ascii.data(), n / 2);
+      oxUCS2Swap(kOut, ascii.data(), n / 2);
       return n;
     });
   }
   // A terminated buffer takes a byte less, so that the next piece begins at another alignment.
   const auto copyPieces = [](unsigned long pieceSize) {
     for (unsigned long at = 0; at < kMegabyte; at += pieceSize) {
-      std::memcpy(out, ascii.data() + at, std::min(pieceSize, kMegabyte - at));
+      std::memcpy(kOut, ascii.data() + at, std::min(pieceSize, kMegabyte - at));
     }
     return kMegabyte;
   };
@@ -360,7 +362,7 @@ void addCopies() {
 void addTranscoders() {
   static const Page& p = page(UCNV_IANA_UTF_8);
   const auto convert = [] {
-    auto* dst = reinterpret_cast<unsigned short*>(out);
+    auto* dst = reinterpret_cast<unsigned short*>(kOut);
     const unsigned char* src = bytes(p.text);
     UErrorCode status = U_ZERO_ERROR;
     long required = 0;
@@ -370,12 +372,12 @@ void addTranscoders() {
   const auto direct = [] {
     UErrorCode status = U_ZERO_ERROR;
     int32_t required = 0;
-    u_strFromUTF8(reinterpret_cast<char16_t*>(out), kMegabyte, &required, p.text.data(),
+    u_strFromUTF8(reinterpret_cast<char16_t*>(kOut), kMegabyte, &required, p.text.data(),
                   static_cast<int32_t>(p.text.size()), &status);
     return required;
   };
   const auto copy = [] {
-    std::memcpy(out, p.text.data(), p.text.size());
+    std::memcpy(kOut, p.text.data(), p.text.size());
     return p.wide.size();
   };
   add("ConvUTF8ToUTF16/ours", p.wide.size(), convert);
@@ -414,14 +416,14 @@ void addTailCheck() {
         [sink, converter, terminates] {
           if (converter->reset(&source, sink, UCNV_IANA_UTF_8, UCNV_IANA_UTF_8, terminates)) return 0UL;
           converter->setSourceNotOwned(1);
-          sink->setBuffer(out, 32);
+          sink->setBuffer(kOut, 32);
           if (converter->resetSink() || converter->convert()) return 0UL;
           return sink->getWritten();
         });
   }
 }
 
-const bool areAdded = [] {
+const bool kAreAdded = [] {
   for (const long number : {4L, 2252L, 18L, 114L, 106L}) addPage(number);
   addCopies();
   addTranscoders();

@@ -13,7 +13,7 @@
 #include <string>
 #include <string_view>
 
-#include "sql.h"
+#include "sqlscan.h"
 #include "zulib/language/zuqueryfile.h"
 #include "zulib/language/zuscanner.h"
 #include "zulib/language/zuvalueparser.h"
