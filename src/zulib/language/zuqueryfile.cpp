@@ -59,8 +59,7 @@ int append(ZuString* text, const ZuSubString& view) {
 
 }  // namespace
 
-// --- opening and closing
-// ----------------------------------------------------------------------------------------
+// --- opening and closing ------------------------------------------------------------------------------
 
 ZuQueryFile::ZuQueryFile() : tmpFile(kTmpCacheSize, kNoLock) { sections.setDeleteContentsOnDestruct(); }
 
@@ -149,8 +148,7 @@ int ZuQueryFile::initialize(const unsigned char* type, const unsigned char* sql,
   return 0;
 }
 
-// --- header and statement
-// ---------------------------------------------------------------------------------------
+// --- header and statement -----------------------------------------------------------------------------
 
 int ZuQueryFile::setWriteFileName(const unsigned char* name) {
   unsigned char* copy = nullptr;
@@ -198,8 +196,7 @@ int ZuQueryFile::getSqlStmt(ZuString* text) {
   return 0;
 }
 
-// --- lines
-// -------------------------------------------------------------------------------------------------------
+// --- lines --------------------------------------------------------------------------------------------
 
 // The next line with its line feed. One that does not fit the reader's buffer comes in pieces, unless it may
 // be a header.
@@ -267,8 +264,7 @@ int ZuQueryFile::readLines(ZuString* text, unsigned long offset, bool stopAtSemi
   return 1;
 }
 
-// --- sections
-// -----------------------------------------------------------------------------------------------------
+// --- sections -----------------------------------------------------------------------------------------
 
 SectionInfo* ZuQueryFile::lookUp(const ZuSubString& name) const {
   SectionInfo key;
@@ -446,8 +442,7 @@ int ZuQueryFile::getFirstSectionOffset(unsigned long* offset) {
   return 0;
 }
 
-// --- parameters and description
-// ---------------------------------------------------------------------------------
+// --- parameters and description -----------------------------------------------------------------------
 
 int ZuQueryFile::getParams(ZuArray* params) {
   ZuArray lines;
@@ -486,8 +481,7 @@ int ZuQueryFile::setDescription(const ZuString* text) {
   return setSectionChunk(sectionDefinition, changed);
 }
 
-// --- saving
-// -------------------------------------------------------------------------------------------------------
+// --- saving -------------------------------------------------------------------------------------------
 
 int ZuQueryFile::save() {
   AFPU8 path;

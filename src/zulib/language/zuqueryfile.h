@@ -10,8 +10,8 @@
 // The file, in lines that end in a line feed:
 //
 //   ZUK 7.0 for TYPE (2)       header: ZUK or ZAK, in any case; a version of up to three numbers, or none;
-//   the
-//                              type of the database; "(2)" if all lines after it are scrambled (zuscramble.h)
+//                              the type of the database; "(2)" if all lines after it are scrambled
+//                              (zuscramble.h)
 //   CTZUF                      may be there
 //   use NAME;                  may be there: the database, one token
 //   select ...                 the statement, up to the first line that ends in ";", in lines of about 79

@@ -116,8 +116,7 @@ void ZuScannerOf<Char>::setSetsCodePage(zuCPType cp) {
   }
 }
 
-// --- symbols
-// -------------------------------------------------------------------------------------------------
+// --- symbols ------------------------------------------------------------------------------------------
 
 // The size of the symbol, never past the end of the text.
 template <class Char>
@@ -204,8 +203,7 @@ bool ZuScannerOf<Char>::isMember(const String& set, unsigned c) {
   return set.getLength() != 0 && set.isCharInStr(static_cast<Char>(c));
 }
 
-// --- tokens
-// --------------------------------------------------------------------------------------------------
+// --- tokens -------------------------------------------------------------------------------------------
 
 template <class Char>
 void ZuScannerOf<Char>::makeToken(Token& token, const Char* text, unsigned long length, ScanCode code) const {
@@ -533,8 +531,7 @@ void ZuScannerOf<Char>::resetToBeginning() {
   clear(kAtEnd);
 }
 
-// --- changes of the attached string
-// -----------------------------------------------------------------------------
+// --- changes of the attached string -------------------------------------------------------------------
 
 template <class Char>
 int ZuScannerOf<Char>::changeString(unsigned long begin, unsigned long oldLength, const View& text) {
@@ -569,8 +566,7 @@ int ZuScannerOf<Char>::insertToken(Token* token, const View& text) {
   return 0;
 }
 
-// --- lists and words
-// --------------------------------------------------------------------------------------------
+// --- lists and words ----------------------------------------------------------------------------------
 
 template <class Char>
 template <class Item>
@@ -673,8 +669,7 @@ int ZuScannerOf<Char>::isInSetCi(Token& token, const Char* list) {
 template class ZuScannerOf<unsigned char>;
 template class ZuScannerOf<unsigned short>;
 
-// --- the two classes
-// --------------------------------------------------------------------------------------------
+// --- the two classes ----------------------------------------------------------------------------------
 
 ZuScanner::ZuScanner(zuCPType cp) : ZuScanner(nullptr, 0, cp) {}
 

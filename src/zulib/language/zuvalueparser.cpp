@@ -74,8 +74,7 @@ int ZuValueParserOf<Char>::copyOf(String*& out, const Char* text, unsigned long 
   return 1;
 }
 
-// --- errors
-// ------------------------------------------------------------------------------------------------------
+// --- errors -------------------------------------------------------------------------------------------
 
 template <class Char>
 ZuError& ZuValueParserOf<Char>::addParseError() {
@@ -96,8 +95,7 @@ int ZuValueParserOf<Char>::failWith(unsigned short text, const View& first, cons
   return 1;
 }
 
-// --- parsing
-// -----------------------------------------------------------------------------------------------------
+// --- parsing ------------------------------------------------------------------------------------------
 
 template <class Char>
 int ZuValueParserOf<Char>::initialize() {
@@ -177,8 +175,7 @@ int ZuValueParserOf<Char>::valueParse() {
   return 0;
 }
 
-// --- attributes
-// --------------------------------------------------------------------------------------------------
+// --- attributes ---------------------------------------------------------------------------------------
 
 template <class Char>
 auto ZuValueParserOf<Char>::getAttributeValue(const View* key) -> const View* {

@@ -12,8 +12,8 @@
 //   attribute-string   attributes with separators between them; empty attributes are allowed
 //   attribute          keyword "=" value, or the single word ODBC
 //   keyword            one or more words; the text between the first and the last belongs to it
-//   value              up to the next separator outside quotes, without the white space around it; may be
-//   empty
+//   value              up to the next separator outside quotes, without the white space around it; may
+//                      be empty
 //
 // Keywords are found in any case. A value keeps its quotes. Of DSN and DRIVER the one that the string names
 // first counts, and the other is dropped. A keyword for the second time is an error, unless duplicates are

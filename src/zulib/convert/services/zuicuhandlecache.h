@@ -16,8 +16,7 @@
 // Invariants of a slot, whose cells 0, 1, 2 each hold a converter or nothing:
 //   1. Cells below `handleCount` hold idle converters, with their records if there is a policy.
 //   2. Cells from `handleCount` on hold nothing, or a converter without a record that clearCache put aside:
-//   it
-//      stays open until the cell is needed or the cache is destroyed.
+//      it stays open until the cell is needed or the cache is destroyed.
 //
 // Thread safety: none; a cache serves one connection.
 

@@ -15,9 +15,8 @@
 //                 "{" alternatives "}" "*"  any number of times
 //                 "{" alternatives "}" "+"  once or more
 //                 term
-//   term          a word of lower-case letters and hyphens: a production; or alphanum for any word, number
-//   for
-//                 a number, literal-quote-char and literal-contents for quoted text
+//   term          a word of lower-case letters and hyphens: a production; or alphanum for any word,
+//                 number for a number, literal-quote-char and literal-contents for quoted text
 //                 a keyword of the list
 //                 "\" and a token: that token, also if it means something here
 //                 "~" and a word: that word, in any case, without being a keyword
