@@ -15,7 +15,7 @@ std::string plain(const ZuSubString& view) {
   return {reinterpret_cast<const char*>(view.asPascalStr()), view.getLength()};
 }
 
-// The text that a value in quotes stands for.
+// The text of a value without its quotes.
 std::string unquoted(const std::string& value) {
   const char quote = value.empty() ? '\0' : value.front();
   if (value.size() < 2 || (quote != '\'' && quote != '"') || value.back() != quote) return value;

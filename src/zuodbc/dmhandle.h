@@ -245,7 +245,7 @@ class ZU_API DMDesc : public DMHandle {
   SQLUSMALLINT* arrayStatusPtr = nullptr;
   SQLLEN* bindOffsetPtr = nullptr;
   SQLULEN bindType = SQL_BIND_BY_COLUMN;
-  long shareCount = 0;                  // statements on which a copy stands in for this descriptor
+  long shareCount = 0;                  // statements that use a copy in place of this descriptor
   unsigned headerChanged = 0;           // bit 0: a header field changed since the driver was last told
   BindInfo* bindList = nullptr;         // owned; the cursor library's records, by rising buffer address
   DMOwnedBlock* ownedBlocks = nullptr;  // released with the descriptor

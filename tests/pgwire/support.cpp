@@ -11,8 +11,8 @@
 FaultPause::FaultPause() {}
 FaultPause::~FaultPause() {}
 
-// The loader keeps memory for the driver, which is never closed; behind this program's malloc LeakSanitizer
-// does not know it as the loader's.
+// The driver is never closed, and the loader keeps memory for it. This program has a malloc of its own, so
+// LeakSanitizer does not see that the memory is the loader's.
 extern "C" __attribute__((visibility("default"))) const char* __lsan_default_suppressions() {
   return "leak:_dl_\n";
 }

@@ -20,8 +20,8 @@ constexpr bool endsSearchWord(unsigned c) {
   return false;
 }
 
-// White space, letters and digits of ASCII are the same in every locale and code page. Whatever stands in a
-// table of ASCII is one symbol of one unit.
+// White space, letters and digits of ASCII are the same in every locale and code page. Each character of the
+// ASCII table is one symbol of one unit.
 constexpr unsigned kAsciiEnd = 0x80;
 
 constexpr unsigned char kSpace = 1;

@@ -223,8 +223,8 @@ Form formOf(const First& first, const Rest&... rest) {
   }
 }
 
-// True if a driver that has both forms of a function is to be asked by the wide one. Once it was connected so
-// it is asked so: some drivers answer a narrow function as if it were the wide one then.
+// True if a driver that has both forms of a function is called by the wide one. A driver that was connected
+// by it is: some drivers return wide text from a narrow function then.
 inline bool prefersWide(const DMConn* conn, Form form) {
   return form == Form::Wide || (conn && conn->state->isWide);
 }
