@@ -5,6 +5,7 @@
 #include <chrono>
 #include <cstdio>
 #include <fstream>
+#include <functional>
 #include <sstream>
 #include <thread>
 
@@ -20,6 +21,18 @@ std::string joined(const std::vector<std::string>& words) {
   std::string all;
   for (const std::string& word : words) all += quoted(word) + " ";
   return all;
+}
+
+// Waits until the condition holds; false if it does not in time.
+bool comesTrue(const std::function<bool()>& condition) {
+  constexpr std::chrono::seconds kLongest{30};
+  constexpr std::chrono::milliseconds kBetween{30};
+  const auto end = std::chrono::steady_clock::now() + kLongest;
+  while (!condition()) {
+    if (std::chrono::steady_clock::now() >= end) return false;
+    std::this_thread::sleep_for(kBetween);
+  }
+  return true;
 }
 
 std::string contents(const std::string& path) {
@@ -50,7 +63,7 @@ ZusqlTerminal::ZusqlTerminal(const ScratchDirectory& directory, const std::vecto
   std::vector<std::string> command{ZUSQL_PROGRAM, "--history", directory.path() + "/history"};
   command.insert(command.end(), arguments.begin(), arguments.end());
   tmux({"-u", "-f", "/dev/null", "new-session", "-d", "-x", std::to_string(kColumns), "-y",
-        std::to_string(kRows), "exec env LANG=C.UTF-8 " + joined(command)});
+        std::to_string(kRows), "exec env LANG=C.UTF-8 ASAN_OPTIONS=detect_leaks=0 " + joined(command)});
   tmux({"set-option", "-g", "escape-time", "0"});
   tmux({"set-option", "-g", "remain-on-exit", "on"});
 }
@@ -81,16 +94,14 @@ void ZusqlTerminal::resize(int columns, int rows) {
 std::string ZusqlTerminal::screen() { return tmux({"capture-pane", "-p"}); }
 
 testing::AssertionResult ZusqlTerminal::shows(const std::string& text) {
-  constexpr std::chrono::seconds kLongest{30};
-  constexpr std::chrono::milliseconds kBetween{30};
-  const auto end = std::chrono::steady_clock::now() + kLongest;
-  std::string now = screen();
-  while (now.find(text) == std::string::npos && std::chrono::steady_clock::now() < end) {
-    std::this_thread::sleep_for(kBetween);
-    now = screen();
-  }
-  if (now.find(text) != std::string::npos) return testing::AssertionSuccess();
-  return testing::AssertionFailure() << "not shown: " << text << "\n" << now;
+  if (comesTrue([&] { return screen().find(text) != std::string::npos; })) return testing::AssertionSuccess();
+  return testing::AssertionFailure() << "not shown: " << text << "\n" << screen();
+}
+
+// Asked of tmux: what it writes into the pane of a program that has ended may be drawn over.
+testing::AssertionResult ZusqlTerminal::ends() {
+  const bool ended = comesTrue([this] { return tmux({"display-message", "-p", "#{pane_dead}"}) == "1\n"; });
+  return ended ? testing::AssertionSuccess() : testing::AssertionFailure() << "still running:\n" << screen();
 }
 
 std::string ZusqlTerminal::processFile(const std::string& name) {

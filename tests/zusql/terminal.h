@@ -33,6 +33,9 @@ class ZusqlTerminal {
   // Waits until the screen has the text. A failure shows the screen.
   testing::AssertionResult shows(const std::string& text);
 
+  // Waits until zusql has ended.
+  testing::AssertionResult ends();
+
   // The memory of zusql that is resident, in KB.
   long memory();
   std::string commandLine();
