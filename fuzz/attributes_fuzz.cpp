@@ -33,7 +33,7 @@ template <class Parser, class Char>
 Parsed<Char> parse(const Text<Char>& text, bool allowDuplicates) {
   const std::unique_ptr<Char[]> block(new Char[text.size()]);
   std::copy(text.begin(), text.end(), block.get());
-  typename Parser::View view(block.get(), text.size());
+  const typename Parser::View view(block.get(), text.size());
   const auto plain = [](const typename Parser::View* v) {
     return Text<Char>(v->asPascalStr(), v->getLength());
   };

@@ -44,7 +44,7 @@ int setAccessMode(Connection& conn, SQLULEN mode) {
 
 int setAttribute(Connection& conn, SQLINTEGER attribute, SQLPOINTER value) {
   const SQLULEN number = asNumber(value);
-  if (SQLULEN Connection::*kept = keptAttribute(attribute)) {
+  if (SQLULEN Connection::*const kept = keptAttribute(attribute)) {
     conn.*kept = number;
     return 0;
   }
@@ -78,7 +78,7 @@ template <class Char>
 SQLRETURN getAttribute(Connection& conn, SQLINTEGER attribute, SQLPOINTER out, SQLINTEGER size,
                        SQLINTEGER* length) {
   const auto give = [&](SQLULEN value) { return codeOf(giveNumber(static_cast<SQLUINTEGER>(value), out)); };
-  if (SQLULEN Connection::*kept = keptAttribute(attribute)) return give(conn.*kept);
+  if (SQLULEN Connection::*const kept = keptAttribute(attribute)) return give(conn.*kept);
   switch (attribute) {
     case SQL_ATTR_AUTOCOMMIT: return give(conn.autocommit ? SQL_AUTOCOMMIT_ON : SQL_AUTOCOMMIT_OFF);
     case SQL_ATTR_ACCESS_MODE: return give(conn.accessMode);

@@ -50,7 +50,7 @@ constexpr const char* kForeign[] = {"IANAAppCodePage", "IACP",     "AppCodePage"
 
 // A value without the braces or quotes around it.
 std::string_view bare(const ZuSubString& value) {
-  std::string_view text(reinterpret_cast<const char*>(value.asPascalStr()), value.getLength());
+  const std::string_view text(reinterpret_cast<const char*>(value.asPascalStr()), value.getLength());
   if (text.size() < 2) return text;
   const char first = text.front();
   const char last = text.back();

@@ -8,6 +8,9 @@ namespace pgwire {
 
 namespace {
 
+// SQL_ASYNC_ENABLE_OFF, SQL_UB_OFF and SQL_FALSE.
+constexpr SQLULEN kOff = 0;
+
 SQLULEN asNumber(SQLPOINTER value) { return reinterpret_cast<SQLULEN>(value); }
 
 // The numbers that are only kept.
@@ -64,7 +67,7 @@ int useDescriptor(Statement& stmt, SQLPOINTER value, Descriptor*& current, Descr
 
 int setAttribute(Statement& stmt, SQLINTEGER attribute, SQLPOINTER value) {
   const SQLULEN number = asNumber(value);
-  if (SQLULEN Statement::*kept = keptAttribute(attribute)) {
+  if (SQLULEN Statement::*const kept = keptAttribute(attribute)) {
     stmt.*kept = number;
     return 0;
   }
@@ -79,9 +82,9 @@ int setAttribute(Statement& stmt, SQLINTEGER attribute, SQLPOINTER value) {
     case SQL_ATTR_CONCURRENCY: return onlyValue(number, SQL_CONCUR_READ_ONLY);
     case SQL_ATTR_CURSOR_SCROLLABLE: return number == SQL_NONSCROLLABLE ? 0 : fail(Issue::NotSupported);
     case SQL_ATTR_CURSOR_SENSITIVITY: return number == SQL_SENSITIVE ? fail(Issue::NotSupported) : 0;
-    case SQL_ATTR_ASYNC_ENABLE: return number == SQL_ASYNC_ENABLE_OFF ? 0 : fail(Issue::NotSupported);
-    case SQL_ATTR_USE_BOOKMARKS: return number == SQL_UB_OFF ? 0 : fail(Issue::NotSupported);
-    case SQL_ATTR_ENABLE_AUTO_IPD: return number == SQL_FALSE ? 0 : fail(Issue::NotSupported);
+    case SQL_ATTR_ASYNC_ENABLE:
+    case SQL_ATTR_USE_BOOKMARKS:
+    case SQL_ATTR_ENABLE_AUTO_IPD: return number == kOff ? 0 : fail(Issue::NotSupported);
     case SQL_ATTR_FETCH_BOOKMARK_PTR: return 0;
     default: return fail(Issue::BadAttribute);
   }
@@ -92,7 +95,7 @@ int getAttribute(Statement& stmt, SQLINTEGER attribute, SQLPOINTER out) {
     return giveNumber(static_cast<SQLHANDLE>(static_cast<Handle*>(desc)), out);
   };
   const auto give = [&](SQLULEN value) { return giveNumber(value, out); };
-  if (SQLULEN Statement::*kept = keptAttribute(attribute)) return give(stmt.*kept);
+  if (SQLULEN Statement::*const kept = keptAttribute(attribute)) return give(stmt.*kept);
   if (const void* cell = descriptorCell(stmt, attribute)) {
     if (out) std::memcpy(out, cell, sizeof(SQLPOINTER));
     return 0;
@@ -106,9 +109,9 @@ int getAttribute(Statement& stmt, SQLINTEGER attribute, SQLPOINTER out) {
     case SQL_ATTR_CONCURRENCY: return give(SQL_CONCUR_READ_ONLY);
     case SQL_ATTR_CURSOR_SCROLLABLE: return give(SQL_NONSCROLLABLE);
     case SQL_ATTR_CURSOR_SENSITIVITY: return give(SQL_INSENSITIVE);
-    case SQL_ATTR_ASYNC_ENABLE: return give(SQL_ASYNC_ENABLE_OFF);
-    case SQL_ATTR_USE_BOOKMARKS: return give(SQL_UB_OFF);
-    case SQL_ATTR_ENABLE_AUTO_IPD: return give(SQL_FALSE);
+    case SQL_ATTR_ASYNC_ENABLE:
+    case SQL_ATTR_USE_BOOKMARKS:
+    case SQL_ATTR_ENABLE_AUTO_IPD: return give(kOff);
     case SQL_ATTR_FETCH_BOOKMARK_PTR: return giveNumber(static_cast<SQLPOINTER>(nullptr), out);
     case SQL_ATTR_ROW_NUMBER: return stmt.onRow ? give(stmt.rowNumber) : fail(Issue::NoCursor);
     default: return fail(Issue::BadAttribute);

@@ -59,9 +59,9 @@ Outcome parseWhole(std::string_view text, Wide& out, bool& exact) {
   if (parsed.ec == std::errc() && parsed.ptr == end) return Outcome::Done;
   double number = 0;
   if (!parseDouble(text, number)) return failed(Issue::NotConvertible);
-  std::string_view rest(parsed.ptr, static_cast<std::size_t>(end - parsed.ptr));
+  const std::string_view rest(parsed.ptr, static_cast<std::size_t>(end - parsed.ptr));
   if (parsed.ec == std::errc() && rest.starts_with('.') && rest.find_first_of("eE") == rest.npos) {
-    exact = rest.find_first_not_of("0", 1) == rest.npos;
+    exact = rest.find_first_not_of('0', 1) == rest.npos;
     return Outcome::Done;
   }
   const double whole = std::trunc(number);
