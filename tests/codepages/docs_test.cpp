@@ -20,7 +20,7 @@ TEST(CodePageDocs, ListThePagesThatICUDoesNotOpen) {
     rows << "| " << row.id << " | `" << row.name << "` |\n";
     ++missing;
   }
-  std::ifstream file(ZULIB_SOURCE_DIR "/docs/codepages.md");
+  const std::ifstream file(ZULIB_SOURCE_DIR "/docs/codepages.md");
   std::ostringstream docs;
   docs << file.rdbuf();
   const std::string text = docs.str();

@@ -1,5 +1,6 @@
 // Values through the character converters in random pieces, beside ICU's conversion of the whole text.
 
+#include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
 #include <algorithm>
