@@ -37,12 +37,13 @@ TEST_F(ThreadsCancel, EndsTheCallUnderWay) {
       {"SQLFetch", [&] { return rows.fetch(SQL_FETCH_NEXT); }},
       {"SQLTables", [&] { return SQLTables(tables, nullptr, 0, nullptr, 0, nullptr, 0, nullptr, 0); }}};
   for (const auto& [function, call] : calls) {
+    const auto& run = call;  // a lambda cannot take a structured binding in every compiler
     const OdbcStatement& user = &call == &calls[0].second ? stmt : tables;
     script.closeGate(function);
     SQLRETURN rc = SQL_SUCCESS;
     std::string states;
     std::thread worker([&] {
-      rc = call();
+      rc = run();
       states = user.states();
     });
     ASSERT_TRUE(script.waitForGate());
