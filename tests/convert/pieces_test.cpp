@@ -367,7 +367,9 @@ TEST_F(Pieces, OfTextInMemoryAreTheWhole) {
       joined += piece;
       EXPECT_EQ(converter.getSinkBytes(), text.size() - joined.size());
       EXPECT_TRUE(!terminates || size == 0 || buffer[piece.size()] == 0) << size;
-      if (terminates && sink.isTruncated() && !broken && !isShifting(page)) {
+      // The byte order of UTF-16 with a signature is known in its first piece only, so its pairs may be cut.
+      const bool isSigned = page == UCNV_IANA_UTF_16;
+      if (terminates && sink.isTruncated() && !broken && !isShifting(page) && !isSigned) {
         const std::u16string rest = decode(page, text.substr(joined.size()));
         const std::u16string before = u' ' + decode(page, piece);
         EXPECT_FALSE(isUTF16(page) && U16_IS_LEAD(before.back()) && U16_IS_TRAIL(rest.front()));

@@ -49,6 +49,8 @@ FailingMalloc::~FailingMalloc() { stop(); }
 void FailingMalloc::stop() { armed.store(false, std::memory_order_release); }
 bool FailingMalloc::triggered() const { return fired; }
 
+// Visible to the libraries, also if a compiler hides what it does not know to be the C library's.
+#pragma GCC visibility push(default)
 extern "C" {
 void* malloc(std::size_t size) {
   if (failsNow()) return nullptr;
@@ -65,3 +67,4 @@ void* realloc(void* block, std::size_t size) {
   return __interceptor_realloc ? __interceptor_realloc(block, size) : __libc_realloc(block, size);
 }
 }
+#pragma GCC visibility pop
