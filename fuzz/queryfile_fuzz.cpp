@@ -125,11 +125,11 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
           text[i] = text[i] == '\n' ? '\n' : static_cast<char>(~text[i]);
       }
       const auto names = namesIn(text);
-      Content content = contentOf(query, names, script);
+      const Content content = contentOf(query, names, script);
       if (query.saveAs(bytes(scratch.out))) {
         demand(errors.getLastError()->getErrorNumber() == ZU_MSG_NOT_A_QUERY_FILE);
       } else {
-        Content saved = contentOf(query, names, "");
+        const Content saved = contentOf(query, names, "");
         // What comes after a statement that was cut short is not known.
         if (isKept(content.statement)) demand(saved == content);
       }
