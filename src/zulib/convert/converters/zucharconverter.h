@@ -22,6 +22,9 @@
 //   - Into a sink that has further buffers, the shift of a page back to its first state at the end of the
 //     text, and a first half of a pair at the end.
 //
+// In UTF-16 whose order is told by a signature (1015) a unit counts as a character: in that one code page a
+// piece may end within a pair, and the next one begins with its second unit.
+//
 // Between two code pages malformed text is replaced as ICU does it, and what is done with characters that the
 // sink's page lacks is told by the policy. Errors are sticky: every later convert reports them again. A
 // terminated buffer of UTF-16 that is full just after a lone first half of a pair, with which the value ends,

@@ -1,6 +1,7 @@
 // ZuSimpleCharConverter: a value that is wholly in memory, in one code page, to the application's buffers,
 // piece by piece: the cut-down form of ZuCharConverter, with the same pieces and terminators. A character
-// that the end of a terminated buffer cuts comes whole with the next piece.
+// that the end of a terminated buffer cuts comes whole with the next piece; in UTF-16 with a signature (1015)
+// a unit counts as one.
 //
 // The sink is a ZuMemorySink, and counts as fixed. The data stay the caller's and must live as long as the
 // value is converted.
