@@ -22,8 +22,3 @@ void ZuDataConverter::replaceSink(ZuDataSink* newSink) {
   if (sink && sink != newSink && !sink->isNotOwned()) delete sink;
   sink = newSink;
 }
-
-void ZuDataConverter::countDown(unsigned long bytes) {
-  if (sinkBytes == kZuUnknownLength) return;
-  sinkBytes -= bytes < sinkBytes ? bytes : sinkBytes;
-}

@@ -83,7 +83,9 @@ class ZU_API ZuDataConverter : public ZuObject {
   void replaceSink(ZuDataSink* newSink);
 
   // Takes `bytes` off a known `sinkBytes`, not below 0.
-  void countDown(unsigned long bytes);
+  void countDown(unsigned long bytes) {
+    if (sinkBytes != kZuUnknownLength) sinkBytes -= bytes < sinkBytes ? bytes : sinkBytes;
+  }
 
   ZuDataSource* source = nullptr;
   ZuDataSink* sink = nullptr;

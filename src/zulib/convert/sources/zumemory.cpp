@@ -57,7 +57,7 @@ ZuMemorySink::ZuMemorySink(void* buffer, unsigned long size, int freeOnDelete)
 ZuMemorySink::~ZuMemorySink() { ZuMemorySink::freeMemory(); }
 
 void ZuMemorySink::setBuffer(void* newBuffer, unsigned long newSize) {
-  freeMemory();
+  if (freeOnDelete) freeMemory();
   freeOnDelete = 0;
   buffer = static_cast<unsigned char*>(newBuffer);
   size = newSize;
