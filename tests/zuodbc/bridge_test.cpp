@@ -1,5 +1,7 @@
 // Applications of one ODBC version over drivers of the other.
 
+#include <cstring>
+
 #include "tests/support/odbc_fixture.h"
 #include "tests/support/scripted_driver.h"
 #include "zuodbc/call/sqlstates.h"
@@ -95,6 +97,111 @@ TEST(Bridge, TypesSpeakTheVersionOfWhoeverReadsThem) {
     EXPECT_SQL(SQL_SUCCESS, stmt, SQLColAttribute(stmt, 1, SQL_DESC_TYPE, nullptr, 0, nullptr, &number));
     EXPECT_EQ(SQL_DATETIME, number);
   }
+}
+
+// Rows of a catalog function: column `column` holds the type codes of dates, a null, and one that is the same
+// in both versions.
+ScriptAnswer catalogRows(SQLUSMALLINT column, bool isOld) {
+  ScriptAnswer answer;
+  answer.columns.assign(column, {"c", SQL_SMALLINT});
+  for (const ScriptValue& code : {ScriptValue(isOld ? "9" : "91"), ScriptValue(isOld ? "10" : "92"),
+                                  ScriptValue(isOld ? "11" : "93"), ScriptValue(), ScriptValue("12")}) {
+    answer.rows.push_back({std::vector<ScriptValue>(column, code), "", SQL_SUCCESS});
+  }
+  return answer;
+}
+
+template <class Number>
+std::string boundCode(const void* data, SQLLEN length) {
+  Number number;
+  std::memcpy(&number, data, sizeof number);
+  return length == SQL_NULL_DATA ? "null" : std::to_string(static_cast<int>(number));
+}
+template <class Unit>
+std::string boundText(const void* data, SQLLEN length) {
+  if (length == SQL_NULL_DATA) return "null";
+  const auto* units = static_cast<const Unit*>(data);
+  EXPECT_EQ(0, units[length / SQLLEN(sizeof(Unit))]);
+  return {units, units + length / SQLLEN(sizeof(Unit))};
+}
+
+const struct {
+  SQLSMALLINT cType;
+  SQLLEN size;
+  std::string (*read)(const void* data, SQLLEN length);
+} kCodeTypes[] = {
+    {SQL_C_SHORT, 2, boundCode<SQLSMALLINT>}, {SQL_C_DEFAULT, 2, boundCode<SQLSMALLINT>},
+    {SQL_C_LONG, 4, boundCode<SQLINTEGER>},   {SQL_C_STINYINT, 1, boundCode<SQLSCHAR>},
+    {SQL_C_SBIGINT, 8, boundCode<SQLBIGINT>}, {SQL_C_DOUBLE, 8, boundCode<double>},
+    {SQL_C_CHAR, 6, boundText<char>},
+};
+
+// The column DATA_TYPE speaks the application's version, however it is read, with the cursor library and
+// without; other columns and other results are left alone.
+TEST(Bridge, TypeCodesInCatalogResults) {
+  for (const SQLULEN cursors : {SQL_CUR_USE_DRIVER, SQL_CUR_USE_ODBC})
+    for (const bool isOld : {true, false})
+      for (const SQLUSMALLINT column : {2, 5})
+        for (const auto& type : kCodeTypes) {
+          SCOPED_TRACE(testing::Message()
+                       << cursors << isOld << " column " << column << " as " << type.cType);
+          Connected b(isOld ? ScriptedVariant::Odbc2 : ScriptedVariant::Odbc3,
+                      SQLULEN(isOld ? SQL_OV_ODBC3 : SQL_OV_ODBC2), cursors);
+          for (const char* name : {"SQLGetTypeInfo", "SQLColumns", "SQLTables"})
+            b.script.answers[name] = catalogRows(6, isOld);
+          const std::string codes[] = {isOld ? "91" : "9", isOld ? "92" : "10", isOld ? "93" : "11", "null",
+                                       "12"};
+          OdbcStatement stmt(b.conn);
+          const auto list = [&](SQLUSMALLINT ofColumn) {
+            EXPECT_SQL(SQL_SUCCESS, stmt, SQLFreeStmt(stmt, SQL_CLOSE));
+            return ofColumn == 2 ? SQLGetTypeInfo(stmt, SQL_ALL_TYPES)
+                                 : SQLColumns(stmt, nullptr, 0, nullptr, 0, nullptr, 0, nullptr, 0);
+          };
+          char data[8 * 3] = {}, other[8 * 3] = {};
+          SQLLEN lengths[3] = {}, otherLengths[3] = {};
+          EXPECT_SQL(SQL_SUCCESS, stmt, SQLBindCol(stmt, column, type.cType, data, type.size, lengths));
+          EXPECT_SQL(SQL_SUCCESS, stmt, SQLBindCol(stmt, 4, type.cType, other, type.size, otherLengths));
+          // Row by row.
+          ASSERT_SQL(SQL_SUCCESS, stmt, list(column));
+          for (const std::string& code : codes) {
+            ASSERT_SQL(SQL_SUCCESS, stmt, SQLFetch(stmt));
+            EXPECT_EQ(code, type.read(data, *lengths));
+            EXPECT_EQ(code == "12" || code == "null", type.read(other, *otherLengths) == code);
+          }
+          // In row sets, of which the last is short.
+          EXPECT_SQL(SQL_SUCCESS, stmt, SQLSetStmtOption(stmt, SQL_ROWSET_SIZE, 3));
+          ASSERT_SQL(SQL_SUCCESS, stmt, list(column));
+          SQLUSMALLINT statuses[3] = {};
+          SQLULEN count = 0;
+          for (size_t row = 0; row < 5; row += 3) {
+            ASSERT_SQL(SQL_SUCCESS, stmt, SQLExtendedFetch(stmt, SQL_FETCH_NEXT, 0, &count, statuses));
+            ASSERT_EQ(row == 0 ? 3u : 2u, count);
+            for (size_t i = 0; i < count; ++i)
+              EXPECT_EQ(codes[row + i], type.read(data + i * size_t(type.size), lengths[i])) << row + i;
+          }
+          // A result of other things.
+          EXPECT_SQL(SQL_SUCCESS, stmt, SQLFreeStmt(stmt, SQL_CLOSE));
+          ASSERT_SQL(SQL_SUCCESS, stmt, SQLTables(stmt, nullptr, 0, nullptr, 0, nullptr, 0, nullptr, 0));
+          ASSERT_SQL(SQL_SUCCESS, stmt, SQLFetch(stmt));
+          EXPECT_NE(codes[0], type.read(data, *lengths));
+          // Unbound, by SQLGetData; a text also in pieces.
+          EXPECT_SQL(SQL_SUCCESS, stmt, SQLFreeStmt(stmt, SQL_UNBIND));
+          ASSERT_SQL(SQL_SUCCESS, stmt, list(column));
+          for (const std::string& code : codes) {
+            ASSERT_SQL(SQL_SUCCESS, stmt, SQLFetch(stmt));
+            if (type.cType == SQL_C_CHAR && code.size() == 2) {
+              EXPECT_SQL(SQL_SUCCESS_WITH_INFO, stmt, SQLGetData(stmt, column, type.cType, data, 2, lengths));
+              EXPECT_EQ("01004", stmt.states());
+              EXPECT_EQ(code.substr(0, 1) + "2", data + std::to_string(*lengths));
+              EXPECT_SQL(SQL_SUCCESS, stmt, SQLGetData(stmt, column, type.cType, data, 2, lengths));
+              EXPECT_EQ(code.substr(1) + "1", data + std::to_string(*lengths));
+              EXPECT_EQ(SQL_NO_DATA, SQLGetData(stmt, column, type.cType, data, 2, lengths));
+              continue;
+            }
+            EXPECT_SQL(SQL_SUCCESS, stmt, SQLGetData(stmt, column, type.cType, data, type.size, lengths));
+            EXPECT_EQ(code, type.read(data, *lengths));
+          }
+        }
 }
 
 // A version 3 driver that refuses the application's version only knows its own codes.

@@ -30,7 +30,9 @@ SQLRETURN callCatalog(SQLHSTMT handle, Api api, const char* wrong, GetEntries en
   return callStatement(
       handle, api, [wrong](DMStmt&) { return wrong; }, kNoCursorLibrary,
       [&](DMStmt& stmt, const DMDriverFunctions& driver) {
-        return askText(stmt, entries(driver), stmt.driverHandle, arguments...);
+        const SQLRETURN rc = askText(stmt, entries(driver), stmt.driverHandle, arguments...);
+        if (SQL_SUCCEEDED(rc)) noteCatalogResult(stmt, api);
+        return rc;
       });
 }
 #define ENTRIES(name) [](const DMDriverFunctions& driver) { return DM_ENTRIES(driver, name); }
@@ -50,8 +52,10 @@ SQLRETURN typeInfo(SQLHSTMT handle, Form form, SQLSMALLINT type) {
   return callStatement(handle, Api::GetTypeInfo, kNoCheck, kNoCursorLibrary,
                        [&](DMStmt& stmt, const DMDriverFunctions& driver) {
                          const bool wide = driver.SQLGetTypeInfoW && prefersWide(stmt.conn, form);
-                         return ask(wide ? driver.SQLGetTypeInfoW : driver.SQLGetTypeInfo, stmt.driverHandle,
-                                    typeForTypeInfo(*stmt.conn, type));
+                         const SQLRETURN rc = ask(wide ? driver.SQLGetTypeInfoW : driver.SQLGetTypeInfo,
+                                                  stmt.driverHandle, typeForTypeInfo(*stmt.conn, type));
+                         if (SQL_SUCCEEDED(rc)) noteCatalogResult(stmt, Api::GetTypeInfo);
+                         return rc;
                        });
 }
 

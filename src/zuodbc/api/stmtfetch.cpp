@@ -35,7 +35,10 @@ const char* checkSetPos(SQLUSMALLINT operation, SQLUSMALLINT lock) {
 }
 
 SQLRETURN driverFreeStmt(DMStmt& stmt, const DMDriverFunctions& driver, SQLUSMALLINT option) {
-  if (option == SQL_UNBIND) stmt.state->heldBindings.clear();
+  if (option == SQL_UNBIND) {
+    stmt.state->heldBindings.clear();
+    forgetBindings(stmt);
+  }
   if (option != SQL_CLOSE) return ask(driver.SQLFreeStmt, stmt.driverHandle, option);
   const SQLRETURN rc = driver.SQLFreeStmt ? ask(driver.SQLFreeStmt, stmt.driverHandle, option)
                                           : driverCloseCursor(stmt, driver);
@@ -61,7 +64,7 @@ ZU_API SQLRETURN SQL_API SQLFetch(SQLHSTMT handle) {
             handle, Api::Fetch, kNoCheck,
             [](DMStmt& stmt, const CursorLibrary& library) { return library.CLFetch(&stmt); },
             [](DMStmt& stmt, const DMDriverFunctions& driver) {
-              if (stmt.conn->driverVersion < 300) [[unlikely]] {
+              if (stmt.conn->driverVersion < 300 || stmt.state->catalogTypes.column != 0) [[unlikely]] {
                 return driverFetchArray(stmt, driver);
               }
               return ask(driver.SQLFetch, stmt.driverHandle);

@@ -125,6 +125,7 @@ ZU_API SQLRETURN SQL_API SQLBindCol(SQLHSTMT handle, SQLUSMALLINT column, SQLSMA
             },
             [&](DMStmt& stmt, const DMDriverFunctions& driver) {
               const SQLSMALLINT type = typeForDriver(*stmt.conn, cType);
+              noteBinding(stmt, {column, type, data, length, lengthPtr});
               if (holdsBindings(stmt)) {
                 holdBinding(stmt, {column, type, data, length, lengthPtr});
                 return SQLRETURN(SQL_SUCCESS);
@@ -148,6 +149,8 @@ ZU_API SQLRETURN SQL_API SQLGetData(SQLHSTMT handle, SQLUSMALLINT column, SQLSMA
               return library.CLGetData(&stmt, column, cType, value, length, lengthPtr);
             },
             [&](DMStmt& stmt, const DMDriverFunctions& driver) {
+              if (stmt.state->catalogTypes.column != 0) [[unlikely]]
+                return driverGetData(stmt, driver, column, cType, value, length, lengthPtr);
               return ask(driver.SQLGetData, stmt.driverHandle, column, typeForDriver(*stmt.conn, cType),
                          value, length, lengthPtr);
             });

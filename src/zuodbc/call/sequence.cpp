@@ -91,6 +91,7 @@ StmtState closedState(const DMStmt& stmt) {
 void unprepare(DMStmt& stmt) { stmt.flags &= ~unsigned(DM_STMT_PREPARED); }
 
 void enterClosed(DMStmt& stmt) {
+  stmt.state->catalogTypes.column = 0;
   stmt.flags &= ~unsigned(DM_STMT_EXECUTED);
   stmt.state->sequence.state = closedState(stmt);
 }
@@ -137,7 +138,10 @@ void prepareEnded(DMStmt& stmt, SQLRETURN rc) {
 }
 
 void moreResultsEnded(DMStmt& stmt, SQLRETURN rc) {
-  if (worked(rc)) enterExecuted(stmt);
+  if (worked(rc)) {
+    stmt.state->catalogTypes.column = 0;
+    enterExecuted(stmt);
+  }
   if (rc == SQL_NO_DATA) enterClosed(stmt);
 }
 

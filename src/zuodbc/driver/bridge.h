@@ -23,15 +23,36 @@ namespace dm {
 // Nothing changes if both have the same version.
 SQLSMALLINT typeForDriver(const DMConn& conn, SQLSMALLINT type) noexcept;
 SQLSMALLINT typeForApplication(const DMConn& conn, SQLSMALLINT type) noexcept;
+bool versionsDiffer(const DMConn& conn) noexcept;
 
-// The type that SQLGetTypeInfo asks about. It comes back in the result, where nothing translates it, so a
-// driver that took SQL_ATTR_ODBC_VERSION gets it as the application gave it.
+// The type that SQLGetTypeInfo asks about. A driver that took SQL_ATTR_ODBC_VERSION gets it as the
+// application gave it.
 SQLSMALLINT typeForTypeInfo(const DMConn& conn, SQLSMALLINT type) noexcept;
 
 // `ioType` 0: the application called SQLBindParam, which has no such argument.
 SQLRETURN driverBindParameter(DMStmt& stmt, const DMDriverFunctions& driver, SQLUSMALLINT number,
                               SQLSMALLINT ioType, SQLSMALLINT cType, SQLSMALLINT sqlType, SQLULEN size,
                               SQLSMALLINT scale, SQLPOINTER data, SQLLEN length, SQLLEN* lengthPtr);
+
+// --- Type codes in the results of catalog functions (bridgecatalog.cpp) ---
+//
+// The column DATA_TYPE of these results holds type codes. In the rows that a driver of the other version
+// returns they are translated where the driver wrote them: in what is bound to the column, and in what
+// SQLGetData reads from it. A bound text that has no room for the other code stays as the driver wrote it.
+
+// A catalog function has left a result.
+void noteCatalogResult(DMStmt& stmt, Api api) noexcept;
+
+// The driver is to be told a binding. Throws std::bad_alloc.
+void noteBinding(DMStmt& stmt, const HeldBinding& binding);
+void forgetBindings(DMStmt& stmt) noexcept;  // it was told SQL_UNBIND
+
+// A fetch has returned `rc` and filled `rows` rows, those with these statuses (null: all are good).
+void translateFetched(DMStmt& stmt, SQLRETURN rc, SQLULEN rows, const SQLUSMALLINT* statuses) noexcept;
+
+// SQLGetData on such a result.
+SQLRETURN driverGetData(DMStmt& stmt, const DMDriverFunctions& driver, SQLUSMALLINT column, SQLSMALLINT cType,
+                        SQLPOINTER value, SQLLEN size, SQLLEN* lengthPtr);
 
 // --- Statement attributes (bridgeattributes.cpp) ---
 

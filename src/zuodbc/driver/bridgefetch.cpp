@@ -5,10 +5,25 @@
 namespace dm {
 namespace {
 
+// A row by SQLFetch.
+SQLRETURN fetchRow(DMStmt& stmt, const DMDriverFunctions& driver) {
+  const SQLRETURN rc = ask(driver.SQLFetch, stmt.driverHandle);
+  translateFetched(stmt, rc, 1, nullptr);
+  return rc;
+}
+
+// The row array of a driver of ODBC 3, by a fetch that returned `rc`.
+SQLRETURN arrayFetched(DMStmt& stmt, SQLRETURN rc) {
+  if (stmt.state->catalogTypes.column == 0) return rc;
+  const SQLULEN* count = SQL_SUCCEEDED(rc) ? stmt.ird->rowsProcessedPtr : nullptr;
+  translateFetched(stmt, rc, count ? *count : stmt.ard->arraySize, stmt.ird->arrayStatusPtr);
+  return rc;
+}
+
 // One row by SQLFetch, reported like a row set of one.
 SQLRETURN fetchOneRow(DMStmt& stmt, const DMDriverFunctions& driver, SQLULEN* rowCountPtr,
                       SQLUSMALLINT* statusPtr) {
-  const SQLRETURN rc = ask(driver.SQLFetch, stmt.driverHandle);
+  const SQLRETURN rc = fetchRow(stmt, driver);
   if (rc == kDriverLacksFunction || rc == SQL_STILL_EXECUTING) return rc;
   const bool isRow = SQL_SUCCEEDED(rc);
   if (rowCountPtr) *rowCountPtr = isRow;
@@ -32,7 +47,10 @@ SQLRETURN extendedFetch(DMStmt& stmt, const DMDriverFunctions& driver, SQLUSMALL
   const SQLRETURN taken = driverTakeRowset(stmt, driver, rows);
   if (!SQL_SUCCEEDED(taken)) return taken;
   if (!rowCountPtr) rowCountPtr = &stmt.state->driverRowset.fetchedRows;
-  return ask(driver.SQLExtendedFetch, stmt.driverHandle, orientation, offset, rowCountPtr, statuses);
+  const SQLRETURN rc =
+      ask(driver.SQLExtendedFetch, stmt.driverHandle, orientation, offset, rowCountPtr, statuses);
+  translateFetched(stmt, rc, SQL_SUCCEEDED(rc) ? *rowCountPtr : 0, statuses);
+  return rc;
 }
 
 // The same for SQLFetch and SQLFetchScroll, to which an error in the only row is an error.
@@ -108,6 +126,7 @@ SQLRETURN scrollForExtendedFetch(DMStmt& stmt, const DMDriverFunctions& driver, 
              ? scrollByBookmark(stmt, driver, offset)
              : ask(driver.SQLFetchScroll, stmt.driverHandle, static_cast<SQLSMALLINT>(orientation), offset);
   }
+  translateFetched(stmt, rc, rowCountPtr && SQL_SUCCEEDED(rc) ? *rowCountPtr : stmt.rowsetSize, statusPtr);
   loan.giveBack(rc);
   // An error in a row is a warning to this function, also if the row set has only one.
   return rc == SQL_ERROR && statusPtr && *statusPtr == SQL_ROW_ERROR ? SQLRETURN(SQL_SUCCESS_WITH_INFO) : rc;
@@ -119,15 +138,18 @@ bool wantsRowSet(const DMStmt& stmt) {
 
 }  // namespace
 
-// SQLFetch on a driver below version 3. An application of ODBC 3 may mix it with SQLFetchScroll, which such a
+// SQLFetch on a driver below version 3, or on a result with type codes of another version. An application of
+// ODBC 3 may mix it with SQLFetchScroll, which such a
 // driver forbids, so both use the same function of the driver. The cursor library's own fetches are of
 // one row, into its own buffers; what it passes on for the application is marked with DM_FETCH_IN_FETCH.
 SQLRETURN driverFetchArray(DMStmt& stmt, const DMDriverFunctions& driver) {
   const bool isMarkedCall = isMarked(&stmt);
   const bool isOwnRow = isMarkedCall && !(stmt.fetchState & DM_FETCH_IN_FETCH);
-  const bool driverHasArrays = driver.SQLSetStmtAttr && !isMarkedCall;
+  const bool driverHasArrays = driver.SQLSetStmtAttr && (!isMarkedCall || isVersion3Driver(*stmt.conn));
   const bool isPlain = !isVersion3Application(*stmt.conn) && !wantsRowSet(stmt);
-  if (isOwnRow || driverHasArrays || isPlain) return ask(driver.SQLFetch, stmt.driverHandle);
+  if (isOwnRow) return fetchRow(stmt, driver);
+  if (driverHasArrays) return arrayFetched(stmt, ask(driver.SQLFetch, stmt.driverHandle));
+  if (isPlain) return fetchRow(stmt, driver);
   if (driver.SQLExtendedFetch) return fetchRowArray(stmt, driver, SQL_FETCH_NEXT, 0);
   if (stmt.ard->arraySize > 1) return refuse(stmt, "HYC00");
   return fetchOneRow(stmt, driver, stmt.ird->rowsProcessedPtr, stmt.ird->arrayStatusPtr);
@@ -135,7 +157,8 @@ SQLRETURN driverFetchArray(DMStmt& stmt, const DMDriverFunctions& driver) {
 
 SQLRETURN driverFetchScroll(DMStmt& stmt, const DMDriverFunctions& driver, SQLSMALLINT orientation,
                             SQLLEN offset) {
-  if (driver.SQLFetchScroll) return ask(driver.SQLFetchScroll, stmt.driverHandle, orientation, offset);
+  if (driver.SQLFetchScroll)
+    return arrayFetched(stmt, ask(driver.SQLFetchScroll, stmt.driverHandle, orientation, offset));
   if (!driver.SQLExtendedFetch)
     return orientation == SQL_FETCH_NEXT ? driverFetchArray(stmt, driver) : kDriverLacksFunction;
   if (orientation == SQL_FETCH_BOOKMARK) {
@@ -162,8 +185,13 @@ SQLRETURN driverExtendedFetch(DMStmt& stmt, const DMDriverFunctions& driver, SQL
 SQLRETURN driverSetPos(DMStmt& stmt, const DMDriverFunctions& driver, SQLSETPOSIROW row,
                        SQLUSMALLINT operation, SQLUSMALLINT lock) {
   const bool addsAll = operation == SQL_ADD && (row == 0 || stmt.rowsetSize == 1);
-  if (!addsAll || !isVersion3Driver(*stmt.conn) || !driver.SQLBulkOperations)
-    return ask(driver.SQLSetPos, stmt.driverHandle, row, operation, lock);
+  if (!addsAll || !isVersion3Driver(*stmt.conn) || !driver.SQLBulkOperations) {
+    const SQLRETURN rc = ask(driver.SQLSetPos, stmt.driverHandle, row, operation, lock);
+    // A refreshed row set is in the driver's codes again.
+    const bool isRefreshed = operation == SQL_REFRESH && SQL_SUCCEEDED(rc);
+    translateFetched(stmt, rc, isRefreshed ? stmt.state->catalogTypes.rows : 0, nullptr);
+    return rc;
+  }
   if (stmt.rowsetSize == stmt.ard->arraySize)
     return ask(driver.SQLBulkOperations, stmt.driverHandle, SQL_ADD);
   RowArrayLoan loan(stmt, driver);

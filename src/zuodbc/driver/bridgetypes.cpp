@@ -16,9 +16,11 @@ SQLSMALLINT toVersion2(SQLSMALLINT type) {
   return type >= SQL_TYPE_DATE && type <= SQL_TYPE_TIMESTAMP ? SQLSMALLINT(type - kToVersion3) : type;
 }
 
-bool versionsDiffer(const DMConn& conn) { return isVersion3Driver(conn) != isVersion3Application(conn); }
-
 }  // namespace
+
+bool versionsDiffer(const DMConn& conn) noexcept {
+  return isVersion3Driver(conn) != isVersion3Application(conn);
+}
 
 SQLSMALLINT typeForDriver(const DMConn& conn, SQLSMALLINT type) noexcept {
   if (!versionsDiffer(conn)) return type;

@@ -116,6 +116,23 @@ struct HeldBinding {
 };
 }  // namespace dm
 
+namespace dm {
+// What is known of the columns that can hold type codes in the result of a catalog function, for a driver of
+// another ODBC version than the application (driver/bridgecatalog.cpp).
+struct CatalogTypes {
+  SQLUSMALLINT column = 0;           // that of the open result; 0 if there is none
+  std::vector<HeldBinding> bound{};  // what the driver was told of such columns
+  SQLULEN rows = 0;                  // of the last fetch
+
+  // The code that SQLGetData reads as text, and how far the application has read it.
+  SQLSMALLINT code = 0;
+  SQLLEN codeLength = 0;
+  char text[8] = "";
+  size_t textLength = 0, textGiven = 0;
+  bool isReading = false;
+};
+}  // namespace dm
+
 struct DMStmtState {
   // The connection's list, in the order of allocation.
   DMStmt* next = nullptr;
@@ -126,6 +143,7 @@ struct DMStmtState {
   StmtSequence sequence;   // moved by the statement functions (call/sequence.h)
   std::string cursorName;  // as set by the application, when the driver keeps none; empty until then
   dm::DriverRowset driverRowset;
+  dm::CatalogTypes catalogTypes;
 
   Api call = Api::AllocHandle;                // the application's call under way, or the last one
   std::vector<dm::HeldBinding> heldBindings;  // in the order of the bind calls
