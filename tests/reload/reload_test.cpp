@@ -7,7 +7,12 @@
 #include <dlfcn.h>
 #include <gtest/gtest.h>
 #include <link.h>
+#include <sys/wait.h>
+#include <unistd.h>
 
+#include <atomic>
+#include <chrono>
+#include <cstdlib>
 #include <cstring>
 #include <semaphore>
 #include <string>
@@ -135,6 +140,43 @@ TEST(Reload, NoAllocationThatFailsEndsTheProcess) {
         EXPECT_TRUE(worked || failed) << scenarios[i].name << ": no allocation failed";
       }).join();
     }
+  }
+}
+
+std::atomic<unsigned> workDone{0};
+
+// Lets the threads do so much more work.
+void letThemWork() {
+  const unsigned enough = workDone + 40;
+  while (workDone < enough) std::this_thread::sleep_for(std::chrono::milliseconds(1));
+}
+
+// A process that calls exit() while threads are in the library. They work on after its static objects have
+// had their turn: what was registered before the library was opened is called last.
+[[noreturn]] void exitUnderThreads() {
+  std::atexit(letThemWork);
+  const Library module(ZULIB_SCENARIOS, RTLD_NODELETE);
+  unsigned count = 0;
+  const Scenario* scenarios = module.get<decltype(scenarioTable)>("scenarioTable")(&count);
+  for (unsigned t = 0; t < 4; ++t) {
+    std::thread([=] {
+      for (unsigned i = t;; ++i) {
+        if (!scenarios[i % count].run()) std::abort();
+        ++workDone;
+      }
+    }).detach();
+  }
+  letThemWork();
+  std::exit(0);
+}
+
+TEST(Reload, ThreadsWorkOnWhileTheProcessExits) {
+  for (int round = 0; round < 3; ++round) {
+    const pid_t child = fork();
+    if (child == 0) exitUnderThreads();
+    int status = -1;
+    ASSERT_EQ(child, waitpid(child, &status, 0));
+    ASSERT_EQ(0, status);
   }
 }
 

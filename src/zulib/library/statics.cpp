@@ -19,8 +19,11 @@
 //   13  thisDLL, CursorLibrarySingleThreadLock
 // Locks and error records come early, so that the constructors and destructors of all that follows may take
 // locks and report errors. The profiles come before all of them: they need neither, and code pages are known
-// before anything runs and as long as anything runs. A step whose part of the library is not built yet is
-// missing below.
+// before anything runs and as long as anything runs. The end of the process destroys none of them, since
+// other threads run on.
+//
+// The headers declare what is not static here under the names in quotation marks, as objects of the plain
+// types.
 
 #include "zulib/codepages/ucnvconv.h"
 #include "zulib/convert/sources/zumemory.h"
@@ -32,42 +35,55 @@
 #include "zulib/runtime/mds.h"
 #include "zulib/runtime/zucritse.h"
 #include "zulib/runtime/zudebug.h"
+#include "zulib/runtime/zulifetime.h"
 #include "zulib/runtime/zusemaph.h"
 #include "zulib/storage/sort.h"
 #include "zulib/storage/tmp.h"
 #include "zulib/storage/zuvm.h"
 
-static IniInitialize codePageProfiles;
+static LibraryObject<IniInitialize> codePageProfiles;
 
-ZuCriticalSection RAM_LOCK(0);
+ZU_API LibraryObject<ZuCriticalSection> ramLock asm("RAM_LOCK"){0u};
 
-ZuCriticalSection MDS_PERTHREAD_LOCK(0);
-static ThreadListOwner threadListOwner;
+ZU_API LibraryObject<ZuCriticalSection> perThreadLock asm("MDS_PERTHREAD_LOCK"){0u};
+static LibraryObject<ThreadListOwner> threadListOwner;
 
 static zustorage::SorterStart sorterStart;
-ZuTmpFileList TMP_FILES;
+LibraryObject<ZuTmpFileList> tmpFiles asm("TMP_FILES");
 
-ZuCriticalSection VM_LOCK(0);
+ZU_API LibraryObject<ZuCriticalSection> vmLock asm("VM_LOCK"){0u};
 
-ZuCriticalSection GSSLock(0);
+ZU_API LibraryObject<ZuCriticalSection> gssLock asm("GSSLock"){0u};
 
 static zuerrors::ReporterStart reporterStart;
-ZuError MemoryError(ErrSpecialMemory);
-ZuError DummyError(ErrSpecialDummy);
+ZU_API LibraryObject<ZuError> memoryError asm("MemoryError"){ErrSpecialMemory};
+ZU_API LibraryObject<ZuError> dummyError asm("DummyError"){ErrSpecialDummy};
 
-ZuMemorySource AnEmptyDataSource(nullptr, 0);
+ZU_API LibraryObject<ZuMemorySource> emptyDataSource asm("AnEmptyDataSource"){nullptr, 0ul};
 
-ZuCriticalSection ExchangeThreadLock(0);
-ZuSemaphore ExchangeTaskLock(nullptr, nullptr);
+ZU_API LibraryObject<ZuCriticalSection> exchangeThreadLock asm("ExchangeThreadLock"){0u};
+ZU_API LibraryObject<ZuSemaphore> exchangeTaskLock asm("ExchangeTaskLock"){nullptr, nullptr};
 
-ZuSemaphoreInfo BOS_ZUSEMAPHORE_INFO;
-ZuRunTimeDebug BOS_RUNTIME_DEBUG;
+ZU_API LibraryObject<ZuSemaphoreInfo> semaphoreInfo asm("BOS_ZUSEMAPHORE_INFO");
+ZU_API LibraryObject<ZuRunTimeDebug> runtimeDebug asm("BOS_RUNTIME_DEBUG");
 
-zuos::RegionList REGION_LOCKS;
+LibraryObject<zuos::RegionList> regionLocks asm("REGION_LOCKS");
 
-ZuCriticalSection CritOpen(0);
-ZuCriticalSection CritCatalog(0);
-static ResourceTexts resourceTexts;
+ZU_API LibraryObject<ZuCriticalSection> critOpen asm("CritOpen"){0u};
+ZU_API LibraryObject<ZuCriticalSection> critCatalog asm("CritCatalog"){0u};
+static LibraryObject<ResourceTexts> resourceTexts;
 
-static CursorLibraryStart cursorLibraryStart;
-ZuCriticalSection CursorLibrarySingleThreadLock(0);
+static LibraryObject<CursorLibraryStart> cursorLibraryStart;
+ZU_API LibraryObject<ZuCriticalSection> cursorLibraryLock asm("CursorLibrarySingleThreadLock"){0u};
+
+// The objects of the system that would outlive the process are removed at its end, too.
+struct SystemObjects {
+  SystemObjects() = default;
+  SystemObjects(const SystemObjects&) = delete;
+  SystemObjects& operator=(const SystemObjects&) = delete;
+  ~SystemObjects() {
+    tmpFiles->unlinkFiles();
+    semaphoreInfo->removeSets();
+  }
+};
+static SystemObjects systemObjects;

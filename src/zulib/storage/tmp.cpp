@@ -379,9 +379,14 @@ void ZuTmpFileList::remove(ZuTmpFile* file) {
   if (file->nextNamed) file->nextNamed->previousNamed = file->previousNamed;
 }
 
-// Takes no lock: after a fork it might be held by a thread that the child does not have.
-ZuTmpFileList::~ZuTmpFileList() {
+// After a fork the lock might be held by a thread that the child does not have.
+void ZuTmpFileList::unlinkFiles() {
+  const bool isChild = getpid() != maker;
+  if (!isChild) lock.enter();
   for (const ZuTmpFile* file = first; file; file = file->nextNamed) {
     if (file->owner == getpid()) unlink(reinterpret_cast<const char*>(file->fileName));
   }
+  if (!isChild) lock.leave();
 }
+
+ZuTmpFileList::~ZuTmpFileList() { unlinkFiles(); }

@@ -30,6 +30,7 @@
 #define ZULIB_STORAGE_TMP_H
 
 #include <sys/types.h>
+#include <unistd.h>
 
 #include <cstdint>
 
@@ -143,9 +144,13 @@ class ZuTmpFileList {
   void add(ZuTmpFile* file);
   void remove(ZuTmpFile* file);
 
+  // Removes the files from their directories. The stores can still be used.
+  void unlinkFiles();
+
  private:
   ZuTmpFile* first = nullptr;
   ZuCriticalSection lock{0};
+  const pid_t maker = getpid();
 };
 
 extern ZuTmpFileList TMP_FILES;

@@ -4,6 +4,7 @@
 #include <condition_variable>
 #include <cstdint>
 #include <mutex>
+#include <new>
 #include <shared_mutex>
 
 namespace dm {
@@ -43,7 +44,13 @@ DMHandle& keeperOf(DMHandle& handle) {
 constexpr unsigned kAwaited = 1u << 31;
 
 std::mutex awaitLock;
-std::condition_variable unpinned;
+
+// Never destroyed, since that waits for the threads that wait, and exit() would not return.
+std::condition_variable& makeUnpinned() {
+  alignas(std::condition_variable) static unsigned char storage[sizeof(std::condition_variable)];
+  return *new (storage) std::condition_variable;
+}
+std::condition_variable& unpinned = makeUnpinned();
 
 }  // namespace
 

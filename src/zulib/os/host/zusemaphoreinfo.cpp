@@ -51,8 +51,12 @@ ZuObject* SemArray::at(unsigned long index) const {
 }
 
 ZuSemaphoreInfo::~ZuSemaphoreInfo() {
-  for (unsigned short i = 0; i < numberOfSets; ++i) semctl(static_cast<int>(sets[i].id), 0, IPC_RMID);
+  removeSets();
   semaphores.deleteContents();
+}
+
+void ZuSemaphoreInfo::removeSets() const {
+  for (unsigned short i = 0; i < numberOfSets; ++i) semctl(static_cast<int>(sets[i].id), 0, IPC_RMID);
 }
 
 int ZuSemaphoreInfo::availableSemaphore() const {

@@ -40,6 +40,9 @@ class ZU_API ZuSemaphoreInfo : public ZuObject {
   // Removes the sets from the system and deletes the semaphores.
   ~ZuSemaphoreInfo() override;
 
+  // Removes the sets from the system.
+  void removeSets() const;
+
   unsigned short getNumberOfSets() const { return numberOfSets; }
 
   // 1 if a set has room for a semaphore, else 0.

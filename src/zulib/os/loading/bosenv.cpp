@@ -6,6 +6,7 @@
 
 #include "zulib/os/internal/pathtext.h"
 #include "zulib/runtime/ram.h"
+#include "zulib/runtime/zulifetime.h"
 
 namespace {
 
@@ -54,7 +55,7 @@ class WideValues {
   std::atomic<Value*> newest = nullptr;
 };
 
-constinit WideValues wideValues;
+constinit LibraryObject<WideValues> wideValues;
 
 }  // namespace
 
@@ -68,5 +69,5 @@ const unsigned short* bosGetEnv(const unsigned short* name) {
   unsigned short value[zuTextConvertSize];
   if (!found || strLen(found) >= zuTextConvertSize) return nullptr;
   const long length = zuGetUTF16StrFromANSIStr(found, value);
-  return length < 0 ? nullptr : wideValues.keep(value, static_cast<unsigned long>(length));
+  return length < 0 ? nullptr : wideValues->keep(value, static_cast<unsigned long>(length));
 }

@@ -12,6 +12,7 @@
 #include "zulib/os/internal/tracing.h"
 #include "zulib/os/profiles/internal/zuinifile.h"
 #include "zulib/os/profiles/internal/zuinitext.h"
+#include "zulib/runtime/zulifetime.h"
 #include "zulib/runtime/zumessages.h"
 #include "zulib/text/strcopy.h"
 
@@ -351,7 +352,7 @@ class TaskListOwner {
   }
 };
 
-constinit TaskListOwner taskListOwner;
+constinit LibraryObject<TaskListOwner> taskListOwner;
 
 // Writes the true path of a file to `path`.
 bool resolve(const unsigned char* name, unsigned char* path) {
