@@ -270,11 +270,10 @@ UErrorCode ZuCharConverter::holdTail(unsigned long& inBuffer, bool isWhole) {
     hold(zuconvert::unfinishedUTF8(text, inBuffer), inBuffer);
   } else if (hasFixedSize()) {
     hold(inBuffer % minSinkCharSize, inBuffer);
-  } else if (isValidated && !isWhole) {
-    // At the end of the value nothing could come that a converter may wait for.
+  } else if (isValidated) {
     unsigned long n = 0;
     const UErrorCode status =
-        zuconvert::unfinishedBytes(fromUnicode.get(), validationBuffer, text, inBuffer, n);
+        zuconvert::unfinishedBytes(fromUnicode.get(), validationBuffer, text, inBuffer, isWhole, n);
     if (U_FAILURE(status)) return status;
     hold(std::min(n, kMostHeld), inBuffer);
   }

@@ -17,8 +17,8 @@
 //   - In one code page of UTF-16, into such a buffer that ends within a pair: the first unit of the pair
 //     comes back as its second byte and the sign of that. The buffer then has one byte of that unit, outside
 //     of what is counted. With `nullTerminate` 0, or buffers that are one unit apart, the pair comes whole.
-//   - In one code page of UTF-8, UTF-16 or characters of one size, into such a buffer: the bytes of a
-//     character that the end of the value cuts.
+//   - In one code page without shifts, into such a buffer: the bytes of a character that the end of the value
+//     cuts.
 //   - Into a sink that has further buffers, the shift of a page back to its first state at the end of the
 //     text, and a first half of a pair at the end.
 //

@@ -104,11 +104,11 @@ UErrorCode ZuSimpleCharConverter::unfinished(unsigned long used, unsigned long& 
     n = used % kUnit;
     if (used - n >= kUnit && zuconvert::isLeadUnit(sinkCursor - n - kUnit, codePage)) n += kUnit;
   } else if (codePage == UCNV_IANA_UTF_8) {
-    n = zuconvert::unfinishedUTF8(text, used);
+    n = zuconvert::tailUTF8(text, used);
   } else if (isFixedSize()) {
     n = used % minCharSize;
   } else {
-    return zuconvert::unfinishedBytes(handle.get(), validationBuffer, text, used, n);
+    return zuconvert::unfinishedBytes(handle.get(), validationBuffer, text, used, false, n);
   }
   return U_ZERO_ERROR;
 }
