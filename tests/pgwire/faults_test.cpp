@@ -39,6 +39,17 @@ TEST_F(PgwireFaults, Logins) {
   EXPECT_EQ(tryLogin("UID=plainuser;PWD=secret;"), "plainuser");
   EXPECT_EQ(tryLogin("UID=plainuser;PWD=wrong;"), "28P01");
   EXPECT_EQ(tryLogin("UID=plainuser;"), "28000");
+  // The same login, asked for step by step.
+  OdbcConnection browsing(SQL_CUR_USE_DRIVER);
+  std::string asked;
+  SQLRETURN code = SQL_NEED_DATA;
+  for (std::string in : {source(""), std::string("UID=plainuser"), std::string("PWD=secret")}) {
+    SQLCHAR out[400] = "";
+    code =
+        SQLBrowseConnect(browsing, reinterpret_cast<SQLCHAR*>(in.data()), SQL_NTS, out, sizeof out, nullptr);
+    asked += std::to_string(code) + " " + std::string(reinterpret_cast<char*>(out)).substr(0, 4) + "|";
+  }
+  EXPECT_EQ(asked, "99 UID:|99 PWD:|0 Driv|") << browsing.why();
   EXPECT_EQ(tryLogin("UID=md5user;PWD='secret';"), "md5user");
   EXPECT_EQ(tryLogin("UID=md5user;PWD=wrong;"), "28P01");
   setRules(admin, "host all plainuser 127.0.0.1/32 password" + rest);

@@ -97,9 +97,14 @@ TEST_F(PgwireStatements, RandomLongValues) {
 // Each row: an expression, a C type, and what the value is as text, or the SQLSTATE that tells why not.
 TEST_F(PgwireStatements, ConvertsToCTypes) {
   OdbcConnection conn(source(), SQL_CUR_USE_DRIVER);
-  const auto asText = [&](const char* sql, SQLSMALLINT cType) -> std::string {
+  const auto asText = [&](const std::string& sql, SQLSMALLINT cType, bool prepared) -> std::string {
     OdbcStatement stmt(conn);
-    EXPECT_SQL(SQL_SUCCESS, stmt, stmt.execute(std::string("select ") + sql));
+    if (prepared) {
+      EXPECT_SQL(SQL_SUCCESS, stmt, stmt.prepare("select " + sql));
+      EXPECT_SQL(SQL_SUCCESS, stmt, SQLExecute(stmt));
+    } else {
+      EXPECT_SQL(SQL_SUCCESS, stmt, stmt.execute("select " + sql));
+    }
     EXPECT_SQL(SQL_SUCCESS, stmt, SQLFetch(stmt));
     alignas(8) unsigned char value[64] = {};
     SQLLEN length = 0;
@@ -108,7 +113,18 @@ TEST_F(PgwireStatements, ConvertsToCTypes) {
     if (!SQL_SUCCEEDED(code)) return stmt.states();
     char text[80] = "";
     const auto* t = reinterpret_cast<const SQL_TIMESTAMP_STRUCT*>(value);
+    const auto* i = reinterpret_cast<const SQL_INTERVAL_STRUCT*>(value);
     switch (cType) {
+      case SQL_C_INTERVAL_YEAR_TO_MONTH:
+        std::snprintf(text, sizeof text, "%s%u-%u", i->interval_sign ? "-" : "", i->intval.year_month.year,
+                      i->intval.year_month.month);
+        break;
+      case SQL_C_INTERVAL_DAY_TO_SECOND:
+      case SQL_C_INTERVAL_HOUR:
+        std::snprintf(text, sizeof text, "%s%u %u:%u:%u.%06u", i->interval_sign ? "-" : "",
+                      i->intval.day_second.day, i->intval.day_second.hour, i->intval.day_second.minute,
+                      i->intval.day_second.second, i->intval.day_second.fraction);
+        break;
       case SQL_C_SLONG: std::snprintf(text, sizeof text, "%d", *reinterpret_cast<int*>(value)); break;
       case SQL_C_UTINYINT: std::snprintf(text, sizeof text, "%d", value[0]); break;
       case SQL_C_SBIGINT: std::snprintf(text, sizeof text, "%ld", *reinterpret_cast<long*>(value)); break;
@@ -156,8 +172,40 @@ TEST_F(PgwireStatements, ConvertsToCTypes) {
       {"'550e8400-e29b-41d4-a716-446655440000'::uuid", SQL_C_CHAR, "550e8400-e29b-41d4-a716-446655440000"},
       {"'1 day 02:03:04'::interval", SQL_C_CHAR, "1 day 02:03:04"},
       {"array[1,2]", SQL_C_CHAR, "{1,2}"},
+      {"interval '-13 mons'", SQL_C_INTERVAL_YEAR_TO_MONTH, "-1-1"},
+      {"'3-2'::text", SQL_C_INTERVAL_YEAR_TO_MONTH, "3-2"},
+      {"interval '1 day -02:03:04.5'", SQL_C_INTERVAL_DAY_TO_SECOND, "0 21:56:55.500000"},
+      {"'-3 4:05:06.07'::text", SQL_C_INTERVAL_DAY_TO_SECOND, "-2 19:54:53.930000"},
+      {"interval '26:30' hour to minute", SQL_C_INTERVAL_HOUR, "0 26:0:0.000000 01S07"},
+      {"interval '1 mon'", SQL_C_INTERVAL_HOUR, "22015"},
+      {"5", SQL_C_INTERVAL_HOUR, "0 5:0:0.000000"},
+      {"5", SQL_C_INTERVAL_DAY_TO_SECOND, "07006"},
   };
-  for (const Row& row : kRows) EXPECT_EQ(asText(row.sql, row.cType), row.expected) << row.sql;
+  for (const Row& row : kRows) {
+    EXPECT_EQ(asText(row.sql, row.cType, false), row.expected) << row.sql;
+    EXPECT_EQ(asText(row.sql, row.cType, true), row.expected) << row.sql << ", prepared";
+  }
+  // Numbers in binary form are printed as the server prints them.
+  std::mt19937_64 random(3);
+  for (int round = 0; round < 40; ++round) {
+    std::string list;
+    for (int n = 0; n < 50; ++n) {
+      const auto bits = static_cast<int64_t>(random() >> random() % 64);
+      const int exponent = static_cast<int>(random() % 60) - 30;
+      const char* const type = n % 5 == 0 ? "int8" : n % 5 == 1 ? "float4" : "float8";
+      list += (n ? ", '" : "'") + std::to_string(n % 5 ? bits % 99999 : bits) +
+              (n % 5 ? "e" + std::to_string(exponent) : "") + "'::" + type;
+    }
+    OdbcStatement text(conn);
+    OdbcStatement binary(conn);
+    ASSERT_SQL(SQL_SUCCESS, text, text.execute("select " + list));
+    ASSERT_SQL(SQL_SUCCESS, binary, binary.prepare("select " + list));
+    ASSERT_SQL(SQL_SUCCESS, binary, SQLExecute(binary));
+    ASSERT_SQL(SQL_SUCCESS, text, SQLFetch(text));
+    ASSERT_SQL(SQL_SUCCESS, binary, SQLFetch(binary));
+    for (SQLUSMALLINT column = 1; column <= 50; ++column)
+      EXPECT_EQ(readPieces(binary, column, SQL_C_CHAR, 60), readPieces(text, column, SQL_C_CHAR, 60));
+  }
 }
 
 TEST_F(PgwireStatements, ArraysOfParametersAndRows) {
@@ -207,6 +255,79 @@ TEST_F(PgwireStatements, ArraysOfParametersAndRows) {
   EXPECT_EQ(fetched[998], 2999);
 }
 
+// Each set of an array with a result has a result of its own, and outputs go to the parameters of their set.
+TEST_F(PgwireStatements, ResultsAndOutputsOfParameters) {
+  OdbcConnection conn(source(), SQL_CUR_USE_DRIVER);
+  conn.run(
+      "create function pg_temp.swap(inout a int, inout b text, in c int, out d float8) language sql as "
+      "$$select c, b || '!', a / 2.0::float8$$; create function pg_temp.twice(int) returns int language sql "
+      "as "
+      "'select 2 * $1'; create procedure pg_temp.put(in a int, out b int, inout c text) language plpgsql as "
+      "$$begin b := 100 / a; c := upper(c); end$$");
+  constexpr SQLULEN kSets = 3;
+  SQLINTEGER a[kSets] = {5, 0, 25};
+  SQLINTEGER b[kSets] = {};
+  char word[kSets][8] = {"one", "two", "three"};
+  double half = 0;
+  SQLLEN lengths[kSets] = {SQL_NTS, SQL_NTS, SQL_NTS};
+  SQLUSMALLINT statuses[kSets] = {9, 9, 9};
+  SQLSMALLINT columns = 9;
+  OdbcStatement stmt(conn);
+  const auto bind = [&](SQLUSMALLINT n, SQLSMALLINT direction, SQLINTEGER* value) {
+    return SQLBindParameter(stmt, n, direction, SQL_C_SLONG, SQL_INTEGER, 0, 0, value, 0, nullptr);
+  };
+  const auto bindWord = [&](SQLUSMALLINT n, SQLSMALLINT direction) {
+    return SQLBindParameter(stmt, n, direction, SQL_C_CHAR, SQL_VARCHAR, 7, 0, word, sizeof word[0], lengths);
+  };
+  EXPECT_SQL(SQL_SUCCESS, stmt, bind(1, SQL_PARAM_OUTPUT, b));
+  bind(2, SQL_PARAM_INPUT, a);
+  EXPECT_SQL(SQL_SUCCESS, stmt, stmt.execute("{? = call pg_temp.twice(?)}"));
+  EXPECT_EQ(b[0], 10);
+  SQLNumResultCols(stmt, &columns);
+  EXPECT_EQ(columns, 0);
+
+  SQLINTEGER c = 44;
+  bind(1, SQL_PARAM_INPUT_OUTPUT, a);
+  bindWord(2, SQL_PARAM_INPUT_OUTPUT);
+  bind(3, SQL_PARAM_INPUT, &c);
+  SQLBindParameter(stmt, 4, SQL_PARAM_OUTPUT, SQL_C_DOUBLE, SQL_DOUBLE, 0, 0, &half, 0, nullptr);
+  ASSERT_SQL(SQL_SUCCESS, stmt, stmt.prepare("{call pg_temp.swap(?, ?, ?, ?)}"));
+  EXPECT_SQL(SQL_SUCCESS, stmt, SQLExecute(stmt));
+  EXPECT_SQL(SQL_SUCCESS, stmt, SQLExecute(stmt));
+  EXPECT_EQ(a[0], 44);
+  EXPECT_STREQ(word[0], "one!!");
+  EXPECT_EQ(half, 22);
+
+  a[0] = 4;
+  lengths[0] = SQL_NTS;
+  SQLFreeStmt(stmt, SQL_RESET_PARAMS);
+  bind(1, SQL_PARAM_INPUT, a);
+  bind(2, SQL_PARAM_OUTPUT, b);
+  bindWord(3, SQL_PARAM_INPUT_OUTPUT);
+  stmt.set(SQL_ATTR_PARAMSET_SIZE, kSets);
+  stmt.set(SQL_ATTR_PARAM_STATUS_PTR, statuses);
+  EXPECT_SQL(SQL_SUCCESS_WITH_INFO, stmt, stmt.execute("{call pg_temp.put(?, ?, ?)}"));
+  EXPECT_EQ(stmt.states(), "22012");
+  while (SQLMoreResults(stmt) != SQL_NO_DATA) continue;
+  EXPECT_EQ(b[0], 25);
+  EXPECT_EQ(b[2], 4);
+  EXPECT_STREQ(word[2], "THREE");
+  EXPECT_EQ(statuses[1], SQL_PARAM_ERROR);
+  EXPECT_EQ(statuses[2], SQL_PARAM_SUCCESS);
+
+  SQLFreeStmt(stmt, SQL_RESET_PARAMS);
+  bind(1, SQL_PARAM_INPUT, a);
+  std::string results;
+  SQLRETURN code = stmt.execute("select i, 100 / i from generate_series(1, 3) i where i <= 100 / ?::int");
+  for (; SQL_SUCCEEDED(code); code = SQLMoreResults(stmt)) {
+    int rows = 0;
+    while (SQLFetch(stmt) == SQL_SUCCESS) ++rows;
+    results += std::to_string(code) + ":" + std::to_string(rows) + " ";
+  }
+  EXPECT_EQ(results, "0:3 1:0 0:3 ");
+  EXPECT_EQ(code, SQL_NO_DATA);
+}
+
 TEST_F(PgwireStatements, ResultsErrorsAndNoticesOfABatch) {
   OdbcConnection conn(source(), SQL_CUR_USE_DRIVER);
   OdbcStatement stmt(conn);
@@ -247,6 +368,7 @@ TEST_F(PgwireStatements, EscapesAndMarkers) {
       {"{fn ifnull(a, (?))} {fn Dayofweek({fn curdate()})}",
        "coalesce(a, ($1)) (1 + date_part('dow', current_date)::int)"},
       {"{call p} {call q(?, '}')}", "SELECT * FROM p() SELECT * FROM q($1, '}')"},
+      {"{ ?= call s.f ( ?, 1 ) }", "  SELECT * FROM s.f ( $1, 1 ) "},
       {"select * from {oj a left outer join b on a.x = b.x} where c like ? {escape '!'}",
        "select * from  a left outer join b on a.x = b.x where c like $1 ESCAPE '!'"},
       {"{fn ucase('x')", "42000"},
@@ -363,8 +485,42 @@ TEST_F(PgwireStatements, CatalogAndInformation) {
                 },
                 {2, 3}),
             "id 4 |");
+  conn.run("grant select on child to public; grant update (word) on child to postgres with grant option");
+  EXPECT_EQ(rows([](SQLHSTMT s) { return SQLTablePrivileges(s, nullptr, 0, nullptr, 0, NAME("chil_")); },
+                 {3, 4, 5, 6, 7})
+                .substr(0, 36),
+            "child postgres postgres DELETE YES |");
+  EXPECT_EQ(rows(
+                [](SQLHSTMT s) {
+                  return SQLColumnPrivileges(s, nullptr, 0, nullptr, 0, NAME("child"), NAME("w%"));
+                },
+                {4, 6, 7}),
+            "word postgres INSERT |word postgres REFERENCES |word PUBLIC SELECT |word postgres SELECT |"
+            "word postgres UPDATE |");
 #undef NAME
   EXPECT_EQ(rows([](SQLHSTMT s) { return SQLGetTypeInfo(s, SQL_SMALLINT); }, {1, 2, 3}), "int2 5 5 |");
+  EXPECT_EQ(rows([](SQLHSTMT s) { return SQLGetTypeInfo(s, SQL_INTERVAL_HOUR); }, {1, 16, 17}),
+            "interval hour 10 4 |");
+  // Where the columns of a result come from is also told while its rows are coming.
+  OdbcStatement stmt(conn);
+  ASSERT_SQL(SQL_SUCCESS, stmt, stmt.execute("select p as q, i, 5 from child, generate_series(1, 3000) i"));
+  const auto field = [&](SQLUSMALLINT column, SQLUSMALLINT id) {
+    char text[64] = "?";
+    EXPECT_SQL(SQL_SUCCESS, stmt, SQLColAttribute(stmt, column, id, text, sizeof text, nullptr, nullptr));
+    return std::string(text) + " ";
+  };
+  EXPECT_EQ(field(1, SQL_DESC_BASE_TABLE_NAME) + field(1, SQL_DESC_BASE_COLUMN_NAME) +
+                field(1, SQL_DESC_SCHEMA_NAME) + field(1, SQL_DESC_CATALOG_NAME) +
+                field(2, SQL_DESC_TABLE_NAME),
+            "child p public postgres  ");
+  SQLSMALLINT type = 0;
+  ASSERT_SQL(SQL_SUCCESS, stmt, SQLCloseCursor(stmt));
+  ASSERT_SQL(SQL_SUCCESS, stmt, stmt.execute("select interval '5' day, interval '1' day to second(3)"));
+  SQLULEN size = 0;
+  SQLSMALLINT scale = 0;
+  SQLDescribeCol(stmt, 2, nullptr, 0, nullptr, &type, &size, &scale, nullptr);
+  EXPECT_EQ(type, SQL_INTERVAL_DAY_TO_SECOND);
+  EXPECT_EQ(scale, 3);
   conn.run("drop table child, parent");
   // Everything that an application may ask: the numbers of the standard, without a failure.
   for (SQLUSMALLINT type = 0; type <= 170; ++type) {

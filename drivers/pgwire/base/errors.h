@@ -51,8 +51,7 @@ enum class Issue : unsigned short {
   ReadOnlyDescriptor,
   BadEscape,
   DescriptorInUse,
-  ArrayOfResults,
-  BadPrecision,
+  BadPrecision = 9149,
   BadInfoType = 9150,
   RowFailed,
   QueryTimedOut,
@@ -64,6 +63,8 @@ enum class Issue : unsigned short {
   BadBufferType,
   BadDescriptorType,
   NoDataSource = 9160,
+  IntervalOverflow,
+  BadParameterType,
 };
 
 const char* sqlstateOf(Issue issue);

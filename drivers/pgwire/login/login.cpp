@@ -104,7 +104,10 @@ class Login {
     return fail(Issue::UnknownLogin, static_cast<unsigned long>(ask));
   }
 
-  int needPassword() { return settings.password.empty() ? fail(Issue::NoPassword) : 0; }
+  int needPassword() {
+    session.wantsPassword = settings.password.empty();
+    return session.wantsPassword ? fail(Issue::NoPassword) : 0;
+  }
 
   // The message that carries a password, or any other reply.
   int sendReply(std::string_view data) {
@@ -175,6 +178,7 @@ int logIn(Session& session, const Settings& settings) {
       session.open(address.view(), settings.logStream)) {
     return 1;
   }
+  session.wantsPassword = false;
   session.setConnectionWait(settings.loginWait, Issue::LoginTimedOut);
   if (!Login(session, settings).run()) {
     session.setConnectionWait(0);

@@ -134,7 +134,10 @@ SQLRETURN SQL_API SQLFreeStmt(SQLHSTMT handle, SQLUSMALLINT option) {
       case SQL_UNBIND: stmt.rows->clearRecords(); return codeOf(0);
       case SQL_RESET_PARAMS:
         stmt.params->clearRecords();
-        for (DescriptorRecord& record : stmt.parameters.records) record.isBound = false;
+        for (DescriptorRecord& record : stmt.parameters.records) {
+          record.isBound = false;
+          record.parameterType = SQL_PARAM_INPUT;
+        }
         return codeOf(0);
       default: return codeOf(fail(Issue::BadAttribute));
     }

@@ -141,7 +141,7 @@ SQLRETURN listSpecialColumns(SQLHSTMT handle, SQLUSMALLINT kind, const Char* c, 
     query.add(
         "ON a.attrelid = c.oid AND a.attnum = ANY (x.indkey) JOIN pg_catalog.pg_type t ON t.oid = "
         "a.atttypid ");
-    query.add("LEFT JOIN ").typeTable().add(" ON tt.oid = t.oid WHERE ");
+    query.joinTypes("a.atttypmod").add(" WHERE ");
     query.add(kind == SQL_BEST_ROWID ? "true" : "false");
     name.addConditions(query, "n.nspname", "c.relname");
     return query.add(" ORDER BY a.attnum").run();

@@ -63,8 +63,8 @@ SQLRETURN listProcedureColumns(SQLHSTMT handle, const Char* c, SQLSMALLINT cl, c
     query.add(
         "p.proargmodes[u.place]::text, u.type FROM unnest(coalesce(p.proallargtypes, "
         "p.proargtypes::oid[])) ");
-    query.add("WITH ORDINALITY u(type, place)) k JOIN pg_catalog.pg_type t ON t.oid = k.type LEFT JOIN ");
-    query.typeTable().add(" ON tt.oid = t.oid WHERE p.prokind IN ('f', 'p')");
+    query.add("WITH ORDINALITY u(type, place)) k JOIN pg_catalog.pg_type t ON t.oid = k.type");
+    query.joinTypes("(-1)").add(" WHERE p.prokind IN ('f', 'p')");
     query.matching(kDatabase, catalog).matching("n.nspname", schema).matching("p.proname", name);
     query.matching("coalesce(k.name, '')", columnText);
     return query.add(" ORDER BY 1, 2, 3, p.oid, k.place").run();

@@ -42,16 +42,19 @@ CatalogQuery& CatalogQuery::condition(std::string_view column, std::string_view 
   return add(" AND ").add(column).add(comparison).literal(value);
 }
 
-CatalogQuery& CatalogQuery::typeTable() {
-  add("(VALUES ");
+CatalogQuery& CatalogQuery::joinTypes(std::string_view modifier) {
+  add(" LEFT JOIN (VALUES ");
   for (unsigned i = 0; i < typeRowCount(); ++i) {
     const TypeRow& row = typeRows()[i];
     const char kind[] = {'\'', kindOf(row), '\''};
     add(i ? ",(" : "(").number(static_cast<long>(row.oid)).add(",").number(listedType(stmt, row.sqlType));
     add(",").literal(row.name).add(",").number(row.size).add(",").number(row.octets).add(",");
-    add({kind, sizeof kind}).add(")");
+    add({kind, sizeof kind}).add(",").number(row.range).add(")");
   }
-  return add(") AS tt(oid, sqltype, name, size, octets, kind)");
+  add(") AS tt(oid, sqltype, name, size, octets, kind, range) ON tt.oid = t.oid AND ");
+  // Of an interval the modifier tells which fields it has; none and all are the same.
+  add("(CASE WHEN t.oid = 1186 AND ").add(modifier).add(" >= 0 THEN nullif(").add(modifier);
+  return add(" >> 16 & 32767, 32767) END IS NOT DISTINCT FROM nullif(tt.range, 0))");
 }
 
 CatalogQuery& CatalogQuery::typeColumns(std::string_view modifier, std::string_view size,
@@ -65,7 +68,8 @@ CatalogQuery& CatalogQuery::typeColumns(std::string_view modifier, std::string_v
     return number(stmt.conn.settings.textSize).add(" ELSE ").add(fixed).add(" END)::int4 AS \"");
   };
   add("coalesce(tt.sqltype, ").number(SQL_LONGVARCHAR).add(")::int2 AS \"DATA_TYPE\", ");
-  add("format_type(t.oid, NULL)::varchar(63) AS \"TYPE_NAME\", ");
+  add("(CASE WHEN tt.range > 0 THEN tt.name ELSE format_type(t.oid, NULL) END)::varchar(63) AS ");
+  add("\"TYPE_NAME\", ");
   Text timed;  // of a date and time: 8 or 19 characters, and a fraction with its point
   failed = failed ||
            timed.append("CASE WHEN tt.kind = 'D' THEN CASE tt.size WHEN 8 THEN 8 ELSE 19 END + CASE ") ||
@@ -85,10 +89,11 @@ CatalogQuery& CatalogQuery::typeColumns(std::string_view modifier, std::string_v
 
 CatalogQuery& CatalogQuery::verboseColumns() {
   add("(CASE WHEN tt.sqltype IN (9, 10, 11, 91, 92, 93) THEN ").number(SQL_DATETIME);
+  add(" WHEN tt.range > 0 THEN ").number(SQL_INTERVAL);
   add(" ELSE coalesce(tt.sqltype, ").number(SQL_LONGVARCHAR).add(") END)::int2 AS \"SQL_DATA_TYPE\", ");
   return add(
       "(CASE WHEN tt.sqltype IN (9, 10, 11) THEN tt.sqltype - 8 WHEN tt.sqltype IN (91, 92, 93) THEN "
-      "tt.sqltype - 90 END)::int2 AS \"SQL_DATETIME_SUB\"");
+      "tt.sqltype - 90 WHEN tt.range > 0 THEN tt.sqltype - 100 END)::int2 AS \"SQL_DATETIME_SUB\"");
 }
 
 }  // namespace pgwire

@@ -40,9 +40,10 @@ class CatalogQuery {
   }
   CatalogQuery& condition(std::string_view column, std::string_view value, std::string_view comparison);
 
-  // The table "tt" of types: (oid, sqltype, name, size, octets, kind), as an item of FROM. Kind is N for a
-  // numeric, D for a date and time, C for text, B for bytes, I for other numbers, else O.
-  CatalogQuery& typeTable();
+  // Joins the table "tt" of types, (oid, sqltype, name, size, octets, kind, range), to the type "t" with a
+  // modifier. Kind is N for a numeric, D for a date and time, C for text, B for bytes, I for other numbers,
+  // else O.
+  CatalogQuery& joinTypes(std::string_view modifier);
   // The columns DATA_TYPE, TYPE_NAME, COLUMN_SIZE, BUFFER_LENGTH, DECIMAL_DIGITS and NUM_PREC_RADIX of a type
   // of `tt` with a modifier; the last four names are given, an empty one leaves
   // the radix out.

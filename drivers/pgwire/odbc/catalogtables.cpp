@@ -117,8 +117,8 @@ SQLRETURN listColumns(SQLHSTMT handle, Char* catalog, SQLSMALLINT catalogLength,
     query.add(
         "ty.typtype = 'd' THEN ty.typbasetype ELSE ty.oid END AS base, CASE WHEN ty.typtype = 'd' THEN ");
     query.add("ty.typtypmod ELSE a.atttypmod END AS modifier) m JOIN pg_catalog.pg_type t ON t.oid = m.base");
-    query.add(" LEFT JOIN pg_catalog.pg_attrdef d ON d.adrelid = c.oid AND d.adnum = a.attnum LEFT JOIN ");
-    query.typeTable().add(" ON tt.oid = t.oid WHERE c.relkind IN ('r','p','v','m','f')");
+    query.add(" LEFT JOIN pg_catalog.pg_attrdef d ON d.adrelid = c.oid AND d.adnum = a.attnum");
+    query.joinTypes("m.modifier").add(" WHERE c.relkind IN ('r','p','v','m','f')");
     query.matching(kDatabase, catalogText).matching("n.nspname", schemaText);
     query.matching("c.relname", tableText).matching("a.attname", columnText);
     return query.add(" ORDER BY 1, 2, 3, a.attnum").run();
@@ -154,7 +154,11 @@ void addTypeRow(CatalogQuery& query, const Statement& stmt, const TypeRow& row, 
   } else {
     query.add("NULL");
   }
-  query.add("::int2,").add(number ? "10" : "NULL").add("::int4,NULL::int2,").number(position).add(")");
+  query.add("::int2,")
+      .add(number ? "10" : "NULL")
+      .add(row.range ? "::int4,9::int2," : "::int4,NULL::int2,")
+      .number(position)
+      .add(")");
 }
 
 SQLRETURN listTypes(SQLHSTMT handle, SQLSMALLINT type) {

@@ -4,11 +4,16 @@
 
 #include "odbc/entry.h"
 #include "odbc/execute.h"
+#include "odbc/origins.h"
 #include "odbc/text.h"
+#include "types/binary.h"
+#include "types/interval.h"
 
 namespace pgwire {
 
 namespace {
+
+constexpr SQLINTEGER kIntervalDigits = 9;  // of the leading field
 
 void describe(DescriptorRecord& record, long textSize) {
   record.facts = factsOf(record.oid, record.modifier, textSize);
@@ -17,8 +22,10 @@ void describe(DescriptorRecord& record, long textSize) {
   record.length = static_cast<SQLULEN>(facts.size);
   record.octetLength = facts.octets;
   record.scale = facts.scale;
-  const bool isTime = facts.type->kind == Kind::Time || facts.type->kind == Kind::Timestamp;
+  const bool isTime = facts.type->kind == Kind::Time || facts.type->kind == Kind::Timestamp ||
+                      isIntervalType(facts.type->sqlType);
   record.precision = isTime ? facts.scale : static_cast<SQLSMALLINT>(std::min<SQLLEN>(facts.size, 0x7FFF));
+  record.intervalPrecision = isIntervalType(facts.type->sqlType) ? kIntervalDigits : 0;
   record.numPrecRadix = isNumber(*facts.type) ? 10 : 0;
   record.nullable = SQL_NULLABLE_UNKNOWN;
 }
@@ -78,16 +85,11 @@ const char* textField(const DescriptorRecord& r, SQLUSMALLINT field) {
   switch (field) {
     case SQL_DESC_NAME:
     case SQL_DESC_LABEL:
-    case SQL_COLUMN_NAME:
-    case SQL_DESC_BASE_COLUMN_NAME: return r.name;
+    case SQL_COLUMN_NAME: return r.name;
     case SQL_DESC_TYPE_NAME:
     case SQL_DESC_LOCAL_TYPE_NAME: return r.facts.type->name;
     case SQL_DESC_LITERAL_PREFIX: return orEmpty(r.facts.type->prefix);
     case SQL_DESC_LITERAL_SUFFIX: return orEmpty(r.facts.type->suffix);
-    case SQL_DESC_BASE_TABLE_NAME:
-    case SQL_DESC_TABLE_NAME:
-    case SQL_DESC_SCHEMA_NAME:
-    case SQL_DESC_CATALOG_NAME: return "";
     default: return nullptr;
   }
 }
@@ -132,17 +134,19 @@ SQLRETURN columnAttribute(SQLHSTMT handle, SQLUSMALLINT number, SQLUSMALLINT fie
     }
     const DescriptorRecord* record = columnOf(stmt, number);
     if (!record) return codeOf(1);
-    if (const char* found = textField(*record, field))
-      return codeOf(giveTextBytes<Char>(stmt.conn.codePage, found, text, size, length));
-    SQLLEN found = 0;
-    if (!numberField(*record, field, found)) return codeOf(fail(Issue::BadDescriptorField));
-    return codeOf(giveNumber(found, value));
+    int failed = 0;
+    const char* found = originField(stmt, number, field, &failed);
+    if (!found) found = textField(*record, field);
+    if (found) return codeOf(failed || giveTextBytes<Char>(stmt.conn.codePage, found, text, size, length));
+    SQLLEN cell = 0;
+    if (!numberField(*record, field, cell)) return codeOf(fail(Issue::BadDescriptorField));
+    return codeOf(giveNumber(cell, value));
   });
 }
 
 }  // namespace
 
-int takeColumns(Statement& stmt, const Message& message) {
+int takeColumns(Statement& stmt, const Message& message, bool prepared) {
   MessageReader reader(message);
   uint16_t count = 0;
   if (reader.int16(&count)) return stmt.conn.session.reportNonsense();
@@ -151,6 +155,7 @@ int takeColumns(Statement& stmt, const Message& message) {
     DescriptorRecord record;
     if (takeColumn(reader, record)) return stmt.conn.session.reportNonsense();
     describe(record, stmt.conn.settings.textSize);
+    record.binary = prepared && hasBinaryForm(static_cast<Oid>(record.oid));
     if (stmt.columns.records.append(record)) return 1;
   }
   return 0;
@@ -163,12 +168,24 @@ int takeParameters(Statement& stmt, const Message& message) {
   for (unsigned i = 0; i < count; ++i) {
     uint32_t oid = 0;
     if (reader.int32(&oid)) return stmt.conn.session.reportNonsense();
-    DescriptorRecord* record = stmt.parameters.makeRecord(i + 1);
+    if (i >= stmt.text.sent.size()) return stmt.conn.session.reportNonsense();
+    DescriptorRecord* record = stmt.parameters.makeRecord(stmt.text.sent[i] + 1UL);
     if (!record) return 1;
     record->oid = oid;
     // What the application said about the parameter stays: it is how default C types are found.
     if (!record->isBound) describe(*record, stmt.conn.settings.textSize);
     record->facts = factsOf(oid, -1, stmt.conn.settings.textSize);
+    record->nullable = SQL_NULLABLE_UNKNOWN;
+  }
+  return 0;
+}
+
+int describeOutputs(Statement& stmt) {
+  const Array<unsigned>& outputs = stmt.text.outputs;
+  for (std::size_t i = 0; i < outputs.size() && i < stmt.columns.records.size(); ++i) {
+    DescriptorRecord* record = stmt.parameters.makeRecord(outputs[i] + 1UL);
+    if (!record) return 1;
+    record->facts = stmt.columns.records[i].facts;
     record->nullable = SQL_NULLABLE_UNKNOWN;
   }
   return 0;
@@ -183,7 +200,9 @@ extern "C" {
 SQLRETURN SQL_API SQLNumResultCols(SQLHSTMT handle, SQLSMALLINT* count) {
   return enter<Statement>(handle, [&](Statement& stmt) {
     if (needColumns(stmt)) return codeOf(1);
-    return codeOf(giveNumber(static_cast<SQLSMALLINT>(stmt.columns.records.size()), count));
+    // The rows of a call have gone into its parameters.
+    const std::size_t n = stmt.stage == Stage::Executed ? 0 : stmt.columns.records.size();
+    return codeOf(giveNumber(static_cast<SQLSMALLINT>(n), count));
   });
 }
 

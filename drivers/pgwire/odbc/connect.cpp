@@ -78,6 +78,45 @@ SQLRETURN driverConnect(SQLHDBC handle, Char* in, SQLSMALLINT length, Char* out,
   });
 }
 
+// What an application has to give before a login can be tried, or to give again; a star marks what it need
+// not.
+std::string_view wantedAttributes(const Connection& conn) {
+  if (conn.settings.user.empty())
+    return "UID:User=?;*PWD:Password=?;*Server:Server=?;*Port:Port=?;*Database:Database=?";
+  return "PWD:Password=?";
+}
+
+// Each call adds attributes, until they are enough for a login.
+template <class Char>
+SQLRETURN browseConnect(SQLHDBC handle, Char* in, SQLSMALLINT length, Char* out, SQLSMALLINT size,
+                        SQLSMALLINT* needed) {
+  return enter<Connection>(handle, [&](Connection& conn) -> SQLRETURN {
+    const bool first = !conn.isBrowsing;
+    conn.isBrowsing = false;
+    if (!in || (length < 0 && length != SQL_NTS)) return codeOf(fail(Issue::BadLength));
+    if (first) {
+      clearSettings(conn.settings);
+      conn.browsed.clear();
+      if (setCodePage(conn, codePageOf(in, lengthOf(in, length)))) return SQL_ERROR;
+    }
+    const TextArgument<Char> text(conn.codePage, in, length);
+    Settings& settings = conn.settings;
+    if (text.hasFailed() || readConnectString(text.view(), settings) ||
+        (!conn.browsed.empty() && conn.browsed.append(';')) || conn.browsed.append(text.view()) ||
+        (first && !settings.dataSource.empty() && readDataSource(settings.dataSource.view(), settings))) {
+      return SQL_ERROR;
+    }
+    const bool canTry = !settings.user.empty();
+    if (canTry && !logInto(conn))
+      return codeOf(giveText(conn.codePage, conn.browsed.view(), out, size, needed));
+    if (canTry && !conn.session.wantsPassword) return SQL_ERROR;
+    conn.errors.clearErrors();
+    if (giveText(conn.codePage, wantedAttributes(conn), out, size, needed)) return SQL_ERROR;
+    conn.isBrowsing = true;
+    return SQL_NEED_DATA;
+  });
+}
+
 template <class Char>
 SQLRETURN connect(SQLHDBC handle, Char* dsn, SQLSMALLINT dsnLength, Char* user, SQLSMALLINT userLength,
                   Char* password, SQLSMALLINT passwordLength) {
@@ -111,7 +150,7 @@ SQLRETURN disconnect(Connection& conn) {
   conn.errors.clearErrors();
   deleteAll(conn.statements);
   deleteAll(conn.descriptors);
-  conn.connected = false;
+  conn.connected = conn.isBrowsing = false;
   return SQL_SUCCESS;
 }
 
@@ -139,6 +178,15 @@ SQLRETURN SQL_API SQLDriverConnect(SQLHDBC handle, SQLHWND, SQLCHAR* in, SQLSMAL
 SQLRETURN SQL_API SQLDriverConnectW(SQLHDBC handle, SQLHWND, SQLWCHAR* in, SQLSMALLINT length, SQLWCHAR* out,
                                     SQLSMALLINT size, SQLSMALLINT* needed, SQLUSMALLINT) {
   return driverConnect(handle, in, length, out, size, needed);
+}
+
+SQLRETURN SQL_API SQLBrowseConnect(SQLHDBC handle, SQLCHAR* in, SQLSMALLINT length, SQLCHAR* out,
+                                   SQLSMALLINT size, SQLSMALLINT* needed) {
+  return browseConnect(handle, in, length, out, size, needed);
+}
+SQLRETURN SQL_API SQLBrowseConnectW(SQLHDBC handle, SQLWCHAR* in, SQLSMALLINT length, SQLWCHAR* out,
+                                    SQLSMALLINT size, SQLSMALLINT* needed) {
+  return browseConnect(handle, in, length, out, size, needed);
 }
 
 SQLRETURN SQL_API SQLConnect(SQLHDBC handle, SQLCHAR* dsn, SQLSMALLINT dsnLength, SQLCHAR* user,

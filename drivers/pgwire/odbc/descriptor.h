@@ -59,10 +59,23 @@ struct DescriptorRecord {
   uint32_t table = 0;
   uint16_t tableColumn = 0;
   int32_t modifier = -1;
+  bool binary = false;  // of a prepared result: the column is asked for in binary form
   ColumnFacts facts;
   char name[kNameSize] = "";
 
   void setType(SQLSMALLINT concise);
+};
+
+// Whether there is such a direction of a parameter.
+inline bool isDirection(SQLSMALLINT type) {
+  return type == SQL_PARAM_INPUT || type == SQL_PARAM_INPUT_OUTPUT || type == SQL_PARAM_OUTPUT;
+}
+
+// The table and its column that a column of a result comes from.
+struct ColumnOrigin {
+  char schema[DescriptorRecord::kNameSize];
+  char table[DescriptorRecord::kNameSize];
+  char column[DescriptorRecord::kNameSize];
 };
 
 struct Descriptor : Handle {
@@ -77,7 +90,10 @@ struct Descriptor : Handle {
   }
   // Makes it if need be; null if there is no memory.
   DescriptorRecord* makeRecord(std::size_t number);
-  void clearRecords() { records.clear(); }
+  void clearRecords() {
+    records.clear();
+    origins.clear();
+  }
   // Drops the records at the end that nothing is bound to.
   void trim();
 
@@ -91,6 +107,7 @@ struct Descriptor : Handle {
   SQLULEN bindType = SQL_BIND_BY_COLUMN;
   SQLULEN* rowsProcessed = nullptr;
   Array<DescriptorRecord> records;
+  Array<ColumnOrigin> origins;  // of a result's columns; empty until an application asks (odbc/origins.h)
 };
 
 }  // namespace pgwire

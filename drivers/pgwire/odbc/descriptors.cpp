@@ -4,6 +4,7 @@
 
 #include "odbc/entry.h"
 #include "odbc/execute.h"
+#include "odbc/origins.h"
 #include "odbc/text.h"
 
 namespace pgwire {
@@ -70,17 +71,17 @@ int getField(Descriptor& desc, SQLSMALLINT number, SQLSMALLINT field, SQLPOINTER
   const DescriptorRecord* record = number > 0 ? desc.record(static_cast<std::size_t>(number)) : nullptr;
   if (!record) return fail(Issue::BadColumn);
   const char* type = record->facts.type ? record->facts.type->name : "";
+  int failed = 0;
+  const char* origin = desc.role == Role::RowDescription && desc.owner
+                           ? originField(*desc.owner, static_cast<std::size_t>(number),
+                                         static_cast<SQLUSMALLINT>(field), &failed)
+                           : nullptr;
+  if (origin) return failed || giveTextBytes<Char>(desc.conn.codePage, origin, out, size, length);
   switch (field) {
     case SQL_DESC_NAME:
-    case SQL_DESC_LABEL:
-    case SQL_DESC_BASE_COLUMN_NAME:
-      return giveTextBytes<Char>(desc.conn.codePage, record->name, out, size, length);
+    case SQL_DESC_LABEL: return giveTextBytes<Char>(desc.conn.codePage, record->name, out, size, length);
     case SQL_DESC_TYPE_NAME:
     case SQL_DESC_LOCAL_TYPE_NAME: return giveTextBytes<Char>(desc.conn.codePage, type, out, size, length);
-    case SQL_DESC_BASE_TABLE_NAME:
-    case SQL_DESC_TABLE_NAME:
-    case SQL_DESC_SCHEMA_NAME:
-    case SQL_DESC_CATALOG_NAME: return giveTextBytes<Char>(desc.conn.codePage, "", out, size, length);
     default: return getNumberField(desc, *record, field, out);
   }
 }
@@ -119,7 +120,8 @@ int setRecordField(DescriptorRecord& r, SQLSMALLINT field, SQLPOINTER value) {
       r.scaleIsSet = true;
       return 0;
     case SQL_DESC_PARAMETER_TYPE:
-      if (asNumber<SQLSMALLINT>(value) != SQL_PARAM_INPUT) return fail(Issue::NotSupported);
+      if (!isDirection(asNumber<SQLSMALLINT>(value))) return fail(Issue::BadParameterType);
+      r.parameterType = asNumber<SQLSMALLINT>(value);
       return 0;
     case SQL_DESC_LENGTH: r.length = asNumber<SQLULEN>(value); return 0;
     case SQL_DESC_OCTET_LENGTH: r.octetLength = asNumber<SQLLEN>(value); return 0;

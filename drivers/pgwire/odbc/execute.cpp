@@ -3,9 +3,11 @@
 #include <charconv>
 #include <cstdio>
 
+#include "odbc/call.h"
 #include "odbc/columns.h"
 #include "odbc/entry.h"
 #include "odbc/parameters.h"
+#include "types/binary.h"
 
 namespace pgwire {
 
@@ -66,12 +68,12 @@ int openPrepared(Statement& stmt) {
     switch (message->type) {
       case 'E': failed = session.reportError(*message); break;
       case 't': failed = failed || takeParameters(stmt, *message); break;
-      case 'T': failed = failed || takeColumns(stmt, *message); break;
+      case 'T': failed = failed || takeColumns(stmt, *message, true); break;
       case 'n': stmt.columns.clearRecords(); break;
       default: break;
     }
   }
-  if (failed) return 1;
+  if (failed || describeOutputs(stmt)) return 1;
   std::memcpy(stmt.serverName, name, sizeof name);
   stmt.knowsColumns = true;
   return 0;
@@ -115,8 +117,13 @@ int takeRow(Statement& stmt, const Message& message) {
   MessageReader reader(message);
   uint16_t count = 0;
   if (reader.int16(&count) || count != stmt.fields.size()) return stmt.conn.session.reportNonsense();
-  for (Field& field : stmt.fields) {
+  for (std::size_t i = 0; i < count; ++i) {
+    Field& field = stmt.fields[i];
+    const DescriptorRecord& column = stmt.columns.records[i];
     if (readField(reader, message, field)) return stmt.conn.session.reportNonsense();
+    field.binary = column.binary;
+    const uint32_t size = column.binary && !field.isNull ? binarySize(static_cast<Oid>(column.oid)) : 0;
+    if (size > 0 && field.length != size) return stmt.conn.session.reportNonsense();
   }
   return 0;
 }
@@ -143,16 +150,17 @@ int prepareText(Statement& stmt, std::string_view sql) {
   options.escapes = stmt.noscan == SQL_NOSCAN_OFF;
   options.standardStrings = stmt.conn.session.standardStrings;
   if (translate(sql, options, stmt.text)) {
-    stmt.text.sql.clear();
+    stmt.text.clear();
     return 1;
   }
-  return 0;
+  stmt.isResolved = false;
+  return stmt.text.procedure.empty() ? 0 : stmt.source.assign(sql);
 }
 
 int describePrepared(Statement& stmt) {
   // Several commands cannot be prepared; they run as they are, and what they return is known then.
   if (!stmt.text.isSingle && stmt.text.parameters == 0) return 0;
-  return stmt.conn.beginIfNeeded() || openPrepared(stmt);
+  return stmt.conn.beginIfNeeded() || resolveCall(stmt) || openPrepared(stmt);
 }
 
 SQLRETURN firstResult(Statement& stmt) {
@@ -162,7 +170,7 @@ SQLRETURN firstResult(Statement& stmt) {
     if (!message) return SQL_ERROR;
     switch (message->type) {
       case 'T':
-        if (takeColumns(stmt, *stmt.replies.next())) return SQL_ERROR;
+        if (takeColumns(stmt, *stmt.replies.next(), false)) return SQL_ERROR;
         return openRows(stmt);
       case 'D': return openRows(stmt);  // of a prepared statement, whose columns are known
       case 'C':
@@ -188,7 +196,7 @@ SQLRETURN execute(Statement& stmt) {
   SQLRETURN code = SQL_ERROR;
   if (!simple) {
     code = executeWithParameters(stmt);
-  } else if (!stmt.conn.beginIfNeeded() && !sendSimple(stmt, stmt.text.sql.view())) {
+  } else if (!stmt.conn.beginIfNeeded() && !resolveCall(stmt) && !sendSimple(stmt, stmt.text.sql.view())) {
     stmt.knowsColumns = false;
     code = firstResult(stmt);
     if (code == SQL_NO_DATA) code = SQL_SUCCESS;  // nothing but an empty text
@@ -213,7 +221,12 @@ SQLRETURN nextResult(Statement& stmt) {
     if (code == SQL_ERROR) return SQL_ERROR;
   }
   resetResult(stmt);
-  const SQLRETURN code = firstResult(stmt);
+  SQLRETURN code = firstResult(stmt);
+  if (code == SQL_NO_DATA && stmt.putStream) {
+    stmt.conn.session.startQueryTimer(static_cast<uint32_t>(stmt.queryTimeout));
+    code = stmt.putStream->executeNext();
+    stmt.conn.session.startQueryTimer(0);
+  }
   if (code == SQL_NO_DATA) closeResult(stmt);
   return code;
 }
@@ -278,9 +291,7 @@ void forgetText(Statement& stmt) {
   releaseServerStatement(stmt);
   stmt.stage = Stage::Allocated;
   stmt.isPrepared = stmt.knowsColumns = false;
-  stmt.text.sql.clear();
-  stmt.text.parameters = 0;
-  stmt.text.isSingle = true;
+  stmt.text.clear();
   stmt.columns.clearRecords();
   stmt.rowCount = -1;
 }

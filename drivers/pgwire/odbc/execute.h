@@ -33,6 +33,9 @@ SQLRETURN firstResult(Statement& stmt);
 // Moves to the next row: SQL_SUCCESS, SQL_NO_DATA or SQL_ERROR.
 SQLRETURN fetchRow(Statement& stmt);
 
+// Puts the value of a column, from 1, of the current row into a parameter, from 0, of the set being executed.
+Outcome storeOutput(Statement& stmt, std::size_t column, unsigned parameter);
+
 // Ends the open result; the text stays.
 void closeResult(Statement& stmt);
 

@@ -5,6 +5,7 @@
 #include "odbc/entry.h"
 #include "odbc/execute.h"
 #include "odbc/text.h"
+#include "types/binary.h"
 
 namespace pgwire {
 
@@ -55,15 +56,18 @@ Outcome storeScalar(const Field& field, Kind kind, const Target& target) {
   }
   if (field.head(buffer, kLongestScalar, text)) return Outcome::Failed;
   char unused[sizeof(SQL_NUMERIC_STRUCT)];
-  const Outcome outcome =
-      scalarFromText(text, kind, target.cType, target.form, target.data ? target.data : unused);
+  char* out = target.data ? target.data : unused;
+  const Outcome outcome = field.binary && kind != Kind::Bytes
+                              ? scalarFromBinary(reinterpret_cast<const unsigned char*>(text.data()),
+                                                 field.length, kind, target.cType, target.form, out)
+                              : scalarFromText(text, kind, target.cType, target.form, out);
   if (outcome != Outcome::Failed) storeLengths(target, sizeOfCType(target.cType));
   return outcome;
 }
 
 Outcome storeLong(Statement& stmt, const Field& field, Kind kind, const Target& target) {
   SQLLEN length = 0;
-  if (!LongValue::copyShort(field, kind, target.cType, stmt.conn.codePage, target.data, target.size,
+  if (!stmt.bound.copyShort(field, kind, target.cType, stmt.conn.codePage, target.data, target.size,
                             &length)) {
     if (stmt.bound.start(field, kind, target.cType, stmt.conn.codePage)) return Outcome::Failed;
     const Outcome outcome = stmt.bound.read(target.data, target.size, &length);
@@ -166,8 +170,8 @@ SQLRETURN getPiece(Statement& stmt, SQLUSMALLINT number, const Target& target) {
   const Kind kind = stmt.columns.records[number - 1].facts.type->kind;
   SQLLEN length = 0;
   if (!stmt.pieces.isOpen()) {
-    if (LongValue::copyShort(field, kind, target.cType, stmt.conn.codePage, target.data, target.size,
-                             &length)) {
+    if (stmt.pieces.copyShort(field, kind, target.cType, stmt.conn.codePage, target.data, target.size,
+                              &length)) {
       stmt.getFinished = true;
       storeLengths(target, length);
       return SQL_SUCCESS;
@@ -210,6 +214,12 @@ SQLRETURN getData(Statement& stmt, SQLUSMALLINT number, Target target) {
 }
 
 }  // namespace
+
+Outcome storeOutput(Statement& stmt, std::size_t column, unsigned parameter) {
+  const Target target = targetOf(*stmt.params, stmt.params->records[parameter],
+                                 stmt.parameters.records[parameter], stmt.put.set);
+  return target.data || target.length ? storeValue(stmt, column, target) : Outcome::Done;
+}
 
 }  // namespace pgwire
 

@@ -70,6 +70,9 @@ struct Connection : Handle {
   SQLULEN packetSize = 0;
   SQLULEN metadataId = SQL_FALSE;
   SQLULEN quietMode = 0;
+  bool isBrowsing = false;  // between two calls of SQLBrowseConnect
+  Text browsed;             // the attributes of those calls
+
   // What new statements begin with: attributes that ODBC 2 sets on a connection.
   SQLULEN queryTimeout = 0, maxRows = 0, noscan = SQL_NOSCAN_OFF, maxLength = 0;
 };
@@ -105,6 +108,12 @@ struct Statement : Handle {
 
   Stage stage = Stage::Allocated;
   Translation text;
+  // Of a call: the application's own text, whether the server was asked what it calls, and the directions of
+  // the parameters that `text` was translated for.
+  Text source;
+  bool isResolved = false;
+  bool isProcedure = false;
+  Array<SQLSMALLINT> directions;
   char serverName[24] = "";   // of the prepared statement on the server; empty while there is none
   bool isPrepared = false;    // by SQLPrepare, and not by SQLExecDirect
   bool knowsColumns = false;  // `columns` are those of the prepared statement

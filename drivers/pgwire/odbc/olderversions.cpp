@@ -112,29 +112,4 @@ SQLRETURN SQL_API SQLSetPos(SQLHSTMT stmt, SQLSETPOSIROW, SQLUSMALLINT, SQLUSMAL
 }
 SQLRETURN SQL_API SQLBulkOperations(SQLHSTMT stmt, SQLSMALLINT) { return notSupported<Statement>(stmt); }
 
-SQLRETURN SQL_API SQLBrowseConnect(SQLHDBC conn, SQLCHAR*, SQLSMALLINT, SQLCHAR*, SQLSMALLINT, SQLSMALLINT*) {
-  return notSupported<Connection>(conn);
-}
-SQLRETURN SQL_API SQLBrowseConnectW(SQLHDBC conn, SQLWCHAR*, SQLSMALLINT, SQLWCHAR*, SQLSMALLINT,
-                                    SQLSMALLINT*) {
-  return notSupported<Connection>(conn);
-}
-
-SQLRETURN SQL_API SQLColumnPrivileges(SQLHSTMT stmt, SQLCHAR*, SQLSMALLINT, SQLCHAR*, SQLSMALLINT, SQLCHAR*,
-                                      SQLSMALLINT, SQLCHAR*, SQLSMALLINT) {
-  return notSupported<Statement>(stmt);
-}
-SQLRETURN SQL_API SQLColumnPrivilegesW(SQLHSTMT stmt, SQLWCHAR*, SQLSMALLINT, SQLWCHAR*, SQLSMALLINT,
-                                       SQLWCHAR*, SQLSMALLINT, SQLWCHAR*, SQLSMALLINT) {
-  return notSupported<Statement>(stmt);
-}
-SQLRETURN SQL_API SQLTablePrivileges(SQLHSTMT stmt, SQLCHAR*, SQLSMALLINT, SQLCHAR*, SQLSMALLINT, SQLCHAR*,
-                                     SQLSMALLINT) {
-  return notSupported<Statement>(stmt);
-}
-SQLRETURN SQL_API SQLTablePrivilegesW(SQLHSTMT stmt, SQLWCHAR*, SQLSMALLINT, SQLWCHAR*, SQLSMALLINT,
-                                      SQLWCHAR*, SQLSMALLINT) {
-  return notSupported<Statement>(stmt);
-}
-
 }  // extern "C"

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 
+#include "odbc/call.h"
 #include "odbc/entry.h"
 #include "odbc/execute.h"
 #include "odbc/text.h"
@@ -112,20 +113,24 @@ void ParameterStream::setStatus(SQLULEN set, SQLUSMALLINT status) {
 
 int ParameterStream::beginSet() {
   inSet = true;
-  if (request.begin('B') || request.text("") || request.text(stmt.serverName) ||
-      request.int16(stmt.text.parameters)) {
+  const auto count = static_cast<unsigned>(stmt.text.sent.size());
+  if (request.begin('B') || request.text("") || request.text(stmt.serverName) || request.int16(count))
     return 1;
+  for (const unsigned number : stmt.text.sent) {
+    if (request.int16(isBinary(number) ? 1 : 0)) return 1;
   }
-  for (unsigned i = 0; i < stmt.text.parameters; ++i) {
-    if (request.int16(isBinary(i) ? 1 : 0)) return 1;
-  }
-  return request.int16(stmt.text.parameters);
+  return request.int16(count);
 }
 
 int ParameterStream::endSet() {
   inSet = false;
-  return request.int16(0) || request.end() || request.begin('E') || request.text("") || request.int32(0) ||
-         request.end() || request.simple('S');
+  const Array<DescriptorRecord>& columns = stmt.columns.records;
+  if (request.int16(static_cast<unsigned>(columns.size()))) return 1;
+  for (const DescriptorRecord& column : columns) {
+    if (request.int16(column.binary ? 1 : 0)) return 1;
+  }
+  return request.end() || request.begin('E') || request.text("") || request.int32(0) || request.end() ||
+         request.simple('S');
 }
 
 int ParameterStream::addText(const BoundValue& value) {
@@ -169,14 +174,15 @@ int ParameterStream::addValue(unsigned number, const BoundValue& value) {
 
 SQLRETURN ParameterStream::proceed() {
   const SQLULEN sets = std::max<SQLULEN>(stmt.params->arraySize, 1);
+  isSequential = sets == 1 || !stmt.columns.records.empty();
   while (stmt.put.set < sets) {
     if (!inSet && isIgnored()) {
       setStatus(stmt.put.set++, SQL_PARAM_UNUSED);
       continue;
     }
     if (!inSet && beginSet()) return SQL_ERROR;
-    for (; stmt.put.number < stmt.text.parameters; ++stmt.put.number) {
-      const BoundValue value = locate(stmt.put.number);
+    for (; stmt.put.number < stmt.text.sent.size(); ++stmt.put.number) {
+      const BoundValue value = locate(current());
       if (value.isAtExecution()) {
         wanted = value;
         stmt.put.announced = false;
@@ -185,23 +191,42 @@ SQLRETURN ParameterStream::proceed() {
         return codeOf(request.beginValue()) == SQL_SUCCESS ? SQL_NEED_DATA : SQL_ERROR;
       }
       if (sets > 1) stmt.errors.setPlace(static_cast<long>(stmt.put.set) + 1, 0);
-      if (addValue(stmt.put.number, value)) return SQL_ERROR;
+      if (addValue(current(), value)) return SQL_ERROR;
     }
     if (endSet()) return SQL_ERROR;
     stmt.put.number = 0;
-    if (sets == 1) return executeOne();
-    if (batch.append(stmt.put.set++)) return SQL_ERROR;
-    if (request.length() > kBatchBytes && executeBatch()) return SQL_ERROR;
+    if (batch.append({stmt.put.set++, request.length()})) return SQL_ERROR;
+    if (!isSequential && request.length() > kBatchBytes && executeBatch()) return SQL_ERROR;
   }
+  stmt.errors.setPlace(0, 0);
+  if (isSequential && !batch.empty()) return executeNext();
   return executeBatch() ? SQL_ERROR : finishArray();
 }
 
-SQLRETURN ParameterStream::executeOne() {
-  if (stmt.conn.session.claim() || stmt.replies.start(1, request)) return SQL_ERROR;
-  const SQLRETURN code = firstResult(stmt);
-  setStatus(0, code == SQL_ERROR ? SQL_PARAM_ERROR : SQL_PARAM_SUCCESS);
-  if (stmt.parameters.rowsProcessed) *stmt.parameters.rowsProcessed = 1;
-  return code == SQL_NO_DATA ? static_cast<SQLRETURN>(SQL_SUCCESS) : code;
+// A set that fails does not keep the others from being executed; the call tells of it as of one of many.
+SQLRETURN ParameterStream::executeNext() {
+  SQLRETURN code = SQL_NO_DATA;
+  while (hasNext()) {
+    const Set set = batch[next];
+    const unsigned long begin = next ? batch[next - 1].end : 0;
+    ++next;
+    stmt.put.set = set.number;
+    stmt.errors.setPlace(batch.size() > 1 ? static_cast<long>(set.number) + 1 : 0, 0);
+    if (stmt.conn.session.claim() || stmt.replies.start(1, request, begin, set.end - begin)) return SQL_ERROR;
+    code = firstResult(stmt);
+    if (code == SQL_NO_DATA) code = SQL_SUCCESS;
+    if (code != SQL_ERROR && !stmt.text.outputs.empty()) code = takeOutputs(stmt);
+    countSet(set.number, code == SQL_ERROR);
+    if (code == SQL_ERROR && stmt.conn.session.isAlive() && (hasNext() || failures < executed)) {
+      stmt.stage = Stage::Executed;
+      stmt.rowCount = -1;
+      return SQL_SUCCESS_WITH_INFO;
+    }
+    // Outputs are all that a call gives, and go to the parameters of its set.
+    if (stmt.text.outputs.empty() || code == SQL_ERROR) break;
+  }
+  stmt.errors.setPlace(0, 0);
+  return code;
 }
 
 int ParameterStream::takeBatchReply(SQLULEN set) {
@@ -217,18 +242,22 @@ int ParameterStream::takeBatchReply(SQLULEN set) {
       total += std::max<SQLLEN>(0, commandCount(*message));
     }
   }
-  ++executed;
-  failures += bad ? 1 : 0;
-  setStatus(set, bad ? SQL_PARAM_ERROR : SQL_PARAM_SUCCESS);
-  if (stmt.parameters.rowsProcessed) *stmt.parameters.rowsProcessed = set + 1;
+  countSet(set, bad);
   return 0;
+}
+
+void ParameterStream::countSet(SQLULEN set, bool failed) {
+  ++executed;
+  failures += failed ? 1 : 0;
+  setStatus(set, failed ? SQL_PARAM_ERROR : SQL_PARAM_SUCCESS);
+  if (stmt.parameters.rowsProcessed) *stmt.parameters.rowsProcessed = set + 1;
 }
 
 int ParameterStream::executeBatch() {
   if (batch.empty()) return 0;
   if (stmt.conn.session.claim() || stmt.replies.start(static_cast<unsigned>(batch.size()), request)) return 1;
-  for (const SQLULEN set : batch) {
-    if (takeBatchReply(set)) return 1;
+  for (const Set& set : batch) {
+    if (takeBatchReply(set.number)) return 1;
   }
   batch.clear();
   request.clear();
@@ -252,7 +281,7 @@ int ParameterStream::openConverter() {
     delete sink;
     return 1;
   }
-  if (isBinary(stmt.put.number)) {
+  if (isBinary(current())) {
     const BinaryType type = wanted.cType == SQL_C_CHAR    ? kZuBinaryHex
                             : wanted.cType == SQL_C_WCHAR ? kZuBinaryWideHex
                                                           : kZuBinaryPlain;
@@ -314,10 +343,12 @@ SQLRETURN executeWithParameters(Statement& stmt) {
     const DescriptorRecord* record = stmt.params->record(i);
     if (!record || !record->isBound)
       return codeOf(fail(Issue::UnboundParameter, static_cast<unsigned long>(i)));
+    const bool isCall = !stmt.text.procedure.empty();
+    if (!isCall && stmt.parameters.record(i) && stmt.parameters.record(i)->parameterType == SQL_PARAM_OUTPUT)
+      return codeOf(fail(Issue::NotSupported));
   }
   if (describePrepared(stmt)) return SQL_ERROR;
   if (stmt.parameters.records.size() < count) return codeOf(stmt.conn.session.reportNonsense());
-  if (stmt.params->arraySize > 1 && !stmt.columns.records.empty()) return codeOf(fail(Issue::ArrayOfResults));
   stmt.put = {};
   stmt.putStream.reset(new (std::nothrow) ParameterStream(stmt));
   if (!stmt.putStream || stmt.putStream->initialize()) {
@@ -325,7 +356,7 @@ SQLRETURN executeWithParameters(Statement& stmt) {
     return SQL_ERROR;
   }
   const SQLRETURN code = stmt.putStream->proceed();
-  if (code != SQL_NEED_DATA) stmt.putStream.reset();
+  if (code != SQL_NEED_DATA && !stmt.putStream->hasNext()) stmt.putStream.reset();
   return code;
 }
 
@@ -341,7 +372,7 @@ SQLRETURN SQL_API SQLBindParameter(SQLHSTMT handle, SQLUSMALLINT number, SQLSMAL
   return enter<Statement>(handle, [&](Statement& stmt) {
     if (number == 0) return codeOf(fail(Issue::BadParameter));
     if (!isCType(cType)) return codeOf(fail(Issue::BadBufferType));
-    if (ioType != SQL_PARAM_INPUT) return codeOf(fail(Issue::NotSupported));
+    if (!isDirection(ioType)) return codeOf(fail(Issue::BadParameterType));
     DescriptorRecord* application = stmt.params->makeRecord(number);
     DescriptorRecord* implementation = stmt.parameters.makeRecord(number);
     if (!application || !implementation) return codeOf(1);
@@ -370,7 +401,7 @@ SQLRETURN SQL_API SQLParamData(SQLHSTMT handle, SQLPOINTER* token) {
       if (token) *token = stream.token();
       return code;
     }
-    stmt.putStream.reset();
+    if (!stream.hasNext()) stmt.putStream.reset();
     if (code == SQL_ERROR) stmt.stage = stmt.isPrepared ? Stage::Prepared : Stage::Allocated;
     return code;
   });

@@ -40,6 +40,9 @@ class ParameterStream {
   // Takes the value that `proceed` stopped at as ended.
   [[nodiscard]] int endPut();
   [[nodiscard]] int put(SQLPOINTER data, SQLLEN length);
+  // Executes the next set of an array whose sets have results or outputs; SQL_NO_DATA after the last one.
+  SQLRETURN executeNext();
+  bool hasNext() const { return isSequential && next < batch.size(); }
   // The application's word for the value that is wanted.
   SQLPOINTER token() const { return wanted.data; }
 
@@ -47,6 +50,8 @@ class ParameterStream {
   class Sink;
   class Source;
 
+  // The parameter that is being sent, from 0.
+  unsigned current() const { return stmt.text.sent[stmt.put.number]; }
   BoundValue locate(unsigned number) const;
   bool isBinary(unsigned number) const;
   bool isIgnored() const;
@@ -57,17 +62,24 @@ class ParameterStream {
   int addText(const BoundValue& value);
   int addHex(const BoundValue& value);
   int openConverter();
-  SQLRETURN executeOne();
   int executeBatch();
   int takeBatchReply(SQLULEN set);
   SQLRETURN finishArray();
+  void countSet(SQLULEN set, bool failed);
 
   Statement& stmt;
   Request request;
   bool inSet = false;
   BoundValue wanted;  // the value at execution that is being put
-  Array<SQLULEN> batch;
-  SQLLEN total = 0;  // rows affected by all sets
+  // The sets that are built and not executed, and where each ends in the request.
+  struct Set {
+    SQLULEN number;
+    unsigned long end;
+  };
+  Array<Set> batch;
+  bool isSequential = false;  // sets are executed one by one, for their results
+  std::size_t next = 0;       // of `batch`, if so
+  SQLLEN total = 0;           // rows affected by all sets
   SQLULEN failures = 0;
   SQLULEN executed = 0;
   std::unique_ptr<ZuCharConverterInput> characters;

@@ -145,9 +145,10 @@ class Translator {
       copied = end();
       return 0;
     }
+    if (out.sent.append(out.parameters++)) return 1;
     char number[16] = "$";
-    const unsigned long digits =
-        convert(reinterpret_cast<unsigned char*>(number + 1), sizeof number - 1, ++out.parameters);
+    const unsigned long digits = convert(reinterpret_cast<unsigned char*>(number + 1), sizeof number - 1,
+                                         static_cast<unsigned>(out.sent.size()));
     return replaceToken({number, digits + 1});
   }
 
@@ -156,12 +157,12 @@ class Translator {
       std::string_view escape;
       std::string_view server;
     };
-    static constexpr Word kWords[] = {{"d", "DATE"},        {"t", "TIME"},
-                                      {"ts", "TIMESTAMP"},  {"guid", "UUID"},
-                                      {"oj", ""},           {"interval", "INTERVAL"},
-                                      {"escape", "ESCAPE"}, {"call", "SELECT * FROM"}};
+    static constexpr Word kWords[] = {{"d", "DATE"},       {"t", "TIME"}, {"ts", "TIMESTAMP"},
+                                      {"guid", "UUID"},    {"oj", ""},    {"interval", "INTERVAL"},
+                                      {"escape", "ESCAPE"}};
     if (++depth > kDeepest || replaceToken("")) return fail(Issue::BadEscape);
     next();
+    if (is('?') || isWord("call")) return call();
     if (isWord("fn")) {
       next();
       copied = begin();
@@ -171,7 +172,6 @@ class Translator {
           std::find_if(std::begin(kWords), std::end(kWords), [&](const Word& w) { return isWord(w.escape); });
       if (word == std::end(kWords) || replaceToken(word->server)) return fail(Issue::BadEscape);
       next();
-      if (word->escape == "call") return procedure();
     }
     return upToBrace();
   }
@@ -216,18 +216,60 @@ class Translator {
     return fail(Issue::BadEscape);
   }
 
+  // "call name(arguments)" or "?=call name(arguments)".
+  int call() {
+    if (is('?')) {
+      if (out.outputs.append(out.parameters++) || replaceToken("")) return 1;
+      next();
+      if (!is('=') || replaceToken("")) return fail(Issue::BadEscape);
+      next();
+    }
+    if (!isWord("call") || replaceToken(options.isProcedure ? "CALL" : "SELECT * FROM"))
+      return fail(Issue::BadEscape);
+    next();
+    return procedure();
+  }
+
+  SQLSMALLINT direction() const {
+    return options.direction ? options.direction(options.context, out.parameters) : SQL_PARAM_INPUT;
+  }
+
   // "name(arguments)" or "name": without arguments the server wants the parens all the same.
   int procedure() {
+    const std::size_t name = begin();
     bool hasArguments = false;
+    unsigned parens = 0;
     for (; token != scanEnd; next()) {
-      if (is('}')) {
+      const bool ends = is('}');
+      if (out.procedure.empty() && (ends || is('(')) &&
+          out.procedure.append(sql.substr(name, begin() - name)))
+        return 1;
+      if (ends) {
         --depth;
         return replaceToken(hasArguments ? "" : "()");
       }
       hasArguments = hasArguments || is('(');
-      if (step()) return 1;
+      if (parens == 1 && is('?') && direction() != SQL_PARAM_INPUT ? output() : step()) return 1;
+      parens += is('(') ? 1 : 0;
+      parens -= is(')') ? 1 : 0;
     }
     return fail(Issue::BadEscape);
+  }
+
+  int output() {
+    if (out.outputs.append(out.parameters)) return 1;
+    if (direction() != SQL_PARAM_OUTPUT) return marker();
+    ++out.parameters;
+    if (options.isProcedure) return replaceToken("NULL");
+    if (replaceToken("")) return 1;
+    next();
+    if (is(',')) return replaceToken("");
+    Text& text = out.sql;
+    if (!is(')')) return fail(Issue::BadEscape);
+    if (copyUpTo(begin())) return 1;
+    while (text.view().ends_with(' ')) text.shorten(text.size() - 1);
+    if (text.view().ends_with(',')) text.shorten(text.size() - 1);
+    return 0;
   }
 
   std::string_view sql;
@@ -242,10 +284,17 @@ class Translator {
 
 }  // namespace
 
+void Translation::clear() {
+  sql.clear();
+  procedure.clear();
+  sent.clear();
+  outputs.clear();
+  parameters = 0;
+  isSingle = true;
+}
+
 int translate(std::string_view sql, const TranslateOptions& options, Translation& out) {
-  out.sql.clear();
-  out.parameters = 0;
-  out.isSingle = true;
+  out.clear();
   return Translator(sql, options, out).run();
 }
 

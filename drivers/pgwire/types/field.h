@@ -18,6 +18,7 @@ struct Field {
   uint32_t offset = 0;
   uint32_t length = 0;
   bool isNull = true;
+  bool binary = false;  // in the server's binary form, else its text
 
   // The bytes, if they are in memory in one piece; else no data.
   const unsigned char* inMemory() const { return message->data ? message->data + offset : nullptr; }

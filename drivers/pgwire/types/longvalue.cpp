@@ -29,20 +29,34 @@ void countText(const unsigned char* p, std::size_t n, unsigned long& units, unsi
   }
 }
 
-Field booleanField(const Field& field, Message& message) {
-  static constexpr unsigned char kDigits[] = {'0', '1'};
-  const bool isTrue = field.inMemory() && field.inMemory()[0] == 't';
-  message.data = &kDigits[isTrue ? 1 : 0];
-  message.length = 1;
-  return {&message, 0, 1, false};
-}
-
 }  // namespace
 
-bool LongValue::copyShort(const Field& field, Kind kind, SQLSMALLINT cType, const CodePage& page,
+// Truth values, which the server writes as "t" and "f", and numbers in binary form become text here.
+Field LongValue::textForm(const Field& field, Kind kind) {
+  const bool isNumber = field.binary && kind != Kind::Bytes;
+  if (kind != Kind::Bool && !isNumber) return field;
+  char buffer[kNumberText];
+  std::string_view bytes;
+  // The value is as long as its type: a row was checked when it came.
+  if (field.head(buffer, kNumberText, bytes)) bytes = {};
+  const auto* data = reinterpret_cast<const unsigned char*>(bytes.data());
+  smallMessage.length = 1;
+  if (isNumber) {
+    smallMessage.length = bytes.empty() ? 0 : binaryToText(data, field.length, kind, small);
+  } else {
+    small[0] = bytes == "t" ? '1' : '0';
+  }
+  smallMessage.data = reinterpret_cast<const unsigned char*>(small);
+  return {&smallMessage, 0, smallMessage.length, false, false};
+}
+
+bool LongValue::copyShort(const Field& value, Kind kind, SQLSMALLINT cType, const CodePage& page,
                           void* buffer, SQLLEN size, SQLLEN* length) {
+  const bool isBytes = kind == Kind::Bytes;
+  if (!buffer || (isBytes && (!value.binary || cType != SQL_C_BINARY))) return false;
+  const Field field = textForm(value, kind);
   const unsigned char* data = field.inMemory();
-  if (!data || kind == Kind::Bool || kind == Kind::Bytes || !buffer) return false;
+  if (!data) return false;
   const std::size_t n = field.length;
   if (cType == SQL_C_WCHAR) {
     if (static_cast<std::size_t>(size) / sizeof(SQLWCHAR) <= n || !isAscii(data, n)) return false;
@@ -113,9 +127,10 @@ int LongValue::measureByConverting() {
 
 int LongValue::start(const Field& value, Kind kind, SQLSMALLINT cType, const CodePage& page) {
   close();
-  const Field field = kind == Kind::Bool ? booleanField(value, boolean) : value;
+  const Field field = textForm(value, kind);
   const bool isBinary = kind == Kind::Bytes || cType == SQL_C_BINARY;
-  auto* source = kind == Kind::Bytes ? new HexFieldSource(field) : new FieldSource(field);
+  const bool isHex = kind == Kind::Bytes && !value.binary;
+  auto* source = isHex ? new HexFieldSource(field) : new FieldSource(field);
   sink = new ZuMemorySink;
   if (!source || !sink) {
     delete source;
@@ -153,8 +168,8 @@ int LongValue::start(const Field& value, Kind kind, SQLSMALLINT cType, const Cod
     return 1;
   }
   converter = binary.get();
-  const unsigned long digits = kind == Kind::Bytes ? HexFieldSource::withoutPrefix(field).length : 0;
-  converter->calculateSinkBytes(kind == Kind::Bytes ? digits / 2 : field.length, kZuUnknownLength);
+  const unsigned long bytes = isHex ? HexFieldSource::withoutPrefix(field).length / 2 : field.length;
+  converter->calculateSinkBytes(bytes, kZuUnknownLength);
   return 0;
 }
 

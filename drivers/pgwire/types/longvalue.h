@@ -21,10 +21,10 @@
 
 #include <memory>
 
+#include "types/binary.h"
 #include "types/codepage.h"
 #include "types/field.h"
 #include "types/scalars.h"
-#include "types/types.h"
 
 namespace pgwire {
 
@@ -46,10 +46,11 @@ class LongValue {
   void close() { converter = nullptr; }
 
   // The whole of a short value, if it can simply be copied: true.
-  static bool copyShort(const Field& field, Kind kind, SQLSMALLINT cType, const CodePage& page, void* buffer,
-                        SQLLEN size, SQLLEN* length);
+  bool copyShort(const Field& value, Kind kind, SQLSMALLINT cType, const CodePage& page, void* buffer,
+                 SQLLEN size, SQLLEN* length);
 
  private:
+  Field textForm(const Field& field, Kind kind);
   unsigned long measure(const Field& field, SQLSMALLINT cType, const CodePage& page) const;
   int dropUnowned(const ZuDataConverter& used, ZuDataSource* source, int failed);
   int measureByConverting();
@@ -60,7 +61,8 @@ class LongValue {
   std::unique_ptr<ZuTmpFileSink> converted;  // a value that had to be converted whole
   ZuMemorySink* sink = nullptr;              // of the converter in use
   ZuDataConverter* converter = nullptr;      // the one in use, while there is a value
-  Message boolean;                           // "1" or "0" as a message
+  char small[kNumberText];                   // the text of a number or a truth value...
+  Message smallMessage;                      // ...as a message
   bool finished = false;
 };
 

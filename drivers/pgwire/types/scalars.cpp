@@ -9,6 +9,7 @@
 
 #include "base/errors.h"
 #include "types/datetime.h"
+#include "types/interval.h"
 #include "types/numeric.h"
 
 namespace pgwire {
@@ -172,6 +173,15 @@ Outcome toDateTime(std::string_view text, SQLSMALLINT cType, void* out) {
   return exact ? Outcome::Done : warned(Issue::FractionTruncated);
 }
 
+Outcome toInterval(std::string_view text, SQLSMALLINT cType, void* out) {
+  SQL_INTERVAL_STRUCT interval;
+  const IntervalOutcome outcome = intervalFromText(text, cType, interval);
+  if (outcome == IntervalOutcome::NotAnInterval) return failed(Issue::NotConvertible);
+  if (outcome == IntervalOutcome::Overflow) return failed(Issue::IntervalOverflow);
+  store(out, interval);
+  return outcome == IntervalOutcome::Truncated ? warned(Issue::FractionTruncated) : Outcome::Done;
+}
+
 SQLSMALLINT withSign(SQLSMALLINT cType) {
   switch (cType) {
     case SQL_C_TINYINT: return SQL_C_STINYINT;
@@ -193,9 +203,14 @@ bool canConvert(Kind kind, SQLSMALLINT cType) {
     case Kind::Time: return cType == SQL_C_TYPE_TIME || cType == SQL_C_TYPE_TIMESTAMP;
     case Kind::Timestamp: return toTime;
     case Kind::Uuid: return cType == SQL_C_GUID;
+    case Kind::Interval: return isIntervalType(cType);
     case Kind::Bytes: return false;
-    default: return !toTime && cType != SQL_C_GUID;
+    default: break;
   }
+  // A number is an interval of a single field.
+  if (isIntervalType(cType))
+    return (kind == Kind::Integer || kind == Kind::Decimal) && cType <= SQL_INTERVAL_SECOND;
+  return !toTime && cType != SQL_C_GUID;
 }
 
 int appendNumber(Text& out, long long number) {
@@ -258,7 +273,7 @@ SQLLEN sizeOfCType(SQLSMALLINT cType) {
     case SQL_C_TYPE_TIME: return sizeof(SQL_TIME_STRUCT);
     case SQL_C_TYPE_TIMESTAMP: return sizeof(SQL_TIMESTAMP_STRUCT);
     case SQL_C_GUID: return sizeof(SQLGUID);
-    default: return 0;
+    default: return isIntervalType(cType) ? sizeof(SQL_INTERVAL_STRUCT) : 0;
   }
 }
 
@@ -287,7 +302,7 @@ Outcome scalarFromText(std::string_view text, Kind kind, SQLSMALLINT cType, cons
     case SQL_C_DOUBLE: return toFloat<SQLDOUBLE>(text, out);
     case SQL_C_NUMERIC: return toNumeric(text, form, out);
     case SQL_C_GUID: return toGuid(text, out);
-    default: return toDateTime(text, cType, out);
+    default: return isIntervalType(cType) ? toInterval(text, cType, out) : toDateTime(text, cType, out);
   }
 }
 
@@ -315,7 +330,9 @@ int scalarToText(const void* in, SQLSMALLINT cType, Text& out) {
       return appendTime(out, t.hour, t.minute, t.second, 0);
     }
     case SQL_C_TYPE_TIMESTAMP: return appendTimestamp(out, load<SQL_TIMESTAMP_STRUCT>(in));
-    default: return fail(Issue::NoSuchConversion);
+    default:
+      return isIntervalType(cType) ? intervalToText(load<SQL_INTERVAL_STRUCT>(in), out)
+                                   : fail(Issue::NoSuchConversion);
   }
 }
 

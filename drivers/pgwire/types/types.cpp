@@ -3,6 +3,8 @@
 #include <algorithm>
 #include <iterator>
 
+#include "types/interval.h"
+
 namespace pgwire {
 
 namespace {
@@ -11,6 +13,28 @@ constexpr int32_t kModifierHead = 4;  // a length or precision is stored with 4 
 constexpr SQLLEN kMaxFraction = 6;
 constexpr SQLLEN kDefaultPrecision = 28;  // of a numeric without one
 constexpr SQLSMALLINT kDefaultScale = 6;
+
+// The fields of an interval, as bits of its modifier.
+constexpr unsigned kRangeShift = 16;
+constexpr uint16_t kRangeMask = 0x7FFF;  // all fields: as without a modifier
+constexpr uint16_t kMonthBit = 1 << 1, kYearBit = 1 << 2, kDayBit = 1 << 3, kHourBit = 1 << 10,
+                   kMinuteBit = 1 << 11, kSecondBit = 1 << 12;
+
+constexpr TypeRow intervalRow(SQLSMALLINT sqlType, const char* name, SQLLEN size, unsigned range) {
+  const bool hasSeconds = range & kSecondBit;
+  return {Oid::Interval,
+          Kind::Interval,
+          sqlType,
+          name,
+          size,
+          sizeof(SQL_INTERVAL_STRUCT),
+          64,
+          "'",
+          "'",
+          hasSeconds ? "precision" : nullptr,
+          SQL_PRED_BASIC,
+          static_cast<uint16_t>(range)};
+}
 
 constexpr TypeRow kRows[] = {
     {Oid::Bool, Kind::Bool, SQL_BIT, "bool", 1, 1, 1, nullptr, nullptr, nullptr, SQL_PRED_BASIC},
@@ -31,7 +55,7 @@ constexpr TypeRow kRows[] = {
     {Oid::Float4, Kind::Float, SQL_REAL, "float4", 7, 4, 14, nullptr, nullptr, nullptr, SQL_PRED_BASIC},
     {Oid::Varchar, Kind::Text, SQL_VARCHAR, "varchar", 0, 0, 0, "'", "'", "max. length", SQL_SEARCHABLE},
     {Oid::Name, Kind::Text, SQL_VARCHAR, "name", 63, 63, 63, "'", "'", nullptr, SQL_SEARCHABLE},
-    {Oid::Interval, Kind::Text, SQL_VARCHAR, "interval", 64, 64, 64, "'", "'", nullptr, SQL_PRED_BASIC},
+    {Oid::Interval, Kind::Interval, SQL_VARCHAR, "interval", 64, 64, 64, "'", "'", nullptr, SQL_PRED_BASIC},
     {Oid::TimeZone, Kind::Text, SQL_VARCHAR, "timetz", 21, 21, 21, "'", "'", nullptr, SQL_PRED_BASIC},
     {Oid::Money, Kind::Text, SQL_VARCHAR, "money", 30, 30, 30, "'", "'", nullptr, SQL_PRED_BASIC},
     {Oid::Date, Kind::Date, SQL_TYPE_DATE, "date", 10, 6, 10, "'", "'", nullptr, SQL_PRED_BASIC},
@@ -41,6 +65,21 @@ constexpr TypeRow kRows[] = {
     {Oid::TimestampZone, Kind::Timestamp, SQL_TYPE_TIMESTAMP, "timestamptz", 26, 16, 32, "'", "'",
      "precision", SQL_PRED_BASIC},
     {Oid::Uuid, Kind::Uuid, SQL_GUID, "uuid", 36, 16, 36, "'", "'", nullptr, SQL_PRED_BASIC},
+    intervalRow(SQL_INTERVAL_YEAR, "interval year", 9, kYearBit),
+    intervalRow(SQL_INTERVAL_MONTH, "interval month", 9, kMonthBit),
+    intervalRow(SQL_INTERVAL_DAY, "interval day", 9, kDayBit),
+    intervalRow(SQL_INTERVAL_HOUR, "interval hour", 9, kHourBit),
+    intervalRow(SQL_INTERVAL_MINUTE, "interval minute", 9, kMinuteBit),
+    intervalRow(SQL_INTERVAL_SECOND, "interval second", 16, kSecondBit),
+    intervalRow(SQL_INTERVAL_YEAR_TO_MONTH, "interval year to month", 12, kYearBit | kMonthBit),
+    intervalRow(SQL_INTERVAL_DAY_TO_HOUR, "interval day to hour", 12, kDayBit | kHourBit),
+    intervalRow(SQL_INTERVAL_DAY_TO_MINUTE, "interval day to minute", 15, kDayBit | kHourBit | kMinuteBit),
+    intervalRow(SQL_INTERVAL_DAY_TO_SECOND, "interval day to second", 25,
+                kDayBit | kHourBit | kMinuteBit | kSecondBit),
+    intervalRow(SQL_INTERVAL_HOUR_TO_MINUTE, "interval hour to minute", 12, kHourBit | kMinuteBit),
+    intervalRow(SQL_INTERVAL_HOUR_TO_SECOND, "interval hour to second", 22,
+                kHourBit | kMinuteBit | kSecondBit),
+    intervalRow(SQL_INTERVAL_MINUTE_TO_SECOND, "interval minute to second", 19, kMinuteBit | kSecondBit),
 };
 
 constexpr TypeRow kOther = {Oid::Unknown, Kind::Text, SQL_LONGVARCHAR, "text",        0, 0, 0,
@@ -69,20 +108,33 @@ void addTimeFacts(ColumnFacts& facts, int32_t modifier) {
   facts.display = std::max(facts.size, facts.type->display);
 }
 
+void addIntervalFacts(ColumnFacts& facts, int32_t modifier) {
+  if (!(facts.type->range & kSecondBit)) return;
+  const SQLLEN fraction = modifier >= 0 ? modifier & 0xFFFF : kMaxFraction;
+  facts.scale = static_cast<SQLSMALLINT>(std::min(fraction, kMaxFraction));
+  facts.size -= kMaxFraction - facts.scale + (facts.scale ? 0 : 1);
+}
+
 }  // namespace
 
 const TypeRow* typeRows() { return kRows; }
 unsigned typeRowCount() { return std::size(kRows); }
 
-const TypeRow& typeRowOf(uint32_t oid) {
-  const auto* row = std::find_if(std::begin(kRows), std::end(kRows),
-                                 [&](const TypeRow& r) { return static_cast<uint32_t>(r.oid) == oid; });
+const TypeRow& typeRowOf(uint32_t oid, int32_t modifier) {
+  uint16_t range = 0;
+  if (oid == static_cast<uint32_t>(Oid::Interval) && modifier >= 0) {
+    range = static_cast<uint16_t>(modifier >> kRangeShift & kRangeMask);
+    if (range == kRangeMask) range = 0;
+  }
+  const auto* row = std::find_if(std::begin(kRows), std::end(kRows), [&](const TypeRow& r) {
+    return static_cast<uint32_t>(r.oid) == oid && r.range == range;
+  });
   return row == std::end(kRows) ? kOther : *row;
 }
 
 ColumnFacts factsOf(uint32_t oid, int32_t modifier, long textSize) {
   ColumnFacts facts;
-  facts.type = &typeRowOf(oid);
+  facts.type = &typeRowOf(oid, modifier);
   facts.size = facts.type->size;
   facts.octets = facts.type->octets;
   facts.display = facts.type->display;
@@ -90,6 +142,7 @@ ColumnFacts factsOf(uint32_t oid, int32_t modifier, long textSize) {
     case Kind::Decimal: addNumericFacts(facts, modifier); break;
     case Kind::Time:
     case Kind::Timestamp: addTimeFacts(facts, modifier); break;
+    case Kind::Interval: addIntervalFacts(facts, modifier); break;
     case Kind::Text:
       if (facts.size > 0) break;
       facts.size = modifier >= kModifierHead ? modifier - kModifierHead : textSize;
@@ -127,7 +180,7 @@ SQLSMALLINT defaultCType(SQLSMALLINT sqlType) {
     case SQL_WCHAR:
     case SQL_WVARCHAR:
     case SQL_WLONGVARCHAR: return SQL_C_WCHAR;
-    default: return SQL_C_CHAR;
+    default: return isIntervalType(sqlType) ? sqlType : static_cast<SQLSMALLINT>(SQL_C_CHAR);
   }
 }
 
@@ -141,7 +194,7 @@ SQLSMALLINT verboseType(SQLSMALLINT conciseType, SQLSMALLINT* subcode) {
       return SQL_DATETIME;
     default: break;
   }
-  if (conciseType >= SQL_INTERVAL_YEAR && conciseType <= SQL_INTERVAL_MINUTE_TO_SECOND) {
+  if (isIntervalType(conciseType)) {
     *subcode = static_cast<SQLSMALLINT>(conciseType - SQL_INTERVAL_YEAR + SQL_CODE_YEAR);
     return SQL_INTERVAL;
   }

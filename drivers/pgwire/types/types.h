@@ -41,7 +41,19 @@ enum class Oid : uint32_t {
 };
 
 // How a value is converted.
-enum class Kind : uint8_t { Bool, Integer, Float, Decimal, Text, Bytes, Date, Time, Timestamp, Uuid };
+enum class Kind : uint8_t {
+  Bool,
+  Integer,
+  Float,
+  Decimal,
+  Text,
+  Bytes,
+  Date,
+  Time,
+  Timestamp,
+  Uuid,
+  Interval
+};
 
 // A type as SQLGetTypeInfo lists it.
 struct TypeRow {
@@ -56,6 +68,7 @@ struct TypeRow {
   const char* suffix;
   const char* createParameters;
   SQLSMALLINT searchable;
+  uint16_t range = 0;  // of an interval with some fields only: the server's bits for them
 };
 
 // The types in the order of SQLGetTypeInfo within one SQL type: the usual one first.
@@ -63,7 +76,7 @@ const TypeRow* typeRows();
 unsigned typeRowCount();
 
 // Types that are not in the table are text.
-const TypeRow& typeRowOf(uint32_t oid);
+const TypeRow& typeRowOf(uint32_t oid, int32_t modifier);
 
 // The facts of a column, or of a parameter.
 struct ColumnFacts {

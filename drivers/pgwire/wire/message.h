@@ -72,6 +72,14 @@ class MessageReader {
       if (out.append(c)) return 1;
     }
   }
+  // A value of a row, with its length before it; empty if it is null.
+  [[nodiscard]] int value(Text& out) {
+    uint32_t length = 0;
+    if (int32(&length)) return 1;
+    if (length == 0xFFFFFFFF) length = 0;
+    if (length > message.length - offset || out.resize(length)) return 1;
+    return length ? take(out.data(), length) : 0;
+  }
   [[nodiscard]] int rest(Text& out) {
     if (out.resize(message.length - offset)) return 1;
     return out.empty() ? 0 : take(out.data(), static_cast<uint32_t>(out.size()));

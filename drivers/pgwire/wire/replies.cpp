@@ -12,10 +12,10 @@ bool isReady(const Message& message) { return message.type == 'Z'; }
 
 }  // namespace
 
-int Replies::start(unsigned syncs, Request& request) {
+int Replies::start(unsigned syncs, Request& request, unsigned long begin, unsigned long length) {
   discard();
   lost = peeked = false;
-  if (session.send(request)) return 1;
+  if (session.send(request, begin, length)) return 1;
   pending = syncs;
   session.reader = this;
   return 0;

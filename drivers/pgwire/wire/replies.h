@@ -34,9 +34,12 @@ class Replies {
   ~Replies() { discard(); }
 
   // Sends a request, by default the session's, which asks for `syncs` times ReadyForQuery, and reads from the
-  // wire.
+  // wire. The last form sends `length` bytes of it.
   [[nodiscard]] int start(unsigned syncs) { return start(syncs, session.request()); }
-  [[nodiscard]] int start(unsigned syncs, Request& request);
+  [[nodiscard]] int start(unsigned syncs, Request& request) {
+    return start(syncs, request, 0, request.length());
+  }
+  [[nodiscard]] int start(unsigned syncs, Request& request, unsigned long begin, unsigned long length);
 
   // The next message, ReadyForQuery included; null on failure. Not after the last one.
   const Message* next();

@@ -68,7 +68,7 @@ void Session::close() {
   if (reader) reader->abandon();
   if (alive) {
     outgoing.clear();
-    if (!outgoing.simple('X') && !transport.send(outgoing)) transport.drain(kGoodbye);
+    if (!outgoing.simple('X') && !transport.send(outgoing, 0, outgoing.length())) transport.drain(kGoodbye);
   }
   lose();
 }
@@ -85,10 +85,10 @@ int Session::claim() {
   return alive ? 0 : fail(Issue::ConnectionIsDead);
 }
 
-int Session::send(Request& request) {
+int Session::send(Request& request, unsigned long begin, unsigned long length) {
   if (!alive) return fail(Issue::ConnectionIsDead);
   transport.setWait(queryWait ? queryWait : connectionWait);
-  if (!transport.send(request)) return 0;
+  if (!transport.send(request, begin, length)) return 0;
   lose();
   return 1;
 }
@@ -173,7 +173,7 @@ int Session::reportNonsense() {
   return fail(Issue::BadMessage);
 }
 
-int Session::run(std::string_view sql) {
+int Session::run(std::string_view sql, TakeRow row, void* context) {
   if (claim() || outgoing.begin('Q') || outgoing.text(sql) || outgoing.end()) return 1;
   Replies replies(*this);
   if (replies.start(1)) return 1;
@@ -182,6 +182,10 @@ int Session::run(std::string_view sql) {
     const Message* message = replies.next();
     if (!message) return 1;
     if (message->type == 'E') failed = reportError(*message);
+    if (message->type != 'D' || !row) continue;
+    MessageReader values(*message);
+    uint16_t count = 0;
+    if (values.int16(&count) || row(context, values)) return reportNonsense();
   }
   return failed;
 }
@@ -191,7 +195,7 @@ int Session::cancel() const {
   Request request;
   if (request.initialize() || second.open(address.data(), false)) return 1;
   if (request.begin(0) || request.int32(kCancelRequest) || request.int32(serverProcess) ||
-      request.int32(cancelKey) || request.end() || second.send(request)) {
+      request.int32(cancelKey) || request.end() || second.send(request, 0, request.length())) {
     return 1;
   }
   second.drain(kGrace);

@@ -39,14 +39,16 @@ class Session {
   // Makes sure that nobody else reads from the wire, and empties the request.
   [[nodiscard]] int claim();
   Request& request() { return outgoing; }
-  [[nodiscard]] int send() { return send(outgoing); }
-  [[nodiscard]] int send(Request& request);
+  [[nodiscard]] int send() { return send(outgoing, 0, outgoing.length()); }
+  [[nodiscard]] int send(Request& request, unsigned long begin, unsigned long length);
 
   // The next message; notices and settings are handled on the way.
   [[nodiscard]] int next(Message& message);
 
-  // Runs a command for its effect.
-  [[nodiscard]] int run(std::string_view sql);
+  // Runs a command for its effect, or for its rows: each is given to `row`, which returns 1 if it cannot be
+  // read.
+  using TakeRow = int (*)(void* context, MessageReader& values);
+  [[nodiscard]] int run(std::string_view sql, TakeRow row = nullptr, void* context = nullptr);
 
   // Asks the server, over a connection of its own, to stop what this session is doing.
   [[nodiscard]] int cancel() const;
@@ -71,6 +73,7 @@ class Session {
   }
   uint32_t process() const { return serverProcess; }
 
+  bool wantsPassword = false;  // the server asked for one, and there was none
   char transaction = 'I';  // of the last ReadyForQuery: 'I' idle, 'T' in a transaction, 'E' in a failed one
   Text serverVersion;
   bool standardStrings = true;  // a backslash is an ordinary character in '...'

@@ -20,7 +20,9 @@ void Transport::close() {
   pipe.setReportErrors(1);
 }
 
-int Transport::send(Request& request) { return request.bytes().writeToWire(0, &pipe, request.length(), 0); }
+int Transport::send(Request& request, unsigned long begin, unsigned long length) {
+  return request.bytes().writeToWire(begin, &pipe, length, 0);
+}
 
 void Transport::setWait(uint32_t seconds) {
   hasWait = seconds > 0;

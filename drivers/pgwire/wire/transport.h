@@ -36,7 +36,7 @@ class Transport {
   void close();
   bool isOpen() const { return pipe.isConnected(); }
 
-  [[nodiscard]] int send(Request& request);
+  [[nodiscard]] int send(Request& request, unsigned long begin, unsigned long length);
 
   // How long a receive waits for the next bytes, in seconds; 0 for ever.
   void setWait(uint32_t seconds);
