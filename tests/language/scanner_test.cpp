@@ -184,10 +184,11 @@ class Model {
 
 // Pieces that random texts are made of: single characters, and beginnings and ends of what the rules look
 // for.
-const std::vector<std::string> kPieces = {
-    "a", "Z", "_", "7", "0",  ".",  "1.5", " ", "\t", "\n",  "'",  "\"", "`",  "''",   "(",    ")",
-    "{", "}", "<", ">", "--", "/*", "*/",  "/", "*",  "(+)", "=",  "==", "=*", "!",    "!=",   "&",
-    "|", ",", ";", ":", "$",  "#",  "%",   "@", "?",  "^",   "\\", "+",  "~",  "word", "GROUP"};
+const std::vector<std::string> kPieces = {"a",  "Z",  "_",  "7",  "0",  "\x1D", ".",    "1.5",  " ",  "\t",
+                                          "\n", "'",  "\"", "`",  "''", "(",    ")",    "{",    "}",  "<",
+                                          ">",  "--", "/*", "*/", "/",  "*",    "(+)",  "=",    "==", "=*",
+                                          "!",  "!=", "&",  "|",  ",",  ";",    ":",    "$",    "#",  "%",
+                                          "@",  "?",  "^",  "\\", "+",  "~",    "word", "GROUP"};
 
 constexpr unsigned kDelimiters[] = {',', ';', '('};
 
@@ -228,7 +229,7 @@ void compareWithModel(const std::vector<std::basic_string<Char>>& pieces, unsign
     o.comments = bits / 16 % 2 == 0;
     o.decimals = bits / 32 % 4 != 0;
     o.pair = bits / 128 % 8 == 0;
-    if (bits / 1024 % 8 == 0) o.first = "@ ";
+    if (bits / 1024 % 8 == 0) o.first = "@ 7";
     if (bits / 8192 % 8 == 0) o.middle = "-.";
     if (bits / 65536 % 8 == 0) o.delimiters = ",; ";
 
@@ -289,6 +290,7 @@ TEST(Scanner, FollowsTheModelInUtf8AndShiftJis) {
   {
     const TestLocale locale("en_US.UTF-8");
     compareWithModel<unsigned char, ZuScanner, ZuToken>(pieces, 1, zuCPUTF8);
+    compareWithModel<unsigned char, ZuScanner, ZuToken>(pieces, 4, zuCPLocale);
   }
   pieces.resize(kPieces.size());
   // The second bytes are those of "\", "|" and "{" , and must not be taken for these.

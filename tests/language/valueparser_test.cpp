@@ -178,6 +178,13 @@ TEST_F(Attributes, RandomStringsComeBack) {
     EXPECT_EQ(read.getUnusedCount(), unused.size());
     for (const std::string& key : unused) EXPECT_EQ(plain(read.getUnusedAttribute()), key);
     EXPECT_EQ(read.getUnusedAttribute(), nullptr);
+    // One more attribute, which has its mark after resizeUnused.
+    ASSERT_EQ(read.addAttribute(narrow("New").c_str(), narrow("1").c_str(), nullptr), 0);
+    ASSERT_EQ(read.resizeUnused(model.size() + 1), 0);
+    EXPECT_EQ(read.getUnusedCount(), unused.size() + 1);
+    EXPECT_EQ(plain(read.getAttributeValue(narrow("new").c_str())), "1");
+    EXPECT_EQ(read.getUnusedCount(), unused.size());
+    read.removeAttribute(narrow("NEW").c_str());
     ZuString again;
     ASSERT_EQ(read.buildString(&again), 0);
     EXPECT_EQ(plain(&again), expected);

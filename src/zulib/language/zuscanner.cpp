@@ -11,6 +11,23 @@ namespace {
 constexpr std::uint32_t op(char c) { return static_cast<unsigned char>(c); }
 constexpr std::uint32_t op(char first, char second) { return op(first) * 256 + op(second); }
 
+}  // namespace
+
+constexpr OperatorInfo Operators[OperatorCount] = {
+    {op('?')},      {op(',')},      {op('(')},      {op(')')},
+    {op('.')},      {op('=')},      {op('=', '=')}, {op('=', '*')},
+    {op('=', '<')}, {op('=', '>')}, {op('+')},      {op('+', '+')},
+    {op('&')},      {op('&', '&')}, {op('|')},      {op('|', '|')},
+    {op('-')},      {op('-', '-')}, {op('/')},      {op('/', '/')},
+    {op('*')},      {op('*', '*')}, {op('*', '=')}, {op('>')},
+    {op('>', '=')}, {op('<')},      {op('<', '=')}, {op('<', '>')},
+    {op('!')},      {op('!', '=')}, {op('!', '<')}, {op('!', '>')},
+    {op(';')},      {op(':')},      {op('{')},      {op('}')},
+    {op('$')},      {op('#')},      {op('%')},      {op('@')},
+    {op('"')},      {op('\'')},     {op('`')},      {0}};
+
+namespace {
+
 constexpr unsigned char kDelimiterOfSearchWord[] = ",()|";
 
 constexpr bool endsSearchWord(unsigned c) {
@@ -27,35 +44,37 @@ constexpr unsigned kAsciiEnd = 0x80;
 constexpr unsigned char kSpace = 1;
 constexpr unsigned char kLetter = 2;  // or "_"
 constexpr unsigned char kDigit = 4;
+constexpr unsigned char kSecond = 8;  // the second character of an operator, or of "(+)"
+constexpr unsigned char kAlone = 16;  // an operator, whatever character that is no kSecond comes next
 
 // As long as all bytes, for which no test of the range is needed then.
 constexpr unsigned kBytes = 256;
-constexpr std::array<unsigned char, kBytes> kClasses = [] {
-  std::array<unsigned char, kBytes> classes{};
+using Classes = std::array<unsigned char, kBytes>;
+constexpr Classes classesOf(bool isWide) {
+  Classes classes{};
   for (unsigned c = 0; c < kAsciiEnd; ++c) {
     if (c == ' ' || c - '\t' < 5) classes[c] = kSpace;
+    // Unicode, but no locale, has the separators of files, groups, records and units among white space.
+    if (isWide && c - 0x1C < 4) classes[c] = kSpace;
     if ((c | 0x20) - 'a' < 26 || c == '_') classes[c] = kLetter;
     if (c - '0' < 10) classes[c] = kDigit;
   }
+  for (const OperatorInfo& row : Operators) {
+    if (row.getOpLen() == 2) classes[row.getSecondSymbol()] |= kSecond;
+    if (row.getOpLen() == 1 && row.code != op('.')) classes[row.code] |= kAlone;
+  }
   return classes;
-}();
+}
 
-constexpr bool isAscii(unsigned c, unsigned char classes) { return c < kBytes && kClasses[c] & classes; }
+template <class Char>
+constexpr Classes kClasses = classesOf(sizeof(Char) == 2);
+
+template <class Char>
+constexpr bool isAscii(unsigned c, unsigned char classes) {
+  return c < kBytes && kClasses<Char>[c] & classes;
+}
 
 }  // namespace
-
-constexpr OperatorInfo Operators[OperatorCount] = {
-    {op('?')},      {op(',')},      {op('(')},      {op(')')},
-    {op('.')},      {op('=')},      {op('=', '=')}, {op('=', '*')},
-    {op('=', '<')}, {op('=', '>')}, {op('+')},      {op('+', '+')},
-    {op('&')},      {op('&', '&')}, {op('|')},      {op('|', '|')},
-    {op('-')},      {op('-', '-')}, {op('/')},      {op('/', '/')},
-    {op('*')},      {op('*', '*')}, {op('*', '=')}, {op('>')},
-    {op('>', '=')}, {op('<')},      {op('<', '=')}, {op('<', '>')},
-    {op('!')},      {op('!', '=')}, {op('!', '<')}, {op('!', '>')},
-    {op(';')},      {op(':')},      {op('{')},      {op('}')},
-    {op('$')},      {op('#')},      {op('%')},      {op('@')},
-    {op('"')},      {op('\'')},     {op('`')},      {0}};
 
 template <class Char>
 ZuScannerOf<Char>::~ZuScannerOf() = default;
@@ -160,22 +179,23 @@ unsigned ZuScannerOf<Char>::lookAhead(unsigned long n) const {
 
 namespace {
 
-// A symbol beyond ASCII by itself, terminated, so that a test of it reads nothing after the text.
+// The character that a symbol beyond ASCII begins, terminated, so that a test of it reads nothing after the
+// text. The C library may take more for it than the symbol has: no symbol of code page 1 has three bytes.
 template <class Char>
 struct Alone {
-  Alone(const Char* symbol, unsigned long size) : text() {
-    for (unsigned long i = 0; i < size && i < kLongest; ++i) text[i] = symbol[i];
+  Alone(const Char* symbol, const Char* end) : text() {
+    for (Char* to = text; symbol < end && to < text + kLongest; ++symbol) *to++ = *symbol;
   }
   static constexpr unsigned long kLongest = 4;
-  Char text[kLongest + 2];
+  Char text[kLongest + 1];
 };
 
 }  // namespace
 
 template <class Char>
 bool ZuScannerOf<Char>::isWhite(const Char* symbol) const {
-  if (*symbol < kAsciiEnd) return isAscii(*symbol, kSpace);
-  const Alone<Char> alone(symbol, sizeAt(symbol));
+  if (*symbol < kAsciiEnd) return isAscii<Char>(*symbol, kSpace);
+  const Alone<Char> alone(symbol, scanText + scanLength);
   if constexpr (sizeof(Char) == 1) return zuIsWhiteSpace(alone.text, codePage);
   if constexpr (sizeof(Char) == 2) return zuIsWhiteSpace(alone.text);
 }
@@ -183,8 +203,8 @@ bool ZuScannerOf<Char>::isWhite(const Char* symbol) const {
 template <class Char>
 bool ZuScannerOf<Char>::isAlpha(const Char* symbol) const {
   if (has(kAtEnd)) return false;
-  if (*symbol < kAsciiEnd) return isAscii(*symbol, kLetter);
-  const Alone<Char> alone(symbol, sizeAt(symbol));
+  if (*symbol < kAsciiEnd) return isAscii<Char>(*symbol, kLetter);
+  const Alone<Char> alone(symbol, scanText + scanLength);
   if constexpr (sizeof(Char) == 1) return zuIsAlpha(alone.text, codePage);
   if constexpr (sizeof(Char) == 2) return zuIsAlpha(alone.text);
 }
@@ -192,8 +212,8 @@ bool ZuScannerOf<Char>::isAlpha(const Char* symbol) const {
 template <class Char>
 bool ZuScannerOf<Char>::isAlphaNum(const Char* symbol) const {
   if (has(kAtEnd)) return false;
-  if (*symbol < kAsciiEnd) return isAscii(*symbol, kLetter | kDigit);
-  const Alone<Char> alone(symbol, sizeAt(symbol));
+  if (*symbol < kAsciiEnd) return isAscii<Char>(*symbol, kLetter | kDigit);
+  const Alone<Char> alone(symbol, scanText + scanLength);
   if constexpr (sizeof(Char) == 1) return zuIsAlphaNumeric(alone.text, codePage);
   if constexpr (sizeof(Char) == 2) return zuIsAlphaNumeric(alone.text);
 }
@@ -230,7 +250,7 @@ template <class Char>
 const Char* ZuScannerOf<Char>::skipWhiteSpace(bool stopAtFirstChars) {
   if (has(kAtEnd)) return nullptr;
   if (!stopAtFirstChars || validFirstChars.getLength() == 0) {
-    passAscii([](unsigned c) { return isAscii(c, kSpace); });
+    passAscii([](unsigned c) { return isAscii<Char>(c, kSpace); });
     if (isAsciiNext()) {
       symbolSize = 1;
       return scanText + position++;
@@ -243,8 +263,50 @@ const Char* ZuScannerOf<Char>::skipWhiteSpace(bool stopAtFirstChars) {
   return symbol;
 }
 
+// Most tokens of most texts: words, integers and operators of ASCII, if nothing was set by which they could
+// be anything else, and if the next character of ASCII ends them. False with nothing done otherwise. It is
+// what the rules of getToken come to, for the rows "scan 10 MB of SQL" and "connection string of 20
+// attributes".
+template <class Char>
+inline bool ZuScannerOf<Char>::getPlainToken(Token& token) {
+  constexpr unsigned char kModes = kMatchBrackets | kMatchParens | kAtEnd;
+  const Char* const end = scanText + scanLength;
+  const Char* first = scanText + position;
+  while (first < end && isAscii<Char>(*first, kSpace)) ++first;
+  if (has(kModes) || matchingOpen != kNone || delimiterChars.getLength() || first >= end ||
+      isOpenQuote(*first)) {
+    return false;
+  }
+  const Char* next = first + 1;
+  auto code = static_cast<ScanCode>(*first);
+  if (isAscii<Char>(*first, kLetter)) {
+    code = scanWord;
+    while (next < end && isAscii<Char>(*next, kLetter | kDigit)) ++next;
+    if (next == end || isMember(validMiddleChars, *next)) return false;
+  } else if (isAscii<Char>(*first, kDigit)) {
+    code = scanInteger;
+    while (next < end && isAscii<Char>(*next, kDigit)) ++next;
+    if (next == end || *next == '.') return false;
+  } else if (!isAscii<Char>(*first, kAlone) || next == end || isAscii<Char>(*next, kSecond)) {
+    return false;
+  }
+  // A valid first character makes a word of what it begins, and may be white space.
+  if (*next >= kAsciiEnd ||
+      (validFirstChars.getLength() && (code != scanWord || first != scanText + position)))
+    return false;
+  makeToken(token, first, static_cast<unsigned long>(next - first), code);
+  position = static_cast<unsigned long>(next - scanText);
+  symbolSize = 0;
+  return true;
+}
+
 template <class Char>
 void ZuScannerOf<Char>::getToken(Token& token, SearchType search) {
+  if (search != searchNormal || !getPlainToken(token)) getAnyToken(token, search);
+}
+
+template <class Char>
+void ZuScannerOf<Char>::getAnyToken(Token& token, SearchType search) {
   const Char* const symbol = skipWhiteSpace(true);
   if (!symbol) {
     makeToken(token, scanText + position, 0, scanEnd);
@@ -252,12 +314,7 @@ void ZuScannerOf<Char>::getToken(Token& token, SearchType search) {
   }
   makeToken(token, symbol, symbolSize, scanNone);
   const unsigned c = *symbol;
-  if (isAscii(c, kLetter | kDigit) && !isOpenQuote(c) && c != matchingOpen) {
-    // Most tokens: no other rule can apply.
-    const bool isWord = isAscii(c, kLetter) && search == searchNormal && delimiterChars.getLength() == 0;
-    token.setScanCode(isWord ? scanWord : startOf(symbol, search));
-    run(token);
-  } else if (isOpenQuote(c)) {
+  if (isOpenQuote(c)) {
     token.setScanCode(scanQuoted);
     getQuotedToken(token, c);
   } else if (c == '(' && has(kMatchParens)) {
@@ -331,19 +388,6 @@ bool ZuScannerOf<Char>::accepts(Token& token, const Char* symbol) const {
 
 template <class Char>
 void ZuScannerOf<Char>::run(Token& token) {
-  const ScanCode code = token.getTokenType();
-  bool isEnd = false;
-  if (code == scanInteger) {
-    token.incTokenSize(passAscii([](unsigned c) { return isDigit(c); }));
-    isEnd = isAsciiNext() && scanText[position] != '.';
-  } else if (code == scanWord && delimiterChars.getLength() == 0) {
-    token.incTokenSize(passAscii([](unsigned c) { return isAscii(c, kLetter | kDigit); }));
-    isEnd = isAsciiNext() && validMiddleChars.getLength() == 0;
-  }
-  if (isEnd) {
-    symbolSize = 0;
-    return;
-  }
   while (const Char* const symbol = getSymbol()) {
     if (!accepts(token, symbol)) {
       unGetSymbol();
@@ -384,6 +428,7 @@ void ZuScannerOf<Char>::getOperator(Token& token, unsigned first, unsigned next)
     return;
   }
   token.setScanCode(Operators[row].getScanCode());
+  if (!isAscii<Char>(next, kSecond)) return;
   for (const OperatorInfo* two = Operators + row + 1;
        two < Operators + OperatorCount && two->getFirstSymbol() == first; ++two) {
     if (two->getSecondSymbol() != next) continue;
@@ -460,8 +505,41 @@ void ZuScannerOf<Char>::getToken(Token& token, unsigned long begin, unsigned lon
   makeToken(token, scanText + begin, length, scanNone);
 }
 
+// Items of ASCII without quotes and parens that a delimiter ends, which most are. False with nothing done
+// otherwise. It is what the rules of getDelimitedToken come to, for the row "connection string of 20
+// attributes".
+template <class Char>
+inline bool ZuScannerOf<Char>::getPlainItem(Token& token, unsigned short delimiter) {
+  constexpr unsigned char kPlain = kLetter | kDigit | kSpace;
+  for (const unsigned short stop : {delimiter, quoteChar1, quoteChar2, quoteChar3}) {
+    if (isAscii<Char>(stop, kPlain)) return false;
+  }
+  const Char* const end = scanText + scanLength;
+  const Char* first = scanText + position;
+  while (first < end && isAscii<Char>(*first, kSpace)) ++first;
+  const Char* next = first;
+  while (true) {
+    while (next < end && isAscii<Char>(*next, kPlain)) ++next;
+    if (next >= end || *next >= kAsciiEnd || *next == '(' || isOpenQuote(*next)) return false;
+    if (*next == delimiter) break;
+    ++next;
+  }
+  if (has(kAtEnd)) return false;
+  const Char* last = next;
+  while (last > first && isAscii<Char>(last[-1], kSpace)) --last;
+  makeToken(token, first, static_cast<unsigned long>(last - first), last == first ? scanNone : scanDelimited);
+  position = static_cast<unsigned long>(next - scanText);
+  symbolSize = 0;
+  return true;
+}
+
 template <class Char>
 void ZuScannerOf<Char>::getDelimitedToken(Token& token, unsigned short delimiter) {
+  if (!getPlainItem(token, delimiter)) getAnyItem(token, delimiter);
+}
+
+template <class Char>
+void ZuScannerOf<Char>::getAnyItem(Token& token, unsigned short delimiter) {
   const Char* symbol = skipWhiteSpace(false);
   if (!symbol) {
     makeToken(token, scanText + position, 0, scanEnd);
@@ -474,20 +552,12 @@ void ZuScannerOf<Char>::getDelimitedToken(Token& token, unsigned short delimiter
   }
   makeToken(token, symbol, symbolSize, scanDelimited);
   unsigned quote = isOpenQuote(*symbol) ? *symbol : kNone;
-  bool isAsciiOnly = *symbol < kAsciiEnd;
-  while (true) {
-    token.incTokenSize(passAscii([this, quote, delimiter](unsigned c) {
-      return c < kAsciiEnd && c != '(' && !isOpenQuote(c) && (c != delimiter || quote != kNone);
-    }));
-    symbol = getSymbol();
-    if (!symbol) break;
+  while ((symbol = getSymbol())) {
     const unsigned c = *symbol;
     if (c == '(' && has(kMatchParens)) {
       getMatchingSymbols(token, '(', ')');
-      isAsciiOnly = false;  // not known
     } else if (c == '(' && has(kMatchBrackets)) {
       getMatchingSymbols(token, '{', '}');
-      isAsciiOnly = false;
     } else if (c == quote) {
       quote = kNone;
     } else if (isOpenQuote(c)) {
@@ -497,26 +567,22 @@ void ZuScannerOf<Char>::getDelimitedToken(Token& token, unsigned short delimiter
       break;
     }
     token.incTokenSize(symbolSize);
-    if (c >= kAsciiEnd) isAsciiOnly = false;
   }
-  trimEnd(token, isAsciiOnly);
+  trimEnd(token);
 }
 
-// Cuts the white space off the end of the token. Only a text of ASCII can be read from its end.
+// Cuts the white space off the end of the token, which cannot be read from its end in every code page.
 template <class Char>
-void ZuScannerOf<Char>::trimEnd(Token& token, bool isAsciiOnly) const {
+void ZuScannerOf<Char>::trimEnd(Token& token) const {
   const Char* const begin = token.asPascalStr();
-  const Char* end = begin + token.getLength();
-  if (isAsciiOnly) {
-    while (end > begin && isAscii(end[-1], kSpace)) --end;
-  } else {
-    const Char* last = begin;
-    for (const Char* symbol = begin; symbol < end; symbol += sizeAt(symbol)) {
-      if (!isWhite(symbol)) last = symbol + sizeAt(symbol);
-    }
-    end = last;
+  const Char* const end = begin + token.getLength();
+  const Char* last = begin;
+  for (const Char* symbol = begin; symbol < end;) {
+    const unsigned long size = sizeAt(symbol);
+    if (!isWhite(symbol)) last = symbol + size;
+    symbol += size;
   }
-  token.setTokenSize(static_cast<unsigned long>(end - begin));
+  token.setTokenSize(static_cast<unsigned long>(last - begin));
 }
 
 template <class Char>

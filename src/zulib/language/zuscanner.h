@@ -196,6 +196,10 @@ class ZU_API ZuScannerOf : public ZuObject {
   template <class IsPassed>
   unsigned long passAscii(IsPassed isPassed);
   const Char* skipWhiteSpace(bool stopAtFirstChars);
+  bool getPlainToken(Token& token);
+  void getAnyToken(Token& token, SearchType search);
+  bool getPlainItem(Token& token, unsigned short delimiter);
+  void getAnyItem(Token& token, unsigned short delimiter);
   void makeToken(Token& token, const Char* text, unsigned long length, ScanCode code) const;
   void getMatchingSymbols(Token& token, unsigned open, unsigned close);
   void getComment(Token& token, unsigned first);
@@ -204,7 +208,7 @@ class ZU_API ZuScannerOf : public ZuObject {
   bool accepts(Token& token, const Char* symbol) const;
   void run(Token& token);
   void getOperator(Token& token, unsigned first, unsigned next);
-  void trimEnd(Token& token, bool isAsciiOnly) const;
+  void trimEnd(Token& token) const;
   template <class Item>
   int splitList(ZuArray* items, unsigned short delimiter, Item makeItem);
   template <class Equal>

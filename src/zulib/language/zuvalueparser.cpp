@@ -1,5 +1,8 @@
 #include "zulib/language/zuvalueparser.h"
 
+#include <cstddef>
+#include <cstdlib>
+
 #include "zulib/errors/zuerror.h"
 #include "zulib/runtime/zumessages.h"
 #include "zulib/text/strcopy.h"
@@ -10,23 +13,54 @@ namespace {
 struct Word {
   const char* narrow;
   const char16_t* wide;
+  unsigned long length;
 };
 
-constexpr Word kOdbc = {"ODBC", u"ODBC"};
-constexpr Word kDsn = {"DSN", u"DSN"};
-constexpr Word kDriver = {"DRIVER", u"DRIVER"};
+constexpr Word kOdbc = {"ODBC", u"ODBC", 4};
+constexpr Word kDsn = {"DSN", u"DSN", 3};
+constexpr Word kDriver = {"DRIVER", u"DRIVER", 6};
 
 bool isWord(const ZuSubString& text, const Word& word) {
-  return text.isEqualCi(reinterpret_cast<const unsigned char*>(word.narrow));
+  return text.getLength() == word.length &&
+         text.isEqualCi(reinterpret_cast<const unsigned char*>(word.narrow), word.length);
 }
 bool isWord(const ZuSubStringW& text, const Word& word) {
-  return text.isEqualCi(reinterpret_cast<const unsigned short*>(word.wide));
+  return text.getLength() == word.length &&
+         text.isEqualCi(reinterpret_cast<const unsigned short*>(word.wide), word.length);
 }
 
 zuCPType codePageOf(const ZuSubString& view) { return view.getCodePage(); }
 zuCPType codePageOf(const ZuSubStringW&) { return zuCPLocale; }
 
+// An object that lies in a block with others. Who deletes it runs its destructor only.
+template <class Object>
+class InBlock : public Object {
+ public:
+  using Object::Object;
+  explicit InBlock(const Object& other) : Object(other) {}
+
+  static void* operator new(std::size_t, void* place) noexcept { return place; }
+  static void operator delete(void*) noexcept {}
+};
+
 }  // namespace
+
+// Attributes that were parsed. Each is three objects, which the dictionary deletes as it does others; their
+// memory is that of the parser.
+template <class Char>
+struct ZuValueParserOf<Char>::Block {
+  using Key = InBlock<View>;
+  using Association = InBlock<typename ZuAttributesOf<Char>::Association>;
+  struct Cell {
+    alignas(Key) std::byte key[sizeof(Key)];
+    alignas(Key) std::byte value[sizeof(Key)];
+    alignas(Association) std::byte association[sizeof(Association)];
+  };
+  static constexpr unsigned kCells = 8;
+
+  Block* older;
+  Cell cells[kCells];
+};
 
 template <class Char>
 ZuValueParserOf<Char>::ZuValueParserOf(const View* text, Char separator, const Char* contextName,
@@ -42,19 +76,16 @@ ZuValueParserOf<Char>::ZuValueParserOf(const View* text, Char separator, const C
 template <class Char>
 ZuValueParserOf<Char>::~ZuValueParserOf() {
   attributes.deleteKeyAndData();
-  dropKeyword();
+  while (Block* const block = newestBlock) {
+    newestBlock = block->older;
+    std::free(block);
+  }
 }
 
 template <class Char>
 void ZuValueParserOf<Char>::setQuotingChars(unsigned short first, unsigned short second,
                                             unsigned short third) {
   scanner.setQuotingChars(first, second, third);
-}
-
-template <class Char>
-void ZuValueParserOf<Char>::dropKeyword() {
-  delete keyword;
-  keyword = nullptr;
 }
 
 template <class Char>
@@ -112,14 +143,10 @@ int ZuValueParserOf<Char>::initialize() {
 template <class Char>
 int ZuValueParserOf<Char>::attributeParse() {
   if (keywordParse()) return 1;
-  if (isWord(*keyword, kOdbc)) {
-    dropKeyword();
-    return 0;
-  }
+  if (isWord(keyword, kOdbc)) return 0;
   if (!isCode('=')) {
     if (token.getLength() == 0 || token[0] != '=') {
       raiseParseError();
-      dropKeyword();
       return 1;
     }
     // An operator of two characters, as "=*": the value begins with the second one.
@@ -130,12 +157,10 @@ int ZuValueParserOf<Char>::attributeParse() {
   }
   scanner.getDelimitedToken(token, separator);
   if (firstKeyword == FirstKeyword::None) {
-    if (isWord(*keyword, kDsn)) firstKeyword = FirstKeyword::Dsn;
-    if (isWord(*keyword, kDriver)) firstKeyword = FirstKeyword::Driver;
+    if (isWord(keyword, kDsn)) firstKeyword = FirstKeyword::Dsn;
+    if (isWord(keyword, kDriver)) firstKeyword = FirstKeyword::Driver;
   }
-  if (valueParse()) return 1;
-  dropKeyword();
-  return 0;
+  return valueParse();
 }
 
 // One or more words; the token after the last one stays current.
@@ -148,11 +173,9 @@ int ZuValueParserOf<Char>::keywordParse() {
   const Char* const first = token.asPascalStr();
   const Char* end = first;
   for (; isCode(scanWord); scanner.getToken(token, searchNormal)) end = token.asPascalStr(token.getLength());
-  dropKeyword();
-  keyword = new View(viewOf(first, static_cast<unsigned long>(end - first)));
-  if (!keyword) return 1;
-  isRepeated = attributes.doesExist(keyword);
-  if (isRepeated && !allowDuplicates && !isWord(*keyword, kDriver))
+  keyword = viewOf(first, static_cast<unsigned long>(end - first));
+  isRepeated = isAttributeValue(&keyword);
+  if (isRepeated && !allowDuplicates && !isWord(keyword, kDriver))
     return failWith(ZU_TEXT_KEYWORD_TWICE, token, nullptr);
   return 0;
 }
@@ -160,28 +183,61 @@ int ZuValueParserOf<Char>::keywordParse() {
 // Stores the token as the value, unless the keyword has one or is the second of DSN and DRIVER.
 template <class Char>
 int ZuValueParserOf<Char>::valueParse() {
-  const bool isDropped = (firstKeyword == FirstKeyword::Driver && isWord(*keyword, kDsn)) ||
-                         (firstKeyword == FirstKeyword::Dsn && isWord(*keyword, kDriver));
-  if (!isDropped && !isRepeated) {
-    View* const value = new View(token);
-    if (!value) return 1;
-    if (attributes.addAssoc(keyword, value)) {
-      delete value;
-      return 1;
-    }
-    keyword = nullptr;
-  }
+  const bool isDropped = (firstKeyword == FirstKeyword::Driver && isWord(keyword, kDsn)) ||
+                         (firstKeyword == FirstKeyword::Dsn && isWord(keyword, kDriver));
+  if (!isDropped && !isRepeated && addParsed(token)) return 1;
   scanner.getToken(token, searchNormal);
+  return 0;
+}
+
+// Adds the keyword with a copy of the view of its value.
+template <class Char>
+int ZuValueParserOf<Char>::addParsed(const View& value) {
+  if (freeCells == 0) {
+    auto* const block = static_cast<Block*>(ramAlloc(sizeof(Block)));
+    if (!block) return 1;
+    block->older = newestBlock;
+    newestBlock = block;
+    freeCells = Block::kCells;
+  }
+  auto& cell = newestBlock->cells[freeCells - 1];
+  auto* const key = new (cell.key) typename Block::Key(keyword);
+  auto* const data = new (cell.value) typename Block::Key(value);
+  if (attributes.add(new (cell.association) typename Block::Association(key, data))) return 1;
+  --freeCells;
+  keywordTags.set(tagOf(keyword));
   return 0;
 }
 
 // --- attributes ---------------------------------------------------------------------------------------
 
+// Keywords that are equal have the same tag, from their lengths and their first and last letters but for the
+// case. Characters beyond ASCII may fold to anything: kAnyTag.
+template <class Char>
+unsigned ZuValueParserOf<Char>::tagOf(const View& key) {
+  constexpr unsigned kAsciiEnd = 0x80;
+  constexpr unsigned kCase = 0x20;
+  const unsigned long length = key.getLength();
+  if (length == 0) return 0;
+  const unsigned first = key[0];
+  const unsigned last = key[length - 1];
+  if (first >= kAsciiEnd || last >= kAsciiEnd) return kAnyTag;
+  return static_cast<unsigned>((first | kCase) * 59 + (last | kCase) * 7 + length) % kAnyTag;
+}
+
+// The count if the keyword is not there.
+template <class Char>
+unsigned long ZuValueParserOf<Char>::indexOf(const View& key) const {
+  const unsigned tag = tagOf(key);
+  const bool mayBeThere = tag == kAnyTag || keywordTags[tag] || keywordTags[kAnyTag];
+  return mayBeThere ? attributes.getIndexForKey(&key) : attributes.getCount();
+}
+
 template <class Char>
 auto ZuValueParserOf<Char>::getAttributeValue(const View* key) -> const View* {
-  const unsigned long index = attributes.getIndexForKey(key);
+  const unsigned long index = indexOf(*key);
   if (index == attributes.getCount()) return nullptr;
-  if (index < usedFlags.getBitCount()) usedFlags.set(index);
+  if (index < markCount()) usedFlags.set(index);
   return static_cast<const View*>(attributes.getPtrDataAtIndex(index));
 }
 
@@ -209,21 +265,16 @@ int ZuValueParserOf<Char>::getAttributeValue(const Char* key1, const Char* key2,
 }
 
 template <class Char>
-bool ZuValueParserOf<Char>::isAttributeValue(const View* key) const {
-  return attributes.doesExist(key);
-}
-
-template <class Char>
 bool ZuValueParserOf<Char>::isAttributeValue(const Char* key) const {
   const View view = viewOf(key, strLen(key));
-  return attributes.doesExist(&view);
+  return isAttributeValue(&view);
 }
 
 template <class Char>
 unsigned ZuValueParserOf<Char>::getUnusedCount() const {
   unsigned unused = 0;
   for (unsigned long i = 0; i < attributes.getCount(); ++i) {
-    if (i >= usedFlags.getBitCount() || !usedFlags.isSet(i)) ++unused;
+    if (!isUsed(i)) ++unused;
   }
   return unused;
 }
@@ -231,7 +282,7 @@ unsigned ZuValueParserOf<Char>::getUnusedCount() const {
 template <class Char>
 auto ZuValueParserOf<Char>::getUnusedAttribute() -> const View* {
   for (unsigned long i = unusedIndex; i < attributes.getCount(); ++i) {
-    if (i < usedFlags.getBitCount() && usedFlags.isSet(i)) continue;
+    if (isUsed(i)) continue;
     unusedIndex = i + 1;
     return getAttributeKey(i);
   }
@@ -249,10 +300,10 @@ int ZuValueParserOf<Char>::addAttribute(const Char* newKeyword, unsigned long ke
                                         const Char* value, unsigned long valueLength, const Char* alternate,
                                         unsigned long alternateLength) {
   View found = viewOf(newKeyword, keywordLength);
-  unsigned long index = attributes.getIndexForKey(&found);
+  unsigned long index = indexOf(found);
   if (index == attributes.getCount() && alternateLength) {
     found = viewOf(alternate, alternateLength);
-    index = attributes.getIndexForKey(&found);
+    index = indexOf(found);
   }
   const bool isNew = index == attributes.getCount();
   String* key = nullptr;
@@ -267,7 +318,9 @@ int ZuValueParserOf<Char>::addAttribute(const Char* newKeyword, unsigned long ke
     delete data;
     return 1;
   }
-  if (!isNew) {
+  if (isNew) {
+    keywordTags.set(tagOf(*key));
+  } else {
     delete attributes.getPtrDataAtIndex(index);
     attributes.changeData(&found, data);
   }
@@ -283,7 +336,7 @@ int ZuValueParserOf<Char>::addAttribute(const Char* newKeyword, const Char* valu
 template <class Char>
 void ZuValueParserOf<Char>::removeAttribute(const Char* key) {
   const View view = viewOf(key, strLen(key));
-  const unsigned long index = attributes.getIndexForKey(&view);
+  const unsigned long index = indexOf(view);
   if (index < attributes.getCount()) removeAttribute(index);
 }
 

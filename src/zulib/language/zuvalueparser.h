@@ -20,12 +20,15 @@
 // allowed or it is DRIVER; the first value stays.
 //
 // Parsed keys and values are views into the text, which must outlive the parser; those of addAttribute are
-// strings. Operations return 0, or 1 with an error recorded; attributes parsed before a failure stay.
+// strings. Operations return 0, or 1 with an error recorded; attributes parsed before a failure stay. Keys
+// and values are valid until they are removed or replaced.
 //
 // Thread safety: none; one thread at a time.
 
 #ifndef ZULIB_LANGUAGE_ZUVALUEPARSER_H
 #define ZULIB_LANGUAGE_ZUVALUEPARSER_H
+
+#include <bitset>
 
 #include "zulib/collections/zudictionary.h"
 #include "zulib/language/zuscanner.h"
@@ -38,11 +41,13 @@ template <>
 struct ZuAttributesOf<unsigned char> {
   using Scanner = ZuScanner;
   using Dictionary = ZuSeqDictionary;
+  using Association = ZuSubPtrKey;
 };
 template <>
 struct ZuAttributesOf<unsigned short> {
   using Scanner = ZuScannerW;
   using Dictionary = ZuSeqDictionaryW;
+  using Association = ZuSubPtrKeyW;
 };
 
 template <class Char>
@@ -78,7 +83,7 @@ class ZU_API ZuValueParserOf : public ZuObject {
   [[nodiscard]] int getAttributeValue(const Char* key1, const Char* key2, const View*& value);
 
   // Whether the keyword is there; it does not count as used by that.
-  bool isAttributeValue(const View* key) const;
+  bool isAttributeValue(const View* key) const { return indexOf(*key) < attributes.getCount(); }
   bool isAttributeValue(const Char* key) const;
 
   // The attributes that nobody asked for: how many, and the next one's keyword, null past the last.
@@ -120,7 +125,13 @@ class ZU_API ZuValueParserOf : public ZuObject {
   [[nodiscard]] int attributeParse();
   [[nodiscard]] int keywordParse();
   [[nodiscard]] int valueParse();
-  void dropKeyword();
+  [[nodiscard]] int addParsed(const View& value);
+  static unsigned tagOf(const View& key);
+  unsigned long indexOf(const View& key) const;
+  static constexpr unsigned kAnyTag = 255;
+  bool isUsed(unsigned long index) const { return index < markCount() && usedFlags.isSet(index); }
+  // The marks reach to the end of a byte: `resize` leaves the number of bits as it is within one.
+  unsigned long markCount() const { return (usedFlags.getBitCount() + 7) / 8 * 8; }
   bool isCode(unsigned c) const { return token.getTokenType() == static_cast<ScanCode>(c); }
   View viewOf(const Char* text, unsigned long length) const;
   int copyOf(String*& out, const Char* text, unsigned long length) const;
@@ -130,10 +141,14 @@ class ZU_API ZuValueParserOf : public ZuObject {
   zuCPType codePage;  // of the text; UTF-16 has none
   typename ZuAttributesOf<Char>::Scanner scanner;
   typename ZuAttributesOf<Char>::Dictionary attributes;
-  Token token;              // the current one
-  View* keyword = nullptr;  // being parsed; owned until it goes to `attributes`
-  bool isRepeated = false;  // it is in `attributes` already
-  ZuBitArray usedFlags;     // one bit for each attribute
+  Token token;                   // the current one
+  View keyword;                  // being parsed
+  bool isRepeated = false;       // it is in `attributes` already
+  struct Block;                  // what has been parsed: many attributes in one allocation
+  Block* newestBlock = nullptr;  // owned, with the older ones
+  unsigned freeCells = 0;        // of the newest block
+  std::bitset<256> keywordTags;  // of the keywords in `attributes`
+  ZuBitArray usedFlags;          // one bit for each attribute
   unsigned long unusedIndex = 0;
   unsigned allowDuplicates;
   FirstKeyword firstKeyword = FirstKeyword::None;
