@@ -124,15 +124,19 @@ ZU_API SQLRETURN SQL_API SQLBindCol(SQLHSTMT handle, SQLUSMALLINT column, SQLSMA
               return library.CLBindCol(&stmt, column, cType, data, length, lengthPtr);
             },
             [&](DMStmt& stmt, const DMDriverFunctions& driver) {
-              const SQLSMALLINT type = typeForDriver(*stmt.conn, cType);
-              noteBinding(stmt, {column, type, data, length, lengthPtr});
+              const HeldBinding binding{column, typeForDriver(*stmt.conn, cType), data, length, lengthPtr};
+              reserveBinding(stmt, column);
               if (holdsBindings(stmt)) {
-                holdBinding(stmt, {column, type, data, length, lengthPtr});
+                holdBinding(stmt, binding);
+                noteBinding(stmt, binding);
                 return SQLRETURN(SQL_SUCCESS);
               }
               forgetHeldBinding(stmt, column);
               if (isMarked(&stmt)) reserveHeldBinding(stmt, column);
-              return ask(driver.SQLBindCol, stmt.driverHandle, column, type, data, length, lengthPtr);
+              const SQLRETURN rc =
+                  ask(driver.SQLBindCol, stmt.driverHandle, column, binding.cType, data, length, lengthPtr);
+              if (SQL_SUCCEEDED(rc)) noteBinding(stmt, binding);
+              return rc;
             });
       },
       handle, column, cType, data, length, lengthPtr);

@@ -43,8 +43,9 @@ SQLRETURN driverBindParameter(DMStmt& stmt, const DMDriverFunctions& driver, SQL
 // A catalog function has left a result.
 void noteCatalogResult(DMStmt& stmt, Api api) noexcept;
 
-// The driver is to be told a binding. Throws std::bad_alloc.
-void noteBinding(DMStmt& stmt, const HeldBinding& binding);
+// Before the driver is told a binding, and once it has taken it. The first throws std::bad_alloc.
+void reserveBinding(DMStmt& stmt, SQLUSMALLINT column);
+void noteBinding(DMStmt& stmt, const HeldBinding& binding) noexcept;
 void forgetBindings(DMStmt& stmt) noexcept;  // it was told SQL_UNBIND
 
 // A fetch has returned `rc` and filled `rows` rows, those with these statuses (null: all are good).

@@ -170,7 +170,12 @@ void noteCatalogResult(DMStmt& stmt, Api api) noexcept {
   types.isReading = false;
 }
 
-void noteBinding(DMStmt& stmt, const HeldBinding& binding) {
+void reserveBinding(DMStmt& stmt, SQLUSMALLINT column) {
+  constexpr size_t kColumns = 4;
+  if (canHoldTypes(column) && versionsDiffer(*stmt.conn)) stmt.state->catalogTypes.bound.reserve(kColumns);
+}
+
+void noteBinding(DMStmt& stmt, const HeldBinding& binding) noexcept {
   if (!canHoldTypes(binding.column) || !versionsDiffer(*stmt.conn)) return;
   auto& bound = stmt.state->catalogTypes.bound;
   const auto found = std::find_if(bound.begin(), bound.end(),
@@ -196,7 +201,8 @@ void translateFetched(DMStmt& stmt, SQLRETURN rc, SQLULEN rows, const SQLUSMALLI
   const SQLULEN bindType = stmt.ard->bindType;
   const SQLULEN dataStep = bindType ? bindType : static_cast<SQLULEN>(fixed ? fixed->size : found->length);
   const SQLULEN lengthStep = bindType ? bindType : sizeof(SQLLEN);
-  const SQLLEN offset = stmt.ard->bindOffsetPtr ? *stmt.ard->bindOffsetPtr : 0;
+  const bool hasOffset = stmt.ard->bindOffsetPtr && isVersion3Driver(*stmt.conn);
+  const SQLLEN offset = hasOffset ? *stmt.ard->bindOffsetPtr : 0;
   for (SQLULEN row = 0; row < rows; ++row) {
     if (statuses && !isGood(statuses[row])) continue;
     char* data = static_cast<char*>(found->data) + offset + row * dataStep;

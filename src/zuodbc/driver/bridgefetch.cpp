@@ -1,5 +1,7 @@
 // Row sets on a driver of the other version, and on one that has neither of the two functions for them.
 
+#include <algorithm>
+
 #include "zuodbc/driver/bridge.h"
 
 namespace dm {
@@ -16,7 +18,8 @@ SQLRETURN fetchRow(DMStmt& stmt, const DMDriverFunctions& driver) {
 SQLRETURN arrayFetched(DMStmt& stmt, SQLRETURN rc) {
   if (stmt.state->catalogTypes.column == 0) return rc;
   const SQLULEN* count = SQL_SUCCEEDED(rc) ? stmt.ird->rowsProcessedPtr : nullptr;
-  translateFetched(stmt, rc, count ? *count : stmt.ard->arraySize, stmt.ird->arrayStatusPtr);
+  const SQLULEN rows = stmt.ard->arraySize;
+  translateFetched(stmt, rc, count ? std::min(*count, rows) : rows, stmt.ird->arrayStatusPtr);
   return rc;
 }
 
@@ -49,7 +52,7 @@ SQLRETURN extendedFetch(DMStmt& stmt, const DMDriverFunctions& driver, SQLUSMALL
   if (!rowCountPtr) rowCountPtr = &stmt.state->driverRowset.fetchedRows;
   const SQLRETURN rc =
       ask(driver.SQLExtendedFetch, stmt.driverHandle, orientation, offset, rowCountPtr, statuses);
-  translateFetched(stmt, rc, SQL_SUCCEEDED(rc) ? *rowCountPtr : 0, statuses);
+  translateFetched(stmt, rc, SQL_SUCCEEDED(rc) ? std::min(*rowCountPtr, rows) : 0, statuses);
   return rc;
 }
 
@@ -126,7 +129,9 @@ SQLRETURN scrollForExtendedFetch(DMStmt& stmt, const DMDriverFunctions& driver, 
              ? scrollByBookmark(stmt, driver, offset)
              : ask(driver.SQLFetchScroll, stmt.driverHandle, static_cast<SQLSMALLINT>(orientation), offset);
   }
-  translateFetched(stmt, rc, rowCountPtr && SQL_SUCCEEDED(rc) ? *rowCountPtr : stmt.rowsetSize, statusPtr);
+  const SQLULEN rows = stmt.rowsetSize;
+  translateFetched(stmt, rc, rowCountPtr && SQL_SUCCEEDED(rc) ? std::min(*rowCountPtr, rows) : rows,
+                   statusPtr);
   loan.giveBack(rc);
   // An error in a row is a warning to this function, also if the row set has only one.
   return rc == SQL_ERROR && statusPtr && *statusPtr == SQL_ROW_ERROR ? SQLRETURN(SQL_SUCCESS_WITH_INFO) : rc;
