@@ -48,7 +48,7 @@ void runSeeds(unsigned threads, std::chrono::seconds time) {
 
 TEST(OdbcCalls, OneCaller) { runSeeds(1, std::chrono::seconds(18)); }
 
-TEST(OdbcCalls, TwoCallers) { runSeeds(2, std::chrono::seconds(5)); }
+TEST(OdbcCalls, TwoThreads) { runSeeds(2, std::chrono::seconds(5)); }
 
 // Texts of words that mean something to the analyser, put together at random.
 TEST(OdbcCalls, SqlTexts) {

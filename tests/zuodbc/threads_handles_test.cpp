@@ -1,4 +1,4 @@
-// Two threads on one statement, many on one connection, and handles that go while others use them.
+// Two threads on one statement, and handles that go while others use them.
 // ThreadSanitizer watches these; what can be stated is stated besides.
 
 #include <atomic>
@@ -90,58 +90,6 @@ TEST_P(ThreadsOnHandles, MayCallTheSameStatementAtOnce) {
       ASSERT_SQL(SQL_SUCCESS, stmt, SQLFetch(stmt)) << one.first << " with " << other.first;
     }
   }
-}
-
-TEST_P(ThreadsOnHandles, HaveStatementsOfTheirOwnOnOneConnection) {
-  std::atomic<int> wrong{0};
-  std::vector<std::thread> threads;
-  for (int thread = 0; thread < 16; ++thread) {
-    threads.emplace_back([&] {
-      for (int round = 0; round < 8; ++round) {
-        OdbcStatement stmt(conn);
-        SQLINTEGER id = 0;
-        SQLBindCol(stmt, 1, SQL_C_SLONG, &id, 0, nullptr);
-        const bool worked = stmt.execute("select 1") == SQL_SUCCESS &&
-                            SQLFetchScroll(stmt, SQL_FETCH_NEXT, 0) == SQL_SUCCESS && id == 1 &&
-                            SQLFreeStmt(stmt, SQL_CLOSE) == SQL_SUCCESS;
-        if (!worked) ++wrong;
-      }
-    });
-  }
-  for (std::thread& thread : threads) thread.join();
-  EXPECT_EQ(0, wrong);
-}
-
-TEST_P(ThreadsOnHandles, EndTransactionsWhileOthersComeAndGo) {
-  const SQLHENV env = conn.environment();
-  std::atomic<bool> done{false};
-  std::thread connecting([&] {
-    for (int i = 0; i < 20; ++i) {
-      SQLHDBC other;
-      SQLHSTMT stmt;
-      ASSERT_EQ(SQL_SUCCESS, SQLAllocHandle(SQL_HANDLE_DBC, env, &other));
-      SQLSetConnectAttr(other, SQL_ATTR_ODBC_CURSORS, SQLPOINTER(GetParam()), 0);
-      ASSERT_EQ(SQL_SUCCESS, SQLDriverConnect(other, nullptr, text(driver.connectionString().c_str()),
-                                              SQL_NTS, nullptr, 0, nullptr, SQL_DRIVER_NOPROMPT));
-      ASSERT_EQ(SQL_SUCCESS, SQLAllocHandle(SQL_HANDLE_STMT, other, &stmt));
-      SQLExecDirect(stmt, text("select 1"), SQL_NTS);
-      ASSERT_EQ(SQL_SUCCESS, SQLDisconnect(other));
-      ASSERT_EQ(SQL_SUCCESS, SQLFreeHandle(SQL_HANDLE_DBC, other));
-    }
-    done = true;
-  });
-  std::thread fetching([&] {
-    while (!done) {
-      OdbcStatement stmt(conn);
-      SQLINTEGER id;
-      SQLBindCol(stmt, 1, SQL_C_SLONG, &id, 0, nullptr);
-      stmt.execute("select 1");
-      SQLFetchScroll(stmt, SQL_FETCH_NEXT, 0);
-    }
-  });
-  while (!done) EXPECT_EQ(SQL_SUCCESS, SQLEndTran(SQL_HANDLE_ENV, env, SQL_COMMIT));
-  connecting.join();
-  fetching.join();
 }
 
 // A call that has looked the handle up is waited for, and then finds that the handle is gone.
