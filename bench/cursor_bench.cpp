@@ -11,8 +11,10 @@
 #include <chrono>
 #include <cstring>
 #include <filesystem>
+#include <fstream>
 #include <memory>
 #include <random>
+#include <thread>
 #include <vector>
 
 #include "odbc_loop.h"
@@ -261,6 +263,77 @@ BENCHMARK(queryAgain)
     ->Name("same_position_by_query/reference")
     ->Iterations(10)
     ->Unit(benchmark::kMicrosecond);
+
+// Sixteen connections that scroll at once, under the one lock of the cursor library and under a lock for each
+// connection, alone and while one more connection is in a long call of the driver.
+enum Crowd { OWN_LOCKS, ONE_LOCK, OWN_LOCKS_SLOW, ONE_LOCK_SLOW, CROWDS };
+
+constexpr int kConnections = 16;
+constexpr SQLLEN kCrowdRows = 20000;
+constexpr char kSlowQuery[] =
+    "with recursive n(i) as (select 1 union all select i + 1 from n where i < 4000000) select count(*) from "
+    "n";
+
+// Which lock a connection takes is read from the data sources when it connects.
+void writeLock(bool isOwn) {
+  const std::string file = database() + (isOwn ? ".own.ini" : ".one.ini");
+  std::ofstream(file) << (isOwn ? "[ODBC]\nCursorLibraryLock=connection\n" : "");
+  setenv("ODBCINI", file.c_str(), 1);
+}
+
+void scrollInCrowd(OdbcLoop& loop) {
+  auto bound = std::make_unique<Bound>();
+  loop.set(SQL_ATTR_CURSOR_TYPE, SQL_CURSOR_STATIC);
+  bound->bindRowset(loop, kSmallRowset);
+  loop.execute(kQuery + (" where id <= " + std::to_string(kCrowdRows)));
+  loop.scroll(SQL_FETCH_LAST, 0);
+  Positions positions;
+  for (int i = 0; i < 2000; ++i) {
+    const SQLLEN first = positions.next() % (kCrowdRows - SQLLEN(kSmallRowset));
+    if (!loop.scroll(SQL_FETCH_ABSOLUTE, first + 1) || bound->id[0] != first + 1) std::exit(1);
+  }
+}
+
+// The seconds until all have scrolled.
+double crowdTime(Crowd crowd) {
+  writeLock(crowd == OWN_LOCKS || crowd == OWN_LOCKS_SLOW);
+  std::vector<std::unique_ptr<OdbcLoop>> loops(kConnections);
+  for (auto& loop : loops) loop = openSqlite(false);
+  const auto slow = openSqlite(false);
+  const auto begin = std::chrono::steady_clock::now();
+  std::thread beside;
+  if (crowd == OWN_LOCKS_SLOW || crowd == ONE_LOCK_SLOW) {
+    beside = std::thread([&] { slow->execute(kSlowQuery); });
+    std::this_thread::sleep_for(std::chrono::milliseconds(1));
+  }
+  std::vector<std::thread> threads;
+  for (auto& loop : loops) threads.emplace_back([&] { scrollInCrowd(*loop); });
+  for (std::thread& thread : threads) thread.join();
+  const std::chrono::duration<double> taken = std::chrono::steady_clock::now() - begin;
+  if (beside.joinable()) beside.join();
+  return taken.count();
+}
+
+const std::array<double, CROWDS>& crowdTimes() {
+  static const std::array<double, CROWDS> times = [] {
+    std::array<double, CROWDS> best{1e9, 1e9, 1e9, 1e9};
+    for (int round = 0; round < 5; ++round) {
+      for (const Crowd crowd : {OWN_LOCKS, ONE_LOCK, OWN_LOCKS_SLOW, ONE_LOCK_SLOW})
+        best[crowd] = std::min(best[crowd], crowdTime(crowd));
+    }
+    return best;
+  }();
+  return times;
+}
+
+void crowd(benchmark::State& state, Crowd crowd) {
+  for (auto _ : state) state.SetIterationTime(crowdTimes()[crowd]);
+}
+
+BENCHMARK_CAPTURE(crowd, own, OWN_LOCKS)->Name("scroll_16_connections/ours")->Apply(once);
+BENCHMARK_CAPTURE(crowd, one, ONE_LOCK)->Name("scroll_16_connections/reference")->Apply(once);
+BENCHMARK_CAPTURE(crowd, ownSlow, OWN_LOCKS_SLOW)->Name("scroll_16_beside_a_slow_call/ours")->Apply(once);
+BENCHMARK_CAPTURE(crowd, oneSlow, ONE_LOCK_SLOW)->Name("scroll_16_beside_a_slow_call/reference")->Apply(once);
 
 std::size_t heapInUse() {
   const auto info = mallinfo2();
