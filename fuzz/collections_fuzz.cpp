@@ -9,6 +9,7 @@
 #include <unordered_set>
 #include <vector>
 
+#include "fuzz/input.h"
 #include "tests/collections/support.h"
 #include "zulib/collections/zuarray.h"
 #include "zulib/collections/zudictionary.h"
@@ -17,28 +18,6 @@
 #include "zulib/collections/zusorted.h"
 
 namespace collectionsfuzz {
-
-void demand(bool holds) {
-  if (!holds) std::abort();
-}
-
-class Input {
- public:
-  Input(const uint8_t* p, size_t n) : p(p), left(n) {}
-  bool atEnd() const { return left == 0; }
-  // 0 to sides - 1; sides are at most 65536.
-  unsigned long operator()(unsigned long sides) {
-    unsigned long value = byte();
-    if (sides > 256) value = value << 8 | byte();
-    return value % sides;
-  }
-
- private:
-  unsigned byte() { return left == 0 ? 0u : (--left, *p++); }
-
-  const uint8_t* p;
-  size_t left;
-};
 
 using Items = std::vector<ZuObject*>;
 

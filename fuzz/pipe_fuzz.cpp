@@ -9,18 +9,15 @@
 #include <cstring>
 #include <string>
 
+#include "fuzz/input.h"
+#include "fuzz/net/socketpipe.h"
 #include "zulib/net/connection.h"
 #include "zulib/net/internal/connectionobject.h"
 #include "zulib/net/zupipe.h"
-#include "zulib/net/zutcpip.h"
 
 namespace {
 
 constexpr size_t kMostBytes = 20000;  // a socket pair holds them
-
-void demand(bool holds) {
-  if (!holds) std::abort();
-}
 
 int socketToOpen;
 
@@ -37,14 +34,9 @@ class SocketPipe : public ZuPipe {
   ZuNetStatus read(unsigned char* to, unsigned long n, unsigned long* got) { return readPipe(to, n, 0, got); }
 };
 
-class SocketTCPIP : public ZuTCPIP {
+class ReadingTCPIP : public SocketTCPIP {
  public:
-  SocketTCPIP() {
-    connection = new zunet::ConnectionObject();
-    connection->socketHandle = socketToOpen;
-    connected = 1;
-    setReadTimeout(5, 0);
-  }
+  ReadingTCPIP() : SocketTCPIP(socketToOpen) {}
   ZuNetStatus read(unsigned char* to, unsigned long n, unsigned long* got) { return readPipe(to, n, got, 0); }
 };
 
@@ -98,6 +90,6 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
   const size_t steps = std::min<size_t>(data[0], size - 1);
   const std::string sent(reinterpret_cast<const char*>(data) + 1 + steps, size - 1 - steps);
   converse<SocketPipe>(data + 1, steps, sent);
-  converse<SocketTCPIP>(data + 1, steps, sent);
+  converse<ReadingTCPIP>(data + 1, steps, sent);
   return 0;
 }

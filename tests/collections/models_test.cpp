@@ -9,8 +9,7 @@
 TEST(Collections, RandomEditsLikeTheModels) {
   Dice dice(1);
   for (int round = 0; round < 210; ++round) {
-    std::vector<uint8_t> commands(1 + dice(2500));
-    for (uint8_t& command : commands) command = static_cast<uint8_t>(dice(256));
+    std::vector<uint8_t> commands = dice.bytes(1 + dice(2500));
     commands[0] = static_cast<uint8_t>(round);
     ASSERT_EQ(editCollection(commands.data(), commands.size()), 0) << round;
   }

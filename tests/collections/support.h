@@ -1,10 +1,9 @@
-// Elements that the collection tests put into arrays and lists, and the seeded numbers they are driven by.
+// Elements that the collection tests put into arrays and lists.
 
 #ifndef ZULIB_TESTS_COLLECTIONS_SUPPORT_H
 #define ZULIB_TESTS_COLLECTIONS_SUPPORT_H
 
-#include <random>
-
+#include "fuzz/input.h"
 #include "zulib/runtime/zuobject.h"
 
 // An object that knows its key, orders by it, and counts how many of its kind are alive.
@@ -18,16 +17,6 @@ class Item : public ZuObject {
 
   const int key;
   static inline long alive = 0;
-};
-
-class Dice {
- public:
-  explicit Dice(unsigned seed) : engine(seed) {}
-  // 0 to sides - 1.
-  unsigned long operator()(unsigned long sides) { return engine() % sides; }
-
- private:
-  std::mt19937_64 engine;
 };
 
 #endif

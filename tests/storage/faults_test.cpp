@@ -47,7 +47,7 @@ TEST_F(StorageFaults, TmpFileReportsAndKeepsItsBytes) {
   const auto calls = sweepFileCalls([&](FileFaults& faults) {
     ZuTmpFile store(4096, 0);
     std::string read(2048, 0);
-    bool good = writePages(store, 1, 4) && store.tmpLoseFocus() == 0 &&
+    const bool good = writePages(store, 1, 4) && store.tmpLoseFocus() == 0 &&
                 store.tmpRead(2048, read.data(), 2048) == 0 && store.tmpTruncate(0) == 0;
     EXPECT_EQ(takeError() == 0, good);
     EXPECT_EQ(good && read != kPage, false);

@@ -1,5 +1,4 @@
-// What the tests of temporary storage share: a directory for the temporary files, the thread's errors, and
-// seeded numbers.
+// What the tests of temporary storage share: a directory for the temporary files, and the thread's errors.
 
 #ifndef ZULIB_TESTS_STORAGE_SUPPORT_H
 #define ZULIB_TESTS_STORAGE_SUPPORT_H
@@ -8,22 +7,12 @@
 
 #include <cstdlib>
 #include <filesystem>
-#include <random>
 #include <string>
 
+#include "fuzz/input.h"
 #include "zulib/errors/zuerror.h"
 
 namespace storagetest {
-
-class Dice {
- public:
-  explicit Dice(unsigned long seed) : engine(seed) {}
-  // 0 to sides - 1.
-  unsigned long operator()(unsigned long sides) { return engine() % sides; }
-
- private:
-  std::mt19937_64 engine;
-};
 
 // Temporary files go to a directory of the test, which must be empty at its end.
 class StorageTest : public testing::Test {

@@ -1,12 +1,10 @@
-// ZuTmpFile beside a model, at the end of its addresses, without its file, and under several threads.
+// ZuTmpFile: which page goes, the end of its addresses, without its file, and under several threads.
 
 #include "zulib/storage/tmp.h"
 
 #include <sys/wait.h>
 #include <unistd.h>
 
-#include <cstring>
-#include <map>
 #include <thread>
 #include <vector>
 
@@ -14,125 +12,9 @@
 
 namespace {
 
-using storagetest::Dice;
 using TmpFile = storagetest::StorageTest;
 
 constexpr unsigned long kAddressEnd = 0xFFFFFFFF;
-
-// Where the next space is, by the rules of the store.
-class SpaceModel {
- public:
-  unsigned long find(unsigned long length) {
-    for (auto& [start, size] : extents) {
-      if (size < length) continue;
-      const unsigned long found = start;
-      const unsigned long rest = size - length;
-      extents.erase(found);
-      if (rest >= 256) extents[found + length] = rest;
-      return found;
-    }
-    nextFree += length;
-    return nextFree - length;
-  }
-
-  void free(unsigned long start, unsigned long length) {
-    if (start + length == nextFree) {
-      nextFree = start;
-    } else if (length >= 256) {
-      extents[start] = length;
-    } else {
-      return;
-    }
-    for (auto at = extents.begin(); at != extents.end(); ++at) {
-      for (auto next = std::next(at); next != extents.end() && at->first + at->second == next->first;
-           next = extents.erase(next)) {
-        at->second += next->second;
-      }
-    }
-    if (!extents.empty() && extents.rbegin()->first + extents.rbegin()->second == nextFree) {
-      nextFree = extents.rbegin()->first;
-      extents.erase(nextFree);
-    }
-  }
-
-  unsigned long contiguous(unsigned long length) {
-    unsigned long start = (nextFree + 3) / 4 * 4;
-    if (2048 - start % 2048 < length) start = (start + 2047) / 2048 * 2048;
-    nextFree = start + length;
-    return start;
-  }
-
-  std::map<unsigned long, unsigned long> extents;
-  unsigned long nextFree = 1;
-};
-
-struct Block {
-  unsigned long address;
-  std::string bytes;
-};
-
-// Random blocks are allocated, written, read in parts and freed. What is read back is what was written, and
-// each address is the model's.
-void runAgainstModel(unsigned short cacheSize, unsigned long seed) {
-  Dice dice(seed);
-  ZuTmpFile store(cacheSize, 0);
-  SpaceModel model;
-  std::vector<Block> blocks;
-  for (int step = 0; step < 4000; ++step) {
-    const unsigned long what = dice(12);
-    if (what < 3 || blocks.empty()) {
-      const unsigned long length = 1 + dice(dice(4) == 0 ? 9000 : 700);
-      unsigned long address = 0;
-      if (dice(5) == 0) {
-        address = store.getContiguousSpace(length);
-        ASSERT_EQ(address, model.contiguous(length));
-      } else {
-        ASSERT_EQ(store.tmpFindSpace(length, &address), 0);
-        ASSERT_EQ(address, model.find(length));
-      }
-      blocks.push_back({address, std::string(length, static_cast<char>(dice(256)))});
-      ASSERT_EQ(store.tmpWrite(address, blocks.back().bytes.data(), length), 0);
-      continue;
-    }
-    Block& block = blocks[dice(blocks.size())];
-    const unsigned long at = dice(block.bytes.size());
-    const unsigned long n = 1 + dice(block.bytes.size() - at);
-    if (what < 5) {
-      for (unsigned long i = 0; i < n; ++i) block.bytes[at + i] = static_cast<char>(dice(256));
-      ASSERT_EQ(store.writeHuge(block.address + at, &block.bytes[at], n), 0);
-    } else if (what < 8) {
-      ZuString part;
-      ASSERT_EQ(store.read(block.address + at, &part, n), 0);
-      ASSERT_EQ(part.getLength(), n);
-      ASSERT_EQ(std::memcmp(part.asPascalStr(), &block.bytes[at], n), 0) << "step " << step;
-    } else if (what < 10) {
-      void* bytes = nullptr;
-      unsigned short room = 0;
-      const bool forWriting = what == 8;
-      ASSERT_EQ(store.tmpPointer(block.address + at, &bytes, &room, forWriting), 0);
-      ASSERT_EQ(room, 2048 - (block.address + at) % 2048);
-      ASSERT_EQ(*static_cast<char*>(bytes), block.bytes[at]);
-      if (forWriting) *static_cast<char*>(bytes) = block.bytes[at] = static_cast<char>(dice(256));
-    } else if (what == 10) {
-      ASSERT_EQ(store.tmpFreeSpace(block.address, block.bytes.size()), 0);
-      model.free(block.address, block.bytes.size());
-      block = blocks.back();
-      blocks.pop_back();
-    } else {
-      ASSERT_EQ(store.tmpLoseFocus(), 0);
-    }
-  }
-  for (const Block& block : blocks) {
-    std::string read(block.bytes.size(), 0);
-    ASSERT_EQ(store.readHuge(block.address, read.data(), read.size()), 0);
-    ASSERT_EQ(read, block.bytes);
-  }
-}
-
-TEST_F(TmpFile, KeepsBytesAndHandsOutSpaceAsTheModel) {
-  // A cache of less than one set counts as one set.
-  for (const unsigned short cacheSize : {0, 4096, 8192, 32768}) runAgainstModel(cacheSize, cacheSize + 1);
-}
 
 // One set of two pages: the order in which they are replaced is seen in what is written to the file.
 TEST_F(TmpFile, ReplacesThePageThatWasNotUsedLast) {

@@ -1,4 +1,4 @@
-// The page pool against the files that it caches.
+// What the page pool caches, threads and failures.
 
 #include "zulib/storage/zuvm.h"
 
@@ -39,10 +39,6 @@ class PagePool : public storagetest::StorageTest {
     if (bvmFileRead(pool, file, offset, out.data(), length, &got, hint)) return "error";
     return out.substr(0, got);
   }
-  static std::string truth(int file, long long offset, unsigned long length) {
-    std::string out(length, '?');
-    return out.substr(0, static_cast<unsigned long>(pread(file, out.data(), length, offset)));
-  }
   static unsigned long cached(const vm_info* pool, int file) {
     unsigned long n = 0;
     for (unsigned i = 0; i < pool->entryCount; ++i) n += pool->entries[i].file == file;
@@ -51,50 +47,6 @@ class PagePool : public storagetest::StorageTest {
 
   std::vector<int> files;
 };
-
-// Every entry is on exactly one chain, its own, or on the free list.
-void expectLinked(vm_info* pool) {
-  std::vector<int> seen(pool->entryCount);
-  for (unsigned chain = 0; chain < kBvmHashSize; ++chain) {
-    for (uint16_t i = pool->hash[chain]; i != kBvmNone; i = pool->entries[i].next) {
-      ++seen.at(i);
-      EXPECT_EQ(bvmhash(static_cast<int>(pool->entries[i].file), pool->entries[i].page), chain);
-    }
-  }
-  for (uint16_t i = pool->freeHead; i != kBvmNone; i = pool->entries[i].next) {
-    ++seen.at(i);
-    EXPECT_EQ(pool->entries[i].file, 0);
-  }
-  EXPECT_EQ(seen, std::vector<int>(pool->entryCount, 1));
-}
-
-// Pools of every size that matters, more than 65535 uses of the clock among them.
-TEST_F(PagePool, ReadsAndWritesAreThoseOfTheFile) {
-  for (const unsigned short pools : {0, 1, 3}) {
-    storagetest::Dice dice(pools + 1u);
-    vm_info* pool = bvmInit(pools);
-    ASSERT_TRUE(pool);
-    const int all[] = {newFile(std::string(100000, 'a')), newFile(), newFile(std::string(8192, 'b'))};
-    for (int step = 0; step < 40000; ++step) {
-      const int file = all[dice(3)];
-      const auto offset = static_cast<long long>(dice(4) ? dice(3 * kPage) : dice(30 * kPage));
-      const unsigned long length = dice(20) ? dice(200) : dice(30000);
-      if (dice(10) == 0) {
-        const std::string bytes(length, static_cast<char>('c' + dice(20)));
-        ASSERT_EQ(bvmFileWrite(pool, file, offset, bytes.data(), length), 0);
-      } else if (dice(500) == 0) {
-        ASSERT_EQ(bvmFlush(pool, file), 0);
-        ASSERT_EQ(cached(pool, file), 0u);
-      } else {
-        const VmHintType hint = dice(3) ? bvmHintNone : bvmHintNoEviction;
-        ASSERT_EQ(read(pool, file, offset, length, hint), truth(file, offset, length)) << step;
-      }
-    }
-    expectLinked(pool);
-    EXPECT_EQ(pool->entryCount, pools * 8);
-    bvmTerm(pool);
-  }
-}
 
 TEST_F(PagePool, WhatStaysCached) {
   vm_info* pool = bvmInit(1);
@@ -157,7 +109,7 @@ TEST_F(PagePool, ThreadsShareOnePool) {
   std::vector<std::thread> threads;
   for (unsigned t = 0; t < 4; ++t) {
     threads.emplace_back([=] {
-      storagetest::Dice dice(t);
+      Dice dice(t);
       // Each thread writes and reads back its own byte of every page.
       for (int round = 0; round < 20; ++round) {
         vm_info* pool = bvmInit(2);

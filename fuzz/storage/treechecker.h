@@ -1,12 +1,14 @@
 // Checks the nodes of a tree against the rules of its header, and counts its records from outside.
 
-#ifndef ZULIB_TESTS_SUPPORT_TREE_CHECKER_H
-#define ZULIB_TESTS_SUPPORT_TREE_CHECKER_H
+#ifndef ZULIB_FUZZ_STORAGE_TREECHECKER_H
+#define ZULIB_FUZZ_STORAGE_TREECHECKER_H
 
-#include <gtest/gtest.h>
-
+#include <algorithm>
+#include <cstring>
 #include <set>
+#include <string>
 
+#include "fuzz/input.h"
 #include "zulib/storage/internal/treenode.h"
 #include "zulib/storage/zuptree.h"
 #include "zulib/storage/zutree.h"
@@ -26,35 +28,27 @@ class CheckedTree : public Tree {
     leafLevel = 0;
     previous.clear();
     if (this->root) checkNode(this->root, 1, 0);
-    EXPECT_EQ(live, this->recordCount);
-    EXPECT_EQ(leafLevel, this->levels);
-    if (seen.size() > this->nodeCount) ADD_FAILURE() << seen.size() << " nodes, counted " << this->nodeCount;
+    demand(live == this->recordCount && leafLevel == this->levels);
+    demand(seen.size() <= this->nodeCount);
   }
-
-  ZuTmpFile& store() { return this->file; }
-  unsigned long rootAddress() const { return this->root; }
-  unsigned short sons() const { return this->maxSons; }
-  unsigned nodes() const { return this->nodeCount; }
 
  private:
   void checkNode(unsigned long address, unsigned level, uint32_t base) {
-    EXPECT_TRUE(seen.insert(address).second) << "two ways to node " << address;
+    demand(seen.insert(address).second);
     unsigned char copy[Node::kMostBytes];
     Node node;
-    ASSERT_EQ(this->getPtr(address, &node), 0);
-    EXPECT_EQ(address % 4, 0u);
-    EXPECT_LE(address % 2048 + this->nodeSize, 2048u);
-    EXPECT_GE(node.sonCount(), 1u);
-    EXPECT_EQ(node.pendingKeyAdjust(), 0u);
+    demand(this->getPtr(address, &node) == 0);
+    demand(address % 4 == 0 && address % 2048 + this->nodeSize <= 2048);
+    demand(node.sonCount() >= 1 && node.pendingKeyAdjust() == 0);
     std::memcpy(copy, node.start(), this->nodeSize);
     node = this->nodeAt(copy);
     const bool leaf = node.isLeaf();
     if (leaf) {
       if (leafLevel == 0) leafLevel = level;
-      EXPECT_EQ(leafLevel, level);
+      demand(leafLevel == level);
     }
     for (unsigned i = 0; i <= node.keyCount(); ++i) {
-      EXPECT_EQ(node.son(i) == 0, leaf);
+      demand((node.son(i) == 0) == leaf);
       const bool positional = (this->flags & ZuTree::kPositional) != 0;
       if (!leaf) checkNode(node.son(i), level + 1, base + (positional && i > 0 ? node.number(i - 1) : 0));
       if (i == node.keyCount()) break;
@@ -69,15 +63,14 @@ class CheckedTree : public Tree {
       const int64_t place = node.isDeleted(i) ? int64_t{static_cast<int32_t>(position)} : int64_t{position};
       const int64_t before = lastPlace;
       lastPlace = previous.empty() ? place : std::max(place, before);
-      EXPECT_TRUE(previous.empty() || place >= before + (node.isDeleted(i) ? 0 : 1))
-          << place << " after " << before;
+      demand(previous.empty() || place >= before + (node.isDeleted(i) ? 0 : 1));
       previous.assign(1, 'x');
       return;
     }
     const std::string key(reinterpret_cast<char*>(node.key(i)), this->keySize);
     if (!previous.empty()) {
       const bool equalAllowed = (this->flags & ZuTree::kDuplicates) != 0;
-      EXPECT_LE(this->keyCompare(previous.data(), key.data()), equalAllowed ? 0 : -1);
+      demand(this->keyCompare(previous.data(), key.data()) <= (equalAllowed ? 0 : -1));
     }
     previous = key;
   }
