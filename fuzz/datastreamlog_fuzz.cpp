@@ -8,6 +8,7 @@
 #include <cstdlib>
 #include <string>
 
+#include "fuzz/input.h"
 #include "zulib/net/internal/datastreamlog.h"
 #include "zulib/net/zuebcdic.h"
 
@@ -17,10 +18,6 @@ constexpr size_t kRowWidth = 8 * 3 + 1 + 8 * 2 + 1 + 8 * 2 + 1;
 constexpr size_t kAsciiAt = 8 * 3 + 1;
 constexpr size_t kEbcdicAt = kAsciiAt + 8 * 2 + 1;
 const std::string kHead = "header\nHEX\t\t\t\tASCII\t\t\tEBCDIC\n";
-
-void demand(bool holds) {
-  if (!holds) std::abort();
-}
 
 }  // namespace
 

@@ -1,4 +1,4 @@
-// MD5 by the vectors of RFC 1321, and messages of any number of bits beside a model of the padding.
+// MD5 of messages of any number of bits, beside a model of the padding over another implementation.
 
 #define OPENSSL_SUPPRESS_DEPRECATED
 
@@ -16,42 +16,11 @@ using Digest = std::array<uint32_t, 4>;
 
 // At an odd address, in a block of just its size.
 Digest digestOf(const std::string& bytes, unsigned long bits) {
-  const std::vector<char> message = [&] {
-    std::vector<char> copy(1, '?');
-    copy.insert(copy.end(), bytes.begin(), bytes.end());
-    return copy;
-  }();
+  std::vector<char> message(1, '?');
+  message.insert(message.end(), bytes.begin(), bytes.end());
   Digest digest;
   MD5(reinterpret_cast<const uint32_t*>(message.data() + 1), bits, digest.data());
   return digest;
-}
-
-std::string hexOf(const Digest& digest) {
-  std::string hex;
-  for (const uint32_t word : digest) {
-    for (int shift = 0; shift < 32; shift += 8) {
-      char two[3];
-      snprintf(two, sizeof two, "%02x", word >> shift & 0xFF);
-      hex += two;
-    }
-  }
-  return hex;
-}
-
-TEST(Md5, PublishedVectors) {
-  const std::string digits = "1234567890";
-  const std::pair<std::string, std::string> vectors[] = {
-      {"", "d41d8cd98f00b204e9800998ecf8427e"},
-      {"a", "0cc175b9c0f1b6a831c399e269772661"},
-      {"abc", "900150983cd24fb0d6963f7d28e17f72"},
-      {"message digest", "f96b697d7cb7938d525a2f31aaf161d0"},
-      {"abcdefghijklmnopqrstuvwxyz", "c3fcd3d76192e4007dfb496cca67e13b"},
-      {"ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789", "d174ab98d277d9f5a5611c2c9f419d9f"},
-      {digits + digits + digits + digits + digits + digits + digits + digits,
-       "57edf4a22be3c955ac49da2e2107b67a"},
-  };
-  for (const auto& [message, digest] : vectors)
-    EXPECT_EQ(hexOf(digestOf(message, 8 * message.size())), digest);
 }
 
 // The padded message as a text of "0" and "1", digested block by block.

@@ -1,11 +1,18 @@
-// Both pipes: what they make of every error number, what they do in which order, and their log.
+// Both pipes: what they make of every error number, what they do in which order, and their log; with bounded
+// runs of the fuzz targets, which abort where a pipe does not keep to its rules.
+
+#define LLVMFuzzerTestOneInput transferOnce
+#include "fuzz/transfer_fuzz.cpp"
+#undef LLVMFuzzerTestOneInput
+#define LLVMFuzzerTestOneInput readInPieces
+#include "fuzz/pipe_fuzz.cpp"
+#undef LLVMFuzzerTestOneInput
+#define LLVMFuzzerTestOneInput readLogBack
+#include "fuzz/datastreamlog_fuzz.cpp"
 
 #include <unicode/ucnv.h>
 
 #include <cerrno>
-#include <csignal>
-#include <random>
-#include <thread>
 
 #include "tests/net/errors.h"
 #include "tests/net/peer.h"
@@ -15,11 +22,10 @@
 #include "zulib/net/zutcpip.h"
 
 using namespace nettest;
+using namespace transferfuzz;
 using namespace std::chrono;
 
 namespace {
-
-using Bytes = std::vector<unsigned char>;
 
 // One interface to both, for what they have in common.
 ZuNetStatus write(ZuPipe& pipe, const std::string& data) {
@@ -148,92 +154,32 @@ TYPED_TEST(Pipes, NoMemoryForAConnection) {
   });
 }
 
-// A peer that closes, resets, dribbles or writes too much at any moment: every transfer ends with a status,
-// what came is what was sent, and nothing is written past the buffer.
-TYPED_TEST(Pipes, RandomPeers) {
-  std::mt19937 random(7);
-  for (int round = 0; round < 200 && !this->HasFailure(); ++round) {
-    this->open();
-    std::string sent;
-    std::string received;
-    bool ended = false;
-    while (!ended) {
-      const unsigned action = random() % 10;
-      if (action == 0) this->peer.abort();
-      if (action == 1) this->peer.hangUp();
-      ended = action <= 1;
-      if (!ended) {
-        std::string piece(1 + random() % 150, '\0');
-        for (char& c : piece) c = static_cast<char>(random());
-        this->peer.send(piece);
-        sent += piece;
-      }
-      const unsigned long want = 1 + random() % 100;
-      this->buffer[want] = 0xA5;
-      const ZuNetStatus status = read(this->pipe, this->buffer, want, &this->got);
-      EXPECT_LE(this->got, want);
-      EXPECT_EQ(this->buffer[want], 0xA5);
-      received.append(reinterpret_cast<char*>(this->buffer), this->got);
-      EXPECT_EQ(sent.compare(0, received.size(), received), 0);
-      if (status != netOk) {
-        EXPECT_EQ(status, netConnectionLost);
-        EXPECT_TRUE(ended);
-        EXPECT_FALSE(this->pipe.isConnected());
-      }
-      write(this->pipe, "x");
-    }
-    this->pipe.closePipe();
-    this->errors.take();
-  }
-}
-
-// The log as its description has it, by way of printf.
-std::string expectedLog(const std::string& header, const std::string& data) {
-  std::string log = header + "HEX\t\t\t\tASCII\t\t\tEBCDIC\n";
-  const auto cell = [&](size_t at, const char* format, const char* blank, auto&& shown) {
-    char text[8];
-    snprintf(text, sizeof text, format, at < data.size() ? shown(static_cast<unsigned char>(data[at])) : 0);
-    log += at < data.size() ? text : blank;
-  };
-  for (size_t row = 0; row <= data.size(); row += 8) {
-    for (size_t i = 0; i < 8; ++i) cell(row + i, "%.2X ", "   ", [](int c) { return c; });
-    log += "\t";
-    for (size_t i = 0; i < 8; ++i)
-      cell(row + i, "%c ", "  ", [](int c) { return c >= 32 && c <= 127 ? c : '.'; });
-    log += "\t";
-    for (size_t i = 0; i < 8; ++i) cell(row + i, "%c ", "  ", [](int c) { return ZuEbcdicToAscii(c); });
-    log += "\n";
-  }
-  return log + "\n";
-}
-
-TYPED_TEST(Pipes, TheLogByteForByte) {
+TYPED_TEST(Pipes, LogsEveryTransferToANewFile) {
   auto& pipe = this->pipe;
   const bool isOld = interfaceErrorOf(pipe) != 0;
+  const auto logOfA = [](const std::string& header) {
+    const auto cell = [](const std::string& shown, size_t width) {
+      return shown + std::string(8 * width - shown.size(), ' ');
+    };
+    return header + "HEX\t\t\t\tASCII\t\t\tEBCDIC\n" + cell("41 ", 3) + "\t" + cell("A ", 2) + "\t" +
+           cell(". ", 2) + "\n\n";
+  };
   ostest::writeFile("0.out", "kept");
   this->open();
   pipe.setLogging(1);
   pipe.setLogging(1);
-  std::string expected;
-  std::mt19937 random(5);
-  for (const size_t n : {1, 7, 8, 9, 16, 100}) {
-    std::string data(n, '\0');
-    for (char& c : data) c = static_cast<char>(random());
-    const std::string count = std::to_string(n);
-    EXPECT_EQ(write(pipe, data), netOk);
-    expected += expectedLog("Sending " + count + " bytes\n", data);
-    this->peer.send(data);
-    EXPECT_EQ(read(pipe, this->buffer, sizeof this->buffer, &this->got), netOk);
-    expected += expectedLog("Reading " + count + (isOld ? " bytes\n" : " bytes\r\n"), data);
-  }
+  EXPECT_EQ(write(pipe, "A"), netOk);
+  this->peer.send("A");
+  EXPECT_EQ(read(pipe, this->buffer, sizeof this->buffer, &this->got), netOk);
   this->peer.hangUp();
   EXPECT_EQ(read(pipe, this->buffer, sizeof this->buffer, &this->got), netConnectionLost);
   pipe.closePipe();
-  EXPECT_EQ(write(pipe, "late"), netConnectionLost);
-  expected += expectedLog("Sending 4 bytes\n", "late");
+  EXPECT_EQ(write(pipe, "A"), netConnectionLost);
   pipe.setLogging(0);
   EXPECT_EQ(write(pipe, "off"), netConnectionLost);
-  EXPECT_EQ(ostest::readFile("1.out"), expected);
+  EXPECT_EQ(ostest::readFile("1.out"), logOfA("Sending 1 bytes\n") +
+                                           logOfA(isOld ? "Reading 1 bytes\n" : "Reading 1 bytes\r\n") +
+                                           logOfA("Sending 1 bytes\n"));
   EXPECT_EQ(ostest::readFile("0.out"), "kept");
   pipe.setLogging(1);
   EXPECT_TRUE(ostest::fs::exists("2.out")) << "a new file each time";
@@ -261,6 +207,15 @@ TYPED_TEST(Pipes, ALogThatCannotBeWrittenDisturbsNothing) {
   EXPECT_EQ(this->errors.take(), "");
 }
 
+TEST(PipeModels, PiecesAndLogsOfAnyBytes) {
+  Dice dice(7);
+  for (int round = 0; round < 300; ++round) {
+    const std::vector<uint8_t> bytes = dice.bytes(1 + dice(600));
+    ASSERT_EQ(readInPieces(bytes.data(), bytes.size()), 0);
+    ASSERT_EQ(readLogBack(bytes.data(), bytes.size() % 130), 0);
+  }
+}
+
 // The table of the log beside ICU's: the letters, digits and signs of EBCDIC, and one sign of our own.
 TEST(EbcdicToAscii, AgreesWithTheCodePage) {
   UErrorCode problem = U_ZERO_ERROR;
@@ -281,111 +236,11 @@ TEST(EbcdicToAscii, AgreesWithTheCodePage) {
 
 // --- ZuPipe alone ---
 
-// A transport that does as a script says, and writes down what it was asked.
-struct Script {
-  struct Step {
-    unsigned short count;
-    unsigned error;
-  };
-  std::vector<Step> steps;
-  std::vector<int> asked;  // chunk lengths; negative for out-of-band data
-  int closeResult = 1;
-  int checkResult = 0;
-  unsigned checkError = 0;
-
-  unsigned short take(int length, unsigned* error) {
-    asked.push_back(length);
-    const Step step = asked.size() <= steps.size() ? steps[asked.size() - 1] : Step{0, EIO};
-    *error = step.error;
-    return step.count;
-  }
-} script;
-
-class ScriptedPipe : public ZuPipe {
- public:
-  ScriptedPipe() {
-    netFunctions.Read = [](void*, void*, unsigned short n, unsigned short same, unsigned short zero,
-                           unsigned* error) {
-      EXPECT_EQ(same, n);
-      EXPECT_EQ(zero, 0);
-      return script.take(n, error);
-    };
-    netFunctions.Write = [](void*, const void*, unsigned short n, unsigned* error) {
-      return script.take(n, error);
-    };
-    netFunctions.WriteOOB = [](void*, const void*, unsigned short n, unsigned* error) {
-      return script.take(-n, error);
-    };
-    netFunctions.Open = [](void*, const char*, unsigned*) { return 1; };
-    netFunctions.Close = [](void*, unsigned* error) {
-      *error = 99;
-      return script.closeResult;
-    };
-    netFunctions.CheckForData = [](void*, unsigned* hasData, unsigned* error) {
-      *hasData = 1;
-      *error = script.checkError;
-      return script.checkResult;
-    };
-    script = Script();
-    EXPECT_EQ(openPipe(bytes("any")), 0);
-  }
-  using ZuPipe::addNetLibError;
-  void setConnected() { connected = 1; }
-};
-
-// Transfers of any length against any transport, beside the rules told again in one loop.
-TEST(ScriptedTransport, ChunksAndResultsAgainstAModel) {
-  Errors errors;
-  std::mt19937 random(17);
-  const unsigned words[] = {EAGAIN, EPIPE, ECONNRESET, ETIME, ETIMEDOUT, EIO, EINTR};
-  const Bytes data(4 * 65535);
-  Bytes buffer(data.size());
-  ScriptedPipe pipe;
-  for (int round = 0; round < 3000 && !testing::Test::HasFailure(); ++round) {
-    const unsigned long near = random() % 4 * 65535 + random() % 5;
-    const unsigned long length = random() % 2 ? near - std::min(near, 2UL) : random() % data.size();
-    const bool reading = random() % 2;
-    const bool urgent = random() % 2;
-    script = Script();
-    pipe.setConnected();
-    std::vector<int> asked;
-    ZuNetStatus expected = netOk;
-    unsigned long total = 0;
-    std::string record;
-    for (unsigned long left = length;; left -= 65535) {
-      const int chunk = static_cast<int>(std::min(left, 65535UL));
-      const unsigned choice = random() % 8;
-      const unsigned word = choice == 0 ? words[random() % 7] : 0;
-      const auto count = static_cast<unsigned short>(choice == 1   ? random() % (chunk + 1)
-                                                     : choice == 2 ? 0
-                                                                   : chunk);
-      script.steps.push_back({count, word});
-      asked.push_back(reading || !urgent ? chunk : -chunk);
-      if (reading && word == EINTR) {
-        left += 65535;
-        continue;
-      }
-      if (word || (!reading && count < chunk)) {
-        const bool lost = word == EAGAIN || word == EPIPE || word == ECONNRESET;
-        const bool late = word == ETIME || word == ETIMEDOUT;
-        expected = lost ? netConnectionLost : late ? netTimeout : netError;
-        record = lost ? "7503 - 08S01" : late ? "" : "7500 " + std::to_string(word) + " 08S01";
-        break;
-      }
-      total += count;
-      if (count == 0 && chunk != 0) total = 0;
-      if (count < chunk || left < 65535) break;
-    }
-    unsigned long got = total;
-    unsigned long* where = random() % 4 ? &got : nullptr;
-    if (where) got = 77;
-    const ZuNetStatus status = reading ? pipe.readPipe(buffer.data(), length, 1, where)
-                                       : pipe.writePipe(data.data(), length, urgent);
-    EXPECT_EQ(status, expected);
-    EXPECT_EQ(script.asked, asked);
-    EXPECT_EQ(pipe.isConnected(), expected != netConnectionLost);
-    EXPECT_EQ(errors.take(), record);
-    EXPECT_EQ(got, reading || !where ? total : 77);
+TEST(ScriptedTransport, RandomTransfersLikeTheModel) {
+  Dice dice(17);
+  for (int round = 0; round < 3000; ++round) {
+    const std::vector<uint8_t> bytes = dice.bytes(40);
+    ASSERT_EQ(transferOnce(bytes.data(), bytes.size()), 0);
   }
 }
 
@@ -426,29 +281,6 @@ TEST(ScriptedTransport, PeekAndClose) {
 }
 
 using NewPipe = Pipes<ZuPipe>;
-
-TEST_F(NewPipe, LongTransfersInBothDirections) {
-  open();
-  for (const size_t length : {size_t{65536}, size_t{3 * 65535 + 1}, size_t{1000000}}) {
-    std::string data(length, '\0');
-    std::mt19937 random(static_cast<unsigned>(length));
-    for (char& c : data) c = static_cast<char>(random());
-    std::thread echo([&] {
-      EXPECT_EQ(peer.receive(length), data);
-      peer.send(data);
-    });
-    EXPECT_EQ(write(pipe, data), netOk);
-    Bytes reply(length);
-    for (unsigned long done = 0; done < length; done += got) {
-      // Not a multiple of 65535: the empty last chunk of such a read takes what is waiting for a lost
-      // connection.
-      const unsigned long want = std::min(length - done, 65534UL);
-      ASSERT_EQ(pipe.readPipe(reply.data() + done, want, 0, &got), netOk);
-    }
-    echo.join();
-    EXPECT_EQ(std::string(reply.begin(), reply.end()), data);
-  }
-}
 
 TEST_F(NewPipe, PeekSeesWhatWaits) {
   open();
