@@ -1,12 +1,12 @@
-// The line reader: random calls against a plain model over random files and small buffers, failures, and
-// files that change.
+// The line reader: a bounded run of the fuzz target, which aborts where it differs from its model, failures,
+// and files that change.
 
-#include "zulib/os/files/zufilebyline.h"
+#define LLVMFuzzerTestOneInput readLines
+#include "fuzz/filebyline_fuzz.cpp"
 
 #include <fcntl.h>
 #include <sys/stat.h>
 
-#include <random>
 #include <thread>
 
 #include "tests/os/support.h"
@@ -149,72 +149,13 @@ TEST_F(FileByLine, LinesBeyondFourGigabytes) {
   EXPECT_EQ(next(), "away\n");
 }
 
-// The rules over the whole text, for any state of the buffer, except that the model takes from the reader
-// where a line that is longer than the buffer is divided.
-TEST_F(FileByLine, RandomFilesAgainstAModel) {
-  std::mt19937 random(11);
-  for (int round = 0; round < 300 && !HasFailure(); ++round) {
-    std::string content;
-    for (unsigned n = random() % 200; n > 0; --n) content += "ab\n\r \0x"[random() % 7];
-    const unsigned long size = random() % 45;
-    const unsigned long room = std::max(size, 5UL);
-    open(content, size);
-    unsigned long at = 0, last = 0, unread = 0, previousUnread = 0;
-    bool withEol = true;
-    for (int step = 0; step < 60 && !HasFailure(); ++step) {
-      const unsigned choice = random() % 10;
-      if (choice == 0) {
-        at = random() % (content.size() + 20);
-        reader.setSeekOffset(static_cast<long long>(at));
-      } else if (choice == 1 && step > 0) {
-        reader.ungetLine();
-        at = last;
-        unread = previousUnread;
-      } else if (choice == 2) {
-        reader.seekToUnread();
-        at = unread;
-      } else if (choice == 3) {
-        withEol ? reader.resetReturnEol() : reader.setReturnEol();
-        withEol = !withEol;
-      } else if (choice == 4) {
-        at = 0;
-      }
-      const bool skipsBlank = choice == 5;
-      ASSERT_EQ(skipsBlank    ? reader.getNextNonBlankLine(&view)
-                : choice == 4 ? reader.getFirstLine(&view)
-                              : reader.getNextLine(&view),
-                0);
-      const std::string line = shown();
-      const auto found = static_cast<unsigned long>(reader.getPrevLineOffset());
-      if (skipsBlank && found > at) {  // all that was passed is blank
-        EXPECT_EQ(content.substr(at, found - at).find_first_not_of(" \n\r"), std::string::npos);
-        unread = std::max(unread, found);
-        at = found;
-      }
-      EXPECT_TRUE(!skipsBlank || reader.isEndOfFile() ||
-                  line.find_first_not_of(" \n\r") != std::string::npos);
-      const std::string rest = at < content.size() ? content.substr(at) : "";
-      const std::string whole =
-          rest.substr(0, rest.find('\n') == std::string::npos ? rest.size() : rest.find('\n') + 1);
-      const bool endsInFeed = !whole.empty() && whole.back() == '\n';
-      EXPECT_EQ(line, whole.substr(0, line.size()));
-      EXPECT_EQ(reader.isEndOfFile(), whole.empty());
-      EXPECT_EQ(reader.getPrevLineOffset(), static_cast<long long>(at));
-      last = at;
-      if (reader.isLineComplete()) {
-        EXPECT_EQ(line.size(), whole.size() - (endsInFeed && !withEol));
-        at += whole.size();
-      } else {
-        EXPECT_EQ(line.size(), room - 4);
-        EXPECT_GE(whole.size(), room);
-        at += line.size();
-      }
-      previousUnread = unread;
-      unread = std::max(unread, at);
-      EXPECT_EQ(reader.getNextLineOffset(), static_cast<long long>(at));
-    }
+TEST_F(FileByLine, RandomFilesLikeTheModel) {
+  Dice dice(11);
+  for (int round = 0; round < 600; ++round) {
+    std::vector<uint8_t> bytes = dice.bytes(66 + dice(200));
+    for (size_t i = 66; i < bytes.size(); ++i) bytes[i] = static_cast<uint8_t>("ab\n\r \0x"[bytes[i] % 7]);
+    ASSERT_EQ(readLines(bytes.data(), bytes.size()), 0) << round;
   }
-  reader.closeFile();
   EXPECT_EQ(reader.getNextLine(&view), 1);
   EXPECT_EQ(errors.take(), "1507");
 }

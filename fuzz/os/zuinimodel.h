@@ -1,8 +1,8 @@
 // The rules of profile files once more, byte by byte over a std::string and without regard to speed, for the
 // C locale. What the library does is compared with it.
 
-#ifndef ZULIB_TESTS_OS_ZUINI_MODEL_H
-#define ZULIB_TESTS_OS_ZUINI_MODEL_H
+#ifndef ZULIB_FUZZ_OS_ZUINIMODEL_H
+#define ZULIB_FUZZ_OS_ZUINIMODEL_H
 
 #include <strings.h>
 
