@@ -1,13 +1,15 @@
-// Search, folding, comparison, quoting, trimming and LIKE on narrow text, beside models that cut the text
-// into characters and look at nothing else.
+// Steps, search, folding, comparison, quoting, trimming and LIKE on narrow text, beside models that cut the
+// text into characters and look at nothing else.
 
 #include <algorithm>
 #include <climits>
 #include <cstdint>
 #include <cstdlib>
 
-#include "tests/text/support.h"
+#include "fuzz/text/plaintext.h"
+#include "zulib/text/zuchar.h"
 #include "zulib/text/zudbcs.h"
+#include "zulib/text/zustring.h"
 #include "zulib/text/zustringw.h"
 
 namespace narrowtext {
@@ -240,7 +242,52 @@ bool like(const std::string& value, const std::string& pattern, bool caseSensiti
   return expected;
 }
 
+void step(const std::string& s, zuCPType cp) {
+  const Characters characters = plainCharacters(s, cp);
+  const ExactBytes exact(s);
+  same(characters.size(), zuCharLen(exact.get(), exact.size(), cp));
+  same(characters.size(), zuCharLen(bytes(s), cp));
+  const unsigned long last = s.size() - (characters.empty() ? 0 : characters.back().size());
+  same(last, zuCharLast(exact.get(), exact.size(), cp));
+  same(bytes(s) + last, zuCharLast(bytes(s), cp));
+  if (cp != zuCPLocale) return;
+  unsigned long at = 0;
+  for (const std::string& character : characters) {
+    same(false, zuIs2ndByte(bytes(s), bytes(s) + at) != 0);
+    same(true, zuStrSBCSChar(bytes(s), bytes(s) + at, static_cast<unsigned char>(character[0])) != 0);
+    same(true, character.size() != 2 || zuIs2ndByte(bytes(s), bytes(s) + at + 1) != 0);
+    at += character.size();
+  }
+}
+
+// A view searches by character, and what a string quotes it takes out of the quotes again.
+void views(const std::string& s, zuCPType cp) {
+  const ExactBytes exact(s);
+  const ZuSubString view(exact.get(), exact.size(), cp);
+  const Characters characters = plainCharacters(s, cp);
+  unsigned long first = s.size(), second = s.size(), count = 0, at = 0;
+  for (const std::string& character : characters) {
+    if (character == "a" && count++ < 2) (count == 1 ? first : second) = at;
+    at += character.size();
+  }
+  same(first, view.findChar('a'));
+  same(second, view.findChar('a', first + 1));
+  same(first, view.findSubString(bytes("a")));
+  same(count, view.countChar('a'));
+  same(count != 0, view.isCharInStr('a') != 0);
+  // A character cut at the end would take the closing quote for its second byte.
+  const std::string last = characters.empty() ? "" : characters.back();
+  if (zuCharSize(bytes(last + "\xA2\xA2\xA2"), cp) > last.size()) return;
+  ZuString quoted;
+  ZuString out;
+  same(0, quoted.initialize(0ul, cp) | quoted.addQuotedBytes(view, '\''));
+  same(0, quoted.copyQuotedStr(&out));
+  same(s, text(out.asCStr()));
+}
+
 void all(const std::string& s, const std::string& other, zuCPType cp) {
+  step(s, cp);
+  views(s, cp);
   find(s, other, cp);
   findCi(s, other, cp);
   fold(s);

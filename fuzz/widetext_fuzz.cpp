@@ -4,7 +4,7 @@
 #include <cstdint>
 #include <cstdlib>
 
-#include "tests/text/support.h"
+#include "fuzz/text/plaintext.h"
 #include "zulib/text/zudbcs.h"
 
 namespace widetext {

@@ -1,4 +1,4 @@
-// Stepping, counting and classes of characters, in real encodings.
+// Stepping, counting and classes of characters, where narrowtext_fuzz.cpp does not reach.
 
 #include "zulib/text/zuchar.h"
 
@@ -12,34 +12,6 @@
 using namespace texttest;
 
 namespace {
-
-TEST(ZuChar, StepsWholeCharactersInEveryEncoding) {
-  std::mt19937 random(1);
-  for (const Encoding& encoding : encodings()) {
-    SCOPED_TRACE(encoding.locale);
-    const TestLocale locale(encoding.locale);
-    for (int round = 0; round < 500; ++round) {
-      const std::string s = randomText(random, encoding.pieces, 12);
-      const auto characters = plainCharacters(s, encoding.cp);
-      const ExactBytes exact(s);
-      EXPECT_EQ(characters.size(), zuCharLen(exact.get(), exact.size(), encoding.cp)) << s;
-      EXPECT_EQ(characters.size(), zuCharLen(bytes(s), encoding.cp)) << s;
-      const unsigned long last = s.size() - (characters.empty() ? 0 : characters.back().size());
-      EXPECT_EQ(last, zuCharLast(exact.get(), exact.size(), encoding.cp)) << s;
-      EXPECT_EQ(bytes(s) + last, zuCharLast(bytes(s), encoding.cp)) << s;
-      if (encoding.cp != zuCPLocale) continue;
-      unsigned long at = 0;
-      for (const std::string& character : characters) {
-        EXPECT_FALSE(zuIs2ndByte(bytes(s), bytes(s) + at)) << s;
-        EXPECT_TRUE(zuStrSBCSChar(bytes(s), bytes(s) + at, static_cast<unsigned char>(character[0]))) << s;
-        if (character.size() == 2) {
-          EXPECT_TRUE(zuIs2ndByte(bytes(s), bytes(s) + at + 1)) << s;
-        }
-        at += character.size();
-      }
-    }
-  }
-}
 
 TEST(ZuChar, ALocaleChangedBetweenCallsIsSeen) {
   const unsigned char hiraganaInEuc[] = {0xA4, 0xA2, 0};
