@@ -180,7 +180,7 @@ class Sentences {
     if (now == "[" || now == "{") {
       const size_t begin = i;
       alternatives(s, i, false);
-      const std::string closing = s[i++];
+      const std::string& closing = s[i++];
       unsigned times = closing == "}" || closing == "}+";
       if (closing != "}" && sentence.size() < room) times += random() % (closing == "]" ? 2 : 3);
       for (; times; --times) {

@@ -56,7 +56,7 @@ TEST_F(PgwireFaults, Logins) {
   EXPECT_EQ(tryLogin("UID=plainuser;PWD={secret};"), "plainuser");
   EXPECT_EQ(tryLogin(""), "HY000") << "no user";
 
-  KerberosRealm realm;
+  const KerberosRealm realm;
   realm.logIn();
   const char* keytab = getenv("KRB5_KTNAME");
   ASSERT_NE(keytab, nullptr);
@@ -76,7 +76,7 @@ TEST_F(PgwireFaults, Logins) {
 
 TEST_F(PgwireFaults, ServersThatDieAreSilentOrSendNonsense) {
   const auto states = [](const std::function<void(FakeServer::Peer)>& serve) {
-    FakeServer server(serve);
+    const FakeServer server(serve);
     OdbcConnection conn(SQL_CUR_USE_DRIVER);
     if (!SQL_SUCCEEDED(conn.connect(sourceAt(server.port())))) return "connect " + conn.states();
     OdbcStatement stmt(conn);
@@ -157,7 +157,7 @@ TEST_F(PgwireFaults, RandomServerBytes) {
       }
       if (bytes.size() <= keep + 1) break;
     }
-    FakeServer server([&](FakeServer::Peer peer) {
+    const FakeServer server([&](FakeServer::Peer peer) {
       peer.receive();
       peer.send(bytes);
       shutdown(peer.handle, SHUT_WR);
@@ -176,7 +176,7 @@ TEST_F(PgwireFaults, RandomServerBytes) {
       readPieces(stmt, 2, SQL_C_CHAR, 3);
       readPieces(stmt, 1, SQL_C_WCHAR, 40);
     }
-    EXPECT_TRUE(code != SQL_ERROR || stmt.states() != "");
+    EXPECT_TRUE(code != SQL_ERROR || !stmt.states().empty());
   }
 }
 

@@ -329,7 +329,7 @@ TEST_F(PgwireStatements, ResultsAndOutputsOfParameters) {
 }
 
 TEST_F(PgwireStatements, ResultsErrorsAndNoticesOfABatch) {
-  OdbcConnection conn(source(), SQL_CUR_USE_DRIVER);
+  const OdbcConnection conn(source(), SQL_CUR_USE_DRIVER);
   OdbcStatement stmt(conn);
   EXPECT_EQ(stmt.execute("create temp table t (a int); insert into t values (1), (2); select a from t; do "
                          "$$begin raise notice 'noted'; end$$; select 1/0"),
@@ -443,7 +443,7 @@ TEST_F(PgwireStatements, CatalogAndInformation) {
       "null, at timestamp(3)); "
       "create table child (p int references parent on delete cascade, word varchar(7) unique)");
   const auto rows = [&](SQLRETURN (*list)(SQLHSTMT), std::initializer_list<SQLUSMALLINT> columns) {
-    OdbcStatement stmt(conn);
+    const OdbcStatement stmt(conn);
     EXPECT_SQL(SQL_SUCCESS, stmt, list(stmt));
     std::string all;
     while (SQLFetch(stmt) == SQL_SUCCESS) {

@@ -63,7 +63,7 @@ std::string FakeServer::Peer::receive() const {
   return {buffer, n > 0 ? static_cast<std::size_t>(n) : 0};
 }
 
-FakeServer::FakeServer(std::function<void(Peer)> serve) : listener(socket(AF_INET, SOCK_STREAM, 0)) {
+FakeServer::FakeServer(const std::function<void(Peer)>& serve) : listener(socket(AF_INET, SOCK_STREAM, 0)) {
   sockaddr_in here{};
   here.sin_family = AF_INET;
   here.sin_addr.s_addr = htonl(INADDR_LOOPBACK);

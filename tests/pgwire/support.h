@@ -35,7 +35,7 @@ class FakeServer {
     std::string receive() const;
   };
 
-  explicit FakeServer(std::function<void(Peer)> serve);
+  explicit FakeServer(const std::function<void(Peer)>& serve);
   FakeServer(const FakeServer&) = delete;
   FakeServer& operator=(const FakeServer&) = delete;
   ~FakeServer();

@@ -48,7 +48,7 @@ TEST_F(StorageFaults, TmpFileReportsAndKeepsItsBytes) {
     ZuTmpFile store(4096, 0);
     std::string read(2048, 0);
     const bool good = writePages(store, 1, 4) && store.tmpLoseFocus() == 0 &&
-                store.tmpRead(2048, read.data(), 2048) == 0 && store.tmpTruncate(0) == 0;
+                      store.tmpRead(2048, read.data(), 2048) == 0 && store.tmpTruncate(0) == 0;
     EXPECT_EQ(takeError() == 0, good);
     EXPECT_EQ(good && read != kPage, false);
     faults.stop();

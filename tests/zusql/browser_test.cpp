@@ -1,6 +1,10 @@
 // The browser's state and long texts, beside plain models; no terminal.
 
+#include <gtest/gtest.h>
+
+#include <algorithm>
 #include <clocale>
+#include <optional>
 #include <random>
 
 #include "tools/zusql/browser/longtext.h"

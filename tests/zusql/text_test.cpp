@@ -1,5 +1,8 @@
 // The texts of zusql that need no data source: where statements end, formats, widths, connection strings.
 
+#include <gtest/gtest.h>
+
+#include <array>
 #include <clocale>
 #include <random>
 

@@ -89,7 +89,7 @@ int runSession(const Options& options) {
 
 }  // namespace
 
-int main(int argc, char** argv) {
+int main(int argc, char** argv) try {
   chooseLocale();
   Options options;
   CLI::App app(
@@ -102,4 +102,9 @@ int main(int argc, char** argv) {
   completeOptions(app, options);
   const CancelWatch watch;
   return runSession(options);
+} catch (const std::exception& failure) {
+  std::fprintf(stderr, "zusql: %s\n", failure.what());
+  return kStatementFailed;
+} catch (...) {
+  return kStatementFailed;
 }

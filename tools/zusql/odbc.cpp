@@ -158,16 +158,17 @@ std::vector<Column> Statement::columns() const {
   SQLSMALLINT count = 0;
   check(SQLNumResultCols(stmt, &count));
   std::vector<Column> all(static_cast<std::size_t>(count));
-  for (SQLUSMALLINT i = 0; i < all.size(); ++i) {
-    const auto number = static_cast<SQLUSMALLINT>(i + 1);
+  SQLUSMALLINT number = 0;
+  for (Column& column : all) {
+    ++number;
     std::array<SQLCHAR, 512> name{};
     SQLULEN size = 0;
     check(SQLDescribeCol(stmt, number, name.data(), static_cast<SQLSMALLINT>(name.size()), nullptr,
-                         &all[i].sqlType, &size, nullptr, nullptr));
-    all[i].name = textOf(name.data());
-    all[i].size = size;
-    all[i].displaySize = numberOf(stmt, number, SQL_DESC_DISPLAY_SIZE);
-    all[i].typeName = nameOf(stmt, number, SQL_DESC_TYPE_NAME);
+                         &column.sqlType, &size, nullptr, nullptr));
+    column.name = textOf(name.data());
+    column.size = size;
+    column.displaySize = numberOf(stmt, number, SQL_DESC_DISPLAY_SIZE);
+    column.typeName = nameOf(stmt, number, SQL_DESC_TYPE_NAME);
   }
   return all;
 }

@@ -8,7 +8,7 @@
 
 #include "tools/zusql/session.h"
 
-namespace CLI {
+namespace CLI {  // NOLINT(readability-identifier-naming): the parser's own
 class App;
 }
 
