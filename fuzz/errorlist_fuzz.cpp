@@ -12,7 +12,7 @@
 namespace errorfuzz {
 
 const unsigned char* u8(const char* text) { return reinterpret_cast<const unsigned char*>(text); }
-std::string textOf(ZuError* error) { return reinterpret_cast<const char*>(error->getErrorText()); }
+std::string textOf(ZuError& error) { return reinterpret_cast<const char*>(error.getErrorText()); }
 
 // A list for the life of a scope.
 class Pushed : public ZuErrorList {
@@ -27,7 +27,8 @@ class Pushed : public ZuErrorList {
     std::string all;
     for (unsigned long i = 0; i < getCount(); ++i) {
       auto* const error = static_cast<ZuError*>(at(i));
-      all += (error->isWarning() ? "w" : "e") + std::to_string(error->getErrorNumber()) + textOf(error) + " ";
+      all +=
+          (error->isWarning() ? "w" : "e") + std::to_string(error->getErrorNumber()) + textOf(*error) + " ";
     }
     return all;
   }

@@ -14,7 +14,6 @@ using namespace errorfuzz;
 
 const unsigned short* u16(const char16_t* text) { return reinterpret_cast<const unsigned short*>(text); }
 
-std::string textOf(ZuError& error) { return textOf(&error); }
 std::u16string wideTextOf(ZuError& error) { return reinterpret_cast<const char16_t*>(error.getErrorTextW()); }
 
 TEST(ErrorList, RandomCallsFollowTheModel) {
@@ -45,7 +44,7 @@ TEST(ErrorList, CatalogTextIsAppendedAtAPosition) {
   addError(10, u8("text"));
   appendTextToErrorAtPos(77, 0);
   appendTextToErrorAtPos(77, 1);
-  EXPECT_EQ(textOf(list.getFirstNode()), "text77") << "no catalog has 77";
+  EXPECT_EQ(textOf(*list.getFirstNode()), "text77") << "no catalog has 77";
 }
 
 TEST(Error, ParametersFillInOrderAndAppendedTextCountsAnew) {
@@ -129,7 +128,7 @@ TEST(ErrorList, ARecordThatCannotBeExtendedDoesNotKeepTheOthersFromIt) {
   list.resetOutOfMemory();
   std::string sizes;
   for (ZuError* error = list.getFirstNode(); error; error = list.getNextNode())
-    sizes += std::to_string(textOf(error).size()) + " ";
+    sizes += std::to_string(textOf(*error).size()) + " ";
   EXPECT_EQ(sizes, "4 2004 2004 ");
 }
 
