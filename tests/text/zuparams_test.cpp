@@ -104,6 +104,7 @@ TEST_F(TextTools, AFailedChainLeavesTheTextAlone) {
   });
 }
 
+// What dehexify_fuzz.cpp does not ask for: numbers, the error, and bytes that are doubled.
 TEST_F(TextTools, HexText) {
   for (unsigned long value = 1; value != 0; value <<= 1) {
     unsigned char text[40];
@@ -113,25 +114,12 @@ TEST_F(TextTools, HexText) {
     EXPECT_STREQ(reinterpret_cast<char*>(text), expected);
     std::snprintf(expected, sizeof expected, "%lX", value - 1);
     EXPECT_EQ(hexify(text, value - 1, 0), std::strlen(expected));
-    unsigned short wide[16];
-    EXPECT_EQ(wideHexify(wide, reinterpret_cast<unsigned char*>(&value), sizeof value), 4 * sizeof value);
-    unsigned long back = 0;
-    EXPECT_EQ(wideDehexify(reinterpret_cast<unsigned char*>(&back), wide, 2 * sizeof value), 0);
-    EXPECT_EQ(back, value);
   }
   unsigned char out[16] = {};
-  EXPECT_EQ(dehexify(out, u8("ABc"), 3), 0);
-  EXPECT_EQ(std::memcmp(out, "\xAB\xC0", 2), 0) << "an odd digit is a high half";
-  for (const char* bad : {"12g4", "12:4", "12@4", "12/4", "12`4"}) {
-    out[0] = 0;
-    EXPECT_EQ(dehexify(out, u8(bad), 4), 1);
-    EXPECT_EQ(number(), 2708);
-    EXPECT_EQ(out[0], 0x12);
-    EXPECT_FALSE(isHexString(u8(bad), 4));
-  }
+  EXPECT_EQ(dehexify(out, u8("12g4"), 4), 1);
+  EXPECT_EQ(number(), 2708);
+  EXPECT_EQ(out[0], 0x12);
   EXPECT_EQ(wideDehexify(out, u16(u"1\u0141"), 2), 1) << "a unit is not its low byte";
-  EXPECT_EQ(wideDehexify(out, u16(u"0\0c"), 3), 0) << "a zero unit is skipped";
-  EXPECT_EQ(out[0], 0x0C);
   unsigned long quarter = 0;
   EXPECT_EQ(dehexify(out, u8("27412742274227"), 14, 0x27, &quarter), 0);
   EXPECT_EQ(std::memcmp(out, "''A''B''B''", 11), 0);
