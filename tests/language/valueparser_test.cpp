@@ -30,9 +30,10 @@ class Attributes : public testing::Test {
 
   // "key=value|key=value", or the number and the first parameter of the error.
   template <class Parser, class Text>
-  std::string parse(const Text& text, unsigned duplicates) {
+  std::string parse(const Text& text, unsigned duplicates, bool isBraced) {
     const typename Parser::View view(text.data(), text.size());
     Parser parser(&view, ';', nullptr, duplicates);
+    if (isBraced) parser.setBracedValues();
     if (parser.initialize()) {
       const std::string message = reinterpret_cast<const char*>(errors.getLastError()->getErrorText());
       const auto digits = message.find_first_of("0123456789");
@@ -57,6 +58,7 @@ TEST_F(Attributes, OfEveryForm) {
     const char* text;
     const char* found;
     unsigned duplicates = 0;
+    bool isBraced = false;
   } cases[] = {
       {"", ""},
       {";;;", ""},
@@ -81,11 +83,14 @@ TEST_F(Attributes, OfEveryForm) {
       {"A", "2704@1"},
       {"A;B=1", "2704@1"},
       {"A=1;B C D", "2704@9"},
+      {"A={x;B=y}", "A={x|B=y}"},
+      {"A= {x;'y}}} ;B={};C={a} b ;D={;}", "A={x;'y}}}|B={}|C={a} b|D={;}", 0, true},
+      {"A=x{y;B='{';C={x}}", "2704@14", 0, true},
   };
   for (const auto& c : cases) {
     SCOPED_TRACE(c.text);
-    EXPECT_EQ(parse<ZuValueParser>(narrow(c.text), c.duplicates), c.found);
-    EXPECT_EQ(parse<ZuValueParserW>(wide(c.text), c.duplicates), c.found);
+    EXPECT_EQ(parse<ZuValueParser>(narrow(c.text), c.duplicates, c.isBraced), c.found);
+    EXPECT_EQ(parse<ZuValueParserW>(wide(c.text), c.duplicates, c.isBraced), c.found);
   }
 }
 
@@ -163,6 +168,7 @@ TEST_F(Attributes, RandomStringsComeBack) {
     ASSERT_EQ(plain(&text), expected);
 
     ZuValueParser read(&text, ';', nullptr, 0);
+    if (random() % 2) read.setBracedValues();
     ASSERT_EQ(read.initialize(), 0) << expected;
     ASSERT_EQ(read.getAttributeCount(), model.size()) << expected;
     // Ask for some of them; the others are reported in their order.

@@ -58,6 +58,21 @@ std::string_view bare(const ZuSubString& value) {
   return quoted ? text.substr(1, text.size() - 2) : text;
 }
 
+// Takes a value without its braces or quotes; inside of them the closing one is doubled.
+int assignBare(Text& to, const ZuSubString& value) {
+  const std::string_view inside = bare(value);
+  if (to.assign(inside)) return 1;
+  if (inside.size() == value.getLength()) return 0;
+  const char closing = inside.data()[inside.size()];
+  std::size_t n = 0;
+  for (std::size_t i = 0; i < to.size(); ++i) {
+    if (to[i] == closing && i + 1 < to.size() && to[i + 1] == closing) ++i;
+    to[n++] = to[i];
+  }
+  to.shorten(n);
+  return 0;
+}
+
 int setNumber(Settings& settings, const NumberKeyword& keyword, std::string_view value) {
   Text text;
   unsigned long number = 0;
@@ -82,11 +97,12 @@ int readConnectString(std::string_view text, Settings& settings) {
   const ZuSubString view = viewOf(text);
   ZuValueParser parser(&view, ';', nullptr, 1);
   parser.setQuotingChars('\'', '"', 0xFFFF);
+  parser.setBracedValues();
   if (parser.initialize()) return 1;
   for (const TextKeyword& keyword : kTexts) {
     for (const char* name : keyword.names) {
       const ZuSubString* value = name ? parser.getAttributeValue(bytes(name)) : nullptr;
-      if (value && (settings.*keyword.setting).assign(bare(*value))) return 1;
+      if (value && assignBare(settings.*keyword.setting, *value)) return 1;
     }
   }
   for (const NumberKeyword& keyword : kNumbers) {

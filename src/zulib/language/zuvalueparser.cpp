@@ -155,12 +155,43 @@ int ZuValueParserOf<Char>::attributeParse() {
     scanner.setScanString(value, rest);
     if constexpr (sizeof(Char) == 1) scanner.setCodePage(codePage);
   }
-  scanner.getDelimitedToken(token, separator);
+  if (getValueToken()) return 1;
   if (firstKeyword == FirstKeyword::None) {
     if (isWord(keyword, kDsn)) firstKeyword = FirstKeyword::Dsn;
     if (isWord(keyword, kDriver)) firstKeyword = FirstKeyword::Driver;
   }
   return valueParse();
+}
+
+template <class Char>
+int ZuValueParserOf<Char>::getValueToken() {
+  if (bracedValues) {
+    scanner.getToken(token, searchNormal);
+    if (isCode('{')) return getBracedToken();
+    scanner.unGetToken(token);
+  }
+  scanner.getDelimitedToken(token, separator);
+  return 0;
+}
+
+// The value that begins with the brace that was read, and what follows the closing one up to the separator.
+template <class Char>
+int ZuValueParserOf<Char>::getBracedToken() {
+  const unsigned long begin = token.getBegOfToken();
+  const View rest = viewOf(token.asPascalStr(), scanner.getStrLen() - begin);
+  unsigned long close = rest.findChar('}', 1);
+  while (close + 1 < rest.getLength() && rest[close + 1] == '}') close = rest.findChar('}', close + 2);
+  if (close == rest.getLength()) {
+    raiseParseError();
+    return 1;
+  }
+  Token after;
+  scanner.getToken(after, begin + close + 1, 0);
+  scanner.unGetToken(after);
+  scanner.getDelimitedToken(after, separator);
+  const unsigned long end = after.getLength() ? after.getBegOfToken() + after.getLength() : begin + close + 1;
+  scanner.getToken(token, begin, end - begin);
+  return 0;
 }
 
 // One or more words; the token after the last one stays current.
@@ -310,8 +341,10 @@ int ZuValueParserOf<Char>::addAttribute(const Char* newKeyword, unsigned long ke
   if (isNew && copyOf(key, newKeyword, keywordLength)) return 1;
   String* data = nullptr;
   bool failed = copyOf(data, value, valueLength) != 0;
-  if (!failed && (data->isCharInStr('\'') || data->isCharInStr('"') || data->isCharInStr(separator)))
-    failed = data->addQuotes('\'') != 0;
+  const bool isQuoted =
+      !failed && (data->isCharInStr('\'') || data->isCharInStr('"') || data->isCharInStr(separator) ||
+                  (bracedValues && valueLength && *value == '{'));
+  if (isQuoted) failed = data->addQuotes('\'') != 0;
   if (!failed && isNew) failed = attributes.addAssoc(key, data) != 0;
   if (failed) {
     delete key;

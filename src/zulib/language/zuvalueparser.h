@@ -15,6 +15,9 @@
 //   value              up to the next separator outside quotes, without the white space around it; may
 //                      be empty
 //
+// In a braced value, which setBracedValues allows, quotes and separators between the braces are characters as
+// others are, and "}}" is a "}". Without it a brace is nothing special.
+//
 // Keywords are found in any case. A value keeps its quotes. Of DSN and DRIVER the one that the string names
 // first counts, and the other is dropped. A keyword for the second time is an error, unless duplicates are
 // allowed or it is DRIVER; the first value stays.
@@ -69,6 +72,9 @@ class ZU_API ZuValueParserOf : public ZuObject {
   void setQuotingChars(unsigned short first, unsigned short second, unsigned short third);
   int setValidChars(const Char* text) { return scanner.setValidChars(text); }
   void resetValidChars() { scanner.resetValidChars(); }
+  // A value that begins with "{" reaches to its "}" at least, as ODBC writes values with special characters;
+  // one that is not closed is an error. Like quotes, the braces stay in the value.
+  void setBracedValues() { bracedValues = true; }
 
   // Parses the whole text. Call it once. A text that does not follow the language is error 2704 with the
   // offset of the token, or 2705 with the offset and the context name.
@@ -99,7 +105,8 @@ class ZU_API ZuValueParserOf : public ZuObject {
   const View* getAttributeKey(unsigned long index) const { return attributes.getSubKeyAtIndex(index); }
 
   // Adds an attribute, or replaces the value of the one under `keyword`, else of the one under `alternate`,
-  // whose keyword stays. A value with an apostrophe, a double quote or the separator is put in apostrophes.
+  // whose keyword stays. A value with an apostrophe, a double quote or the separator is put in apostrophes;
+  // with braced values also one that begins with "{".
   // The new attribute has no used mark until resetUnused or resizeUnused. `alternate` may be null.
   [[nodiscard]] int addAttribute(const Char* keyword, unsigned long keywordLength, const Char* value,
                                  unsigned long valueLength, const Char* alternate,
@@ -124,6 +131,8 @@ class ZU_API ZuValueParserOf : public ZuObject {
   [[nodiscard]] int failWith(unsigned short text, const View& first, const View* second);
   [[nodiscard]] int attributeParse();
   [[nodiscard]] int keywordParse();
+  [[nodiscard]] int getValueToken();
+  [[nodiscard]] int getBracedToken();
   [[nodiscard]] int valueParse();
   [[nodiscard]] int addParsed(const View& value);
   static unsigned tagOf(const View& key);
@@ -151,6 +160,7 @@ class ZU_API ZuValueParserOf : public ZuObject {
   ZuBitArray usedFlags;          // one bit for each attribute
   unsigned long unusedIndex = 0;
   unsigned allowDuplicates;
+  bool bracedValues = false;
   FirstKeyword firstKeyword = FirstKeyword::None;
 };
 

@@ -141,17 +141,11 @@ int ZuGrammar::compReduct(ZuLexer& lexer, ZuProduction* production) {
   for (const short wanted : {tokenColon, tokenColon, tokenEqual}) {
     if (compValidateToken(lexer, wanted)) return 1;
   }
-  Chain alternatives;
-  short code;
-  do {
-    ZuBNFElement* element;
-    if (compReductElement(lexer, &element)) return 1;
-    alternatives.addAlternative(element);
-    if (lexer.nextToken(&code, nullptr)) return 1;
-  } while (code == tokenBar);
-  if (code != tokenEnd) return 1;
-  production->setCompiledProduction(alternatives.release());
-  return 0;
+  ZuBNFElement* alternatives;
+  short after;
+  if (compAlternatives(lexer, &alternatives, &after)) return 1;
+  production->setCompiledProduction(alternatives);
+  return after == tokenEnd ? 0 : 1;
 }
 
 int ZuGrammar::compValidateToken(ZuLexer& lexer, short wanted) {
@@ -175,6 +169,19 @@ int ZuGrammar::compReductName(ZuLexer& lexer, ZuBNFElement* element) {
   }
   element->setTokenType(tokenWord);
   return element->setTokenString(text);
+}
+
+// Alternatives, and the token that ends them.
+int ZuGrammar::compAlternatives(ZuLexer& lexer, ZuBNFElement** found, short* after) {
+  Chain alternatives;
+  do {
+    ZuBNFElement* element;
+    if (compReductElement(lexer, &element)) return 1;
+    alternatives.addAlternative(element);
+    if (lexer.nextToken(after, nullptr)) return 1;
+  } while (*after == tokenBar);
+  *found = alternatives.release();
+  return 0;
 }
 
 // One alternative: groups and runs of terms, up to what cannot belong to it.
@@ -230,16 +237,9 @@ int ZuGrammar::compGroup(ZuLexer& lexer, short opening, ZuBNFElement* element) {
 }
 
 int ZuGrammar::compBraceContents(ZuLexer& lexer, ZuBNFElement** found) {
-  Chain alternatives;
-  short code;
-  do {
-    ZuBNFElement* element;
-    if (compReductElement(lexer, &element)) return 1;
-    alternatives.addAlternative(element);
-    if (lexer.nextToken(&code, nullptr)) return 1;
-  } while (code == tokenBar);
+  short after;
+  if (compAlternatives(lexer, found, &after)) return 1;
   lexer.backup();
-  *found = alternatives.release();
   return 0;
 }
 

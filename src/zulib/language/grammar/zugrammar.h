@@ -84,6 +84,7 @@ class ZU_API ZuGrammar : public ZuObject {
   static int compValidateToken(ZuLexer& lexer, short wanted);
   static int compReductName(ZuLexer& lexer, ZuBNFElement* element);
   int compReductElement(ZuLexer& lexer, ZuBNFElement** found);
+  int compAlternatives(ZuLexer& lexer, ZuBNFElement** found, short* after);
   int compGroup(ZuLexer& lexer, short opening, ZuBNFElement* element);
   int compBraceContents(ZuLexer& lexer, ZuBNFElement** found);
   static int compReductTerm(ZuLexer& lexer, ZuBNFElement** found);
