@@ -55,6 +55,16 @@ TYPED_TEST(Dictionaries, NumbersInTheOrderOfInsertion) {
   EXPECT_EQ(numbers.getIndexForKey(9ul), 3u);
 }
 
+TYPED_TEST(Dictionaries, CaseIsIgnoredFromTheCallOn) {
+  const typename TypeParam::Letter text[] = {'a', 'B'}, other[] = {'A', 'b'};
+  typename TypeParam::Hashed::Key key(text, 2), wanted(other, 2);
+  typename TypeParam::Hashed dictionary;
+  ASSERT_EQ(dictionary.initialize(4) | dictionary.addAssoc(&key, &key), 0);
+  EXPECT_FALSE(dictionary.doesExist(&wanted));
+  dictionary.setCaseInsensitive();
+  EXPECT_TRUE(dictionary.doesExist(&wanted) && dictionary.doesExist(&key));
+}
+
 TEST(Dictionary, AnEqualKeyTakesTheCellOfTheOldOne) {
   ZuDictionary dictionary;
   ASSERT_EQ(dictionary.initialize(10), 0);

@@ -1,5 +1,7 @@
 #include "zulib/collections/zudictionary.h"
 
+#include <cstring>
+
 #include "zulib/collections/internal/setprobe.h"
 
 namespace {
@@ -20,9 +22,31 @@ bool matches(const ZuAssociation& association, const Key* key, bool ignoreCase) 
   return ignoreCase ? association.isEqualCi(key) : association.isEqual(key);
 }
 
+// A hash of all of a text.
+std::uint32_t hashBytes(const void* text, unsigned long n) {
+  constexpr std::uint64_t kFactor = 0x9E3779B97F4A7C15;
+  std::uint64_t sum = n;
+  const auto* p = static_cast<const unsigned char*>(text);
+  for (std::uint64_t word = 0; n > 0; word = 0) {
+    const unsigned long taken = n < sizeof word ? n : sizeof word;
+    std::memcpy(&word, p, taken);
+    sum = (sum ^ word) * kFactor;
+    sum ^= sum >> 32;
+    p += taken;
+    n -= taken;
+  }
+  return static_cast<std::uint32_t>(sum);
+}
+
 }  // namespace
 
 // ---- hashed ----
+
+template <class Char>
+void ZuDictionaryOf<Char>::setCaseInsensitive() {
+  flags |= kCaseInsensitive;
+  markAgain();
+}
 
 template <class Char>
 ZuDictionaryOf<Char>::~ZuDictionaryOf() {
@@ -39,6 +63,19 @@ bool ZuDictionaryOf<Char>::areEqual(const void* stored, const void* wanted) cons
   const auto* one = static_cast<const ZuAssociation*>(stored);
   const auto* other = static_cast<const ZuAssociation*>(wanted);
   return flags & kCaseInsensitive ? one->isEqualCi(other) : one->isEqual(other);
+}
+
+// Names whose case does not matter may be equal with other bytes.
+template <class Char>
+std::uint32_t ZuDictionaryOf<Char>::markBits(const Key* key, std::uint32_t hash) const {
+  if (!key || flags & kCaseInsensitive) return hash;
+  return hashBytes(key->asPascalStr(), key->getLength() * sizeof(Char));
+}
+
+template <class Char>
+std::uint32_t ZuDictionaryOf<Char>::doMark(const void* value, std::uint32_t hash) const {
+  const auto& association = *static_cast<const ZuAssociation*>(value);
+  return markBits(subKeyOf(association, static_cast<const Key*>(nullptr)), hash);
 }
 
 template <class Char>
@@ -68,7 +105,7 @@ int ZuDictionaryOf<Char>::addAssoc(Key* key, ZuObject* data) {
 template <class Char>
 unsigned long ZuDictionaryOf<Char>::getIndexForKey(unsigned long key) const {
   const auto hash = static_cast<std::uint32_t>(key);
-  return zucollections::probe(marks, tableSize, startIndex(hash), hash,
+  return zucollections::probe(marks, tableSize, startIndex(hash), zucollections::OneMark(hash),
                               [&](unsigned long i) { return associationAt(i)->getIntKey() == key; });
 }
 
@@ -76,7 +113,9 @@ template <class Char>
 unsigned long ZuDictionaryOf<Char>::getIndexForKey(const Key* key) const {
   const bool ignoreCase = flags & kCaseInsensitive;
   const std::uint32_t hash = key->hash();
-  return zucollections::probe(marks, tableSize, startIndex(hash), hash,
+  // An association of a driver's own, without a view of its key, has the mark of its hash.
+  const zucollections::EitherMark wanted(markBits(key, hash), hash);
+  return zucollections::probe(marks, tableSize, startIndex(hash), wanted,
                               [&](unsigned long i) { return matches(*associationAt(i), key, ignoreCase); });
 }
 

@@ -10,12 +10,11 @@
 //   columns.deleteKeyAndData();                       // now they are deleted
 //
 // A dictionary owns its associations (zuassociation.h) and never, by its destructor, keys or data. Text keys
-// are hashed by ZuSubString::hash, the sum of the first five bytes (six units in the W forms), without regard
-// to case, so names
-// with a common prefix all collide. A look-up among 1,000 random names was measured at 230 ns, nine times
-// that of std::unordered_map; among "COLUMN_0" to "COLUMN_999", at 5.7 us, 245 times (rows dictionary_find
-// and dictionary_find_prefix of `./dev bench collections`). Large sets of such names belong in a
-// ZuSortedArray.
+// are hashed by ZuSubString::hash, the sum of the first five bytes (six units in the W forms) without regard
+// to case, so that names with a common prefix all begin their search at one cell, and the search passes all
+// that were added before. If case matters it compares only names that agree in a byte of a hash of the whole
+// name (rows dictionary_find and dictionary_find_prefix of `./dev bench collections`); docs/performance.md
+// has the figures. Large sets of names with a prefix belong in a ZuSortedArray.
 //
 // Functions that add return 0, or 1 with the dictionary as it was and the out-of-memory state of the thread
 // marked; keys and data are not touched then.
@@ -50,8 +49,8 @@ class ZU_API ZuDictionaryOf : public ZuSet {
   // Deletes the associations.
   ~ZuDictionaryOf() override;
 
-  // Text keys are compared without regard to case from here on. For an empty dictionary.
-  void setCaseInsensitive() { flags |= kCaseInsensitive; }
+  // Text keys are compared without regard to case from here on.
+  void setCaseInsensitive();
 
   // Adds a key, which must not be there yet: an equal one is put in the place of the old association, which
   // is then neither deleted nor reachable, and still counts. Ask `doesExist` first.
@@ -78,11 +77,13 @@ class ZU_API ZuDictionaryOf : public ZuSet {
   // Of ZuSet; both are associations.
   std::uint32_t doHash(const void* value) const override;
   bool areEqual(const void* stored, const void* wanted) const override;
+  std::uint32_t doMark(const void* value, uint32_t hash) const override;
 
  private:
   enum : unsigned char { kCaseInsensitive = 1 };
 
   int addNew(ZuAssociation* association);
+  std::uint32_t markBits(const Key* key, std::uint32_t hash) const;
   ZuAssociation* associationAt(unsigned long index) const { return static_cast<ZuAssociation*>(at(index)); }
   ZuAssociation* find(unsigned long key) const;
   ZuAssociation* find(const Key* key) const;

@@ -16,10 +16,12 @@ constexpr unsigned long kMostValues = ~0UL / 100;
 
 ZuSet::~ZuSet() { std::free(marks); }
 
+uint32_t ZuSet::doMark(const void*, uint32_t hash) const { return hash; }
+
 unsigned long ZuSet::findIndexOf(const void* value) const { return indexOf(doHash(value), value); }
 
 unsigned long ZuSet::indexOf(uint32_t hash, const void* value) const {
-  return probe(marks, tableSize, startIndex(hash), hash,
+  return probe(marks, tableSize, startIndex(hash), OneMark(doMark(value, hash)),
                [&](unsigned long i) { return areEqual(table.at(i), value); });
 }
 
@@ -32,7 +34,13 @@ void ZuSet::setMark(unsigned long index, unsigned char mark) {
 
 void ZuSet::store(unsigned long index, uint32_t hash, void* value) {
   table[index] = value;
-  setMark(index, value ? markOf(hash) : 0);
+  setMark(index, value ? markOf(doMark(value, hash)) : 0);
+}
+
+void ZuSet::markAgain() {
+  for (unsigned long i = 0; i < cells(); ++i) {
+    if (void* const value = at(i)) setMark(i, markOf(doMark(value, doHash(value))));
+  }
 }
 
 void ZuSet::clearCell(unsigned long index) { store(index, 0, nullptr); }
@@ -118,7 +126,8 @@ int ZuSet::resize(unsigned long n) {
     void* const value = old.at(i);
     if (!value) continue;
     const uint32_t hash = doHash(value);
-    store(probe(marks, tableSize, startIndex(hash), hash, [](unsigned long) { return false; }), hash, value);
+    const auto none = [](unsigned long) { return false; };
+    store(probe(marks, tableSize, startIndex(hash), OneMark(hash), none), hash, value);
     ++count;
   }
   return 0;

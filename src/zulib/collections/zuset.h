@@ -28,6 +28,10 @@ class ZU_API ZuSet : public ZuObject {
   virtual uint32_t doHash(const void* value) const = 0;
   virtual bool areEqual(const void* stored, const void* wanted) const = 0;
 
+  // Bits by which values of one hash are told apart before `areEqual` is asked; those of equal values must be
+  // equal. By themselves they are the hash.
+  virtual uint32_t doMark(const void* value, uint32_t hash) const;
+
   // Makes the set empty, with room for `n` values. 0, or 1 with the set as it was.
   [[nodiscard]] int initialize(unsigned long n);
 
@@ -71,6 +75,9 @@ class ZU_API ZuSet : public ZuObject {
  protected:
   // Cells of the table as it is: `setCapacity` alone changes tableSize.
   unsigned long cells() const { return table.getSizeOfArray(); }
+
+  // Marks all values anew, for a subclass that changes what it calls equal.
+  void markAgain();
 
   // Empties a cell, for a subclass that gives up all its values; it then sets count to 0. Emptying only
   // some cells would hide values below them.
