@@ -40,7 +40,7 @@ TEST_F(PgwireFaults, Logins) {
   EXPECT_EQ(tryLogin("UID=plainuser;PWD=wrong;"), "28P01");
   EXPECT_EQ(tryLogin("UID=plainuser;"), "28000");
   // The same login, asked for step by step.
-  OdbcConnection browsing(SQL_CUR_USE_DRIVER);
+  const OdbcConnection browsing(SQL_CUR_USE_DRIVER);
   std::string asked;
   SQLRETURN code = SQL_NEED_DATA;
   for (std::string in : {source(""), std::string("UID=plainuser"), std::string("PWD=secret")}) {

@@ -1,10 +1,8 @@
-// The texts of zusql that need no data source: where statements end, formats, widths, connection strings.
+// The texts of zusql that need no data source and no model: formats, widths, connection strings.
 
 #include <gtest/gtest.h>
 
-#include <array>
 #include <clocale>
-#include <random>
 
 #include "tools/zusql/connectionstring.h"
 #include "tools/zusql/display.h"
@@ -15,43 +13,6 @@
 namespace {
 
 using namespace zusql;
-
-using Random = std::mt19937;
-
-template <class Choices>
-auto oneOf(Random& random, const Choices& choices) {
-  return choices[std::uniform_int_distribution<std::size_t>(0, std::size(choices) - 1)(random)];
-}
-
-// Statements are made of pieces that each hold what could be taken for an end, and arrive in lines that are
-// cut at any blank.
-TEST(ZusqlText, StatementsEndOutsideOfQuotesAndComments) {
-  constexpr const char* kPieces[] = {
-      "select 1", "'a;b'",        "'it''s;'", "\"c;d\"", "`e;`", "/* ;\n' */",    "-- x; ' \"\n",
-      "$$;'$$",   "$t$ ; $$ $t$", "(a, b)",   "-",       "/",    "'two\nlines;'", "$1"};
-  for (unsigned seed = 1; seed <= 500; ++seed) {
-    Random random(seed);
-    std::vector<std::string> expected(1 + random() % 4);
-    std::string script;
-    for (std::string& sql : expected) {
-      sql = "x";
-      for (unsigned n = random() % 6; n > 0; --n)
-        sql += std::string(oneOf(random, std::array{" ", "\n"})) + oneOf(random, kPieces);
-      script += sql + ";" + oneOf(random, std::array{" ", "\n", "", "\n-- end; \n", " ; "});
-    }
-    StatementSplitter splitter;
-    std::vector<std::string> found;
-    for (std::size_t from = 0; from <= script.size();) {
-      const std::size_t end = std::min(script.find('\n', from), script.size());
-      for (std::string& sql : splitter.add(script.substr(from, end - from))) found.push_back(std::move(sql));
-      from = end + 1;
-    }
-    for (std::string& sql : found) sql.erase(0, sql.find('x'));
-    EXPECT_EQ(expected, found) << "seed " << seed << "\n" << script;
-    EXPECT_TRUE(splitter.isEmpty()) << splitter.pending();
-    EXPECT_EQ("", splitter.rest());
-  }
-}
 
 TEST(ZusqlText, SelectsOfOneTableAreKnown) {
   EXPECT_EQ(
@@ -66,45 +27,7 @@ TEST(ZusqlText, SelectsOfOneTableAreKnown) {
   }
 }
 
-// A reader of RFC 4180 for one record; a field without quotes that is empty is null.
-std::vector<Field> readCsv(const std::string& line) {
-  std::vector<Field> fields(1, Field{"", true});
-  for (std::size_t i = 0; i + 2 < line.size(); ++i) {
-    if (line[i] == ',') {
-      fields.push_back({"", true});
-    } else if (line[i] == '"') {
-      fields.back().isNull = false;
-      for (++i; line[i] != '"' || line[i + 1] == '"'; ++i) {
-        if (line[i] == '"') ++i;
-        fields.back().text += line[i];
-      }
-    } else {
-      fields.back().isNull = false;
-      fields.back().text += line[i];
-    }
-  }
-  return fields;
-}
-
-TEST(ZusqlText, CsvAndJsonKeepEveryText) {
-  constexpr const char* kPieces[] = {"", "a", ",", "\"", "\r\n", "\n", " ", "\\", "ä", "\xff", "\t", "\x01"};
-  Random random(1);
-  for (int i = 0; i < 500; ++i) {
-    std::vector<Field> fields(1 + random() % 4);
-    std::string line;
-    for (Field& field : fields) {
-      for (unsigned n = random() % 5; n > 0; --n) field.text += oneOf(random, kPieces);
-      field.isNull = field.text.empty() && random() % 2 == 0;
-      if (&field != fields.data()) line += ',';
-      if (!field.isNull) appendCsvField(line, field.text);
-    }
-    const std::vector<Field> read = readCsv(line + "\r\n");
-    ASSERT_EQ(fields.size(), read.size()) << line;
-    for (std::size_t f = 0; f < read.size(); ++f) {
-      EXPECT_EQ(fields[f].text, read[f].text) << line;
-      EXPECT_EQ(fields[f].isNull, read[f].isNull) << line;
-    }
-  }
+TEST(ZusqlText, JsonKeepsEveryText) {
   std::string json;
   appendJsonString(json, "a\"\\\n\x01ü\xff");
   EXPECT_EQ("\"a\\\"\\\\\\u000a\\u0001ü\xEF\xBF\xBD\"", json);
@@ -114,24 +37,12 @@ TEST(ZusqlText, CsvAndJsonKeepEveryText) {
     EXPECT_FALSE(isJsonNumber(other)) << other;
 }
 
-// Whatever the text and the columns: exactly so many columns, and nothing that a terminal would act on.
 TEST(ZusqlText, TextFitsItsColumns) {
   ASSERT_TRUE(std::setlocale(LC_CTYPE, "C.UTF-8"));
   EXPECT_EQ("a␛[31m␊", visible("a\x1b[31m\n"));
   EXPECT_EQ(4u, columnsOf("李雷"));
   EXPECT_EQ("李… ", fitted("李雷雷", 4, false));
   EXPECT_EQ("   1", fitted("1", 4, true));
-  constexpr const char* kPieces[] = {"a",    "李",     "e\u0301", "\x1b[2J",   "\xe6\x9d",
-                                     "\x7f", "\u0085", "ü",       "\U0001F600"};
-  Random random(2);
-  for (int i = 0; i < 1000; ++i) {
-    std::string text;
-    for (unsigned n = random() % 8; n > 0; --n) text += oneOf(random, kPieces);
-    const std::string shown = visible(text);
-    for (const char c : shown) EXPECT_TRUE(static_cast<unsigned char>(c) >= 0x20 && c != 0x7f) << text;
-    const std::size_t width = random() % 10;
-    EXPECT_EQ(width, columnsOf(fitted(shown, width, random() % 2 == 0))) << shown;
-  }
   EXPECT_EQ("-1,234,567", grouped(-1234567));
   EXPECT_EQ("999", grouped(999));
 }
