@@ -96,6 +96,7 @@ ZuParseState* ZuParseState::addState() {
 
 int ZuParseState::finish(unsigned long number) {
   index = number;
+  for (unsigned short& start : starts) start = static_cast<unsigned short>(transitionCount);
   std::free(searched);
   types = nullptr;
   searched = static_cast<ZuStateTransition**>(ramAlloc(transitionCount * (sizeof *searched + sizeof *types)));
@@ -106,6 +107,8 @@ int ZuParseState::finish(unsigned long number) {
   for (ZuStateTransition* t = transitions; t; t = t->nextTransition, ++i) {
     searched[i] = t;
     typeOf[i] = t->tokenType;
+    unsigned short& start = starts[static_cast<unsigned short>(t->tokenType) % kStarts];
+    if (start == transitionCount) start = static_cast<unsigned short>(i);
     takesEverything = takesEverything || t->tokenType == tokenLiteralContents;
   }
   if (!takesEverything) types = typeOf;
@@ -115,7 +118,7 @@ int ZuParseState::finish(unsigned long number) {
 int ZuParseState::nextState(short type, const unsigned char* text, ZuStateTransition** found,
                             short skip) const {
   if (types && type != tokenLiteralQuote) {
-    for (unsigned i = 0; i < transitionCount; ++i) {
+    for (unsigned i = starts[static_cast<unsigned short>(type) % kStarts]; i < transitionCount; ++i) {
       if (types[i] != type || (type == tokenWord && searched[i]->match(type, text))) continue;
       if (skip-- != 0) continue;
       *found = searched[i];

@@ -146,6 +146,9 @@ class ZU_API ZuParseState : public ZuObject {
   // null if one of them takes everything.
   ZuStateTransition** searched = nullptr;  // owned
   const short* types = nullptr;
+  static constexpr unsigned kStarts = 32;
+  // By token type modulo kStarts: the first transition with such a type, or their count.
+  unsigned short starts[kStarts] = {};
 };
 
 #endif

@@ -23,6 +23,12 @@ ZuParser::~ZuParser() {
   std::free(validFirstChars);
   std::free(validMiddleChars);
   std::free(validChars);
+  dropScratch();
+}
+
+void ZuParser::dropScratch() {
+  std::free(scratch);
+  scratch = nullptr;
 }
 
 int ZuParser::makeKeywords(const void* block) {
@@ -58,6 +64,7 @@ int ZuParser::init(const resourceElement* grammarRows, unsigned short grammarCou
 
 int ZuParser::init(const void* grammarBlock, const void* keywordBlock, zuCPType cp) {
   parserOk = 0;
+  dropScratch();
   delete grammar;
   delete keywords;
   grammar = nullptr;

@@ -93,6 +93,7 @@ class ZU_API ZuParser : public ZuObject {
  private:
   friend class ZuParseRun;
 
+  void dropScratch();
   int makeKeywords(const void* block);
   int setGrammar(ZuGrammar* made);
 
@@ -107,6 +108,8 @@ class ZU_API ZuParser : public ZuObject {
   unsigned char* validMiddleChars = nullptr;
   unsigned char* validChars = nullptr;
   unsigned long failPosition = 0;
+  // Memory of the last run for the next one, which needs not clear it then. Owned; null while a run has it.
+  unsigned long* scratch = nullptr;
   bool reductFailed = false;  // ReductProc of this class could not make a node
 };
 

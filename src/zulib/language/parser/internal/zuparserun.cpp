@@ -25,7 +25,16 @@ ZuParseRun::~ZuParseRun() {
   }
   delete spareNodes;
   std::free(choices);
-  std::free(reached);
+  if (scratch) {
+    scratch[kLastStretch] = lastStretch;
+    scratch[kLastPlace] = lastPlace;
+  }
+  // A run within a callback of this one may have left its own.
+  if (parser.scratch) {
+    std::free(scratch);
+  } else {
+    parser.scratch = scratch;
+  }
 }
 
 int ZuParseRun::parse(ZuReduction** result) {
@@ -47,22 +56,36 @@ int ZuParseRun::start() {
   state = goal->getParseTop();
   const unsigned long states = parser.grammar->getStateCount();
   if (finalState.finish(states)) return 1;
-  reached = static_cast<unsigned long*>(ramAllocZ(2 * (states + 1) * sizeof *reached));
+  if (takeScratch()) return 1;
   if (finalState.setOthers(nullptr)) return 1;
   finalState.getOthersState()->setAction(actionAccept, nullptr);
   stack = new ZuParseStackNode(&finalState, goal->getNumber(), nullptr);
   current = newReduction();
-  if (!stack || !current || !reached) return 1;
-  entered = reached + states + 1;
+  if (!stack || !current) return 1;
   stack->parseTop = state;
   stack->activation = ++lastActivation;
   parser.reductFailed = false;
   if (parser.quotesSet) lexer.setLiteralQuoteChars(parser.quote1, parser.quote2, parser.quote3);
   if (lexer.setValidChars(parser.validFirstChars, parser.validMiddleChars, parser.validChars)) return 1;
   if (lexer.nextToken(&token, &text)) return 1;
-  place = placeOfToken();
+  place = lastPlace = placeOfToken();
   stretch = ++lastStretch;
   entered[state->getIndex()] = place;
+  return 0;
+}
+
+int ZuParseRun::takeScratch() {
+  const unsigned long states = parser.grammar->getStateCount() + 1;
+  scratch = parser.scratch;
+  parser.scratch = nullptr;
+  if (!scratch) {
+    scratch = static_cast<unsigned long*>(ramAllocZ((kScratchNumbers + 2 * states) * sizeof *scratch));
+    if (!scratch) return 1;
+  }
+  lastStretch = scratch[kLastStretch];
+  firstPlace = lastPlace = scratch[kLastPlace];
+  reached = scratch + kScratchNumbers;
+  entered = reached + states;
   return 0;
 }
 
@@ -150,6 +173,7 @@ bool ZuParseRun::cannotPush(const ZuStateTransition* transition) {
 void ZuParseRun::moveToToken() {
   const unsigned long before = place;
   place = placeOfToken();
+  if (place > lastPlace) lastPlace = place;
   if (place != before) stretch = ++lastStretch;
 }
 
@@ -158,7 +182,10 @@ void ZuParseRun::moveToToken() {
 unsigned long ZuParseRun::placeOfToken() const {
   constexpr unsigned long kKinds = 3;
   const bool isEmptyWord = token == tokenWord && !*text;
-  return kKinds * lexer.getTokenPosition() + (token == tokenLiteralContents ? 3 : isEmptyWord ? 2 : 1);
+  return firstPlace + kKinds * lexer.getTokenPosition() +
+         (token == tokenLiteralContents ? 3
+          : isEmptyWord                 ? 2
+                                        : 1);
 }
 
 void ZuParseRun::parseFailed(short type, const unsigned char* t) {

@@ -25,6 +25,7 @@ class ZuParseRun {
   enum class Step { Go, Done, Failed };
 
   int start();
+  int takeScratch();
   Step step();
 
   int choose(ZuStateTransition** found);
@@ -73,13 +74,19 @@ class ZuParseRun {
   bool restoring = false;         // the path to the position is final: run it again
   bool noSave = false;            // this choice is noted already
 
+  // Memory that the parser keeps from one run to the next: the two numbers that its runs have used up, and
+  // the arrays below. No run meets a number of another one.
+  unsigned long* scratch = nullptr;  // owned
+  enum ScratchNumber { kLastStretch, kLastPlace, kScratchNumbers };
+
   // Paths that move without taking a token, for ever, are found by where they have been. A place is one token
   // of the text; a stretch is what one activation of a production does at one place. No number is used for
   // two of them, and 0 is none.
-  unsigned long* reached = nullptr;  // owned: by number of the state, the last stretch that came to it
-  unsigned long* entered =
-      nullptr;  // by number of its first state, the place where a production under way began
+  unsigned long* reached = nullptr;  // by number of the state, the last stretch that came to it
+  unsigned long* entered = nullptr;  // by number of its first state, where a production under way began
+  unsigned long firstPlace = 0;
   unsigned long place = 0;
+  unsigned long lastPlace = 0;
   unsigned long stretch = 0;
   unsigned long lastStretch = 0;
 
