@@ -1,13 +1,13 @@
 // Descriptor calls: what may change under a cursor, the bookmark record, the header, and a descriptor that
 // is shared between statements.
 
-#include "tests/cursor/entry_fixture.h"
 #include "tests/support/fault_allocator.h"
+#include "tests/support/scripted_fixture.h"
 #include "zulib/cursor/internal/bindings.h"
 
 namespace {
 
-class Descriptors : public EntryTest {
+class Descriptors : public ScriptedTest {
  protected:
   static SQLRETURN set(SQLHDESC desc, SQLSMALLINT record, SQLSMALLINT field, const void* value) {
     return SQLSetDescField(desc, record, field, const_cast<void*>(value), 0);
@@ -157,8 +157,7 @@ TEST_F(Descriptors, TheHeaderAndTheBookmarkRecordAreTheLibrarysOwn) {
 }
 
 TEST_F(Descriptors, AnExplicitOneUnderACursor) {
-  SQLHDESC shared = SQL_NULL_HDESC;
-  ASSERT_SQL(SQL_SUCCESS, conn, SQLAllocHandle(SQL_HANDLE_DESC, conn, &shared));
+  const SQLHDESC shared = newDescriptor();
   auto drop = std::make_unique<OdbcStatement>(conn);
   OdbcStatement& other = *drop;
   SQLINTEGER id = 0, moved = 0, bound = 0;
@@ -174,8 +173,7 @@ TEST_F(Descriptors, AnExplicitOneUnderACursor) {
     EXPECT_SQL(SQL_ERROR, stmt, stmt.set(attribute, shared));
   for (const SQLRETURN rc :
        {SQLBindCol(other, 2, SQL_C_SLONG, &bound, 4, nullptr), SQLFreeStmt(other, SQL_UNBIND)})
-    EXPECT_EQ(SQL_ERROR, rc);
-  EXPECT_EQ("HY011", other.states());
+    EXPECT_EQ("HY011", refusal(other, rc));
 
   EXPECT_EQ(SQL_SUCCESS, set(shared, 1, SQL_DESC_DATA_PTR, &moved)) << states(shared);
   fetch();

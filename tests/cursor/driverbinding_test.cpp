@@ -1,20 +1,16 @@
 // What the driver is bound to: never to memory that has been freed, never to the application's while a cursor
 // exists, and to the application's again afterwards.
 
-#include "tests/cursor/entry_fixture.h"
+#include "tests/support/scripted_fixture.h"
 #include "zuodbc/bindinfo.h"
 
 namespace {
 
-class DriverBinding : public EntryTest {
+class DriverBinding : public ScriptedTest {
  protected:
-  explicit DriverBinding(ScriptedVariant variant = ScriptedVariant::Odbc3) : EntryTest(variant) {
+  explicit DriverBinding(ScriptedVariant variant = ScriptedVariant::Odbc3)
+      : ScriptedTest({.variant = variant}) {
     script.answers["none"] = ScriptAnswer{scriptedRows(1).columns, {}, -1, {}};
-  }
-  SQLHDESC explicitDescriptor() {
-    SQLHDESC desc = SQL_NULL_HDESC;
-    EXPECT_EQ(SQL_SUCCESS, SQLAllocHandle(SQL_HANDLE_DESC, conn, &desc));
-    return desc;
   }
 
   OdbcStatement stmt{conn};
@@ -29,7 +25,7 @@ TEST_F(DriverBinding, SurvivesADriverThatRefusesToUnbind) {
       for (int nth = 1; nth <= 3; ++nth) {
         SCOPED_TRACE(function + std::to_string(nth) + (ownDescriptor ? " own" : ""));
         auto by = std::make_unique<OdbcStatement>(conn);
-        if (ownDescriptor) by->set(SQL_ATTR_APP_ROW_DESC, explicitDescriptor());
+        if (ownDescriptor) by->set(SQL_ATTR_APP_ROW_DESC, newDescriptor());
         by->makeScrollable(1);
         Rowset rows(*by, 1);
         ASSERT_SQL(SQL_SUCCESS, *by, by->execute("select"));
@@ -70,13 +66,12 @@ TEST_F(DriverBinding, EveryFixedTypeHasItsSize) {
   char unknown[8];
   ASSERT_SQL(SQL_SUCCESS, stmt, SQLBindCol(stmt, 2, 0x4001, unknown, 0, nullptr));
   ASSERT_SQL(SQL_SUCCESS, stmt, stmt.execute("select"));
-  EXPECT_SQL(SQL_ERROR, stmt, SQLFetchScroll(stmt, SQL_FETCH_NEXT, 0));
-  EXPECT_EQ("HY021", stmt.states());
+  EXPECT_EQ("HY021", refusal(stmt, SQLFetchScroll(stmt, SQL_FETCH_NEXT, 0)));
 }
 
 TEST_F(DriverBinding, DescriptorsAreNotCopiedUnderACursor) {
   SQLINTEGER id = 0, moved = 0;
-  SQLHDESC shared = explicitDescriptor(), spare = explicitDescriptor();
+  SQLHDESC shared = newDescriptor(), spare = newDescriptor();
   OdbcStatement other(conn), own(conn);
   for (OdbcStatement* user : {&stmt, &other})
     ASSERT_SQL(SQL_SUCCESS, *user, user->set(SQL_ATTR_APP_ROW_DESC, shared));
@@ -88,8 +83,7 @@ TEST_F(DriverBinding, DescriptorsAreNotCopiedUnderACursor) {
   const SQLHDESC implicit = descriptor(own, SQL_ATTR_APP_ROW_DESC);
   const std::pair<SQLHDESC, SQLHDESC> refused[] = {{spare, shared}, {spare, implicit}, {implicit, spare}};
   for (const auto& [from, to] : refused) {
-    EXPECT_EQ(SQL_ERROR, SQLCopyDesc(from, to));
-    EXPECT_EQ("HY011", sqlstates(SQL_HANDLE_DESC, to));
+    EXPECT_EQ("HY011", refusal(SQL_HANDLE_DESC, to, SQLCopyDesc(from, to)));
   }
   EXPECT_EQ(SQL_SUCCESS, SQLCopyDesc(shared, spare));  // its driver side is the application's
 
@@ -107,11 +101,9 @@ TEST_F(DriverBinding, SetUpRefusesAndCanBeTriedAgain) {
   script.answers["update"] = ScriptAnswer{};
   SQLINTEGER id = 0;
   ASSERT_SQL(SQL_SUCCESS, stmt, stmt.execute("select"));
-  EXPECT_SQL(SQL_ERROR, stmt, SQLFetchScroll(stmt, SQL_FETCH_NEXT, 0));
-  EXPECT_EQ("HY010", stmt.states());  // nothing is bound
+  EXPECT_EQ("HY010", refusal(stmt, SQLFetchScroll(stmt, SQL_FETCH_NEXT, 0)));  // nothing is bound
   SQLBindCol(stmt, 3, SQL_C_SLONG, &id, 0, nullptr);
-  EXPECT_SQL(SQL_ERROR, stmt, SQLFetchScroll(stmt, SQL_FETCH_NEXT, 0));
-  EXPECT_EQ("07009", stmt.states());
+  EXPECT_EQ("07009", refusal(stmt, SQLFetchScroll(stmt, SQL_FETCH_NEXT, 0)));
   SQLFreeStmt(stmt, SQL_CLOSE);
   SQLBindCol(stmt, 3, SQL_C_SLONG, nullptr, 0, nullptr);
   SQLBindCol(stmt, 1, SQL_C_SLONG, &id, 0, nullptr);
@@ -155,7 +147,7 @@ TEST_F(DriverBinding, HoldsOneRowInADriverOfVersion2WithDescriptors) {
 
 // The driver is still executing what the set-up of a cursor asked it: the application repeats its own call.
 TEST_F(DriverBinding, APendingCallOfTheSetUpIsTheFetch) {
-  const SQLHDESC own = explicitDescriptor();
+  const SQLHDESC own = newDescriptor();
   ASSERT_SQL(SQL_SUCCESS, stmt, stmt.set(SQL_ATTR_APP_ROW_DESC, own));
   stmt.makeScrollable(2);
   Rowset rows(stmt, 2);
@@ -193,7 +185,7 @@ class WithoutCopies : public DriverBinding {
 // The driver has one set of bindings for both statements, and the first cursor has it.
 TEST_F(WithoutCopies, ASharedDescriptorServesOneCursor) {
   SQLINTEGER id = 0;
-  SQLHDESC shared = explicitDescriptor();
+  SQLHDESC shared = newDescriptor();
   OdbcStatement other(conn);
   for (OdbcStatement* user : {&stmt, &other}) {
     ASSERT_SQL(SQL_SUCCESS, *user, user->set(SQL_ATTR_APP_ROW_DESC, shared));
@@ -201,12 +193,9 @@ TEST_F(WithoutCopies, ASharedDescriptorServesOneCursor) {
   }
   ASSERT_SQL(SQL_SUCCESS, stmt, SQLBindCol(stmt, 1, SQL_C_SLONG, &id, 4, nullptr));
   ASSERT_SQL(SQL_SUCCESS, stmt, SQLFetchScroll(stmt, SQL_FETCH_NEXT, 0));
-  EXPECT_EQ(SQL_ERROR, SQLFreeHandle(SQL_HANDLE_DESC, shared));
-  EXPECT_EQ("HYC00", sqlstates(SQL_HANDLE_DESC, shared));
-  EXPECT_SQL(SQL_ERROR, other, SQLFetch(other));
-  EXPECT_EQ("HY010", other.states());
-  EXPECT_SQL(SQL_ERROR, other, SQLFetchScroll(other, SQL_FETCH_NEXT, 0));
-  EXPECT_EQ("HY011", other.states());
+  EXPECT_EQ("HYC00", refusal(SQL_HANDLE_DESC, shared, SQLFreeHandle(SQL_HANDLE_DESC, shared)));
+  EXPECT_EQ("HY010", refusal(other, SQLFetch(other)));
+  EXPECT_EQ("HY011", refusal(other, SQLFetchScroll(other, SQL_FETCH_NEXT, 0)));
   ASSERT_SQL(SQL_SUCCESS, stmt, SQLFetchScroll(stmt, SQL_FETCH_NEXT, 0));
   EXPECT_EQ(2, id);
   EXPECT_SQL(SQL_SUCCESS, stmt, SQLCloseCursor(stmt));

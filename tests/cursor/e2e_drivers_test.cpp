@@ -1,25 +1,13 @@
 // The cursor library over drivers of every ODBC version: which calls reach the driver in which form, when the
 // library scrolls, and how it adapts to a driver's limits.
 
-#include <algorithm>
-
-#include "tests/support/odbc_fixture.h"
-#include "tests/support/rowset.h"
-#include "tests/support/scripted_driver.h"
+#include "tests/support/scripted_fixture.h"
 
 namespace {
 
-class AnyDriver : public testing::TestWithParam<ScriptedVariant> {
+class AnyDriver : public ScriptedTest, public testing::WithParamInterface<ScriptedVariant> {
  protected:
-  AnyDriver() : driver(GetParam(), script), connection(SQL_CUR_USE_ODBC) {
-    script.answers["select"] = scriptedRows(9);
-  }
-
-  void connect() { ASSERT_SQL(SQL_SUCCESS, connection, connection.connect(driver.connectionString())); }
-
-  DriverScript script;
-  ScriptedDriver driver;
-  OdbcConnection connection;
+  AnyDriver() : ScriptedTest({.variant = GetParam()}) { script.answers["select"] = scriptedRows(9); }
 };
 
 INSTANTIATE_TEST_SUITE_P(Variants, AnyDriver,
@@ -28,15 +16,13 @@ INSTANTIATE_TEST_SUITE_P(Variants, AnyDriver,
 
 // A driver with one active statement: the open result is read to its end before the next statement runs.
 TEST_P(AnyDriver, MakesRoomForASecondStatement) {
-  script.oneActiveStatement = true;
-  script.info[SQL_ACTIVE_STATEMENTS] = SQLUSMALLINT{1};
   script.answers["select id, name, note from t WHERE"] = {
       {{"id"}, {"name", SQL_VARCHAR, 20}, {"note", SQL_VARCHAR, 20}},
       {{{"2", "row 2", "a note"}, {}}},
       -1,
       {}};
-  connect();
-  OdbcStatement stmt(connection);
+  takeOneStatementAtATime();
+  OdbcStatement stmt(conn);
   stmt.makeScrollable();
   EXPECT_SQL(SQL_SUCCESS, stmt, stmt.setName("C1"));
   Rowset rows(stmt, 2);
@@ -44,7 +30,7 @@ TEST_P(AnyDriver, MakesRoomForASecondStatement) {
   ASSERT_SQL(SQL_SUCCESS, stmt, rows.fetch(SQL_FETCH_NEXT));
   EXPECT_EQ(2, script.count("SQLFetch"));
 
-  OdbcStatement writer(connection);
+  OdbcStatement writer(conn);
   EXPECT_SQL(SQL_SUCCESS, writer, writer.execute("delete from u"));
   EXPECT_EQ(10, script.count("SQLFetch"));
   EXPECT_SQL(SQL_SUCCESS, stmt, rows.fetch(SQL_FETCH_NEXT));
@@ -70,7 +56,7 @@ TEST_P(AnyDriver, EndsTransactionsAsTheDriverDoes) {
       const bool commits = completion == SQL_COMMIT;
       script.info[SQL_CURSOR_COMMIT_BEHAVIOR] = commits ? behaviour : SQLUSMALLINT{SQL_CB_PRESERVE};
       script.info[SQL_CURSOR_ROLLBACK_BEHAVIOR] = commits ? SQLUSMALLINT{SQL_CB_PRESERVE} : behaviour;
-      OdbcConnection conn(driver.connectionString());
+      reconnect();
       EXPECT_SQL(SQL_SUCCESS, conn, conn.setAutocommit(false));
       OdbcStatement stmt(conn);
       stmt.makeScrollable();
@@ -81,6 +67,11 @@ TEST_P(AnyDriver, EndsTransactionsAsTheDriverDoes) {
       EXPECT_SQL(SQL_SUCCESS, conn, conn.endTransaction(commits ? SQL_ROLLBACK : SQL_COMMIT));
       EXPECT_SQL(SQL_SUCCESS, stmt, rows.fetch(SQL_FETCH_NEXT));  // the other end leaves all as it was
       EXPECT_EQ(rowTexts(4, 6), rows.text());
+      script.counts.clear();
+      script.faults = {{"SQLEndTran", 1, SQL_ERROR, "40001"}, {"SQLTransact", 1, SQL_ERROR, "40001"}};
+      EXPECT_EQ("40001", refusal(conn, conn.endTransaction(completion)));  // ends nothing
+      EXPECT_SQL(SQL_SUCCESS, stmt, rows.fetch(SQL_FETCH_NEXT));
+      EXPECT_EQ(rowTexts(7, 9), rows.text());
 
       EXPECT_SQL(SQL_SUCCESS, conn, conn.endTransaction(completion));
       const bool preserved = behaviour == SQL_CB_PRESERVE;
@@ -106,23 +97,21 @@ TEST(CursorChoice, DecidesWhoScrolls) {
   };
   for (const auto& one : cases) {
     SCOPED_TRACE(one.what);
-    DriverScript script;
-    script.answers["select"] = scriptedRows(3);
+    ScriptedConnection over({.cursors = one.choice});
     if (one.driverScrolls) {
-      script.info[SQL_SCROLL_OPTIONS] = SQLUINTEGER{SQL_SO_FORWARD_ONLY | SQL_SO_STATIC};
-      script.info[SQL_FETCH_DIRECTION] =
+      over.script.info[SQL_SCROLL_OPTIONS] = SQLUINTEGER{SQL_SO_FORWARD_ONLY | SQL_SO_STATIC};
+      over.script.info[SQL_FETCH_DIRECTION] =
           SQLUINTEGER{SQL_FD_FETCH_NEXT | SQL_FD_FETCH_PRIOR | SQL_FD_FETCH_ABSOLUTE};
-      script.info[SQL_STATIC_CURSOR_ATTRIBUTES1] =
+      over.script.info[SQL_STATIC_CURSOR_ATTRIBUTES1] =
           SQLUINTEGER{SQL_CA1_NEXT | SQL_CA1_ABSOLUTE | SQL_CA1_RELATIVE};
+      over.reconnect();
     }
-    const ScriptedDriver driver(ScriptedVariant::Odbc3, script);
-    const OdbcConnection connection(driver.connectionString(), one.choice);
-    OdbcStatement stmt(connection);
+    OdbcStatement stmt(over.conn);
     stmt.set(SQL_ATTR_CURSOR_TYPE, SQL_CURSOR_STATIC);  // this driver refuses it, whatever it said
     Rowset rows(stmt, 2);
     ASSERT_SQL(SQL_SUCCESS, stmt, stmt.execute("select id, name from t"));
     EXPECT_SQL(one.libraryAnswers ? SQL_SUCCESS : SQL_ERROR, stmt, rows.fetch(SQL_FETCH_LAST));
-    EXPECT_EQ(one.libraryAnswers ? 0 : 1, script.count("SQLFetchScroll"));
+    EXPECT_EQ(one.libraryAnswers ? 0 : 1, over.script.count("SQLFetchScroll"));
   }
 }
 

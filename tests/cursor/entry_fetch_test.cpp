@@ -1,14 +1,14 @@
 // Fetch functions beside each other, bindings under an open cursor, and the end of cursors.
 
-#include "tests/cursor/entry_fixture.h"
+#include "tests/support/scripted_fixture.h"
 #include "zulib/cursor/entry/cursorlib.h"
 #include "zulib/cursor/internal/bindings.h"
 
 namespace {
 
-class EntryFetch : public EntryTest {
+class EntryFetch : public ScriptedTest {
  protected:
-  EntryFetch() : EntryTest(ScriptedVariant::Odbc3, SQL_CB_CLOSE) {}
+  EntryFetch() : ScriptedTest({.behaviour = SQL_CB_CLOSE}) {}
 
   OdbcStatement stmt{conn};
 };
@@ -34,8 +34,7 @@ TEST_F(EntryFetch, FunctionsExcludeEachOtherUntilTheResultEnds) {
       EXPECT_NE(SQL_ERROR, fetch(first, direction));
       for (int other = 0; other < 3; ++other) {
         if (other == first) continue;
-        EXPECT_SQL(SQL_ERROR, stmt, fetch(other, direction));
-        EXPECT_EQ("HY010", stmt.states());
+        EXPECT_EQ("HY010", refusal(stmt, fetch(other, direction)));
       }
       SQLINTEGER value = 0;
       const SQLRETURN read = SQLGetData(stmt, 1, SQL_C_SLONG, &value, 0, nullptr);
@@ -70,8 +69,7 @@ TEST_F(EntryFetch, AnOpenCursorTakesNewAddressesOnly) {
   const auto bind = [&](SQLUSMALLINT column, SQLSMALLINT type, void* data, SQLLEN length) {
     return SQLBindCol(stmt, column, type, data, length, nullptr);
   };
-  EXPECT_SQL(SQL_ERROR, stmt, bind(0, SQL_C_BOOKMARK, ids, 4));
-  EXPECT_EQ("07009", stmt.states());
+  EXPECT_EQ("07009", refusal(stmt, bind(0, SQL_C_BOOKMARK, ids, 4)));
   ASSERT_SQL(SQL_SUCCESS, stmt, bind(1, SQL_C_LONG, ids, 0));
   ASSERT_SQL(SQL_SUCCESS, stmt, stmt.execute("select"));
   ASSERT_SQL(SQL_SUCCESS, stmt, SQLFetchScroll(stmt, SQL_FETCH_NEXT, 0));
@@ -80,8 +78,7 @@ TEST_F(EntryFetch, AnOpenCursorTakesNewAddressesOnly) {
   const int bound = script.count("SQLBindCol");
   for (const SQLRETURN refused : {bind(1, SQL_C_SHORT, others, 0), bind(2, SQL_C_LONG, others, 4),
                                   SQLFreeStmt(stmt, SQL_UNBIND), stmt.set(SQL_ATTR_ROW_BIND_TYPE, 8)})
-    EXPECT_EQ(SQL_ERROR, refused);
-  EXPECT_EQ("HY011", stmt.states());
+    EXPECT_EQ("HY011", refusal(stmt, refused));
   // A fixed size has no other length, and the column has a default type.
   for (const auto& [type, length] : {std::pair{SQL_C_DEFAULT, 0}, {SQL_C_LONG, 8}})
     EXPECT_SQL(SQL_SUCCESS, stmt, bind(1, static_cast<SQLSMALLINT>(type), others, length));
@@ -124,8 +121,7 @@ TEST_F(EntryFetch, CallsWithAndWithoutACursor) {
   EXPECT_EQ(2, rowCount);
   for (const SQLRETURN refused : {SQLSetPos(stmt, 1, SQL_UPDATE, SQL_LOCK_NO_CHANGE),
                                   SQLGetData(stmt, 1, SQL_C_SLONG, &rowCount, 8, nullptr)})
-    EXPECT_EQ(SQL_ERROR, refused);
-  EXPECT_EQ("HYC00", stmt.states());
+    EXPECT_EQ("HYC00", refusal(stmt, refused));
 
   // Without a text of its own the statement counts the columns of its result.
   const OdbcStatement tables(conn);
@@ -136,8 +132,7 @@ TEST_F(EntryFetch, CallsWithAndWithoutACursor) {
   object(tables).VFreeErrors();
   for (const SQLRETURN refused :
        {CLExecute(tables), CLPutData(tables, nullptr, 0), CLPrepare(tables, nullptr, SQL_NTS)})
-    EXPECT_EQ(SQL_ERROR, refused);
-  EXPECT_EQ("HY010 HY010 HY009", tables.states());
+    EXPECT_EQ("HY010 HY010 HY009", refusal(tables, refused));
 }
 
 TEST_F(EntryFetch, CancelOfACursorThatTheDriverClosesEndsIt) {
@@ -145,8 +140,7 @@ TEST_F(EntryFetch, CancelOfACursorThatTheDriverClosesEndsIt) {
   const Rowset rows(stmt, 1);
   ASSERT_SQL(SQL_SUCCESS, stmt, stmt.execute("select"));
   ASSERT_SQL(SQL_SUCCESS, stmt, SQLFetchScroll(stmt, SQL_FETCH_NEXT, 0));
-  EXPECT_SQL(SQL_SUCCESS_WITH_INFO, stmt, SQLCancel(stmt));
-  EXPECT_EQ("01S05", stmt.states());
+  EXPECT_EQ("01S05", warning(stmt, SQLCancel(stmt)));
   EXPECT_EQ(nullptr, object(stmt).cursor);
   EXPECT_EQ(nullptr, object(stmt).parser);
 }

@@ -1,27 +1,11 @@
-// Failed transactions, native SQL, and parameter arrays.
+// Native SQL and parameter arrays.
 
-#include "tests/cursor/entry_fixture.h"
 #include "tests/support/fault_allocator.h"
+#include "tests/support/scripted_fixture.h"
 
 namespace {
 
-struct Transactions : EntryTest {
-  Transactions() : EntryTest(ScriptedVariant::Odbc3, SQL_CB_DELETE) {}
-};
-
-TEST_F(Transactions, AFailedOneEndsNothing) {
-  script.faults.push_back({"SQLEndTran", script.count("SQLEndTran") + 1, SQL_ERROR, "40001"});
-  OdbcStatement stmt(conn);
-  Rowset rows(stmt, 2);
-  ASSERT_SQL(SQL_SUCCESS, stmt, stmt.execute("select"));
-  ASSERT_SQL(SQL_SUCCESS, stmt, rows.fetch(SQL_FETCH_NEXT));
-  EXPECT_SQL(SQL_ERROR, conn, conn.endTransaction(SQL_COMMIT));
-  EXPECT_EQ("40001", conn.states());
-  EXPECT_SQL(SQL_SUCCESS, stmt, rows.fetch(SQL_FETCH_NEXT));
-  EXPECT_EQ(rowTexts(3, 4), rows.text());
-}
-
-using NativeSql = EntryTest;
+using NativeSql = ScriptedTest;
 
 TEST_F(NativeSql, ShowsWhatWouldBeSentOrWhyNot) {
   const int live = script.liveHandles;
@@ -35,11 +19,9 @@ TEST_F(NativeSql, ShowsWhatWouldBeSentOrWhyNot) {
   EXPECT_STREQ("insert", reinterpret_cast<char*>(out));
   EXPECT_EQ(24, length);
   EXPECT_EQ("01004", conn.states());
-  EXPECT_SQL(SQL_ERROR, conn, native("delete from t where current of nobody"));
-  EXPECT_EQ("34000", conn.states());
+  EXPECT_EQ("34000", refusal(conn, native("delete from t where current of nobody")));
   script.faults = {{"SQLNativeSql", script.count("SQLNativeSql") + 1, SQL_ERROR, "42000"}};
-  EXPECT_SQL(SQL_ERROR, conn, native("nonsense"));
-  EXPECT_EQ("42000", conn.states());
+  EXPECT_EQ("42000", refusal(conn, native("nonsense")));
   EXPECT_EQ(live, script.liveHandles);  // the statement that it runs on has no driver side
   sweepAllocations([&] {
     const SQLRETURN rc = native("select a from t for update");
@@ -51,8 +33,8 @@ TEST_F(NativeSql, ShowsWhatWouldBeSentOrWhyNot) {
 }
 
 // Parameter attributes are kept when they are set, and told before the next execution.
-struct ParameterArrays : EntryTest {
-  ParameterArrays() : EntryTest(GetParam()) {}
+struct ParameterArrays : ScriptedTest, testing::WithParamInterface<ScriptedVariant> {
+  ParameterArrays() : ScriptedTest({.variant = GetParam()}) {}
 };
 
 INSTANTIATE_TEST_SUITE_P(Versions, ParameterArrays,

@@ -1,8 +1,8 @@
 // The whole life of a scrolling statement with each of its allocations, and each call of its driver, failing
 // in turn: the application is told, nothing is leaked, and the connection goes on working.
 
-#include "tests/cursor/entry_fixture.h"
 #include "tests/support/fault_allocator.h"
+#include "tests/support/scripted_fixture.h"
 #include "zulib/cursor/internal/messages.h"
 
 namespace {
@@ -26,7 +26,7 @@ class ScrollingLife {
                                read(SQLSetStmtAttr(stmt, SQL_ATTR_APP_ROW_DESC, desc, SQL_IS_POINTER)))) &&
            read(set(SQL_ATTR_CURSOR_TYPE, SQL_CURSOR_STATIC)) &&
            read(set(SQL_ATTR_CONCURRENCY, SQL_CONCUR_VALUES)) && read(set(SQL_ATTR_ROW_ARRAY_SIZE, 3)) &&
-           read(SQLSetCursorName(stmt, text("C1"), SQL_NTS)) &&
+           read(SQLSetCursorName(stmt, sqlText("C1"), SQL_NTS)) &&
            read(SQLBindCol(stmt, 1, SQL_C_SLONG, ids, 0, idLengths)) &&
            read(SQLBindCol(stmt, 2, SQL_C_CHAR, names, sizeof names[0], nameLengths)) &&
            write(SQLBindParameter(writer, 1, SQL_PARAM_INPUT, SQL_C_SLONG, SQL_INTEGER, 10, 0, &newId, 0,
@@ -35,12 +35,12 @@ class ScrollingLife {
   bool scroll() {
     char piece[8] = "";
     SQLLEN left = 0;
-    return read(SQLExecDirect(stmt, text("select id, name from t"), SQL_NTS)) &&
+    return read(SQLExecDirect(stmt, sqlText("select id, name from t"), SQL_NTS)) &&
            read(SQLFetchScroll(stmt, SQL_FETCH_NEXT, 0)) && read(SQLFetchScroll(stmt, SQL_FETCH_LAST, 0)) &&
            read(SQLFetchScroll(stmt, SQL_FETCH_ABSOLUTE, 2)) &&
            read(SQLSetPos(stmt, 2, SQL_POSITION, SQL_LOCK_NO_CHANGE)) &&
            read(SQLGetData(stmt, 2, SQL_C_CHAR, piece, sizeof piece, &left)) &&
-           write(SQLPrepare(writer, text("update t set id = ? where current of C1"), SQL_NTS)) &&
+           write(SQLPrepare(writer, sqlText("update t set id = ? where current of C1"), SQL_NTS)) &&
            write(SQLExecute(writer)) && read(SQLFreeStmt(stmt, SQL_CLOSE));
   }
   // May be called again when a step of it has failed.
@@ -58,7 +58,6 @@ class ScrollingLife {
   std::string told;
 
  private:
-  static SQLCHAR* text(const char* text) { return reinterpret_cast<SQLCHAR*>(const_cast<char*>(text)); }
   SQLRETURN set(SQLINTEGER attribute, SQLULEN value) {
     return SQLSetStmtAttr(stmt, attribute, reinterpret_cast<SQLPOINTER>(value), SQL_IS_UINTEGER);
   }
@@ -86,9 +85,9 @@ class ScrollingLife {
   char names[3][12] = {};
 };
 
-class Faults : public testing::TestWithParam<FaultCase> {
+class Faults : public ScriptedTest, public testing::WithParamInterface<FaultCase> {
  protected:
-  Faults() : driver(GetParam().variant, script), connection(driver.connectionString()) {
+  Faults() : ScriptedTest({.variant = GetParam().variant}) {
     script.answers["select"] = scriptedRows(9);
     script.answers["select id, name from t WHERE"] = scriptedRows(1);
     live = script.liveHandles;
@@ -96,7 +95,7 @@ class Faults : public testing::TestWithParam<FaultCase> {
 
   void expectUsable() {
     EXPECT_EQ(live, script.liveHandles);
-    OdbcStatement stmt(connection);
+    OdbcStatement stmt(conn);
     stmt.makeScrollable();
     Rowset rows(stmt, 2);
     ASSERT_SQL(SQL_SUCCESS, stmt, stmt.execute("select id, name from t"));
@@ -112,7 +111,7 @@ class Faults : public testing::TestWithParam<FaultCase> {
 
   // Lives once. What a failure leaves is freed.
   bool liveWithoutMemory() {
-    ScrollingLife life(connection, GetParam().ownDescriptor);
+    ScrollingLife life(conn, GetParam().ownDescriptor);
     const bool passed = life.open() && life.scroll();
     const bool closed = life.close();
     const FaultPause pause;
@@ -121,9 +120,6 @@ class Faults : public testing::TestWithParam<FaultCase> {
     return passed && closed;
   }
 
-  DriverScript script;
-  ScriptedDriver driver;
-  OdbcConnection connection;
   int live = 0;
 };
 
@@ -167,7 +163,7 @@ TEST_P(Faults, OfOneDriverCall) {
   int heard = 0;
   for (int n = 1; !failed.empty() && !HasFailure(); ++n) {
     for (const bool atEnd : {false, true}) {
-      ScrollingLife life(connection, GetParam().ownDescriptor);
+      ScrollingLife life(conn, GetParam().ownDescriptor);
       bool passed = true;
       if (!atEnd) failCall(n);
       const bool opened = life.open();
@@ -186,10 +182,7 @@ TEST_P(Faults, OfOneDriverCall) {
       }
       EXPECT_TRUE(life.close()) << life.told;
       // The library's own second statement, which the driver did not free, goes with the connection.
-      if (!atEnd && (failed == "SQLFreeHandle" || failed == "SQLFreeStmt")) {
-        EXPECT_SQL(SQL_SUCCESS, connection, connection.disconnect());
-        EXPECT_SQL(SQL_SUCCESS, connection, connection.connect(driver.connectionString()));
-      }
+      if (!atEnd && (failed == "SQLFreeHandle" || failed == "SQLFreeStmt")) reconnect();
       expectUsable();
     }
   }

@@ -4,15 +4,16 @@
 #include <random>
 
 #include "gmock/gmock.h"
-#include "tests/cursor/entry_fixture.h"
+#include "tests/support/scripted_fixture.h"
 
 namespace {
 
 constexpr SQLRETURN kStill = SQL_STILL_EXECUTING;
 
-class Positioned : public EntryTest {
+class Positioned : public ScriptedTest {
  protected:
-  explicit Positioned(ScriptedVariant variant = ScriptedVariant::Odbc3) : EntryTest(variant) {}
+  explicit Positioned(ScriptedVariant variant = ScriptedVariant::Odbc3)
+      : ScriptedTest({.variant = variant}) {}
 
   // Opens the cursor "c" at the given row.
   void open(SQLLEN row = 2, SQLULEN size = 1) {
@@ -43,7 +44,7 @@ class Positioned : public EntryTest {
 constexpr char kDelete[] = "delete from t where current of c";
 
 // A cursor with its rows as they must be in its cache.
-class RandomPositions : public Positioned {
+class RandomPositions : public Positioned, public testing::WithParamInterface<ScriptedVariant> {
  protected:
   RandomPositions() : Positioned(GetParam()) {}
   struct Row {
@@ -122,8 +123,7 @@ void RandomPositions::touch(SQLLEN touched) {
   const bool isThere = row && *row->mark != '-';
   if (isThere && pick(8) == 0) {  // the driver finds no row, and the text must serve again
     script.faults = {{"SQLExecDirect", script.count("SQLExecDirect") + 1, SQL_ERROR, "24000"}};
-    EXPECT_SQL(SQL_ERROR, change, SQLExecute(change));
-    EXPECT_EQ("24000", change.states());
+    EXPECT_EQ("24000", refusal(change, SQLExecute(change)));
   }
   if (pick(3) == 0) {
     expectSent(eraser.execute(kDelete), worked, eraser, "delete from t");
@@ -234,8 +234,7 @@ TEST_F(Positioned, ABinaryColumnNeedsALength) {
   ASSERT_SQL(SQL_SUCCESS, stmt, stmt.setName("c"));
   SQLBindCol(stmt, 2, SQL_C_BINARY, bytes, sizeof bytes, nullptr);
   ASSERT_SQL(SQL_SUCCESS, stmt, stmt.execute("select"));
-  EXPECT_SQL(SQL_SUCCESS_WITH_INFO, stmt, SQLFetchScroll(stmt, SQL_FETCH_NEXT, 0));
-  EXPECT_EQ("01S02", stmt.states());
+  EXPECT_EQ("01S02", warning(stmt, SQLFetchScroll(stmt, SQL_FETCH_NEXT, 0)));
   EXPECT_SQL(SQL_SUCCESS, stmt, SQLFetchScroll(stmt, SQL_FETCH_NEXT, 0));
   expectRefused(kDelete, "42000");
   SQLFreeStmt(stmt, SQL_CLOSE);
@@ -269,8 +268,7 @@ TEST_F(Positioned, TheCursorGoesWhileDataIsAwaited) {
   EXPECT_SQL(SQL_NEED_DATA, change, change.execute("update t set name = ? where current of c"));
   SQLFreeStmt(stmt, SQL_CLOSE);
   SQLPOINTER token;
-  EXPECT_SQL(SQL_ERROR, change, SQLParamData(change, &token));
-  EXPECT_EQ("24000", change.states());
+  EXPECT_EQ("24000", refusal(change, SQLParamData(change, &token)));
   length = SQL_NTS;
   EXPECT_SQL(SQL_SUCCESS, change, change.execute("insert into t values (?)"));
   EXPECT_EQ("insert into t values (?) | later", last());
@@ -297,14 +295,9 @@ TEST_F(Positioned, CarriesOnWhereTheDriverStopped) {
   }
 }
 
-class OneActiveStatement : public Positioned {
+class OneActiveStatement : public ScriptedTest {
  protected:
-  OneActiveStatement() {
-    conn.disconnect();
-    script.oneActiveStatement = true;
-    script.info[SQL_ACTIVE_STATEMENTS] = SQLUSMALLINT{1};
-    EXPECT_SQL(SQL_SUCCESS, conn, conn.connect(driver.connectionString()));
-  }
+  OneActiveStatement() { takeOneStatementAtATime(); }
 };
 
 // What is in the queue of the other statement already does not decide about its rows.
@@ -336,8 +329,7 @@ TEST_F(OneActiveStatement, ALostConnectionIsNoEndOfTheResult) {
     EXPECT_EQ(state, reader.states());
     SQLLEN count = 0;
     for (const SQLRETURN rc : {read.fetch(SQL_FETCH_FIRST), SQLRowCount(reader, &count)})
-      EXPECT_EQ(SQL_ERROR, rc);
-    EXPECT_EQ("08S01", reader.states());
+      EXPECT_EQ("08S01", refusal(reader, rc));
   }
 }
 
@@ -349,8 +341,7 @@ TEST_F(Positioned, HasANativeText) {
   EXPECT_SQL(SQL_SUCCESS, conn, SQLNativeSql(conn, sql, SQL_NTS, text, sizeof text, &length));
   EXPECT_STREQ("delete from t WHERE \"id\" = ? AND \"name\" = ?", reinterpret_cast<char*>(text));
   rows->fetch(SQL_FETCH_ABSOLUTE, 0);
-  EXPECT_SQL(SQL_ERROR, conn, SQLNativeSql(conn, sql, SQL_NTS, text, sizeof text, &length));
-  EXPECT_EQ("24000", conn.states());
+  EXPECT_EQ("24000", refusal(conn, SQLNativeSql(conn, sql, SQL_NTS, text, sizeof text, &length)));
 }
 
 }  // namespace

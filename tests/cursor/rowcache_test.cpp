@@ -11,8 +11,8 @@
 #include <random>
 
 #include "gmock/gmock.h"
-#include "tests/cursor/entry_fixture.h"
 #include "tests/support/fault_allocator.h"
+#include "tests/support/scripted_fixture.h"
 #include "zulib/cursor/internal/messages.h"
 
 namespace {
@@ -20,7 +20,7 @@ namespace {
 constexpr int kRows = 3000;  // of some 90 bytes: several times the memory of the cache
 constexpr int kSize = 20;
 
-class RowCacheTest : public EntryTest {
+class RowCacheTest : public ScriptedTest {
  protected:
   RowCacheTest() : setting("ODBCTMPDIR", scratch.path().c_str()) {
     script.answers["select"] = scriptedRows(kRows);

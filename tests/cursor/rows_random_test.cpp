@@ -6,7 +6,7 @@
 #include <cstring>
 #include <random>
 
-#include "tests/cursor/entry_fixture.h"
+#include "tests/support/scripted_fixture.h"
 
 namespace {
 
@@ -272,12 +272,12 @@ class Model {
   bool cut = false, warned = false, bad = false;  // of this call
 };
 
-class RandomRows : public EntryTest {
+class RandomRows : public ScriptedTest, public testing::WithParamInterface<ScriptedVariant> {
  protected:
   int pick(int below) { return static_cast<int>(random() % static_cast<unsigned>(below)); }
   bool oneIn(int n) { return pick(n) == 0; }
   SQLLEN pickSize() { return oneIn(3) ? 1 : 1 + pick(kMostRows); }
-  RandomRows() : EntryTest(GetParam()) {}
+  RandomRows() : ScriptedTest({.variant = GetParam()}) {}
 
   void makeResult(DriverModel& driver) {
     ScriptAnswer& answer = driver.answer = scriptedRows(pick(14));

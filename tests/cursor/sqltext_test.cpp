@@ -3,7 +3,7 @@
 #include <cstring>
 
 #include "gmock/gmock.h"
-#include "tests/cursor/entry_fixture.h"
+#include "tests/support/scripted_fixture.h"
 #include "zulib/cursor/internal/messages.h"
 #include "zulib/cursor/statement/sqltext.h"
 
@@ -97,7 +97,7 @@ TEST(SqlText, KindsAndWhatIsNotPositioned) {
   EXPECT_EQ(1, text.paramCount);  // the one in the group is not seen
 }
 
-using CursorNames = EntryTest;
+using CursorNames = ScriptedTest;
 
 TEST_F(CursorNames, LeadToTheirCursors) {
   OdbcStatement user(conn), stmt(conn);

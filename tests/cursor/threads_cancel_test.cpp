@@ -3,36 +3,23 @@
 #include <functional>
 #include <thread>
 
-#include "tests/support/odbc_fixture.h"
-#include "tests/support/rowset.h"
-#include "tests/support/scripted_driver.h"
+#include "tests/support/scripted_fixture.h"
 
 namespace {
 
-class ThreadsCancel : public testing::Test {
+class ThreadsCancel : public ScriptedTest {
  protected:
-  ThreadsCancel() : driver(ScriptedVariant::Odbc3, script), connection(SQL_CUR_USE_ODBC) {
-    script.answers["select"] = scriptedRows(20);
-    script.answers["SQLTables"] = scriptedRows(20);
-  }
-
-  void SetUp() override {
-    ASSERT_SQL(SQL_SUCCESS, connection, connection.connect(driver.connectionString()));
-  }
-
-  DriverScript script;
-  ScriptedDriver driver;
-  OdbcConnection connection;
+  ThreadsCancel() { script.answers["SQLTables"] = scriptedRows(5); }
 };
 
 // A cancel reaches the driver at once while a call of another thread is in it, and ends that call only.
 TEST_F(ThreadsCancel, EndsTheCallUnderWay) {
-  OdbcStatement stmt(connection);
+  OdbcStatement stmt(conn);
   stmt.makeScrollable();
   Rowset rows(stmt, 2);
   ASSERT_SQL(SQL_SUCCESS, stmt, stmt.execute("select id, name from t"));
   ASSERT_SQL(SQL_SUCCESS, stmt, rows.fetch(SQL_FETCH_FIRST));
-  OdbcStatement tables(connection);  // has neither SqlParser nor cursor
+  OdbcStatement tables(conn);  // has neither SqlParser nor cursor
   const std::pair<const char*, std::function<SQLRETURN()>> calls[] = {
       {"SQLFetch", [&] { return rows.fetch(SQL_FETCH_NEXT); }},
       {"SQLTables", [&] { return SQLTables(tables, nullptr, 0, nullptr, 0, nullptr, 0, nullptr, 0); }}};
@@ -61,7 +48,7 @@ TEST_F(ThreadsCancel, EndsTheCallUnderWay) {
 TEST_F(ThreadsCancel, LeavesAnIdleStatementAlone) {
   char value[8] = "later";
   SQLLEN length = SQL_DATA_AT_EXEC;
-  OdbcStatement writer(connection);
+  OdbcStatement writer(conn);
   SQLBindParameter(writer, 1, SQL_PARAM_INPUT, SQL_C_CHAR, SQL_VARCHAR, 8, 0, value, 8, &length);
   EXPECT_SQL(SQL_SUCCESS, writer, SQLCancel(writer));
   ASSERT_SQL(SQL_SUCCESS, writer, writer.prepare("insert into t values (?)"));
@@ -74,7 +61,7 @@ TEST_F(ThreadsCancel, LeavesAnIdleStatementAlone) {
 
 // An execution that is cancelled between two polls.
 TEST_F(ThreadsCancel, EndsWhatIsStillExecuting) {
-  OdbcStatement stmt(connection);
+  OdbcStatement stmt(conn);
   ASSERT_SQL(SQL_SUCCESS, stmt, stmt.set(SQL_ATTR_ASYNC_ENABLE, SQL_ASYNC_ENABLE_ON));
   script.faults = {{"SQLExecDirect", 1, SQL_STILL_EXECUTING, "", 5}};
   ASSERT_EQ(SQL_STILL_EXECUTING, stmt.execute("select id, name from t"));

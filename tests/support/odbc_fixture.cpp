@@ -23,10 +23,6 @@ void eachDiagnostic(SQLSMALLINT type, SQLHANDLE handle, Each each) {
   }
 }
 
-SQLCHAR* sqlText(const std::string& text) {
-  return reinterpret_cast<SQLCHAR*>(const_cast<char*>(text.c_str()));
-}
-
 }  // namespace
 
 std::string diagnostics(SQLSMALLINT type, SQLHANDLE handle) {

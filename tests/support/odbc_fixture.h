@@ -18,6 +18,10 @@ std::string diagnostics(SQLSMALLINT type, SQLHANDLE handle);
 // Their SQLSTATEs, with blanks between.
 std::string sqlstates(SQLSMALLINT type, SQLHANDLE handle);
 
+// A text as an argument of an ODBC function, which does not write to it.
+inline SQLCHAR* sqlText(const char* text) { return reinterpret_cast<SQLCHAR*>(const_cast<char*>(text)); }
+inline SQLCHAR* sqlText(const std::string& text) { return sqlText(text.c_str()); }
+
 // Expects a call on an OdbcConnection or OdbcStatement to answer `code`, and shows the diagnostics if not.
 #define EXPECT_SQL(code, handle, call) EXPECT_EQ(code, (call)) << (handle).why()
 #define ASSERT_SQL(code, handle, call) ASSERT_EQ(code, (call)) << (handle).why()
@@ -75,6 +79,19 @@ class OdbcStatement {
  private:
   SQLHSTMT stmt = SQL_NULL_HSTMT;
 };
+
+// The SQLSTATEs of a call that failed, or warned; what it returned if it did not.
+inline std::string refusal(SQLSMALLINT type, SQLHANDLE handle, SQLRETURN rc) {
+  return rc == SQL_ERROR ? sqlstates(type, handle) : "returned " + std::to_string(rc);
+}
+template <class Handle>
+std::string refusal(const Handle& handle, SQLRETURN rc) {
+  return rc == SQL_ERROR ? handle.states() : "returned " + std::to_string(rc);
+}
+template <class Handle>
+std::string warning(const Handle& handle, SQLRETURN rc) {
+  return rc == SQL_SUCCESS_WITH_INFO ? handle.states() : "returned " + std::to_string(rc);
+}
 
 // A directory that goes with all it holds.
 class ScratchDirectory {

@@ -1,15 +1,13 @@
 // Diagnostics: what an application reads, in which words, and how driver records settle.
 
-#include "tests/support/odbc_fixture.h"
-#include "tests/support/scripted_driver.h"
+#include "tests/support/scripted_fixture.h"
 #include "zuodbc/dmservices.h"
 
 namespace {
 
-class Diagnostics : public testing::Test {
+class Diagnostics : public ScriptedTest {
  protected:
-  DriverScript script;
-  ScriptedDriver driver{ScriptedVariant::Odbc3, script};
+  Diagnostics() : ScriptedTest({.cursors = SQL_CUR_USE_DRIVER}) {}
 };
 
 std::string field(SQLSMALLINT type, SQLHANDLE handle, SQLSMALLINT which) {
@@ -20,7 +18,6 @@ std::string field(SQLSMALLINT type, SQLHANDLE handle, SQLSMALLINT which) {
 }
 
 TEST_F(Diagnostics, FieldsOfHeaderAndRecord) {
-  OdbcConnection conn(driver.connectionString(), SQL_CUR_USE_DRIVER);
   EXPECT_EQ(SQL_ERROR, SQLEndTran(SQL_HANDLE_DBC, conn, 9));
   SQLINTEGER count = 0, native = 99;
   SQLRETURN code = 99;
@@ -55,7 +52,6 @@ TEST_F(Diagnostics, FieldsOfHeaderAndRecord) {
 }
 
 TEST_F(Diagnostics, ErrorTakesAwayWhatItTellsAndTheNextCallTheRest) {
-  OdbcConnection conn(driver.connectionString(), SQL_CUR_USE_DRIVER);
   SQLEndTran(SQL_HANDLE_DBC, conn, 9);
   SQLCHAR state[6], text[128];
   EXPECT_EQ(SQL_SUCCESS,
@@ -69,33 +65,10 @@ TEST_F(Diagnostics, ErrorTakesAwayWhatItTellsAndTheNextCallTheRest) {
   EXPECT_EQ("", conn.states());
 }
 
-TEST_F(Diagnostics, StatesSpeakTheApplicationsVersion) {
-  const struct {
-    const char* given;
-    const char* version3;
-    const char* version2;
-  } table[] = {{"S1010", "HY010", "S1010"}, {"HY010", "HY010", "S1010"}, {"S0002", "42S02", "S0002"},
-               {"42000", "42000", "37000"}, {"37000", "42000", "37000"}, {"S1002", "07009", "S1002"},
-               {"24000", "24000", "24000"}, {"22008", "22008", "22008"}, {"HYC00", "HYC00", "S1C00"},
-               {"01S03", "01001", "01S03"}, {"HYT00", "HYT00", "S1T00"}};
-  for (SQLULEN version : {SQL_OV_ODBC3, SQL_OV_ODBC2}) {
-    OdbcConnection conn(SQL_CUR_USE_DRIVER, version);
-    ASSERT_SQL(SQL_SUCCESS, conn, conn.connect(driver.connectionString()));
-    for (const auto& row : table) {
-      script.counts.clear();
-      script.faults = {{"SQLEndTran", 1, SQL_ERROR, row.given}};
-      EXPECT_EQ(SQL_ERROR, conn.endTransaction(SQL_COMMIT));
-      EXPECT_EQ(version == SQL_OV_ODBC3 ? row.version3 : row.version2, conn.states());
-    }
-  }
-}
-
 // The cursor library's side: records of one driver call fall at the next unless they are taken over.
 TEST_F(Diagnostics, UnsettledRecordsFallUnlessTakenOver) {
-  OdbcConnection conn(driver.connectionString(), SQL_CUR_USE_DRIVER);
   OdbcStatement statement(conn);
   auto* stmt = static_cast<DMStmt*>(SQLHSTMT(statement));
-  script.answers["select"] = scriptedRows(5);
   script.answers["select"].rows[0].sqlstate = "22003";
   script.answers["select"].rows[1].sqlstate = "01004";
   script.answers["select"].rows[1].rc = SQL_SUCCESS_WITH_INFO;
@@ -147,7 +120,6 @@ TEST_F(Diagnostics, UnsettledRecordsFallUnlessTakenOver) {
 }
 
 TEST_F(Diagnostics, CatalogMessagesBearTheComponentAndThePlace) {
-  OdbcConnection conn(driver.connectionString(), SQL_CUR_USE_DRIVER);
   OdbcStatement stmt(conn);
   PostODBCError(kDmComponentCursorLibrary, SQLHSTMT(stmt), 464, -1);
   EXPECT_EQ("HY010: [zulib][ODBC Cursor Library] " + catalogText(464), stmt.why());

@@ -3,20 +3,15 @@
 
 #include <algorithm>
 
-#include "tests/support/odbc_fixture.h"
-#include "tests/support/scripted_driver.h"
-#include "zuodbc/dmhandle.h"
+#include "tests/support/scripted_fixture.h"
 #include "zuodbc/driverfunctions.h"
 
 namespace {
 
-class DriverFaults : public testing::Test {
+class DriverFaults : public ScriptedTest {
  protected:
-  DriverFaults() { script.answers["select"] = scriptedRows(3); }
+  DriverFaults() : ScriptedTest({.cursors = SQL_CUR_USE_DRIVER}) {}
 
-  DriverScript script;
-  ScriptedDriver driver{ScriptedVariant::Odbc3, script};
-  OdbcConnection conn{driver.connectionString(), SQL_CUR_USE_DRIVER};
   OdbcStatement stmt{conn};
   DMDriverFunctions& functions = *static_cast<DMConn*>(SQLHDBC(conn))->driverFunctions;
 };
@@ -25,13 +20,11 @@ TEST_F(DriverFaults, ExceptionsAndStrangeCodesStayWithTheCall) {
   SQLSMALLINT count = 0;
   functions.SQLNumParams = [](SQLHSTMT, SQLSMALLINT*) -> SQLRETURN { throw 42; };
   ASSERT_SQL(SQL_SUCCESS, stmt, stmt.prepare("select 1"));
-  EXPECT_SQL(SQL_ERROR, stmt, SQLNumParams(stmt, &count));
-  EXPECT_EQ("HY000", stmt.states());
+  EXPECT_EQ("HY000", refusal(stmt, SQLNumParams(stmt, &count)));
   functions.SQLGetDiagRec = [](SQLSMALLINT, SQLHANDLE, SQLSMALLINT, SQLCHAR*, SQLINTEGER*, SQLCHAR*,
                                SQLSMALLINT, SQLSMALLINT*) -> SQLRETURN { throw 42; };
   script.faults = {{"SQLExecute", 1, SQL_ERROR, "HY000"}};
-  EXPECT_SQL(SQL_ERROR, stmt, SQLExecute(stmt));
-  EXPECT_EQ("", stmt.states());
+  EXPECT_EQ("", refusal(stmt, SQLExecute(stmt)));
 
   for (const SQLRETURN code : {-1001, -1002, -1003}) {
     static SQLRETURN strange;
@@ -63,12 +56,9 @@ TEST_F(DriverFaults, AFreedHandleIsNotAskedForDiagnostics) {
 }
 
 TEST_F(DriverFaults, CancelsOfOtherHandlesAreNoneOfAStatement) {
-  SQLHDESC desc;
-  ASSERT_EQ(SQL_SUCCESS, SQLAllocHandle(SQL_HANDLE_DESC, conn, &desc));
-  EXPECT_EQ(SQL_ERROR, SQLCancelHandle(SQL_HANDLE_DBC, SQLHDBC(conn)));
-  EXPECT_EQ("HYC00", conn.states());
-  EXPECT_EQ(SQL_ERROR, SQLCancelHandle(SQL_HANDLE_DESC, desc));
-  EXPECT_EQ("HY092", sqlstates(SQL_HANDLE_DESC, desc));
+  const SQLHDESC desc = newDescriptor();
+  EXPECT_EQ("HYC00", refusal(conn, SQLCancelHandle(SQL_HANDLE_DBC, SQLHDBC(conn))));
+  EXPECT_EQ("HY092", refusal(SQL_HANDLE_DESC, desc, SQLCancelHandle(SQL_HANDLE_DESC, desc)));
   EXPECT_EQ(SQL_ERROR, SQLCancelHandle(SQL_HANDLE_ENV, conn.environment()));
   EXPECT_EQ(SQL_SUCCESS, SQLCancelHandle(SQL_HANDLE_STMT, SQLHSTMT(stmt)));
   EXPECT_EQ(1, script.count("SQLCancel"));
@@ -110,18 +100,14 @@ TEST_F(DriverFaults, TheDriverSaysWhatItSupportsOnAConnection) {
 TEST_F(DriverFaults, DescriptorsKeepTheirOwnDriverHandles) {
   for (const SQLINTEGER attribute : {SQL_ATTR_APP_ROW_DESC, SQL_ATTR_APP_PARAM_DESC}) {
     OdbcStatement user(conn);
-    SQLHDESC own, desc, ownInDriver, descInDriver;
     SQLINTEGER id = 0;
-    ASSERT_EQ(SQL_SUCCESS, SQLGetStmtAttr(user, attribute, &own, SQL_IS_POINTER, nullptr));
-    ASSERT_EQ(SQL_SUCCESS, SQLAllocHandle(SQL_HANDLE_DESC, conn, &desc));
+    const SQLHDESC own = descriptor(user, attribute), desc = newDescriptor();
     ASSERT_SQL(SQL_SUCCESS, user, SQLSetStmtAttr(user, attribute, desc, SQL_IS_POINTER));
     const auto inDriver = [&](SQLHDESC handle) {
       EXPECT_EQ(SQL_SUCCESS, SQLGetInfo(conn, SQL_DRIVER_HDESC, &handle, sizeof handle, nullptr));
       return handle;
     };
-    descInDriver = inDriver(desc);
-    ownInDriver = inDriver(own);
-    EXPECT_NE(descInDriver, ownInDriver);
+    EXPECT_NE(inDriver(desc), inDriver(own));
     ASSERT_EQ(SQL_SUCCESS, SQLFreeHandle(SQL_HANDLE_DESC, desc));
     const auto freed = std::find(script.log.rbegin(), script.log.rend(), "SQLFreeHandle");
     ASSERT_NE(script.log.rend(), freed);
@@ -136,11 +122,9 @@ TEST_F(DriverFaults, DescriptorsKeepTheirOwnDriverHandles) {
 
 // After its cursor is closed an application may free the buffers and bind others: the driver hears of the old
 // ones only from a call that uses them.
-TEST(HeldBindings, ReachTheDriverWithTheNextFetch) {
-  DriverScript script;
-  script.answers["select"] = scriptedRows(3);
-  const ScriptedDriver driver(ScriptedVariant::Odbc3, script);
-  OdbcConnection conn(driver.connectionString(), SQL_CUR_USE_ODBC);
+using HeldBindings = ScriptedTest;
+
+TEST_F(HeldBindings, ReachTheDriverWithTheNextFetch) {
   OdbcStatement stmt(conn);
   auto first = std::make_unique<SQLINTEGER>(0);
   SQLINTEGER second = 0;
@@ -164,10 +148,9 @@ TEST(HeldBindings, ReachTheDriverWithTheNextFetch) {
   scrollAndClose();
 
   // Unless it binds others, the old ones are used again, and a descriptor shows them at once.
-  SQLHDESC row;
   SQLPOINTER data = nullptr;
-  ASSERT_SQL(SQL_SUCCESS, stmt, SQLGetStmtAttr(stmt, SQL_ATTR_APP_ROW_DESC, &row, SQL_IS_POINTER, nullptr));
-  EXPECT_EQ(SQL_SUCCESS, SQLGetDescField(row, 1, SQL_DESC_DATA_PTR, &data, SQL_IS_POINTER, nullptr));
+  EXPECT_EQ(SQL_SUCCESS, SQLGetDescField(descriptor(stmt, SQL_ATTR_APP_ROW_DESC), 1, SQL_DESC_DATA_PTR, &data,
+                                         SQL_IS_POINTER, nullptr));
   EXPECT_EQ(&second, data);
   second = 0;
   ASSERT_SQL(SQL_SUCCESS, stmt, stmt.execute("select 1"));
@@ -177,8 +160,7 @@ TEST(HeldBindings, ReachTheDriverWithTheNextFetch) {
   scrollAndClose();
   script.faults = {{"SQLBindCol", script.count("SQLBindCol") + 1, SQL_ERROR, "HY001"}};
   ASSERT_SQL(SQL_SUCCESS, stmt, stmt.execute("select 1"));
-  EXPECT_SQL(SQL_ERROR, stmt, SQLFetch(stmt));
-  EXPECT_EQ("HY001", stmt.states());
+  EXPECT_EQ("HY001", refusal(stmt, SQLFetch(stmt)));
 }
 
 }  // namespace

@@ -4,21 +4,21 @@
 #include <functional>
 
 #include "tests/support/fault_allocator.h"
-#include "tests/support/odbc_fixture.h"
-#include "tests/support/scripted_driver.h"
-#include "zuodbc/dmhandle.h"
+#include "tests/support/scripted_fixture.h"
 
 namespace {
 
-class Handles : public testing::Test {
+class Handles : public ScriptedTest {
  protected:
-  DriverScript script;
-  ScriptedDriver driver{ScriptedVariant::Odbc3, script};
+  Handles() : ScriptedTest({.cursors = SQL_CUR_USE_DRIVER}) {}
+  SQLRETURN connect(SQLHDBC other) {
+    return SQLDriverConnect(other, nullptr, sqlText(driver.connectionString()), SQL_NTS, nullptr, 0, nullptr,
+                            SQL_DRIVER_NOPROMPT);
+  }
 };
 
 // One function of each road and of each handle type, given a handle of the wrong sort.
 TEST_F(Handles, NullStaleAndWrongTypeAreInvalid) {
-  OdbcConnection conn(driver.connectionString(), SQL_CUR_USE_DRIVER);
   OdbcStatement other(conn);
   SQLHSTMT stale = SQL_NULL_HSTMT;
   ASSERT_EQ(SQL_SUCCESS, SQLAllocHandle(SQL_HANDLE_STMT, conn, &stale));
@@ -59,49 +59,38 @@ TEST_F(Handles, NullStaleAndWrongTypeAreInvalid) {
   EXPECT_EQ(SQL_INVALID_HANDLE, SQLSetEnvAttr(SQLHDBC(conn), SQL_ATTR_ODBC_VERSION, nullptr, 0));
   EXPECT_EQ(SQL_INVALID_HANDLE, SQLFreeHandle(SQL_HANDLE_DESC, SQLHSTMT(other)));
   EXPECT_EQ(SQL_INVALID_HANDLE, SQLFreeHandle(99, conn));
-  EXPECT_EQ(SQL_ERROR, SQLAllocHandle(99, conn, &out));
-  EXPECT_EQ("HY092", conn.states());
+  EXPECT_EQ("HY092", refusal(conn, SQLAllocHandle(99, conn, &out)));
 }
 
 TEST_F(Handles, FreeingIsRefusedWhileSomethingStandsOnTheHandle) {
+  conn.disconnect();
   SQLHENV env;
-  SQLHDBC conn;
+  SQLHDBC dbc;
   SQLHSTMT stmt = &env;
   ASSERT_EQ(SQL_SUCCESS, SQLAllocHandle(SQL_HANDLE_ENV, SQL_NULL_HANDLE, &env));
-  EXPECT_EQ(SQL_ERROR, SQLAllocHandle(SQL_HANDLE_DBC, env, &conn)) << "no ODBC version was declared";
-  EXPECT_EQ("HY010", sqlstates(SQL_HANDLE_ENV, env));
   ASSERT_EQ(SQL_SUCCESS, SQLSetEnvAttr(env, SQL_ATTR_ODBC_VERSION, SQLPOINTER(SQL_OV_ODBC3), 0));
-  ASSERT_EQ(SQL_SUCCESS, SQLAllocHandle(SQL_HANDLE_DBC, env, &conn));
-  EXPECT_EQ(SQL_ERROR, SQLSetEnvAttr(env, SQL_ATTR_ODBC_VERSION, SQLPOINTER(SQL_OV_ODBC2), 0));
-  EXPECT_EQ(SQL_ERROR, SQLFreeHandle(SQL_HANDLE_ENV, env));
-  EXPECT_EQ("HY010", sqlstates(SQL_HANDLE_ENV, env));
-  EXPECT_EQ(SQL_ERROR, SQLAllocHandle(SQL_HANDLE_STMT, conn, &stmt));
-  EXPECT_EQ("08003", sqlstates(SQL_HANDLE_DBC, conn));
+  ASSERT_EQ(SQL_SUCCESS, SQLAllocHandle(SQL_HANDLE_DBC, env, &dbc));
+  EXPECT_EQ("HY010", refusal(SQL_HANDLE_ENV, env, SQLFreeHandle(SQL_HANDLE_ENV, env)));
+  EXPECT_EQ("08003", refusal(SQL_HANDLE_DBC, dbc, SQLAllocHandle(SQL_HANDLE_STMT, dbc, &stmt)));
   EXPECT_EQ(SQL_NULL_HSTMT, stmt);
 
-  std::string target = driver.connectionString();
-  auto* text = reinterpret_cast<SQLCHAR*>(target.data());
-  ASSERT_EQ(SQL_SUCCESS,
-            SQLDriverConnect(conn, nullptr, text, SQL_NTS, nullptr, 0, nullptr, SQL_DRIVER_NOPROMPT));
-  EXPECT_EQ(SQL_ERROR, SQLFreeHandle(SQL_HANDLE_DBC, conn));
-  EXPECT_EQ("HY010", sqlstates(SQL_HANDLE_DBC, conn));
-  EXPECT_EQ(SQL_SUCCESS, SQLDisconnect(conn));
+  ASSERT_EQ(SQL_SUCCESS, connect(dbc));
+  EXPECT_EQ("HY010", refusal(SQL_HANDLE_DBC, dbc, SQLFreeHandle(SQL_HANDLE_DBC, dbc)));
+  EXPECT_EQ(SQL_SUCCESS, SQLDisconnect(dbc));
   EXPECT_EQ(0, script.liveHandles);
-  EXPECT_EQ(SQL_SUCCESS, SQLFreeHandle(SQL_HANDLE_DBC, conn));
-  EXPECT_EQ(SQL_INVALID_HANDLE, SQLFreeHandle(SQL_HANDLE_DBC, conn));
+  EXPECT_EQ(SQL_SUCCESS, SQLFreeHandle(SQL_HANDLE_DBC, dbc));
+  EXPECT_EQ(SQL_INVALID_HANDLE, SQLFreeHandle(SQL_HANDLE_DBC, dbc));
   EXPECT_EQ(SQL_SUCCESS, SQLFreeHandle(SQL_HANDLE_ENV, env));
 }
 
 TEST_F(Handles, DisconnectTakesStatementsAndDescriptorsWithIt) {
   for (SQLULEN cursors : {SQL_CUR_USE_DRIVER, SQL_CUR_USE_ODBC}) {
-    OdbcConnection conn(driver.connectionString(), cursors);
-    SQLHSTMT stmt;
-    SQLHDESC desc, implicit;
-    ASSERT_EQ(SQL_SUCCESS, SQLAllocHandle(SQL_HANDLE_STMT, conn, &stmt));
-    ASSERT_EQ(SQL_SUCCESS, SQLAllocHandle(SQL_HANDLE_DESC, conn, &desc));
-    ASSERT_EQ(SQL_SUCCESS, SQLGetStmtAttr(stmt, SQL_ATTR_APP_ROW_DESC, &implicit, SQL_IS_POINTER, nullptr));
-    EXPECT_EQ(SQL_ERROR, SQLFreeHandle(SQL_HANDLE_DESC, implicit));
-    EXPECT_EQ("HY017", sqlstates(SQL_HANDLE_DESC, implicit));
+    conn.disconnect();
+    SQLSetConnectAttr(conn, SQL_ATTR_ODBC_CURSORS, pointer(cursors), 0);
+    reconnect();
+    const OdbcStatement stmt(conn);
+    const SQLHDESC desc = newDescriptor(), implicit = descriptor(stmt, SQL_ATTR_APP_ROW_DESC);
+    EXPECT_EQ("HY017", refusal(SQL_HANDLE_DESC, implicit, SQLFreeHandle(SQL_HANDLE_DESC, implicit)));
     EXPECT_SQL(SQL_SUCCESS, conn, conn.disconnect());
     EXPECT_EQ(SQL_INVALID_HANDLE, SQLFetch(stmt));
     EXPECT_EQ(SQL_INVALID_HANDLE, SQLFreeHandle(SQL_HANDLE_DESC, desc));
@@ -110,25 +99,11 @@ TEST_F(Handles, DisconnectTakesStatementsAndDescriptorsWithIt) {
   }
 }
 
-TEST_F(Handles, FreedDescriptorGivesItsStatementsTheirOwnBack) {
-  OdbcConnection conn(driver.connectionString(), SQL_CUR_USE_DRIVER);
-  OdbcStatement stmt(conn);
-  SQLHDESC own, desc, now;
-  ASSERT_EQ(SQL_SUCCESS, SQLGetStmtAttr(stmt, SQL_ATTR_APP_ROW_DESC, &own, SQL_IS_POINTER, nullptr));
-  ASSERT_EQ(SQL_SUCCESS, SQLAllocHandle(SQL_HANDLE_DESC, conn, &desc));
-  ASSERT_SQL(SQL_SUCCESS, stmt, SQLSetStmtAttr(stmt, SQL_ATTR_APP_ROW_DESC, desc, SQL_IS_POINTER));
-  ASSERT_EQ(SQL_SUCCESS, SQLFreeHandle(SQL_HANDLE_DESC, desc));
-  ASSERT_EQ(SQL_SUCCESS, SQLGetStmtAttr(stmt, SQL_ATTR_APP_ROW_DESC, &now, SQL_IS_POINTER, nullptr));
-  EXPECT_EQ(own, now);
-}
-
 TEST_F(Handles, StatementThatTheDriverKeepsStaysUsable) {
-  OdbcConnection conn(driver.connectionString(), SQL_CUR_USE_DRIVER);
   SQLHSTMT stmt;
   script.faults = {{"SQLFreeHandle", 1, SQL_ERROR, "HY000"}};
   ASSERT_EQ(SQL_SUCCESS, SQLAllocHandle(SQL_HANDLE_STMT, conn, &stmt));
-  EXPECT_EQ(SQL_ERROR, SQLFreeHandle(SQL_HANDLE_STMT, stmt));
-  EXPECT_EQ("HY000", sqlstates(SQL_HANDLE_STMT, stmt));
+  EXPECT_EQ("HY000", refusal(SQL_HANDLE_STMT, stmt, SQLFreeHandle(SQL_HANDLE_STMT, stmt)));
   EXPECT_EQ(SQL_SUCCESS, SQLFreeStmt(stmt, SQL_DROP));
   EXPECT_EQ(SQL_INVALID_HANDLE, SQLFreeStmt(stmt, SQL_DROP));
 }
@@ -141,15 +116,12 @@ TEST(HandlesOfOdbc2, OldFunctionsOnAnOldDriver) {
   SQLHSTMT stmt;
   ASSERT_EQ(SQL_SUCCESS, SQLAllocEnv(&env));
   ASSERT_EQ(SQL_SUCCESS, SQLAllocConnect(env, &conn));
-  std::string target = driver.connectionString();
-  auto* text = reinterpret_cast<SQLCHAR*>(target.data());
-  ASSERT_EQ(SQL_SUCCESS,
-            SQLDriverConnect(conn, nullptr, text, SQL_NTS, nullptr, 0, nullptr, SQL_DRIVER_NOPROMPT))
+  ASSERT_EQ(SQL_SUCCESS, SQLDriverConnect(conn, nullptr, sqlText(driver.connectionString()), SQL_NTS, nullptr,
+                                          0, nullptr, SQL_DRIVER_NOPROMPT))
       << diagnostics(SQL_HANDLE_DBC, conn);
   ASSERT_EQ(SQL_SUCCESS, SQLAllocStmt(conn, &stmt));
   SQLHDESC desc;
-  EXPECT_EQ(SQL_ERROR, SQLAllocHandle(SQL_HANDLE_DESC, conn, &desc));
-  EXPECT_EQ("IM001", sqlstates(SQL_HANDLE_DBC, conn));
+  EXPECT_EQ("IM001", refusal(SQL_HANDLE_DBC, conn, SQLAllocHandle(SQL_HANDLE_DESC, conn, &desc)));
   EXPECT_EQ(SQL_SUCCESS, SQLFreeStmt(stmt, SQL_DROP));
   EXPECT_EQ(SQL_SUCCESS, SQLTransact(env, SQL_NULL_HDBC, SQL_ROLLBACK));
   EXPECT_EQ(1, script.count("SQLTransact"));
@@ -163,10 +135,10 @@ TEST(HandlesOfOdbc2, OldFunctionsOnAnOldDriver) {
 // handle to say it on.
 TEST_F(Handles, ExhaustedMemoryIsHY001AndLosesNothing) {
   std::string target = driver.connectionString();
-  { OdbcConnection warmUp(target, SQL_CUR_USE_DRIVER); }
+  conn.disconnect();
   sweepAllocations([&](FaultAllocator& faults) {
     SQLHENV env = nullptr;
-    SQLHDBC conn = nullptr;
+    SQLHDBC dbc = nullptr;
     SQLHSTMT stmt = nullptr;
     SQLHDESC desc = nullptr;
     auto expectMemory = [&](SQLSMALLINT type, SQLHANDLE handle) {
@@ -177,21 +149,21 @@ TEST_F(Handles, ExhaustedMemoryIsHY001AndLosesNothing) {
     if (SQLAllocHandle(SQL_HANDLE_ENV, SQL_NULL_HANDLE, &env) != SQL_SUCCESS) return false;
     SQLSetEnvAttr(env, SQL_ATTR_ODBC_VERSION, SQLPOINTER(SQL_OV_ODBC3), 0);
     auto* text = reinterpret_cast<SQLCHAR*>(target.data());
-    if (SQLAllocHandle(SQL_HANDLE_DBC, env, &conn) != SQL_SUCCESS) {
+    if (SQLAllocHandle(SQL_HANDLE_DBC, env, &dbc) != SQL_SUCCESS) {
       expectMemory(SQL_HANDLE_ENV, env);
-    } else if (!SQL_SUCCEEDED(SQLDriverConnect(conn, nullptr, text, SQL_NTS, nullptr, 0, nullptr,
-                                               SQL_DRIVER_NOPROMPT))) {
-      expectMemory(SQL_HANDLE_DBC, conn);
-    } else if (SQLAllocHandle(SQL_HANDLE_STMT, conn, &stmt) != SQL_SUCCESS ||
-               SQLAllocHandle(SQL_HANDLE_DESC, conn, &desc) != SQL_SUCCESS) {
-      expectMemory(SQL_HANDLE_DBC, conn);
+    } else if (!SQL_SUCCEEDED(
+                   SQLDriverConnect(dbc, nullptr, text, SQL_NTS, nullptr, 0, nullptr, SQL_DRIVER_NOPROMPT))) {
+      expectMemory(SQL_HANDLE_DBC, dbc);
+    } else if (SQLAllocHandle(SQL_HANDLE_STMT, dbc, &stmt) != SQL_SUCCESS ||
+               SQLAllocHandle(SQL_HANDLE_DESC, dbc, &desc) != SQL_SUCCESS) {
+      expectMemory(SQL_HANDLE_DBC, dbc);
     } else {
-      done = SQLSetConnectAttr(conn, 99999, nullptr, 0) != SQL_INVALID_HANDLE && !faults.triggered();
+      done = SQLSetConnectAttr(dbc, 99999, nullptr, 0) != SQL_INVALID_HANDLE && !faults.triggered();
     }
     faults.stop();
-    SQLDisconnect(conn);
+    SQLDisconnect(dbc);
     EXPECT_EQ(0, script.liveHandles);
-    EXPECT_EQ(conn ? SQL_SUCCESS : SQL_INVALID_HANDLE, SQLFreeHandle(SQL_HANDLE_DBC, conn));
+    EXPECT_EQ(dbc ? SQL_SUCCESS : SQL_INVALID_HANDLE, SQLFreeHandle(SQL_HANDLE_DBC, dbc));
     EXPECT_EQ(SQL_SUCCESS, SQLFreeHandle(SQL_HANDLE_ENV, env));
     return done;
   });

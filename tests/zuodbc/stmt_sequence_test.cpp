@@ -1,252 +1,182 @@
-// The order of calls: which functions each state of a statement admits, and how the states follow.
+// The order of calls: random walks through the states of a statement, against a table of which function each
+// state admits and a model of how the states follow.
 
-#include <algorithm>
 #include <functional>
 #include <map>
-#include <thread>
+#include <random>
 
 #include "tests/support/odbc_fixture.h"
 #include "tests/support/scripted_driver.h"
 
 namespace {
 
-SQLCHAR* text(const char* literal) { return reinterpret_cast<SQLCHAR*>(const_cast<char*>(literal)); }
+// The states: allocated, prepared, executed without a result, with an open cursor, fetched from, fetched from
+// by SQLExtendedFetch; waiting for SQLParamData, for SQLPutData, for either; still executing.
+constexpr std::string_view kStates = "APNOFXDGTS";
 
-class StmtSequence : public testing::Test {
+struct Function {
+  std::string name;
+  // For each state `.` if the call goes on, else why not: q HY010, c 24000, h HY090, f 42000 of the driver.
+  // p, P and t depend on a prepared statement: HY010 without, 24000 with and HY010 without, HY011 with.
+  std::string_view refusals;
+  char next;  // the state afterwards; = the same, C closed, R by the text that was executed
+  std::function<SQLRETURN()> call;
+};
+
+class StmtSequence : public testing::TestWithParam<SQLUSMALLINT> {
  protected:
-  void SetUp() override {
-    script.answers["select"] = scriptedRows(3);
-    ASSERT_SQL(SQL_SUCCESS, conn, conn.connect(driver.connectionString()));
+  StmtSequence() {
+    script.answers["select"] = script.answers["SQLTables"] = scriptedRows(100);
+    for (const SQLUSMALLINT type : {SQL_CURSOR_COMMIT_BEHAVIOR, SQL_CURSOR_ROLLBACK_BEHAVIOR})
+      script.info[type] = GetParam();
+    EXPECT_SQL(SQL_SUCCESS, conn, conn.connect(driver.connectionString()));
   }
 
-  // Brings a statement into a state, by its name in the tables below.
-  void bring(OdbcStatement& stmt, const std::string& state) {
-    if (state == "prepared") stmt.prepare("select 1");
-    if (state == "executed") stmt.execute("update t");
-    if (state == "open" || state == "fetched" || state == "extended") stmt.execute("select 1");
-    if (state == "prepared open") {
-      stmt.prepare("select 1");
-      SQLExecute(stmt);
-    }
-    if (state == "fetched") SQLFetch(stmt);
-    if (state == "extended") SQLExtendedFetch(stmt, SQL_FETCH_NEXT, 0, &count, &status);
-    if (state == "needs data" || state == "asked" || state == "put") {
-      SQLBindParameter(stmt, 1, SQL_PARAM_INPUT, SQL_C_CHAR, SQL_VARCHAR, 9, 0, &count, 0, &atExecution);
-      ASSERT_SQL(SQL_NEED_DATA, stmt, stmt.execute("update t"));
-    }
-    if (state == "asked" || state == "put") {
-      ASSERT_SQL(SQL_NEED_DATA, stmt, SQLParamData(stmt, &pointer));
-    }
-    if (state == "put") {
-      ASSERT_SQL(SQL_SUCCESS, stmt, SQLPutData(stmt, text("x"), 1));
+  bool oneIn(unsigned n) { return random() % n == 0; }
+  std::string sqlstate(char verdict) const {
+    switch (verdict) {
+      case 'q': return "HY010";
+      case 'c': return "24000";
+      case 'h': return "HY090";
+      case 'f': return "42000";
+      case 'p': return prepared.empty() ? "HY010" : "";
+      case 'P': return prepared.empty() ? "HY010" : "24000";
+      case 't': return prepared.empty() ? "" : "HY011";
+      default: return "";
     }
   }
+  void fail(const char* function, SQLRETURN rc, const char* state, int times = 1) {
+    script.faults = {{function, script.count(function) + 1, rc, state, times}};
+  }
+  // The text of a new execution, of which some wait for data.
+  SQLCHAR* pickText() {
+    length = oneIn(4) ? SQL_LEN_DATA_AT_EXEC(1) : SQL_NTS;
+    sent = oneIn(2) ? "select 1" : "update t";
+    return reinterpret_cast<SQLCHAR*>(sent.data());
+  }
 
+  std::vector<Function> functions();
+  void moveOn(const Function& function, SQLRETURN rc);
+  void walk();
+
+  std::mt19937 random;
   DriverScript script;
   ScriptedDriver driver{ScriptedVariant::Odbc3, script};
   OdbcConnection conn{SQL_CUR_USE_DRIVER};
-  SQLLEN atExecution = SQL_LEN_DATA_AT_EXEC(1);
+  SQLHSTMT stmt = nullptr;
+  SQLLEN length = SQL_NTS, left = 0;
   SQLULEN count = 0;
   SQLUSMALLINT status = 0;
   SQLSMALLINT number = 0;
-  SQLLEN length = 0;
   SQLPOINTER pointer = nullptr;
   char buffer[32] = "";
+
+  char state = 'A';
+  std::string prepared, sent, executing;  // texts
+  bool cancelled = false;
 };
 
-TEST_F(StmtSequence, EachStateAdmitsItsFunctions) {
-  const std::map<std::string, std::function<SQLRETURN(SQLHSTMT)>> calls = {
-      {"prepare", [](SQLHSTMT s) { return SQLPrepare(s, text("select 1"), SQL_NTS); }},
-      {"exec direct", [](SQLHSTMT s) { return SQLExecDirect(s, text("select 1"), SQL_NTS); }},
-      {"execute", [](SQLHSTMT s) { return SQLExecute(s); }},
-      {"tables", [](SQLHSTMT s) { return SQLTables(s, nullptr, 0, nullptr, 0, nullptr, 0, nullptr, 0); }},
-      {"fetch", [](SQLHSTMT s) { return SQLFetch(s); }},
-      {"scroll", [](SQLHSTMT s) { return SQLFetchScroll(s, SQL_FETCH_NEXT, 0); }},
-      {"extended", [&](SQLHSTMT s) { return SQLExtendedFetch(s, SQL_FETCH_NEXT, 0, &count, &status); }},
-      {"get data", [&](SQLHSTMT s) { return SQLGetData(s, 1, SQL_C_CHAR, buffer, sizeof buffer, &length); }},
-      {"columns", [&](SQLHSTMT s) { return SQLNumResultCols(s, &number); }},
-      {"row count", [&](SQLHSTMT s) { return SQLRowCount(s, &length); }},
-      {"param data", [&](SQLHSTMT s) { return SQLParamData(s, &pointer); }},
-      {"put data", [](SQLHSTMT s) { return SQLPutData(s, text("x"), 1); }},
-      {"close", [](SQLHSTMT s) { return SQLCloseCursor(s); }},
-      {"free close", [](SQLHSTMT s) { return SQLFreeStmt(s, SQL_CLOSE); }},
-      {"name", [](SQLHSTMT s) { return SQLSetCursorName(s, text("c"), SQL_NTS); }},
-      {"cursor type",
-       [](SQLHSTMT s) {
-         return SQLSetStmtAttr(s, SQL_ATTR_CURSOR_TYPE, SQLPOINTER(SQL_CURSOR_FORWARD_ONLY), 0);
+std::vector<Function> StmtSequence::functions() {
+  const auto start = [&](auto call) { return [this, call] { return call(pickText()); }; };
+  return {
+      {"prepare", "...cccqqqq", 'P', start([&](auto* sql) { return SQLPrepare(stmt, sql, SQL_NTS); })},
+      {"prepare with a wrong length", "hhhhhhhhhh", '=',
+       start([&](auto* sql) { return SQLPrepare(stmt, sql, -7); })},
+      {"prepare what the driver refuses", "fffcccqqqq", 'A', start([&](auto* sql) {
+         fail("SQLPrepare", SQL_ERROR, "42000");
+         return SQLPrepare(stmt, sql, SQL_NTS);
+       })},
+      {"execute directly", "...cccqqq.", 'R', start([&](auto* sql) {
+         if (state != 'S' && oneIn(6)) fail("SQLExecDirect", SQL_STILL_EXECUTING, "", 2);
+         return SQLExecDirect(stmt, sql, SQL_NTS);
+       })},
+      {"execute", "q.pPPPqqqq", 'R', start([&](auto*) { return SQLExecute(stmt); })},
+      {"tables", "...cccqqqq", 'R',
+       [&] {
+         length = SQL_NTS;
+         sent = "SQLTables";
+         return SQLTables(stmt, nullptr, 0, nullptr, 0, nullptr, 0, nullptr, 0);
        }},
-      {"cancel", [](SQLHSTMT s) { return SQLCancel(s); }},
+      {"fetch", "qqc..qqqqq", 'F', [&] { return SQLFetch(stmt); }},
+      {"scroll", "qqc..qqqqq", 'F', [&] { return SQLFetchScroll(stmt, SQL_FETCH_NEXT, 0); }},
+      {"fetch extended", "qqc.q.qqqq", 'X',
+       [&] { return SQLExtendedFetch(stmt, SQL_FETCH_NEXT, 0, &count, &status); }},
+      {"get data", "qqcc..qqqq", '=',
+       [&] { return SQLGetData(stmt, 1, SQL_C_CHAR, buffer, sizeof buffer, &left); }},
+      {"columns", "q.....qqqq", '=', [&] { return SQLNumResultCols(stmt, &number); }},
+      {"row count", "qq....qqqq", '=', [&] { return SQLRowCount(stmt, &left); }},
+      {"param data", "qqqqqq.q.q", 'G', [&] { return SQLParamData(stmt, &pointer); }},
+      {"put data", "qqqqqqq..q", 'T', [&] { return SQLPutData(stmt, buffer, 1); }},
+      {"close", "ccc...qqqq", 'C', [&] { return SQLCloseCursor(stmt); }},
+      {"free by SQL_CLOSE", "......qqqq", 'C', [&] { return SQLFreeStmt(stmt, SQL_CLOSE); }},
+      {"name", "..ccccqqqq", '=', [&] { return SQLSetCursorName(stmt, sqlText("c"), SQL_NTS); }},
+      {"cursor type", ".ttcccqqqq", '=',
+       [&] { return SQLSetStmtAttr(stmt, SQL_ATTR_CURSOR_TYPE, SQLPOINTER{SQL_CURSOR_FORWARD_ONLY}, 0); }},
+      {"cancel", "..........", '=', [&] { return SQLCancel(stmt); }},
+      {"commit", "......qqqq", '=', [&] { return conn.endTransaction(SQL_COMMIT); }},
   };
-  struct Case {
-    const char* state;
-    std::map<std::string, std::string> refused;  // all others go on
-  };
-  const Case cases[] = {
-      {"allocated",
-       {{"execute", "HY010"},
-        {"fetch", "HY010"},
-        {"scroll", "HY010"},
-        {"extended", "HY010"},
-        {"get data", "HY010"},
-        {"columns", "HY010"},
-        {"row count", "HY010"},
-        {"param data", "HY010"},
-        {"put data", "HY010"},
-        {"close", "24000"}}},
-      {"prepared",
-       {{"fetch", "HY010"},
-        {"scroll", "HY010"},
-        {"extended", "HY010"},
-        {"get data", "HY010"},
-        {"row count", "HY010"},
-        {"param data", "HY010"},
-        {"put data", "HY010"},
-        {"close", "24000"},
-        {"cursor type", "HY011"}}},
-      {"executed",
-       {{"execute", "HY010"},
-        {"fetch", "24000"},
-        {"scroll", "24000"},
-        {"extended", "24000"},
-        {"get data", "24000"},
-        {"param data", "HY010"},
-        {"put data", "HY010"},
-        {"close", "24000"},
-        {"name", "24000"}}},
-      {"open",
-       {{"prepare", "24000"},
-        {"exec direct", "24000"},
-        {"execute", "HY010"},
-        {"tables", "24000"},
-        {"get data", "24000"},
-        {"param data", "HY010"},
-        {"put data", "HY010"},
-        {"name", "24000"},
-        {"cursor type", "24000"}}},
-      {"prepared open",
-       {{"prepare", "24000"},
-        {"exec direct", "24000"},
-        {"execute", "24000"},
-        {"tables", "24000"},
-        {"get data", "24000"},
-        {"param data", "HY010"},
-        {"put data", "HY010"},
-        {"name", "24000"},
-        {"cursor type", "24000"}}},
-      {"fetched",
-       {{"prepare", "24000"},
-        {"exec direct", "24000"},
-        {"execute", "HY010"},
-        {"tables", "24000"},
-        {"extended", "HY010"},
-        {"param data", "HY010"},
-        {"put data", "HY010"},
-        {"name", "24000"},
-        {"cursor type", "24000"}}},
-      {"extended",
-       {{"prepare", "24000"},
-        {"exec direct", "24000"},
-        {"execute", "HY010"},
-        {"tables", "24000"},
-        {"fetch", "HY010"},
-        {"scroll", "HY010"},
-        {"param data", "HY010"},
-        {"put data", "HY010"},
-        {"name", "24000"},
-        {"cursor type", "24000"}}},
-  };
-  for (const Case& c : cases) {
-    for (const auto& [name, call] : calls) {
-      OdbcStatement stmt(conn);
-      bring(stmt, c.state);
-      SQLRETURN rc = call(stmt);
-      auto refusal = c.refused.find(name);
-      if (refusal == c.refused.end()) {
-        EXPECT_TRUE(SQL_SUCCEEDED(rc)) << name << " while " << c.state << ": " << stmt.why();
-      } else {
-        EXPECT_EQ(SQL_ERROR, rc) << name << " while " << c.state;
-        EXPECT_EQ(refusal->second, stmt.states()) << name << " while " << c.state;
-      }
+}
+
+void StmtSequence::moveOn(const Function& function, SQLRETURN rc) {
+  const char closed = prepared.empty() ? 'A' : 'P';
+  if (rc == SQL_STILL_EXECUTING) {
+    state = 'S';
+  } else if (function.name == "cancel") {
+    cancelled = state == 'S';
+    if (state == 'D' || state == 'G' || state == 'T') state = closed;
+  } else if (function.name == "commit") {
+    if (GetParam() == SQL_CB_DELETE) prepared.clear();
+    if (GetParam() != SQL_CB_PRESERVE) state = prepared.empty() ? 'A' : 'P';
+  } else if (function.next == 'R') {
+    executing = function.name == "execute" ? prepared : sent;
+    if (function.name != "execute") prepared.clear();
+    state = rc == SQL_NEED_DATA ? 'D' : executing == "update t" ? 'N' : 'O';
+  } else if (function.name == "param data" && rc == SQL_SUCCESS) {
+    state = executing == "update t" ? 'N' : 'O';
+  } else if (function.next != '=') {
+    if (state == 'A' || function.next == 'A') prepared.clear();
+    if (function.next == 'P') prepared = sent;
+    state = function.next == 'C' ? closed : function.next;
+  }
+}
+
+void StmtSequence::walk() {
+  const OdbcStatement owner(conn);
+  stmt = owner;
+  state = 'A';
+  prepared.clear();
+  SQLBindParameter(stmt, 1, SQL_PARAM_INPUT, SQL_C_CHAR, SQL_VARCHAR, 9, 0, buffer, 0, &length);
+  const std::vector<Function> all = functions();
+  std::string history;
+  for (int step = 0; step < 60; ++step) {
+    const Function& function = all[random() % all.size()];
+    history += "\n" + function.name + " in " + state;
+    std::string expected = sqlstate(function.refusals[kStates.find(state)]);
+    if (state == 'S' && expected.empty() && function.next == 'R' && std::exchange(cancelled, false))
+      expected = "HY008";
+    const SQLRETURN rc = function.call();
+    ASSERT_EQ(expected, function.name == "commit" ? conn.states() : owner.states()) << history;
+    ASSERT_EQ(!expected.empty(), rc == SQL_ERROR) << history;
+    if (expected == "HY008" || expected == "42000") {
+      prepared.clear();
+      state = 'A';
     }
+    if (expected.empty()) moveOn(function, rc);
+    if (state != 'S') script.faults.clear();
   }
-  // A statement that waits for data admits nothing but what leads out.
-  const std::map<std::string, std::vector<std::string>> ways = {
-      {"needs data", {"param data", "cancel"}},
-      {"asked", {"put data", "cancel"}},
-      {"put", {"put data", "param data", "cancel"}}};
-  for (const auto& [state, out] : ways) {
-    for (const auto& [name, call] : calls) {
-      OdbcStatement stmt(conn);
-      bring(stmt, state);
-      SQLRETURN rc = call(stmt);
-      bool leads = std::find(out.begin(), out.end(), name) != out.end();
-      EXPECT_EQ(leads, rc != SQL_ERROR) << name << " while " << state << ": " << stmt.why();
-      EXPECT_EQ(leads ? "" : "HY010", stmt.states()) << name << " while " << state;
-      SQLCancel(stmt);
-    }
+  SQLCancel(stmt);
+  if (state == 'S') SQLExecDirect(stmt, sqlText("update t"), SQL_NTS);
+  script.faults.clear();
+}
+
+TEST_P(StmtSequence, AgreesWithTheTable) {
+  for (unsigned seed = 1; seed <= 300 && !HasFatalFailure(); ++seed) {
+    random.seed(seed);
+    walk();
   }
 }
 
-TEST_F(StmtSequence, APreparedStatementStaysPreparedAndAFailedOneIsNot) {
-  OdbcStatement stmt(conn);
-  ASSERT_SQL(SQL_SUCCESS, stmt, stmt.prepare("select 1"));
-  for (int run = 0; run < 2; ++run) {
-    EXPECT_SQL(SQL_SUCCESS, stmt, SQLExecute(stmt));
-    EXPECT_SQL(SQL_SUCCESS, stmt, SQLFetch(stmt));
-    EXPECT_SQL(SQL_SUCCESS, stmt, SQLFreeStmt(stmt, SQL_CLOSE));
-  }
-  script.faults.push_back({"SQLPrepare", 2, SQL_ERROR, "42000"});
-  EXPECT_SQL(SQL_ERROR, stmt, stmt.prepare("selct"));
-  EXPECT_SQL(SQL_ERROR, stmt, SQLExecute(stmt));
-  EXPECT_EQ("HY010", stmt.states());
-}
-
-TEST_F(StmtSequence, ACallRefusedHereLeavesTheStateAlone) {
-  OdbcStatement stmt(conn);
-  ASSERT_SQL(SQL_SUCCESS, stmt, stmt.prepare("select 1"));
-  EXPECT_SQL(SQL_ERROR, stmt, SQLPrepare(stmt, text("x"), -7));
-  EXPECT_EQ("HY090", stmt.states());
-  EXPECT_SQL(SQL_ERROR, stmt, SQLExecDirect(stmt, nullptr, SQL_NTS));
-  EXPECT_EQ("HY009", stmt.states());
-  EXPECT_SQL(SQL_SUCCESS, stmt, SQLExecute(stmt));
-}
-
-TEST_F(StmtSequence, WhatStillExecutesMustBeCalledAgain) {
-  OdbcStatement stmt(conn);
-  ASSERT_SQL(SQL_SUCCESS, stmt, stmt.set(SQL_ATTR_ASYNC_ENABLE, SQL_ASYNC_ENABLE_ON));
-  script.faults.push_back({"SQLExecDirect", 1, SQL_STILL_EXECUTING, "", 2});
-  ASSERT_SQL(SQL_STILL_EXECUTING, stmt, stmt.execute("select 1"));
-  EXPECT_SQL(SQL_ERROR, stmt, SQLFetch(stmt));
-  EXPECT_EQ("HY010", stmt.states());
-  EXPECT_SQL(SQL_ERROR, stmt, SQLFreeStmt(stmt, SQL_CLOSE));
-  EXPECT_SQL(SQL_STILL_EXECUTING, stmt, stmt.execute("select 1"));
-  EXPECT_SQL(SQL_SUCCESS, stmt, stmt.execute("select 1"));
-  EXPECT_SQL(SQL_SUCCESS, stmt, SQLFetch(stmt));
-}
-
-TEST_F(StmtSequence, ACancelEndsTheWaitForData) {
-  OdbcStatement stmt(conn);
-  SQLBindParameter(stmt, 1, SQL_PARAM_INPUT, SQL_C_CHAR, SQL_VARCHAR, 9, 0, buffer, 0, &atExecution);
-  ASSERT_SQL(SQL_SUCCESS, stmt, stmt.prepare("update t"));
-  ASSERT_SQL(SQL_NEED_DATA, stmt, SQLExecute(stmt));
-  EXPECT_SQL(SQL_SUCCESS, stmt, SQLCancel(stmt));
-  EXPECT_SQL(SQL_ERROR, stmt, SQLParamData(stmt, &pointer));
-  EXPECT_EQ("HY010", stmt.states());
-  EXPECT_SQL(SQL_NEED_DATA, stmt, SQLExecute(stmt));
-  EXPECT_SQL(SQL_SUCCESS, stmt, SQLCancel(stmt));
-}
-
-TEST_F(StmtSequence, ACancelFromAnotherThreadReachesARunningCall) {
-  OdbcStatement stmt(conn);
-  script.closeGate("SQLExecDirect");
-  SQLRETURN running = SQL_SUCCESS;
-  std::thread other([&] { running = stmt.execute("select 1"); });
-  ASSERT_TRUE(script.waitForGate());
-  EXPECT_EQ(SQL_SUCCESS, SQLCancel(stmt));
-  other.join();
-  EXPECT_EQ(SQL_ERROR, running);
-  EXPECT_EQ("HY008", stmt.states());
-  EXPECT_SQL(SQL_SUCCESS, stmt, stmt.execute("select 1"));
-}
+INSTANTIATE_TEST_SUITE_P(TransactionsLeave, StmtSequence,
+                         testing::Values(SQL_CB_DELETE, SQL_CB_CLOSE, SQL_CB_PRESERVE));
 
 }  // namespace

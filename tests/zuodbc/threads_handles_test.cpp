@@ -6,24 +6,14 @@
 #include <thread>
 #include <vector>
 
-#include "tests/support/odbc_fixture.h"
-#include "tests/support/scripted_driver.h"
+#include "tests/support/scripted_fixture.h"
 
 namespace {
 
-SQLCHAR* text(const char* literal) { return reinterpret_cast<SQLCHAR*>(const_cast<char*>(literal)); }
-
 // With the cursor library and without.
-class ThreadsOnHandles : public testing::TestWithParam<SQLULEN> {
+class ThreadsOnHandles : public ScriptedTest, public testing::WithParamInterface<SQLULEN> {
  protected:
-  ThreadsOnHandles() {
-    script.answers["select"] = scriptedRows(50);
-    conn.connect(driver.connectionString());
-  }
-
-  DriverScript script;
-  ScriptedDriver driver{ScriptedVariant::Odbc3, script};
-  OdbcConnection conn{GetParam()};
+  ThreadsOnHandles() : ScriptedTest({.cursors = GetParam()}) { script.answers["select"] = scriptedRows(50); }
 };
 
 using Call = std::function<void(SQLHSTMT)>;
@@ -51,12 +41,12 @@ TEST_P(ThreadsOnHandles, MayCallTheSameStatementAtOnce) {
   const std::pair<const char*, std::function<void(SQLHSTMT, Buffers&)>> calls[] = {
       {"run",
        [](SQLHSTMT s, Buffers&) {
-         SQLExecDirect(s, text("select 1"), SQL_NTS);
+         SQLExecDirect(s, sqlText("select 1"), SQL_NTS);
          SQLFreeStmt(s, SQL_CLOSE);
        }},
       {"prepare",
        [](SQLHSTMT s, Buffers&) {
-         SQLPrepare(s, text("select 1"), SQL_NTS);
+         SQLPrepare(s, sqlText("select 1"), SQL_NTS);
          SQLExecute(s);
        }},
       {"fetch", [](SQLHSTMT s, Buffers&) { SQLFetch(s); }},
@@ -97,7 +87,7 @@ TEST_P(ThreadsOnHandles, UseAStatementThatIsBeingFreed) {
   for (int round = 0; round < 40; ++round) {
     SQLHSTMT stmt;
     ASSERT_EQ(SQL_SUCCESS, SQLAllocHandle(SQL_HANDLE_STMT, conn, &stmt));
-    SQLExecDirect(stmt, text("select 1"), SQL_NTS);
+    SQLExecDirect(stmt, sqlText("select 1"), SQL_NTS);
     std::thread other([&] {
       SQLRETURN rc;
       while ((rc = SQLFetch(stmt)) != SQL_INVALID_HANDLE) EXPECT_NE(SQL_STILL_EXECUTING, rc);
