@@ -9,8 +9,6 @@ function(zulib_archive name directory)
   add_library(${name} STATIC ${sources})
   target_include_directories(${name} PUBLIC "${PROJECT_SOURCE_DIR}/src")
   target_link_libraries(${name} PUBLIC Threads::Threads ICU::uc ${CMAKE_DL_LIBS})
-  # Nobody replaces an exported function of ours, so that its calls within one file may be inlined.
-  target_compile_options(${name} PRIVATE $<$<CONFIG:Release>:-fno-semantic-interposition>)
 endfunction()
 
 # What both shared libraries have in common: a version, a SONAME, a symbol map, nothing left undefined.
