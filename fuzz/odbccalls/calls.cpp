@@ -285,7 +285,7 @@ SQLRETURN Application::prepareOrExecute(SQLHSTMT h, unsigned which) {
 SQLRETURN Application::catalogFunction(SQLHSTMT h) {
   const In a = name(), b = name(), c = name(), d = name();
   const auto number = static_cast<SQLUSMALLINT>(s.below(3));
-  switch (s.below(8)) {
+  switch (s.below(11)) {
     case 0: return EITHER(SQLTables, h, a, b, c, d);
     case 1: return EITHER(SQLColumns, h, a, b, c, d);
     case 2: return EITHER(SQLGetTypeInfo, h, s.pick(kSqlTypes));
@@ -293,6 +293,9 @@ SQLRETURN Application::catalogFunction(SQLHSTMT h) {
     case 4: return EITHER(SQLStatistics, h, a, b, c, number, number);
     case 5: return EITHER(SQLPrimaryKeys, h, a, b, c);
     case 6: return EITHER(SQLProcedures, h, a, b, c);
+    case 7: return EITHER(SQLColumnPrivileges, h, a, b, c, d);
+    case 8: return EITHER(SQLForeignKeys, h, a, b, c, d, a, b);
+    case 9: return EITHER(SQLProcedureColumns, h, a, b, c, d);
     default: return EITHER(SQLTablePrivileges, h, a, b, c);
   }
 }
@@ -412,7 +415,7 @@ SQLRETURN Application::setStmtAttribute(Owned& stmt) {
   }
   if (pointer) number = reinterpret_cast<SQLULEN>(pointer);
   if (s.oneIn(3)) return SQLSetStmtOption(stmt.handle, static_cast<SQLUSMALLINT>(attribute), number);
-  return SQLSetStmtAttr(stmt.handle, attribute, reinterpret_cast<SQLPOINTER>(number), 0);
+  return EITHER(SQLSetStmtAttr, stmt.handle, attribute, reinterpret_cast<SQLPOINTER>(number), SQLINTEGER{0});
 }
 
 SQLRETURN Application::getStmtAttribute(SQLHSTMT h) {
@@ -420,8 +423,8 @@ SQLRETURN Application::getStmtAttribute(SQLHSTMT h) {
   SQLULEN value;
   SQLINTEGER length;
   if (s.oneIn(2)) return SQLGetStmtOption(h, static_cast<SQLUSMALLINT>(attribute), maybe(value));
-  return SQLGetStmtAttr(h, s.oneIn(8) ? 10010 + attribute % 5 : attribute, maybe(value), sizeof value,
-                        maybe(length));
+  return EITHER(SQLGetStmtAttr, h, s.oneIn(8) ? 10010 + attribute % 5 : attribute,
+                static_cast<SQLPOINTER>(maybe(value)), SQLINTEGER{sizeof value}, maybe(length));
 }
 
 SQLRETURN Application::fetch(Owned& stmt) {
@@ -517,7 +520,7 @@ void Application::callDescriptor(SQLHDESC h, Owned& owner) {
     default: break;
   }
   const auto set = [&](SQLSMALLINT field, const void* value) {
-    SQLSetDescField(h, record, field, const_cast<void*>(value), 0);
+    EITHER(SQLSetDescField, h, record, field, const_cast<void*>(value), SQLINTEGER{0});
   };
   const auto number = [](SQLULEN n) { return reinterpret_cast<const void*>(n); };
   switch (s.below(9)) {
@@ -576,7 +579,7 @@ void Application::callConnection() {
       const SQLINTEGER attribute = s.pick(kNumbers);
       const auto value = reinterpret_cast<SQLPOINTER>(SQLULEN(s.below(4)));
       if (s.oneIn(3))
-        SQLSetConnectOption(conn, static_cast<SQLUSMALLINT>(attribute), s.below(4));
+        EITHER(SQLSetConnectOption, conn, static_cast<SQLUSMALLINT>(attribute), SQLULEN{s.below(4)});
       else
         SQLSetConnectAttr(conn, attribute, value, 0);
       return;

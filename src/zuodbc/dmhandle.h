@@ -22,6 +22,8 @@
 #include <sql.h>
 #include <sqlext.h>
 
+#include <array>
+
 #include "zulib/runtime/zuapi.h"
 #include "zulib/runtime/zucritse.h"
 
@@ -36,6 +38,7 @@ struct DMConnState;
 struct DMDescState;
 struct DMDriverFunctions;
 struct DMEnvState;
+struct DMHandleCell;
 struct DMStmtState;
 struct tagERRBUF;
 
@@ -104,16 +107,16 @@ class ZU_API DMHandle {
   void lock();
   void unlock();
 
+  // False if allocation failed in the constructor.
+  bool isWhole() const { return reserve && cell; }
+
   // The rest is the driver manager's own.
   bool hasUnsettled() const { return __atomic_load_n(&unsettled, __ATOMIC_RELAXED) != 0; }
   int unsettled = 0;         // records of the last driver call that nobody has taken over
   pthread_t cancelThread{};  // sent a cancel whose diagnostics have not been fetched from the driver; or 0
   short lastReturn = 0;      // SQL_DIAG_RETURNCODE
-  tagERRBUF* reserve = nullptr;        // owned; queued when there is no memory for another record
-  DMHandle* nextInRegister = nullptr;  // guarded by the register's lock
-  unsigned pins = 0;                   // calls that have the handle in hand
-  pthread_mutex_t entryLock;           // recursive; held for the whole of an application's call
-  bool isWithdrawn = false;            // about to be destroyed; guarded by entryLock
+  tagERRBUF* reserve = nullptr;  // owned; queued when there is no memory for another record
+  DMHandleCell* cell = nullptr;  // its place in the register; null if allocation failed
 
  protected:
   explicit DMHandle(DMHandleType type);  // enters the register
@@ -309,6 +312,10 @@ class ZU_API DMStmt : public DMHandle {
 
   explicit DMStmt(DMConn* conn);
   ~DMStmt() override;
+
+  std::array<DMDesc*, 4> implicitDescriptors() {
+    return {&implicitArdStorage, &implicitApdStorage, &implicitIrdStorage, &implicitIpdStorage};
+  }
 
   // The re-entrance mark on the statement.
   void CursorLibLockStmt(int mark);

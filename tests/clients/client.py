@@ -1,8 +1,9 @@
 """A pyodbc program that checks itself, over any data source.
 
-usage: client.py CONNECTION_STRING [narrow] [short]
-    narrow   the driver takes bound text in UTF-8 only
-    short    no text that is sent in pieces: the driver makes pyodbc cut them within a character
+usage: client.py CONNECTION_STRING [narrow] [short] [single]
+    narrow   the driver takes bound text in UTF-8 only, and pyodbc has arrays of UTF-16 only
+    short    no text that is sent in pieces: the driver converts each by itself, and pyodbc cuts within a character
+    single   no arrays of parameters: the driver has none
 """
 import datetime
 import decimal
@@ -30,15 +31,16 @@ def connect(where, narrow):
 
 
 def create(conn):
+    binary = "bytea" if conn.getinfo(pyodbc.SQL_DBMS_NAME) == "PostgreSQL" else "longblob"
     conn.execute(f'create table {TABLE} (id integer primary key, n\u00e4me varchar(200), price decimal(12,3), '
-                 'day date, note text)')
+                 f'day date, note text, data {binary})')
     conn.commit()
 
 
 def insert_and_read(conn, long_text):
     cursor = conn.cursor()
     row = (1, TEXT, decimal.Decimal("1234567.891"), datetime.date(2024, 2, 29), long_text)
-    cursor.execute(f"insert into {TABLE} values (?, ?, ?, ?, ?)", row)
+    cursor.execute(f"insert into {TABLE} (id, n\u00e4me, price, day, note) values (?, ?, ?, ?, ?)", row)
     cursor.executemany(f"insert into {TABLE} (id, n\u00e4me) values (?, ?)",
                        [(i, None if i % 3 == 0 else f"{TEXT} {i}") for i in range(2, 200)])
     conn.commit()
@@ -49,6 +51,37 @@ def insert_and_read(conn, long_text):
     rows = cursor.execute(f"select id, n\u00e4me from {TABLE} where id > 1 order by id").fetchall()
     same([(i, None if i % 3 == 0 else f"{TEXT} {i}") for i in range(2, 200)], [tuple(r) for r in rows])
     same(row[1], cursor.execute(f"select n\u00e4me from {TABLE} where n\u00e4me = '{TEXT}'").fetchval())
+
+
+def binary_values(conn):
+    cursor = conn.cursor()
+    values = [bytes(range(256)), b"", b"\0" * 3, bytes(range(256)) * 300]
+    for i, value in enumerate(values):
+        cursor.execute(f"update {TABLE} set data = ? where id = ?", value, 10 + i)
+    rows = cursor.execute(f"select data from {TABLE} where id between 10 and 13 order by id").fetchall()
+    same(values, [row[0] for row in rows])
+    conn.rollback()
+
+
+def arrays_of_parameters(conn, with_text):
+    cursor = conn.cursor()
+    cursor.fast_executemany = True
+    rows = [(i, None if i % 7 == 0 else f"{TEXT} {i}")[:1 + with_text] for i in range(1000, 1300)]
+    columns = ["id", "n\u00e4me"][:1 + with_text]
+    cursor.executemany(f"insert into {TABLE} ({', '.join(columns)}) values ({', '.join('?' for _ in columns)})", rows)
+    read = conn.execute(f"select {', '.join(columns)} from {TABLE} where id >= 1000 order by id").fetchall()
+    same(rows, [tuple(row) for row in read])
+    conn.rollback()
+
+
+def skipped_rows(conn):
+    cursor = conn.execute(f"select id from {TABLE} order by id")
+    same(1, cursor.fetchval())
+    cursor.skip(100)
+    same(102, cursor.fetchval())
+    cursor = conn.execute(f"select id from {TABLE} order by id")
+    cursor.skip(3)
+    same(4, cursor.fetchval())
 
 
 def transactions(conn):
@@ -91,9 +124,14 @@ def many_rows(conn):
 
 def main():
     where, options = sys.argv[1], sys.argv[2:]
-    conn = connect(where, "narrow" in options)
+    is_narrow = "narrow" in options
+    conn = connect(where, is_narrow)
     long_text = "long " * (20 if "short" in options else 20000)
-    for step in [create, lambda c: insert_and_read(c, long_text), transactions, catalogs, errors, many_rows]:
+    steps = [create, lambda c: insert_and_read(c, long_text), binary_values,
+                 lambda c: arrays_of_parameters(c, not is_narrow), skipped_rows, transactions, catalogs, errors, many_rows]
+    if "single" in options:
+        del steps[3]
+    for step in steps:
         try:
             step(conn)
         except Exception as failure:

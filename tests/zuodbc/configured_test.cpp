@@ -47,6 +47,12 @@ TEST_F(ConfiguredTest, CursorsOfTheDataSourceAndTheConnectionString) {
   {
     OdbcConnection conn("DSN=s", SQL_CUR_USE_DRIVER);
     EXPECT_EQ("3", last(conn));
+    OdbcStatement forward(conn);  // of a program that binds nothing, and mixes the functions
+    EXPECT_SQL(SQL_SUCCESS, forward, forward.execute("select"));
+    EXPECT_SQL(SQL_SUCCESS, forward, SQLFetchScroll(forward, SQL_FETCH_NEXT, 0));
+    EXPECT_SQL(SQL_SUCCESS, forward, SQLFetch(forward));
+    EXPECT_SQL(SQL_SUCCESS, forward, SQLFetchScroll(forward, SQL_FETCH_NEXT, 0));
+    EXPECT_EQ(SQL_ERROR, SQLFetchScroll(forward, SQL_FETCH_FIRST, 0));
   }
   for (const char* word : {"ifneeded", "Library"}) {
     OdbcConnection conn(scripted.connectionString() + ";cursors=" + word, SQL_CUR_USE_DRIVER);
@@ -102,6 +108,9 @@ TEST_F(ConfiguredTest, TraceShowsCallsAndNoPasswords) {
     SQLWCHAR sql[] = {'u', 0xFC, 0};
     EXPECT_SQL(SQL_SUCCESS, stmt, SQLExecDirectW(stmt, sql, 2));
     stmt.set(SQL_ATTR_CONCURRENCY, SQLULEN{7777});
+    stmt.set(SQL_ATTR_CURSOR_TYPE, SQLULEN{SQL_CURSOR_STATIC});
+    SQLCHAR version[20];
+    SQLGetInfo(conn, SQL_DM_VER, version, sizeof version, nullptr);
     EXPECT_EQ(SQL_ERROR, SQLSetCursorName(stmt, nullptr, 0));
     SQLCHAR user[] = "u", password[] = "hidden3", source[] = "s";
     OdbcConnection byName(SQL_CUR_USE_DRIVER);
@@ -116,6 +125,8 @@ TEST_F(ConfiguredTest, TraceShowsCallsAndNoPasswords) {
   EXPECT_THAT(trace, HasSubstr("DSN=s;UID=me;pwd=***;Password=***;"));
   EXPECT_THAT(trace, HasSubstr("\"u\xC3\xBC\", 2) = SQL_SUCCESS  "));
   EXPECT_THAT(trace, HasSubstr(", SQL_ATTR_CONCURRENCY, 7777, "));
+  EXPECT_THAT(trace, HasSubstr(", SQL_ATTR_CURSOR_TYPE, SQL_CURSOR_STATIC, "));
+  EXPECT_THAT(trace, HasSubstr(" us  -> \"03.52."));
   EXPECT_THAT(trace, HasSubstr(") = SQL_ERROR  "));
   EXPECT_THAT(trace, HasSubstr("\n    HY009 \"[zulib]"));
   EXPECT_THAT(trace, HasSubstr("\"u\", SQL_NTS, ***, SQL_NTS) = SQL_SUCCESS"));
@@ -135,7 +146,7 @@ TEST_F(ConfiguredTest, PooledConnectionsServeTheNext) {
     SQLAllocHandle(SQL_HANDLE_DBC, env, &conn);
     SQLCHAR out[300] = "";
     SQLSMALLINT length = 0;
-    text = scripted.connectionString() + text;
+    if (!text.starts_with("DSN")) text = scripted.connectionString() + text;
     EXPECT_EQ(SQL_SUCCESS, SQLDriverConnect(conn, nullptr, reinterpret_cast<SQLCHAR*>(text.data()), SQL_NTS,
                                             out, sizeof out, &length, SQL_DRIVER_NOPROMPT))
         << diagnostics(SQL_HANDLE_DBC, conn);
@@ -164,6 +175,8 @@ TEST_F(ConfiguredTest, PooledConnectionsServeTheNext) {
   EXPECT_EQ(1, use(";PWD=a", false));
   EXPECT_EQ(1, use(";PWD=a", false));
   EXPECT_EQ(1, script.count("SQLEndTran"));
+  writeSources(source("CPTimeout=0\n"));
+  for (const int calls : {2, 3}) EXPECT_EQ(calls, use("DSN=s", false));
   SQLFreeHandle(SQL_HANDLE_ENV, env);
   EXPECT_EQ(0, script.liveHandles);
 }

@@ -13,7 +13,7 @@ namespace {
 SQLRETURN allocateEnvironment(SQLHANDLE* out, long odbcVersion) {
   startConfiguredTrace();
   auto* env = new (std::nothrow) DMEnv;
-  if (!env || !env->state || !env->reserve) {
+  if (!env || !env->state || !env->isWhole()) {
     delete env;
     return SQL_ERROR;
   }
@@ -26,7 +26,7 @@ SQLRETURN allocateEnvironment(SQLHANDLE* out, long odbcVersion) {
 SQLRETURN allocateConnection(DMEnv& env, SQLHANDLE* out) {
   if (env.odbcVersion == 0) return fail(env, "HY010");
   auto* conn = new (std::nothrow) DMConn(&env);
-  if (!conn || !conn->state || !conn->reserve) {
+  if (!conn || !conn->state || !conn->isWhole()) {
     delete conn;
     return failForMemory(env);
   }

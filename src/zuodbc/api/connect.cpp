@@ -59,21 +59,30 @@ class Attachment {
   bool kept = false;
 };
 
+// Where a connection goes to.
+struct Destination {
+  std::string library;
+  std::string driver;      // as the connection string or the data source names it
+  std::string dataSource;  // empty when the string names a driver
+};
+
 // What the connect functions share around their own driver call. `connect` returns the driver's code, or
 // kDriverLacksFunction. `request` is all that the application asked for, by which a pooled connection is
 // found; empty: not from the pool.
 template <class Connect>
-SQLRETURN connectThrough(DMConn& conn, Api api, Form form, const std::string& library,
-                         const std::string& dataSource, const std::string& request, Connect&& connect) {
+SQLRETURN connectThrough(DMConn& conn, Api api, Form form, const Destination& destination,
+                         const std::string& request, Connect&& connect) {
+  const std::string& library = destination.library;
   Attachment attachment(conn);
   const SQLRETURN attached = attachDriver(conn, library, form == Form::Wide);
   if (!SQL_SUCCEEDED(attached)) return attached;
-  conn.state->dataSource = dataSource;
-  const std::string key = request.empty() ? request : poolKey(conn, library, form == Form::Wide, request);
-  const bool isPooled = !key.empty() && takePooled(conn, key);
+  conn.state->dataSource = destination.dataSource;
+  const PoolKey key =
+      request.empty() ? PoolKey() : poolKey(conn, library, destination.driver, form == Form::Wide, request);
+  const bool isPooled = !key.text.empty() && takePooled(conn, key.text);
   const SQLRETURN rc = attachment.conclude(
       isPooled ? SQLRETURN(SQL_SUCCESS) : askDriver(conn, *conn.driverFunctions, api, connect), api);
-  if (SQL_SUCCEEDED(rc) && !key.empty()) notePoolKey(conn, key);
+  if (SQL_SUCCEEDED(rc) && !key.text.empty()) notePoolKey(conn, key);
   return SQL_SUCCEEDED(rc) ? joined(attached, rc) : rc;
 }
 
@@ -113,12 +122,6 @@ SQLRETURN connectByName(DMConn& conn, const DMDriverFunctions& driver, const Cre
                  Out{out, sizeof out, &length, given.form}, static_cast<SQLUSMALLINT>(SQL_DRIVER_NOPROMPT));
 }
 
-// What a connection string says about where to go.
-struct Destination {
-  std::string library;
-  std::string dataSource;  // empty when the string names a driver
-};
-
 // DSN or DRIVER, whichever comes first; without either, the default data source.
 bool findDestination(DMConn& conn, const ConnectionString& attributes, Destination& out) {
   const std::string* dataSource = attributes.find("DSN");
@@ -129,17 +132,17 @@ bool findDestination(DMConn& conn, const ConnectionString& attributes, Destinati
       postError(conn, "IM012", "DRIVER keyword syntax error: the value is empty");
       return false;
     }
-    out.library = libraryOfDriver(*driver);
+    out.driver = *driver;
+    out.library = libraryOfDriver(out.driver);
     return true;
   }
   if (!dataSource && attributes.find("FILEDSN")) {
     postError(conn, "IM002", "File data sources are not supported");
     return false;
   }
-  std::string driverName;
-  out.dataSource = resolveDataSource(conn, dataSource ? *dataSource : "Default", driverName);
+  out.dataSource = resolveDataSource(conn, dataSource ? *dataSource : "Default", out.driver);
   if (out.dataSource.empty()) return false;
-  out.library = libraryOfDriver(driverName);
+  out.library = libraryOfDriver(out.driver);
   return true;
 }
 
@@ -229,8 +232,7 @@ SQLRETURN browse(DMConn& conn, const In& in, const Out& out) {
   };
   if (!conn.state->browsing) {
     if (!readDestination(conn, request)) return SQL_ERROR;
-    return connectThrough(conn, Api::BrowseConnect, in.form, request.destination.library,
-                          request.destination.dataSource, {}, work);
+    return connectThrough(conn, Api::BrowseConnect, in.form, request.destination, {}, work);
   }
   if (!readText(conn, in, request.text)) return SQL_ERROR;
   request.isChanged = !in.text;
@@ -259,18 +261,19 @@ SQLRETURN connect(SQLHDBC handle, const In& name, const In& user, const In& pass
     if (!isFree(conn, Api::Connect)) return SQL_ERROR;
     speakAs(conn, name.form);
     Credentials given{{}, {}, {}, keptForm(name.form)};
-    std::string driver;
+    Destination destination;
     if (!readText(conn, name, given.name) || !readText(conn, user, given.user) ||
         !readText(conn, password, given.password))
       return SQL_ERROR;
     if (std::max(given.user.size(), given.password.size()) > kLongestText) return fail(conn, "HY090");
-    given.name = resolveDataSource(conn, given.name, driver);
+    given.name = destination.dataSource = resolveDataSource(conn, given.name, destination.driver);
     if (given.name.empty()) return SQL_ERROR;
+    destination.library = libraryOfDriver(destination.driver);
     if (!readCursors(conn, nullptr, given.name)) return SQL_ERROR;
     useCodePage(conn, codePageOf({}, given.name));
     const std::string request = given.name + '\0' + given.user + '\0' + given.password;
     return connectThrough(
-        conn, Api::Connect, name.form, libraryOfDriver(driver), given.name, request,
+        conn, Api::Connect, name.form, destination, request,
         [&](DMConn& conn, const DMDriverFunctions& driver) { return connectByName(conn, driver, given); });
   });
 }
@@ -285,12 +288,12 @@ SQLRETURN connectByString(SQLHDBC handle, SQLHWND window, const In& in, const Ou
     speakAs(conn, in.form);
     if (!readDestination(conn, request)) return SQL_ERROR;
     bool isAsked = false;
-    const SQLRETURN rc = connectThrough(
-        conn, Api::DriverConnect, in.form, request.destination.library, request.destination.dataSource,
-        ' ' + request.text, [&](DMConn& conn, const DMDriverFunctions& driver) {
-          isAsked = true;
-          return driverConnect(conn, driver, request, out, window, completion);
-        });
+    const SQLRETURN rc =
+        connectThrough(conn, Api::DriverConnect, in.form, request.destination, ' ' + request.text,
+                       [&](DMConn& conn, const DMDriverFunctions& driver) {
+                         isAsked = true;
+                         return driverConnect(conn, driver, request, out, window, completion);
+                       });
     // A pooled connection was made by this same string.
     if (!SQL_SUCCEEDED(rc) || isAsked) return rc;
     return joined(rc, writeText(conn, request.text, keptForm(in.form), out));

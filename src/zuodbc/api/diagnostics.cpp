@@ -96,6 +96,9 @@ SQLRETURN askStatementField(DMHandle& handle, SQLSMALLINT field, const Out& out)
   auto& stmt = static_cast<DMStmt&>(handle);
   const DMDriverFunctions& driver = *stmt.conn->driverFunctions;
   SQLRETURN rc = kDriverLacksFunction;
+  // Calls that have a statement to themselves do without the call lock.
+  const bool enters = !stmt.conn->state->cursorLibrary;
+  if (enters && !enter(stmt)) return SQL_INVALID_HANDLE;
   stmt.lock();
   if (stmt.driverHandle) {
     rc = guardQuietly([&] {
@@ -110,6 +113,7 @@ SQLRETURN askStatementField(DMHandle& handle, SQLSMALLINT field, const Out& out)
         [&] { return ask(driver.SQLRowCount, stmt.driverHandle, static_cast<SQLLEN*>(out.buffer)); });
   }
   stmt.unlock();
+  if (enters) leave(stmt);
   if (SQL_SUCCEEDED(rc)) return rc;
   switch (field) {
     case SQL_DIAG_DYNAMIC_FUNCTION: return tellText(handle, "", out);

@@ -21,9 +21,7 @@ void forgetDriverHandles(DMConn& conn) {
       const std::lock_guard cancelLock(stmt->state->cancelLock);
       stmt->driverHandle = nullptr;
     }
-    for (DMDesc* desc : {&stmt->implicitArdStorage, &stmt->implicitApdStorage, &stmt->implicitIrdStorage,
-                         &stmt->implicitIpdStorage})
-      desc->driverHandle = nullptr;
+    for (DMDesc* desc : stmt->implicitDescriptors()) desc->driverHandle = nullptr;
   }
   for (DMDesc* desc : conn.state->descriptors) desc->driverHandle = nullptr;
 }

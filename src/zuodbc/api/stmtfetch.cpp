@@ -30,6 +30,13 @@ const char* checkOrientation(const DMStmt& stmt, int orientation) {
   }
 }
 
+// A program that has the cursor library by configuration was not written for it: what it fetches forward from
+// the driver it goes on fetching from the driver, be it that it has bound no column or that it used SQLFetch.
+bool isForwardFetch(const DMStmt& stmt, SQLSMALLINT orientation) {
+  if (orientation != SQL_FETCH_NEXT || stmt.cursor || !stmt.conn->state->configuredCursors) return false;
+  return !stmt.ard->bindList || stmt.fetchState & DM_FETCH_BY_FETCH;
+}
+
 const char* checkSetPos(SQLUSMALLINT operation, SQLUSMALLINT lock) {
   return operation > SQL_ADD || lock > SQL_LOCK_UNLOCK ? "HY092" : nullptr;
 }
@@ -80,6 +87,7 @@ ZU_API SQLRETURN SQL_API SQLFetchScroll(SQLHSTMT handle, SQLSMALLINT orientation
         return callStatement(
             handle, Api::FetchScroll, [&](DMStmt& stmt) { return checkOrientation(stmt, orientation); },
             [&](DMStmt& stmt, const CursorLibrary& library) {
+              if (isForwardFetch(stmt, orientation)) return library.CLFetch(&stmt);
               return library.CLFetchScroll(&stmt, orientation, offset);
             },
             [&](DMStmt& stmt, const DMDriverFunctions& driver) {

@@ -66,10 +66,12 @@ SQLRETURN guardQuietly(Work&& work) {
 class DriverCall {
  public:
   DriverCall(DMHandle& handle, Api api) : handle(handle), stmt(nullptr), api(api) { begin(); }
-  DriverCall(DMStmt& statement, Api api) : handle(statement), stmt(&statement), api(api) {
+
+  // `marks` are the calling thread's. A statement whose caller has it to itself needs no call lock.
+  DriverCall(DMStmt& statement, Api api, const ThreadMarks* marks, bool isAlone)
+      : handle(statement), stmt(&statement), api(api), isAlone(isAlone) {
     begin();
     setBusy(1);
-    const ThreadMarks* marks = marksOfThread();
     if (marks && marks->onBehalf && marks->onBehalf != stmt) [[unlikely]]
       tellCaller(marks->onBehalf);
   }
@@ -79,7 +81,7 @@ class DriverCall {
     if (caller) [[unlikely]]
       tellCaller(nullptr);
     if (stmt) setBusy(stillExecuting);
-    handle.unlock();
+    if (!isAlone) handle.unlock();
   }
 
   // The code to go on with.
@@ -95,7 +97,7 @@ class DriverCall {
 
  private:
   void begin() {
-    handle.lock();
+    if (!isAlone) handle.lock();
     if (handle.hasUnsettled()) dropUnsettled(handle);
   }
   void setBusy(int busy) { __atomic_store_n(&stmt->busy, busy, __ATOMIC_RELAXED); }
@@ -106,6 +108,7 @@ class DriverCall {
   DMHandle& handle;
   DMStmt* stmt;
   Api api;
+  bool isAlone = false;
   int stillExecuting = 0;
   DMStmt* caller = nullptr;  // the statement on whose behalf this one is in the driver
 };
@@ -129,9 +132,10 @@ SQLRETURN askDriver(Handle& handle, const DMDriverFunctions& driver, Api api, Dr
 // The same for a statement. What the driver has yet to be told comes first, and a cancel that came while the
 // cursor library was between two calls takes effect at the next one that it can end.
 template <class DriverWork>
-SQLRETURN askDriver(DMStmt& stmt, const DMDriverFunctions& driver, Api api, DriverWork& driverWork) {
+SQLRETURN askDriver(DMStmt& stmt, const DMDriverFunctions& driver, Api api, DriverWork& driverWork,
+                    const ThreadMarks* marks, bool isAlone) {
   if (!stmt.driverHandle) return SQL_INVALID_HANDLE;
-  DriverCall call(stmt, api);
+  DriverCall call(stmt, api, marks, isAlone);
   if (stmt.state->cancelAsked.load(std::memory_order_relaxed) && canBeCancelled(api)) [[unlikely]] {
     return endByCancel(stmt);
   }
@@ -140,6 +144,10 @@ SQLRETURN askDriver(DMStmt& stmt, const DMDriverFunctions& driver, Api api, Driv
     if (!SQL_SUCCEEDED(rc)) return call.finish(rc);
   }
   return call.finish(driverWork(stmt, driver));
+}
+template <class DriverWork>
+SQLRETURN askDriver(DMStmt& stmt, const DMDriverFunctions& driver, Api api, DriverWork& driverWork) {
+  return askDriver(stmt, driver, api, driverWork, marksOfThread(), false);
 }
 
 // The driver's handle of a statement's own descriptor, asked for at first use. False if the driver has none.

@@ -49,8 +49,23 @@ inline constexpr bool kHasLibraryWork =
 inline constexpr auto kNoCheck = [](const DMHandle&) -> const char* { return nullptr; };
 
 // The two ends of an application's call on an entered handle. `beginCall` empties the queue.
-void beginCall(DMHandle& handle) noexcept;
-SQLRETURN endCall(DMHandle& handle, DMConn* conn, SQLRETURN rc) noexcept;
+void forgetCancel(DMStmt& stmt) noexcept;
+inline void beginCall(DMHandle& handle) noexcept {
+  if (__atomic_load_n(&handle.errorQueue, __ATOMIC_RELAXED)) handle.VFreeErrors();
+}
+inline void beginCall(DMStmt& stmt) noexcept {
+  beginCall(static_cast<DMHandle&>(stmt));
+  if (stmt.state->cancelAsked.load(std::memory_order_relaxed)) [[unlikely]]
+    forgetCancel(stmt);
+}
+void reapAfterCall(DMConn& conn) noexcept;
+inline SQLRETURN endCall(DMHandle& handle, DMConn* conn, SQLRETURN rc) noexcept {
+  if (handle.hasUnsettled()) settleErrors(handle);
+  __atomic_store_n(&handle.lastReturn, rc, __ATOMIC_RELAXED);
+  if (conn && conn->state && conn->state->releasedCount.load(std::memory_order_relaxed) != 0) [[unlikely]]
+    reapAfterCall(*conn);
+  return rc;
+}
 
 // Posts 08003 and returns false unless connected.
 bool requireConnected(DMConn& conn) noexcept;
@@ -77,11 +92,15 @@ class CallScope {
 template <class Check, class ClWork, class DriverWork>
 SQLRETURN callStatement(SQLHSTMT handle, Api api, Check&& check, ClWork&& clWork, DriverWork&& driverWork) {
   auto* marked = static_cast<DMStmt*>(handle);
-  if (isMarked(marked)) {
-    return guardCall(*marked,
-                     [&] { return askDriver(*marked, *marked->conn->driverFunctions, api, driverWork); });
+  const ThreadMarks* marks = marksOfThread();
+  if (isMarked(marks, marked)) {
+    return guardCall(*marked, [&] {
+      return askDriver(*marked, *marked->conn->driverFunctions, api, driverWork, marks, false);
+    });
   }
-  const Entered<DMStmt> entered(handle);
+  // A call that the cursor library makes on its way is a part of the application's call around it.
+  const bool isOuter = !isInLibrary(marks);
+  const Entered<DMStmt> entered(handle, !isOuter);
   if (!entered) return SQL_INVALID_HANDLE;
   DMStmt& stmt = *entered;
   beginCall(stmt);
@@ -89,8 +108,6 @@ SQLRETURN callStatement(SQLHSTMT handle, Api api, Check&& check, ClWork&& clWork
   const SQLRETURN rc = guardCall(stmt, [&]() -> SQLRETURN {
     if (const char* wrong = check(stmt)) return fail(stmt, wrong);
     const CursorLibrary* library = kHasLibraryWork<ClWork> ? libraryOf(stmt) : nullptr;
-    // A call that the cursor library makes on its way is a part of the application's call around it.
-    const bool isOuter = !isInLibrary();
     const char* refused = isOuter ? sequenceBegin(stmt, api, library != nullptr) : nullptr;
     if (refused) return fail(stmt, refused);
     SQLRETURN done = SQL_ERROR;
@@ -100,7 +117,11 @@ SQLRETURN callStatement(SQLHSTMT handle, Api api, Check&& check, ClWork&& clWork
         done = clWork(stmt, *library);
       }
     }
-    if (!library) done = askDriver(stmt, *stmt.conn->driverFunctions, api, driverWork);
+    if (!library) {
+      // Without the cursor library on the connection only entered calls use a statement.
+      const bool isAlone = isOuter && !stmt.conn->state->cursorLibrary;
+      done = askDriver(stmt, *stmt.conn->driverFunctions, api, driverWork, marks, isAlone);
+    }
     if (isOuter) sequenceEnd(stmt, api, done);
     return done;
   });

@@ -239,7 +239,6 @@ tagERRBUF* takeFirst(DMHandle& handle) noexcept {
 }
 
 void settleErrors(DMHandle& handle) noexcept {
-  if (!handle.hasUnsettled()) return;
   const ZuCriticalSectionHolder lock(handle.queueLock);
   for (tagERRBUF* record = handle.errorQueue; record; record = record->next)
     record->flags &= ~DM_ERR_UNSETTLED;

@@ -1,6 +1,7 @@
 #include "zuodbc/call/sequence.h"
 
 #include <algorithm>
+#include <array>
 #include <iterator>
 #include <string_view>
 
@@ -49,17 +50,40 @@ constexpr bool rulesAreWhole() {
 static_assert(rulesAreWhole());
 static_assert(kAlways.size() == kOrdinaryStates);
 
-std::string_view verdictsOf(Api api) {
-  const Rule* rule =
-      std::find_if(std::begin(kRules), std::end(kRules), [api](const Rule& r) { return r.api == api; });
-  return rule == std::end(kRules) ? kAlways : rule->verdicts;
+// What the rules say of a function, as a call looks it up.
+struct Verdicts {
+  std::array<char, kOrdinaryStates> byState;
+  bool dependsOnResult;  // whether there are result columns decides
+  bool makesResult;      // what it leaves is new, and what was known of an earlier result no longer holds
+  bool isCatalogFunction;
+};
+
+constexpr Verdicts makeVerdicts(Api api, std::string_view rule) {
+  Verdicts verdicts{};
+  std::copy(rule.begin(), rule.end(), verdicts.byState.begin());
+  verdicts.dependsOnResult =
+      rule[static_cast<size_t>(StmtState::NoResult)] != rule[static_cast<size_t>(StmtState::CursorOpen)];
+  verdicts.makesResult = rule == kNewResult || api == Api::Execute || api == Api::MoreResults;
+  verdicts.isCatalogFunction = rule == kNewResult && api != Api::Prepare && api != Api::ExecDirect;
+  return verdicts;
 }
 
-char verdictIn(StmtState state, std::string_view verdicts) { return verdicts[static_cast<size_t>(state)]; }
-
-bool dependsOnResult(std::string_view verdicts) {
-  return verdictIn(StmtState::NoResult, verdicts) != verdictIn(StmtState::CursorOpen, verdicts);
+// The numbers of the functions go from 1 to 80 and from 1001 to 1023.
+constexpr size_t kVerdictRows = 256;
+constexpr size_t indexOf(Api api) {
+  const auto number = static_cast<size_t>(api);
+  return (number > 1000 ? number - 1000 + kVerdictRows / 2 : number) % kVerdictRows;
 }
+
+constexpr auto kVerdicts = [] {
+  std::array<Verdicts, kVerdictRows> verdicts{};
+  for (Verdicts& one : verdicts) one = makeVerdicts(Api::AllocHandle, kAlways);
+  verdicts[indexOf(Api::MoreResults)] = makeVerdicts(Api::MoreResults, kAlways);
+  for (const Rule& rule : kRules) verdicts[indexOf(rule.api)] = makeVerdicts(rule.api, rule.verdicts);
+  return verdicts;
+}();
+
+const Verdicts& verdictsOf(Api api) { return kVerdicts[indexOf(api)]; }
 
 const char* refusal(char verdict, bool prepared, bool throughLibrary) {
   switch (verdict) {
@@ -74,15 +98,6 @@ const char* refusal(char verdict, bool prepared, bool throughLibrary) {
 }
 
 bool worked(SQLRETURN rc) { return SQL_SUCCEEDED(rc); }
-
-bool isCatalogFunction(Api api) {
-  return verdictsOf(api) == kNewResult && api != Api::Prepare && api != Api::ExecDirect;
-}
-
-// What such a function leaves is new, and what was known of an earlier result no longer holds.
-bool makesResult(Api api) {
-  return verdictsOf(api) == kNewResult || api == Api::Execute || api == Api::MoreResults;
-}
 
 StmtState closedState(const DMStmt& stmt) {
   return stmt.flags & DM_STMT_PREPARED ? StmtState::Prepared : StmtState::Allocated;
@@ -114,7 +129,7 @@ void askForData(DMStmt& stmt, Api api) {
 void executionEnded(DMStmt& stmt, Api api, SQLRETURN rc) {
   if (api != Api::Execute) unprepare(stmt);
   if (rc == SQL_NEED_DATA) return askForData(stmt, api);
-  if (isCatalogFunction(api)) stmt.state->sequence.columns = 1;
+  if (verdictsOf(api).isCatalogFunction) stmt.state->sequence.columns = 1;
   if (rc == SQL_NO_DATA) stmt.state->sequence.columns = 0;  // no row was touched, and there is no result
   if (worked(rc) || rc == SQL_NO_DATA) return enterExecuted(stmt);
   enterClosed(stmt);
@@ -187,7 +202,7 @@ void finished(DMStmt& stmt, Api api, SQLRETURN rc) {
       if (worked(rc)) enterClosed(stmt);
       return;
     default:
-      if (isCatalogFunction(api)) executionEnded(stmt, api, rc);
+      if (verdictsOf(api).isCatalogFunction) executionEnded(stmt, api, rc);
   }
 }
 
@@ -206,11 +221,11 @@ const char* sequenceBegin(DMStmt& stmt, Api api, bool throughLibrary) noexcept {
       return nullptr;
     default: break;
   }
-  const std::string_view verdicts = verdictsOf(api);
-  if (sequence.state == StmtState::UnknownResult && dependsOnResult(verdicts)) resolveResult(stmt);
-  const char* refused =
-      refusal(verdictIn(sequence.state, verdicts), (stmt.flags & DM_STMT_PREPARED) != 0, throughLibrary);
-  if (!refused && makesResult(api)) sequence.columns = -1;
+  const Verdicts& verdicts = verdictsOf(api);
+  if (verdicts.dependsOnResult && sequence.state == StmtState::UnknownResult) resolveResult(stmt);
+  const char verdict = verdicts.byState[static_cast<size_t>(StmtState{sequence.state})];
+  const char* refused = refusal(verdict, (stmt.flags & DM_STMT_PREPARED) != 0, throughLibrary);
+  if (!refused && verdicts.makesResult) sequence.columns = -1;
   return refused;
 }
 

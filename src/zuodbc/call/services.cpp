@@ -31,6 +31,11 @@ void post(DMHandle& handle, unsigned short component, unsigned short errorId, lo
   queueRecord(handle, record);
 }
 
+// Without the cursor library, calls that have a statement to themselves do without the call lock.
+bool needsEntry(const DMHandle& handle) {
+  return handle.handleType == DM_STMT && !static_cast<const DMStmt&>(handle).conn->state->cursorLibrary;
+}
+
 char lower(char letter) {
   return letter >= 'A' && letter <= 'Z' ? static_cast<char>(letter + ('a' - 'A')) : letter;
 }
@@ -52,10 +57,13 @@ void PostODBCComponentError(tagODBCERROR* error) {
 void LockHandle(void* handle, long type, int lock) {
   DMHandle* owner = findHandle(static_cast<int>(type), handle);
   if (!owner) return;
+  EntryLock* entry = needsEntry(*owner) ? &entryLockOf(*owner) : nullptr;
   if (lock) {
+    if (entry) entry->lock();
     owner->lock();
   } else {
     owner->unlock();
+    if (entry) entry->unlock();
   }
 }
 

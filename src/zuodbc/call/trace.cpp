@@ -5,11 +5,14 @@
 #include <sys/auxv.h>
 #include <unistd.h>
 
+#include <algorithm>
+#include <cstdint>
 #include <cstdio>
 #include <cstring>
 #include <ctime>
 #include <mutex>
 
+#include "zuodbc/call/tracenames.h"
 #include "zuodbc/handles/register.h"
 #include "zuodbc/sources/connectionstring.h"
 #include "zuodbc/sources/profilereader.h"
@@ -35,118 +38,9 @@ TraceFile& traceFile() {
   return file;
 }
 
-struct NamedNumber {
-  long long number;
-  const char* name;
-};
-#define NAMED(constant) \
-  { constant, #constant }
-
-constexpr NamedNumber kCodes[] = {
-    NAMED(SQL_SUCCESS),         NAMED(SQL_SUCCESS_WITH_INFO), NAMED(SQL_ERROR),   NAMED(SQL_INVALID_HANDLE),
-    NAMED(SQL_STILL_EXECUTING), NAMED(SQL_NEED_DATA),         NAMED(SQL_NO_DATA),
-};
-
-constexpr NamedNumber kStmtAttributes[] = {
-    NAMED(SQL_ATTR_CURSOR_SENSITIVITY),
-    NAMED(SQL_ATTR_CURSOR_SCROLLABLE),
-    NAMED(SQL_ATTR_QUERY_TIMEOUT),
-    NAMED(SQL_ATTR_MAX_ROWS),
-    NAMED(SQL_ATTR_NOSCAN),
-    NAMED(SQL_ATTR_MAX_LENGTH),
-    NAMED(SQL_ATTR_ASYNC_ENABLE),
-    NAMED(SQL_ATTR_ROW_BIND_TYPE),
-    NAMED(SQL_ATTR_CURSOR_TYPE),
-    NAMED(SQL_ATTR_CONCURRENCY),
-    NAMED(SQL_ATTR_KEYSET_SIZE),
-    NAMED(SQL_ROWSET_SIZE),
-    NAMED(SQL_ATTR_SIMULATE_CURSOR),
-    NAMED(SQL_ATTR_RETRIEVE_DATA),
-    NAMED(SQL_ATTR_USE_BOOKMARKS),
-    NAMED(SQL_GET_BOOKMARK),
-    NAMED(SQL_ATTR_ROW_NUMBER),
-    NAMED(SQL_ATTR_ENABLE_AUTO_IPD),
-    NAMED(SQL_ATTR_FETCH_BOOKMARK_PTR),
-    NAMED(SQL_ATTR_PARAM_BIND_OFFSET_PTR),
-    NAMED(SQL_ATTR_PARAM_BIND_TYPE),
-    NAMED(SQL_ATTR_PARAM_OPERATION_PTR),
-    NAMED(SQL_ATTR_PARAM_STATUS_PTR),
-    NAMED(SQL_ATTR_PARAMS_PROCESSED_PTR),
-    NAMED(SQL_ATTR_PARAMSET_SIZE),
-    NAMED(SQL_ATTR_ROW_BIND_OFFSET_PTR),
-    NAMED(SQL_ATTR_ROW_OPERATION_PTR),
-    NAMED(SQL_ATTR_ROW_STATUS_PTR),
-    NAMED(SQL_ATTR_ROWS_FETCHED_PTR),
-    NAMED(SQL_ATTR_ROW_ARRAY_SIZE),
-    NAMED(SQL_ATTR_APP_ROW_DESC),
-    NAMED(SQL_ATTR_APP_PARAM_DESC),
-    NAMED(SQL_ATTR_IMP_ROW_DESC),
-    NAMED(SQL_ATTR_IMP_PARAM_DESC),
-    NAMED(SQL_ATTR_METADATA_ID),
-};
-
-constexpr NamedNumber kConnectAttributes[] = {
-    NAMED(SQL_ATTR_ACCESS_MODE),        NAMED(SQL_ATTR_AUTOCOMMIT),
-    NAMED(SQL_ATTR_LOGIN_TIMEOUT),      NAMED(SQL_ATTR_TRACE),
-    NAMED(SQL_ATTR_TRACEFILE),          NAMED(SQL_ATTR_TRANSLATE_LIB),
-    NAMED(SQL_ATTR_TRANSLATE_OPTION),   NAMED(SQL_ATTR_TXN_ISOLATION),
-    NAMED(SQL_ATTR_CURRENT_CATALOG),    NAMED(SQL_ATTR_ODBC_CURSORS),
-    NAMED(SQL_ATTR_QUIET_MODE),         NAMED(SQL_ATTR_PACKET_SIZE),
-    NAMED(SQL_ATTR_CONNECTION_TIMEOUT), NAMED(SQL_ATTR_CONNECTION_DEAD),
-    NAMED(SQL_ATTR_METADATA_ID),
-};
-
-constexpr NamedNumber kEnvAttributes[] = {
-    NAMED(SQL_ATTR_ODBC_VERSION),
-    NAMED(SQL_ATTR_CONNECTION_POOLING),
-    NAMED(SQL_ATTR_CP_MATCH),
-    NAMED(SQL_ATTR_OUTPUT_NTS),
-};
-
-constexpr NamedNumber kDescFields[] = {
-    NAMED(SQL_DESC_CONCISE_TYPE),
-    NAMED(SQL_DESC_ARRAY_SIZE),
-    NAMED(SQL_DESC_ARRAY_STATUS_PTR),
-    NAMED(SQL_DESC_BIND_OFFSET_PTR),
-    NAMED(SQL_DESC_BIND_TYPE),
-    NAMED(SQL_DESC_ROWS_PROCESSED_PTR),
-    NAMED(SQL_DESC_COUNT),
-    NAMED(SQL_DESC_TYPE),
-    NAMED(SQL_DESC_LENGTH),
-    NAMED(SQL_DESC_OCTET_LENGTH_PTR),
-    NAMED(SQL_DESC_PRECISION),
-    NAMED(SQL_DESC_SCALE),
-    NAMED(SQL_DESC_NULLABLE),
-    NAMED(SQL_DESC_INDICATOR_PTR),
-    NAMED(SQL_DESC_DATA_PTR),
-    NAMED(SQL_DESC_NAME),
-    NAMED(SQL_DESC_UNNAMED),
-    NAMED(SQL_DESC_OCTET_LENGTH),
-    NAMED(SQL_DESC_ALLOC_TYPE),
-    NAMED(SQL_DESC_PARAMETER_TYPE),
-    NAMED(SQL_DESC_LABEL),
-};
-#undef NAMED
-
-template <size_t count>
-const char* nameIn(const NamedNumber (&table)[count], long long number) {
-  for (const NamedNumber& row : table) {
-    if (row.number == number) return row.name;
-  }
-  return nullptr;
-}
-
-bool contains(const char* text, const char* part) { return std::strstr(text, part) != nullptr; }
-
-// The name of a number that is the attribute or field of a function: its second argument, of descriptors the
-// third.
-const char* nameOf(const char* function, int argument, long long number) {
-  if (argument == 1 && (contains(function, "StmtAttr") || contains(function, "StmtOption")))
-    return nameIn(kStmtAttributes, number);
-  if (argument == 1 && (contains(function, "ConnectAttr") || contains(function, "ConnectOption")))
-    return nameIn(kConnectAttributes, number);
-  if (argument == 1 && contains(function, "EnvAttr")) return nameIn(kEnvAttributes, number);
-  return argument == 2 && contains(function, "DescField") ? nameIn(kDescFields, number) : nullptr;
+// The functions whose pointers to numbers are read or written after they have returned.
+bool keepsPointers(std::string_view function) {
+  return function.starts_with("SQLBind") || function.starts_with("SQLSet") || function == "SQLParamOptions";
 }
 
 // A connection string without the values that are secrets. One that cannot be read is a secret as a whole.
@@ -172,6 +66,26 @@ std::string quoted(std::string_view text) {
     }
   }
   return out + (text.size() > kLongestText ? "\"..." : "\"");
+}
+
+std::string asUtf8(std::string_view text, Form form) {
+  if (form != Form::Wide) return std::string(text);
+  HeldText held;
+  convertText(nullptr, kUtf16, kUtf8, text, held);
+  return std::string(held.view());
+}
+
+std::string hexadecimal(const void* pointer) {
+  char text[32];
+  std::snprintf(text, sizeof text, "0x%zx", reinterpret_cast<size_t>(pointer));
+  return text;
+}
+
+template <class Number>
+int64_t numberAt(const void* from) {
+  Number number;
+  std::memcpy(&number, from, sizeof number);
+  return number;
 }
 
 std::string timeOfDay() {
@@ -214,7 +128,10 @@ void TraceLine::separate() {
 }
 
 void TraceLine::addNumber(long long number) {
-  const char* name = nameOf(function, arguments, number);
+  const char* name = nameOfArgument(function, arguments, number);
+  if (!name && selector >= 0 && arguments == selectorOf(function) + 1)
+    name = nameOfValue(function, selector, number);
+  if (arguments == selectorOf(function)) selector = number;
   separate();
   line += name ? std::string(name) : std::to_string(number);
 }
@@ -222,29 +139,24 @@ void TraceLine::addNumber(long long number) {
 void TraceLine::addPointer(const void* pointer) {
   constexpr uintptr_t kFirstAddress = 65536;  // below it is a number
   const auto number = reinterpret_cast<uintptr_t>(pointer);
-  char text[32];
-  std::snprintf(text, sizeof text, "0x%zx", static_cast<size_t>(number));
+  if (number < kFirstAddress) return addNumber(static_cast<long long>(number));
   separate();
-  line += number < kFirstAddress ? std::to_string(number) : std::string(text);
+  line += hexadecimal(pointer);
 }
 
 void TraceLine::addText(const void* text, SQLLEN length, Form form, bool inBytes, bool isText,
                         Secrecy secrecy) {
-  if (!isText || !text || inBytes) {
+  const bool isShown = isText && text && (!inBytes || dm::isText(function, selector));
+  if (!isShown) {
     addPointer(text);
     addNumber(length);
     return;
   }
-  HeldText held;
-  std::string_view shown = bytesOf(text, length, form == Form::Wide, inBytes);
-  if (form == Form::Wide) {
-    convertText(nullptr, kUtf16, kUtf8, shown, held);
-    shown = held.view();
-  }
+  const std::string shown = asUtf8(bytesOf(text, length, form == Form::Wide, inBytes), form);
   separate();
   switch (secrecy) {
     case Secrecy::None: line += quoted(shown); break;
-    case Secrecy::ConnectionString: line += quoted(withoutPasswords(std::string(shown))); break;
+    case Secrecy::ConnectionString: line += quoted(withoutPasswords(shown)); break;
     default: line += "***";
   }
   if (length == SQL_NTS) {
@@ -260,20 +172,54 @@ void TraceLine::addBuffer(const void* buffer, SQLLEN size) {
   addNumber(size);
 }
 
-void TraceLine::finish(SQLHANDLE handle, SQLRETURN rc) noexcept {
+void TraceLine::end(SQLRETURN rc) {
   using std::chrono::duration_cast, std::chrono::microseconds;
   const auto took = duration_cast<microseconds>(std::chrono::steady_clock::now() - start).count();
-  try {
-    if (arguments == 0) separate();
-    const char* code = nameIn(kCodes, rc);
-    line += ") = " + (code ? std::string(code) : std::to_string(rc)) + "  " + std::to_string(took) + " us\n";
-    if (rc == SQL_ERROR || rc == SQL_SUCCESS_WITH_INFO) line += diagnosticsOf(handle);
-    TraceFile& file = traceFile();
-    const std::lock_guard guard(file.lock);
-    // A full disk takes nothing from the application but its trace.
-    if (file.descriptor >= 0 && write(file.descriptor, line.data(), line.size()) < 0) isTracing = false;
-  } catch (const std::bad_alloc&) {  // this line is missing
+  if (arguments == 0) separate();
+  const char* code = nameOfCode(rc);
+  line += ") = " + (code ? std::string(code) : std::to_string(rc)) + "  " + std::to_string(took) + " us";
+  canShow = SQL_SUCCEEDED(rc) && !keepsPointers(function);
+}
+
+void TraceLine::showResult(const std::string& result) { line += (results++ == 0 ? "  -> " : ", ") + result; }
+
+void TraceLine::showText(const void* text, SQLLEN size, Form form) {
+  const auto room = static_cast<size_t>(std::max<SQLLEN>(size, 0));
+  const auto* bytes = static_cast<const char*>(text);
+  const size_t unit = form == Form::Wide ? sizeof(SQLWCHAR) : 1;
+  size_t length = 0;
+  while (length + unit <= room && std::memcmp(bytes + length, "\0", unit) != 0) length += unit;
+  std::string shown = asUtf8({bytes, length}, form);
+  const std::string_view name = function;
+  if (name.starts_with("SQLDriverConnect") || name.starts_with("SQLBrowseConnect"))
+    shown = withoutPasswords(shown);
+  showResult(quoted(shown));
+}
+
+// The length cell says how wide the value is; without one it has at least 32 bits if it is an attribute.
+void TraceLine::showValue(const void* buffer, SQLLEN size, Form form, bool mayBeText, SQLLEN length) {
+  if (selectorOf(function) < 0 ? mayBeText : isText(function, selector)) return showText(buffer, size, form);
+  if (length < 0 && selectorOf(function) == 1) length = sizeof(int32_t);
+  int64_t value = 0;
+  switch (length) {
+    case 2: value = numberAt<int16_t>(buffer); break;
+    case 4: value = numberAt<int32_t>(buffer); break;
+    case 8: value = numberAt<int64_t>(buffer); break;
+    default: return;
   }
+  const char* name = nameOfValue(function, selector, value);
+  showResult(name ? std::string(name) : std::to_string(value));
+}
+
+void TraceLine::showPointer(const void* pointer) { showResult(hexadecimal(pointer)); }
+
+void TraceLine::write(SQLHANDLE handle, SQLRETURN rc) {
+  line += '\n';
+  if (rc == SQL_ERROR || rc == SQL_SUCCESS_WITH_INFO) line += diagnosticsOf(handle);
+  TraceFile& file = traceFile();
+  const std::lock_guard guard(file.lock);
+  // A full disk takes nothing from the application but its trace.
+  if (file.descriptor >= 0 && ::write(file.descriptor, line.data(), line.size()) < 0) isTracing = false;
 }
 
 bool startTrace(const std::string& name) {

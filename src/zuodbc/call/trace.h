@@ -1,8 +1,10 @@
 // The trace of an application's calls: one line for each, when it ends, with its arguments, its code and its
-// time, and below it the diagnostics of a call that has any. Passwords are left out: that of SQLConnect, and
-// every value of a connection string whose keyword is PWD or PASSWORD.
+// time, what it has written for the application, and below it the diagnostics of a call that has any.
+// Passwords are left out: that of SQLConnect, and every value of a connection string whose keyword is PWD or
+// PASSWORD.
 //
 //   07:12:30.000120 1234 SQLExecDirectW(0x55d0, "select 1", SQL_NTS) = SQL_SUCCESS  85 us
+//   07:12:30.000209 1234 SQLNumResultCols(0x55d0, 0x7ffc) = SQL_SUCCESS  1 us  -> 1
 //
 // The trace is the process's. It is switched on by SQL_ATTR_TRACE on any connection, or by the keys Trace and
 // TraceFile of section "ODBC" of odbc.ini, which are read when the first environment is allocated. The file
@@ -57,9 +59,41 @@ class TraceLine {
   }
   void add(const StateOut& out) { addPointer(out.buffer); }
 
-  void finish(SQLHANDLE handle, SQLRETURN rc) noexcept;
+  // The call has returned.
+  void end(SQLRETURN rc);
+
+  // What it has written to an argument, if it succeeded.
+  template <class T>
+  void addResult(const T& argument) {
+    if constexpr (std::is_pointer_v<T>) {
+      using To = std::remove_pointer_t<T>;
+      if constexpr (std::is_same_v<To, void*>) {
+        if (canShow && argument) showPointer(*argument);
+      } else if constexpr (std::is_integral_v<To> && !std::is_const_v<To> && !std::is_same_v<To, SQLCHAR>) {
+        if (canShow && argument) showResult(std::to_string(*argument));
+      }
+    }
+  }
+  template <class Length>
+  void addResult(const TextOut<Length>& out) {
+    if (!canShow) return;
+    if (out.buffer && out.isText && !out.inBytes) showText(out.buffer, bytesOf(out).size, out.form);
+    if (out.buffer && out.inBytes)
+      showValue(out.buffer, out.size, out.form, out.isText, out.length ? *out.length : -1);
+    if (out.length) showResult(std::to_string(*out.length));
+  }
+  void addResult(const StateOut& out) {
+    if (canShow && out.buffer) showText(out.buffer, out.form == Form::Wide ? 10 : 5, out.form);
+  }
+
+  // Writes the line to the file.
+  void write(SQLHANDLE handle, SQLRETURN rc);
 
  private:
+  void showResult(const std::string& result);
+  void showText(const void* text, SQLLEN size, Form form);
+  void showValue(const void* buffer, SQLLEN size, Form form, bool mayBeText, SQLLEN length);
+  void showPointer(const void* pointer);
   void addNumber(long long number);
   void addPointer(const void* pointer);
   void addText(const void* text, SQLLEN length, Form form, bool inBytes, bool isText, Secrecy secrecy);
@@ -70,6 +104,9 @@ class TraceLine {
   std::string line;
   std::chrono::steady_clock::time_point start;
   int arguments = 0;
+  int results = 0;
+  long long selector = -1;  // the attribute or field that the call is about
+  bool canShow = false;
 };
 
 inline SQLHANDLE firstHandle() { return nullptr; }
@@ -102,7 +139,12 @@ template <class Function, class... Arguments>
   } catch (const std::bad_alloc&) {  // the line is the shorter
   }
   const SQLRETURN rc = function(arguments...);
-  line.finish(firstHandle(arguments...), rc);
+  try {
+    line.end(rc);
+    (line.addResult(arguments), ...);
+    line.write(firstHandle(arguments...), rc);
+  } catch (const std::bad_alloc&) {  // this line is missing
+  }
   return rc;
 }
 

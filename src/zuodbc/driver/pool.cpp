@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <chrono>
+#include <cstdlib>
 #include <cstring>
 #include <list>
 #include <map>
@@ -10,12 +11,13 @@
 #include "zuodbc/call/drivercall.h"
 #include "zuodbc/call/values.h"
 #include "zuodbc/driver/driverloading.h"
+#include "zuodbc/sources/datasource.h"
 
 namespace dm {
 namespace {
 
 using Clock = std::chrono::steady_clock;
-constexpr std::chrono::seconds kLongestIdle{60};
+constexpr long kMostIdleSeconds = 100'000'000;  // more is for ever
 
 struct PooledConnection {
   std::string key;
@@ -24,12 +26,12 @@ struct PooledConnection {
   void* driverEnv;
   void* driverConn;
   bool driverKnowsVersion;
-  Clock::time_point since;
+  Clock::time_point until;
 };
 
 // What is known of a connection in use that is to be pooled.
 struct Use {
-  std::string key;
+  PoolKey key;
   bool isChanged = false;  // by an attribute that only a reset takes back
 };
 
@@ -78,8 +80,8 @@ std::list<PooledConnection> takeOut(IsMeant&& isMeant) {
 }
 
 void closeIdle() {
-  const auto limit = Clock::now() - kLongestIdle;
-  for (const PooledConnection& one : takeOut([&](const PooledConnection& p) { return p.since < limit; }))
+  const auto now = Clock::now();
+  for (const PooledConnection& one : takeOut([&](const PooledConnection& p) { return p.until < now; }))
     closeConnection(one);
 }
 
@@ -124,6 +126,16 @@ bool makeNew(DMConn& conn, const Use& use) {
   return setNumber(conn, SQL_ATTR_AUTOCOMMIT, SQL_AUTOCOMMIT_ON);
 }
 
+// What CPTimeout says; a minute if it is not there or no number.
+long readIdleSeconds(const std::string& dataSource, const std::string& driver) {
+  std::string text = valueOf(dataSource, "CPTimeout");
+  if (text.empty()) text = valueOfDriver(driver, "CPTimeout");
+  char* end = nullptr;
+  const long seconds = std::strtol(text.c_str(), &end, 10);
+  if (text.empty() || *end || seconds < 0) return PoolKey().idleSeconds;
+  return std::min(seconds, kMostIdleSeconds);
+}
+
 bool ofEnvironment(const DMConn& conn) { return conn.env->state->connectionPooling == SQL_CP_ONE_PER_HENV; }
 
 }  // namespace
@@ -133,15 +145,19 @@ std::atomic<SQLULEN>& processPooling() noexcept {
   return pooling;
 }
 
-std::string poolKey(const DMConn& conn, const std::string& library, bool byWide, const std::string& request) {
+PoolKey poolKey(const DMConn& conn, const std::string& library, const std::string& driver, bool byWide,
+                const std::string& request) {
   const DMEnvState& env = *conn.env->state;
   if (env.connectionPooling == SQL_CP_OFF) return {};
+  const long idleSeconds = readIdleSeconds(conn.state->dataSource, driver);
+  if (idleSeconds == 0) return {};
   std::string key = library + '\0' + std::to_string(conn.env->odbcVersion) + (byWide ? 'w' : 'n') + request;
-  if (env.poolingMatch != SQL_CP_STRICT_MATCH) return key;
-  for (const auto& [attribute, kept] : conn.state->keptAttributes) {
-    key += '\0' + std::to_string(attribute) + '=' + std::to_string(kept.value) + kept.text;
+  if (env.poolingMatch == SQL_CP_STRICT_MATCH) {
+    for (const auto& [attribute, kept] : conn.state->keptAttributes) {
+      key += '\0' + std::to_string(attribute) + '=' + std::to_string(kept.value) + kept.text;
+    }
   }
-  return key;
+  return {key, idleSeconds};
 }
 
 bool takePooled(DMConn& conn, const std::string& key) {
@@ -169,7 +185,7 @@ bool takePooled(DMConn& conn, const std::string& key) {
   }
 }
 
-void notePoolKey(DMConn& conn, const std::string& key) {
+void notePoolKey(DMConn& conn, const PoolKey& key) {
   const std::lock_guard guard(pool().lock);
   pool().inUse[&conn] = {key};
 }
@@ -192,8 +208,9 @@ bool givePooled(DMConn& conn) {
   closeIdle();
   if (conn.env->state->connectionPooling == SQL_CP_OFF) return false;
   std::list<PooledConnection> one;
-  one.push_back({std::move(use.key), conn.state->driver, ofEnvironment(conn) ? conn.env : nullptr,
-                 conn.state->driverEnv, conn.driverHandle, conn.state->driverKnowsVersion, Clock::now()});
+  one.push_back({use.key.text, conn.state->driver, ofEnvironment(conn) ? conn.env : nullptr,
+                 conn.state->driverEnv, conn.driverHandle, conn.state->driverKnowsVersion,
+                 Clock::now() + std::chrono::seconds(use.key.idleSeconds)});
   if (!makeNew(conn, use)) return false;
   freeStatements(conn);
   conn.driverHandle = nullptr;

@@ -203,17 +203,11 @@ using namespace dm;
 CharacterConverter::~CharacterConverter() = default;
 
 DMHandle::DMHandle(DMHandleType type) : handleType(type), reserve(makeReserve()) {
-  pthread_mutexattr_t recursive;
-  pthread_mutexattr_init(&recursive);
-  pthread_mutexattr_settype(&recursive, PTHREAD_MUTEX_RECURSIVE);
-  pthread_mutex_init(&entryLock, &recursive);
-  pthread_mutexattr_destroy(&recursive);
-  enterRegister(*this);
+  if (type != DM_DESC) enterRegister(*this);
 }
 
 DMHandle::~DMHandle() {
   leaveRegister(*this);
-  pthread_mutex_destroy(&entryLock);
   FreeErrorBuf(errorQueue);
   std::free(reserve);
   delete converter;
@@ -237,13 +231,14 @@ void DMHandle::unlock() {
 }
 
 int DMHandle::SetupHandleList(void* owner) {
-  if (!reserve) return 0;
+  if (!isWhole()) return 0;
   auto* conn = static_cast<DMConn*>(owner);
   if (handleType == DM_STMT) {
     auto* stmt = static_cast<DMStmt*>(this);
-    if (!stmt->state || !stmt->implicitArdStorage.state || !stmt->implicitApdStorage.state ||
-        !stmt->implicitIrdStorage.state || !stmt->implicitIpdStorage.state)
-      return 0;
+    if (!stmt->state) return 0;
+    for (const DMDesc* desc : stmt->implicitDescriptors()) {
+      if (!desc->isWhole() || !desc->state) return 0;
+    }
     if (!conn) return 1;
     const std::lock_guard lock(conn->state->lock);
     if (!reserveRelease(*conn->state)) return 0;
@@ -303,7 +298,9 @@ DMDesc::DMDesc(DMConn* conn, DMStmt* ownerStmt, unsigned flags)
       conn(conn),
       ownerStmt(ownerStmt),
       flags(flags),
-      state(new (std::nothrow) DMDescState) {}
+      state(new (std::nothrow) DMDescState) {
+  enterRegister(*this);
+}
 
 DMDesc::~DMDesc() {
   while (bindList) {

@@ -10,8 +10,8 @@
 namespace dm {
 namespace {
 
-// A thread that holds a mark owns one slot of its group, or of a later group when its own is full. `strays`
-// counts the latter by their own group. The owners of a group lie in one cache line.
+// A thread that holds a mark owns one slot of its group, or of a later group when its own is full. The owners
+// of a group lie in one cache line, and what says how far to look in another.
 constexpr unsigned kSlotsInGroup = 8;
 constexpr unsigned kGroups = 64;
 
@@ -19,9 +19,14 @@ struct alignas(64) Owners {
   std::atomic<pthread_t> threads[kSlotsInGroup];
 };
 
+struct Group {
+  std::atomic<unsigned> used;    // no slot from here on has ever had an owner
+  std::atomic<unsigned> strays;  // threads of this group with a slot in another
+};
+
 constinit Owners owners[kGroups]{};
+constinit Group groups[kGroups]{};
 constinit ThreadMarks slots[kGroups * kSlotsInGroup]{};
-constinit std::atomic<unsigned> strays[kGroups]{};
 
 // Threads' identities are addresses, which differ in their middle bits.
 unsigned groupOf(pthread_t thread) {
@@ -30,7 +35,8 @@ unsigned groupOf(pthread_t thread) {
 static_assert(kGroups == 1u << (64 - 58));
 
 ThreadMarks* findIn(unsigned group, pthread_t self) {
-  for (unsigned slot = 0; slot < kSlotsInGroup; ++slot) {
+  const unsigned used = groups[group].used.load(std::memory_order_relaxed);
+  for (unsigned slot = 0; slot < used; ++slot) {
     if (owners[group].threads[slot].load(std::memory_order_relaxed) == self)
       return &slots[group * kSlotsInGroup + slot];
   }
@@ -41,9 +47,15 @@ ThreadMarks* findIn(unsigned group, pthread_t self) {
 ThreadMarks* findMarks(pthread_t self) {
   const unsigned home = groupOf(self);
   ThreadMarks* found = findIn(home, self);
-  if (found || strays[home].load(std::memory_order_relaxed) == 0) return found;
+  if (found || groups[home].strays.load(std::memory_order_relaxed) == 0) return found;
   for (unsigned step = 1; step < kGroups && !found; ++step) found = findIn((home + step) % kGroups, self);
   return found;
+}
+
+void raiseUsed(std::atomic<unsigned>& used, unsigned least) {
+  unsigned now = used.load(std::memory_order_relaxed);
+  while (now < least && !used.compare_exchange_weak(now, least, std::memory_order_relaxed)) {
+  }
 }
 
 ThreadMarks* claimIn(unsigned group, pthread_t self) {
@@ -52,6 +64,7 @@ ThreadMarks* claimIn(unsigned group, pthread_t self) {
     auto& owner = owners[group].threads[slot];
     if (owner.load(std::memory_order_relaxed) == none &&
         owner.compare_exchange_strong(none, self, std::memory_order_acquire, std::memory_order_relaxed)) {
+      raiseUsed(groups[group].used, slot + 1);
       return &slots[group * kSlotsInGroup + slot];
     }
   }
@@ -62,7 +75,7 @@ ThreadMarks* claimIn(unsigned group, pthread_t self) {
 ThreadMarks& claimMarks(pthread_t self) {
   const unsigned home = groupOf(self);
   if (ThreadMarks* marks = claimIn(home, self)) return *marks;
-  strays[home].fetch_add(1, std::memory_order_relaxed);
+  groups[home].strays.fetch_add(1, std::memory_order_relaxed);
   for (unsigned step = 1;; ++step) {
     if (step % kGroups == 0) sched_yield();
     ThreadMarks* marks = claimIn((home + step) % kGroups, self);
@@ -73,7 +86,7 @@ ThreadMarks& claimMarks(pthread_t self) {
 }
 
 void releaseMarks(ThreadMarks& marks, pthread_t self) {
-  if (marks.isStray) strays[groupOf(self)].fetch_sub(1, std::memory_order_relaxed);
+  if (marks.isStray) groups[groupOf(self)].strays.fetch_sub(1, std::memory_order_relaxed);
   marks.isStray = false;
   const auto slot = static_cast<unsigned>(&marks - slots);
   owners[slot / kSlotsInGroup].threads[slot % kSlotsInGroup].store(pthread_t{}, std::memory_order_release);
@@ -125,23 +138,19 @@ void mark(const DMHandle* handle, int on) {
   }
 }
 
-// Takes the place of a handle for the cursor library as a whole. Only its address is used.
-const char kLibrary = 0;
-const DMHandle* libraryMark() { return reinterpret_cast<const DMHandle*>(&kLibrary); }
-
 }  // namespace
 
-InLibrary::InLibrary(DMStmt* stmt) noexcept : marks(setMark(libraryMark())), outer(marks.onBehalf) {
+namespace {
+const char kLibrary = 0;
+}
+const DMHandle* const kLibraryMark = reinterpret_cast<const DMHandle*>(&kLibrary);
+
+InLibrary::InLibrary(DMStmt* stmt) noexcept : marks(setMark(kLibraryMark)), outer(marks.onBehalf) {
   if (!outer) marks.onBehalf = stmt;
 }
 InLibrary::~InLibrary() {
   marks.onBehalf = outer;
-  takeBackMark(libraryMark());
-}
-
-bool isInLibrary() noexcept {
-  const ThreadMarks* marks = findMarks(pthread_self());
-  return marks && marks->holds(libraryMark());
+  takeBackMark(kLibraryMark);
 }
 
 const ThreadMarks* marksOfThread() noexcept { return findMarks(pthread_self()); }

@@ -34,25 +34,29 @@ struct ThreadMarks {
   }
 };
 
-// The marks of the calling thread, or null if it holds none.
+// The marks of the calling thread, or null if it holds none. Valid until it takes its last mark back.
 const ThreadMarks* marksOfThread() noexcept;
 
 // True if the calling thread has marked the handle, or the connection or statement that it belongs to. Only a
 // thread that holds a mark looks into the handle: it is in the cursor library, whose handles are valid.
-inline bool isMarked(const DMConn* conn) noexcept {
-  const ThreadMarks* marks = marksOfThread();
+inline bool isMarked(const ThreadMarks* marks, const DMConn* conn) noexcept {
   return marks && conn && marks->holds(conn);
 }
-inline bool isMarked(const DMStmt* stmt) noexcept {
-  const ThreadMarks* marks = marksOfThread();
+inline bool isMarked(const ThreadMarks* marks, const DMStmt* stmt) noexcept {
   return marks && stmt && (marks->holds(stmt) || marks->holds(stmt->conn));
 }
-inline bool isMarked(const DMDesc* desc) noexcept {
-  const ThreadMarks* marks = marksOfThread();
+inline bool isMarked(const ThreadMarks* marks, const DMDesc* desc) noexcept {
   return marks && desc &&
          (marks->holds(desc) || marks->holds(desc->conn) ||
           (desc->ownerStmt && marks->holds(desc->ownerStmt)));
 }
+template <class Handle>
+bool isMarked(const Handle* handle) noexcept {
+  return isMarked(marksOfThread(), handle);
+}
+
+// Takes the place of a handle for the cursor library as a whole. Only its address is used.
+extern const DMHandle* const kLibraryMark;
 
 // Marks the time that the calling thread spends in the cursor library, for a call on `stmt` if that is not
 // null. A call that comes back from there without a mark on its handle belongs to the application's call
@@ -68,7 +72,8 @@ class InLibrary {
   ThreadMarks& marks;
   DMStmt* outer;
 };
-bool isInLibrary() noexcept;
+inline bool isInLibrary(const ThreadMarks* marks) noexcept { return marks && marks->holds(kLibraryMark); }
+inline bool isInLibrary() noexcept { return isInLibrary(marksOfThread()); }
 
 }  // namespace dm
 

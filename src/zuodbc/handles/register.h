@@ -1,12 +1,14 @@
 // The register of live handles, and what keeps a handle alive and to itself during a call.
 //
-// The register is the process-wide set of live handles. It is threaded through the handles themselves, so
-// entering it cannot fail, and looking an address up never touches what the address points to. A handle is in
-// it from its constructor to its withdrawal or its destructor.
+// The register is the process-wide set of live handles: a table of cells, one for each handle, found by the
+// handle's address. Looking an address up never touches what the address points to. A handle is in the
+// register from its constructor to its withdrawal or its destructor.
 //
-// A call pins the handle that it has looked up: a pinned handle is not destroyed. An application's call also
-// enters it, which holds the entry lock: two threads' calls on one handle follow each other. SQLCancel and
-// the diagnostics functions only pin. A descriptor that belongs to a statement is pinned and entered with it.
+// An application's call enters the handle, which holds the entry lock: two threads' calls on one handle
+// follow each other. Cells are used again but never given back, so a call looks a cell up and locks it
+// without any other lock, and then sees whether the cell is still that of the address; until it leaves, the
+// handle is not withdrawn. SQLCancel and the diagnostics functions only pin: a pinned handle is not
+// destroyed. A descriptor that belongs to a statement is pinned and entered with it.
 //
 // Lock order: entry locks (environment, connection, explicit descriptors, statements; among those of one kind
 // by rising address), CursorLibrarySingleThreadLock, the lists of a connection, call locks, queue locks.
@@ -19,11 +21,12 @@
 #include <utility>
 
 #include "zuodbc/dmhandle.h"
+#include "zuodbc/handles/entrylock.h"
 #include "zuodbc/handles/marks.h"
 
 namespace dm {
 
-// For the constructors and destructors of handles.
+// For the constructors and destructors of handles. If allocation fails the handle has no cell.
 void enterRegister(DMHandle& handle) noexcept;
 void leaveRegister(DMHandle& handle) noexcept;
 
@@ -56,11 +59,17 @@ DMHandle* pinHandle(int type, SQLHANDLE address) noexcept;
 void pin(DMHandle& handle) noexcept;
 void unpin(DMHandle& handle) noexcept;
 
+// Enters the live handle of a type at an address. Null if there is none; else the lock to leave it by.
+EntryLock* enterHandle(int type, SQLHANDLE address) noexcept;
+
 // The entry lock of a pinned handle. False, with nothing locked, if the handle is withdrawn; `tryEnter` also
 // if another thread is in a call on it.
 bool enter(DMHandle& handle) noexcept;
 bool tryEnter(DMHandle& handle) noexcept;
 void leave(DMHandle& handle) noexcept;
+
+// The lock itself, of a handle that cannot go during this call.
+EntryLock& entryLockOf(const DMHandle& handle) noexcept;
 
 // From here on no call finds the handle, and those that wait to enter it fail. The caller has entered it.
 void withdraw(DMHandle& handle) noexcept;
@@ -83,44 +92,49 @@ class Pinned {
   Handle& operator*() const { return *handle; }
   Handle* operator->() const { return handle; }
 
-  // The pin is the caller's.
-  Handle* release() { return std::exchange(handle, nullptr); }
-
  private:
   Handle* handle;
 };
 
-// A handle that an application's call has to itself.
+// A handle that an application's call has to itself. A call of the cursor library on its way only pins.
 template <class Handle>
 class Entered {
  public:
-  explicit Entered(SQLHANDLE address) noexcept : pinned(address), isLocked(false) {
-    if (!pinned || isInLibrary()) return;
-    isLocked = enter(*pinned);
-    if (!isLocked) unpin(*pinned.release());
+  explicit Entered(SQLHANDLE address) noexcept : Entered(address, isInLibrary()) {}
+  Entered(SQLHANDLE address, bool isInLibrary) noexcept {
+    if (isInLibrary) [[unlikely]] {
+      handle = static_cast<Handle*>(pinHandle(kTypeOf<Handle>, address));
+    } else {
+      lock = enterHandle(kTypeOf<Handle>, address);
+      handle = lock ? static_cast<Handle*>(address) : nullptr;
+    }
   }
   Entered(const Entered&) = delete;
   Entered& operator=(const Entered&) = delete;
   ~Entered() {
-    if (isLocked) leave(*pinned);
+    if (lock) {
+      lock->unlock();
+    } else if (handle) {
+      unpin(*handle);
+    }
   }
-  explicit operator bool() const { return static_cast<bool>(pinned); }
-  Handle& operator*() const { return *pinned; }
-  Handle* operator->() const { return &*pinned; }
+  explicit operator bool() const { return handle != nullptr; }
+  Handle& operator*() const { return *handle; }
+  Handle* operator->() const { return handle; }
 
   // Makes the handle the caller's alone, for it to destroy: no call finds it any more, and none is left in
   // it.
   Handle* takeOut() {
-    withdraw(*pinned);
-    if (isLocked) leave(*pinned);
-    isLocked = false;
-    awaitUnpinned(*pinned, 1);
-    return pinned.release();
+    withdraw(*handle);
+    if (lock) lock->unlock();
+    awaitUnpinned(*handle, lock ? 0 : 1);
+    lock = nullptr;
+    return std::exchange(handle, nullptr);
   }
 
  private:
-  Pinned<Handle> pinned;
-  bool isLocked;
+  Handle* handle;
+  EntryLock* lock = nullptr;
 };
 
 }  // namespace dm

@@ -60,6 +60,12 @@ std::string valueOf(const std::string& section, const char* key) {
   return readValue(reader, section, key, kDataSourceFile);
 }
 
+std::string valueOfDriver(const std::string& driver, const char* key) {
+  if (driver.empty() || driver.find('/') != std::string::npos) return {};
+  ProfileReader reader;
+  return readValue(reader, driver, key, kDriverFile);
+}
+
 std::string libraryOfDriver(const std::string& driver) {
   if (driver.find('/') != std::string::npos) return driver;
   ProfileReader reader;

@@ -19,8 +19,9 @@ constexpr size_t kMaxDataSourceName = SQL_MAX_DSN_LENGTH;
 // The library of a data source's driver; empty when there is no such data source.
 std::string driverOfDataSource(const std::string& dataSource);
 
-// A value of odbc.ini; empty if it is not there.
+// A value of odbc.ini, or of a driver in odbcinst.ini; empty if it is not there.
 std::string valueOf(const std::string& section, const char* key);
+std::string valueOfDriver(const std::string& driver, const char* key);
 
 // The library for a driver as a connection string or odbc.ini names it: the one that odbcinst.ini gives
 // for the name, else the name itself.
