@@ -200,8 +200,10 @@ struct NamedValue {
   long long attribute;
   NamedNumber value;
 };
-#define VALUE(attribute, constant) \
-  { attribute, NAMED(constant) }
+#define VALUE(attribute, constant)     \
+  {                                    \
+    attribute, { constant, #constant } \
+  }
 
 constexpr NamedValue kAttributeValues[] = {
     VALUE(SQL_ATTR_CURSOR_TYPE, SQL_CURSOR_FORWARD_ONLY),
