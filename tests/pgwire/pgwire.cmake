@@ -4,10 +4,11 @@ include(PgwireDriver)
 file(GLOB sources CONFIGURE_DEPENDS "${PROJECT_SOURCE_DIR}/tests/pgwire/*.cpp")
 # Not the support library: its allocator counts what is linked in, and this program's libraries are shared.
 add_executable(test_pgwire ${sources} reload/failing_malloc.cpp support/odbc_fixture.cpp support/postgres_fixture.cpp
-               support/kerberos_realm.cpp)
+               support/kerberos_realm.cpp support/server_process.cpp)
 target_include_directories(test_pgwire PRIVATE "${PROJECT_SOURCE_DIR}")
 target_compile_definitions(test_pgwire PRIVATE ZULIB_PGWIRE="$<TARGET_FILE:zupgwire>"
-                           ZULIB_BUILD_DIRECTORY="${PROJECT_BINARY_DIR}")
+                           ZULIB_BUILD_DIRECTORY="${PROJECT_BINARY_DIR}"
+                           ZULIB_TEST_SUPPORT="${PROJECT_SOURCE_DIR}/tests/support")
 target_link_libraries(test_pgwire PRIVATE zuodbc zulib GTest::gtest GTest::gmock GTest::gtest_main ${CMAKE_DL_LIBS})
 set_source_files_properties(reload/failing_malloc.cpp PROPERTIES
   SKIP_PRECOMPILE_HEADERS ON COMPILE_OPTIONS -fno-sanitize=all)

@@ -4,9 +4,9 @@
 #ifndef ZULIB_TESTS_SUPPORT_KERBEROS_REALM_H
 #define ZULIB_TESTS_SUPPORT_KERBEROS_REALM_H
 
-#include <sys/types.h>
-
 #include <string>
+
+#include "tests/support/server_process.h"
 
 class KerberosRealm {
  public:
@@ -25,13 +25,9 @@ class KerberosRealm {
   void logOut() const;
 
  private:
-  std::string path(const char* name) const { return directory + "/" + name; }
-  void writeConfiguration() const;
-  void run(const std::string& command) const;
+  std::string path(const char* name) const { return centre.value() + "/" + name; }
 
-  std::string directory;
-  int port;
-  pid_t centre = -1;
+  ServerProcess centre;
 };
 
 #endif

@@ -1,7 +1,6 @@
 // Applications of one ODBC version over drivers of the other.
 
 #include <cstring>
-#include <random>
 
 #include "tests/support/scripted_fixture.h"
 
@@ -214,7 +213,7 @@ TEST(Bridge, ADriverThatRefusesTheVersionGetsItsOwnTypes) {
   b.script.counts.clear();
   b.script.faults = {{"SQLSetEnvAttr", 1, SQL_ERROR, "HYC00"}};
   b.reconnect();
-  OdbcStatement stmt(b.conn);
+  const OdbcStatement stmt(b.conn);
   EXPECT_SQL(SQL_SUCCESS, stmt, SQLGetTypeInfo(stmt, SQL_TIMESTAMP));
   EXPECT_EQ("SQLGetTypeInfo 0=93", b.script.takeLog("SQLGetTypeInfo"));
 }
@@ -228,111 +227,10 @@ TEST(Bridge, ADriverThatDoesNotKnowItsVersionIsOfVersion1) {
   EXPECT_SQL(SQL_SUCCESS, b.conn, SQLGetInfo(b.conn, SQL_DRIVER_ODBC_VER, version, sizeof version, &length));
   EXPECT_STREQ("01.00", version);
   EXPECT_EQ("01004", warning(b.conn, SQLGetInfo(b.conn, SQL_DRIVER_ODBC_VER, version, 3, &length)));
-  OdbcStatement stmt(b.conn);
-  SQLSMALLINT type = SQL_TYPE_DATE;
+  const OdbcStatement stmt(b.conn);
+  const SQLSMALLINT type = SQL_TYPE_DATE;
   EXPECT_SQL(SQL_SUCCESS, stmt, SQLGetTypeInfo(stmt, type));
   EXPECT_EQ("SQLGetTypeInfo 0=9", b.script.takeLog("SQLGetTypeInfo"));
-}
-
-// Fetches of changing sizes. ODBC 2 has one size where ODBC 3 has two, each function uses the one that was
-// set for it, and the oldest drivers only have SQLFetch, of one row at a time.
-class RandomFetches {
- public:
-  RandomFetches(unsigned seed, ScriptedVariant variant, SQLULEN version, bool throughLibrary)
-      : b(variant, version, throughLibrary ? SQL_CUR_USE_ODBC : SQL_CUR_USE_DRIVER),
-        throughLibrary(throughLibrary),
-        lacks(version == SQL_OV_ODBC2 ? "S1C00" : "HYC00"),
-        random(seed) {
-    b.script.answers["select"] = scriptedRows(kRows);
-    if (variant == ScriptedVariant::Odbc1) largest = 1;
-    if (variant == ScriptedVariant::Odbc2 && !throughLibrary && seed % 3 == 0)
-      b.script.largestRowset = largest = 2;
-    SQLBindCol(stmt, 1, SQL_C_SLONG, seen.ids, 0, nullptr);
-    EXPECT_SQL(SQL_SUCCESS, stmt, stmt.set(SQL_ATTR_ROWS_FETCHED_PTR, static_cast<void*>(&seen.count)));
-    EXPECT_SQL(SQL_SUCCESS, stmt, stmt.set(SQL_ATTR_ROW_STATUS_PTR, static_cast<void*>(seen.statuses)));
-  }
-  void run() {
-    execute();
-    for (int step = 0; step < 40 && !testing::Test::HasFailure(); ++step) {
-      const unsigned action = random() % 6;
-      if (action == 0) setSize(SQL_ATTR_ROW_ARRAY_SIZE, arraySize);
-      if (action == 1 && !throughLibrary) setSize(SQL_ROWSET_SIZE, rowsetSize);
-      if (action == 2) execute();
-      if (action > 2) fetch();
-    }
-  }
-
- private:
-  static constexpr SQLULEN kRows = 20;
-  struct Rows {
-    SQLINTEGER ids[8] = {};
-    SQLUSMALLINT statuses[8] = {};
-    SQLULEN count = 99;
-    bool operator==(const Rows&) const = default;
-  };
-
-  void execute() {
-    SQLFreeStmt(stmt, SQL_CLOSE);
-    EXPECT_SQL(SQL_SUCCESS, stmt, stmt.execute("select 1"));
-    at = 0;
-    extended = !throughLibrary && random() % 2;
-  }
-  void setSize(SQLINTEGER attribute, SQLULEN& size) {
-    const SQLULEN wanted = 1 + random() % 4;
-    const bool isCut = wanted > largest && !throughLibrary, isRefused = isCut && largest == 1;
-    const SQLRETURN rc = stmt.set(attribute, wanted);
-    EXPECT_EQ(isRefused ? lacks : isCut ? "01S02" : "", stmt.states()) << attribute;
-    EXPECT_EQ(isRefused, rc == SQL_ERROR);
-    if (!isRefused) size = isCut ? largest : wanted;
-    SQLULEN told = 0;
-    EXPECT_SQL(SQL_SUCCESS, stmt, SQLGetStmtAttr(stmt, attribute, &told, 0, nullptr));
-    EXPECT_EQ(size, told) << attribute;
-  }
-  void fetch() {
-    const SQLULEN size = extended ? rowsetSize : arraySize;
-    const bool hasPlaces = random() % 2, scrolls = random() % 2 && !throughLibrary;
-    const SQLRETURN rc = extended
-                             ? SQLExtendedFetch(stmt, SQL_FETCH_NEXT, 0, hasPlaces ? &seen.count : nullptr,
-                                                hasPlaces ? seen.statuses : nullptr)
-                         : scrolls ? SQLFetchScroll(stmt, SQL_FETCH_NEXT, 0)
-                                   : SQLFetch(stmt);
-    if (size > largest) {
-      EXPECT_EQ(lacks, refusal(stmt, rc));
-    } else if (at == kRows) {
-      EXPECT_SQL(SQL_NO_DATA, stmt, rc);
-      expected.count = seen.count;
-      expected.statuses[0] = seen.statuses[0];
-    } else {
-      const SQLULEN count = std::min(size, kRows - at);
-      EXPECT_SQL(SQL_SUCCESS, stmt, rc);
-      for (SQLULEN i = 0; i < count; ++i) expected.ids[i] = static_cast<SQLINTEGER>(++at);
-      if (!extended || hasPlaces) {
-        expected.count = count;
-        for (SQLULEN i = 0; i < size; ++i)
-          expected.statuses[i] = static_cast<SQLUSMALLINT>(i < count ? SQL_ROW_SUCCESS : SQL_ROW_NOROW);
-      }
-    }
-    EXPECT_TRUE(expected == seen) << size << " rows to " << at << (extended ? " extended" : "") << seen.count;
-  }
-
-  Bridge b;
-  OdbcStatement stmt{b.conn};
-  bool throughLibrary, extended = false;
-  const char* lacks;
-  std::mt19937 random;
-  SQLULEN largest = kRows, arraySize = 1, rowsetSize = 1, at = 0;
-  Rows seen, expected;
-};
-
-TEST(Bridge, FetchesAgreeWithTheSizes) {
-  for (const auto variant : {ScriptedVariant::Odbc1, ScriptedVariant::Odbc2, ScriptedVariant::Odbc3}) {
-    for (const SQLULEN version : {SQL_OV_ODBC2, SQL_OV_ODBC3}) {
-      for (unsigned seed = 1; seed <= 40 && !HasFailure(); ++seed) {
-        SCOPED_TRACE(testing::Message() << int(variant) << " of " << version << ", seed " << seed);
-        RandomFetches(seed, variant, version, seed % 4 == 0).run();
-      }
-    }
-  }
 }
 
 TEST(Bridge, ARowSetSizeOfTheConnectionCountsForItsStatements) {
@@ -567,8 +465,8 @@ TEST(Bridge, ConnectionAttributesOverADriverOfEitherVersion) {
 }
 
 TEST(CursorNames, AreKeptHereWhenTheDriverKeepsNone) {
-  for (ScriptedVariant variant : {ScriptedVariant::Odbc3, ScriptedVariant::NoDescriptors}) {
-    Bridge b(variant);
+  for (const ScriptedVariant variant : {ScriptedVariant::Odbc3, ScriptedVariant::NoDescriptors}) {
+    const Bridge b(variant);
     OdbcStatement first(b.conn);
     OdbcStatement second(b.conn);
     char name[32] = "";
@@ -592,7 +490,7 @@ TEST(CursorNames, AreKeptHereWhenTheDriverKeepsNone) {
 }
 
 TEST(CursorNames, BadOnesAreRefused) {
-  Bridge b(ScriptedVariant::Odbc3);
+  const Bridge b(ScriptedVariant::Odbc3);
   OdbcStatement stmt(b.conn);
   for (const std::string& bad :
        {std::string(), std::string("SQL_CUR1"), std::string("sqlcurx"), std::string(4000, 'x')}) {

@@ -3,6 +3,7 @@
 #include <cstdlib>
 #include <fstream>
 
+#include "gmock/gmock.h"
 #include "tests/support/odbc_fixture.h"
 #include "tests/support/scripted_driver.h"
 
@@ -27,7 +28,7 @@ class ProfileFiles {
   DriverScript script;
   ScriptedDriver driver{ScriptedVariant::Odbc3, script};
 };
-const ProfileFiles profileFiles;
+const ProfileFiles kProfileFiles;
 
 // A connection over SQLite or over the scripted driver.
 class Connecting : public SqliteFixture {
@@ -65,7 +66,7 @@ TEST_F(Connecting, BadTextsAndLengths) {
   EXPECT_EQ("HY110",
             refusal(conn, SQLDriverConnect(conn, nullptr, sqlText("x"), 1, nullptr, 0, nullptr, 17)));
   EXPECT_EQ("HY090", refusal(conn, SQLConnect(conn, sqlText("x"), -2, nullptr, 0, nullptr, 0)));
-  std::string longName(SQL_MAX_DSN_LENGTH + 1, 'n');
+  const std::string longName(SQL_MAX_DSN_LENGTH + 1, 'n');
   EXPECT_EQ("IM010", refusal(conn, SQLConnect(conn, sqlText(longName), SQL_NTS, nullptr, 0, nullptr, 0)));
 }
 
@@ -86,7 +87,7 @@ TEST_F(Connecting, UnknownDriversAndSourcesAreNamed) {
 
 TEST_F(Connecting, NamesComeOutOfTheProfileFiles) {
   for (const char* name : {"by name", "by path"}) {
-    OdbcConnection conn(SQL_CUR_USE_DRIVER);
+    const OdbcConnection conn(SQL_CUR_USE_DRIVER);
     EXPECT_SQL(SQL_SUCCESS, conn, SQLConnect(conn, sqlText(name), SQL_NTS, sqlText("me"), 2, nullptr, 0));
   }
   EXPECT_EQ(2, script.count("SQLConnect"));
@@ -157,7 +158,7 @@ TEST_F(Connecting, RefusedAttributeIsAWarning) {
 }
 
 TEST_F(Connecting, TransactionsOfAnEnvironmentReachEveryConnection) {
-  OdbcConnection first(driver.connectionString(), SQL_CUR_USE_DRIVER);
+  const OdbcConnection first(driver.connectionString(), SQL_CUR_USE_DRIVER);
   SQLHDBC second;
   ASSERT_EQ(SQL_SUCCESS, SQLAllocHandle(SQL_HANDLE_DBC, first.environment(), &second));
   ASSERT_EQ(SQL_SUCCESS, SQLDriverConnect(second, nullptr, sqlText(driver.connectionString()), SQL_NTS,
@@ -186,7 +187,7 @@ TEST_F(Connecting, InformationOfTheDriverManagerItself) {
   EXPECT_EQ(SQL_SUCCESS, SQLGetInfo(conn, SQL_DRIVER_HDBC, &handle, sizeof handle, &length));
   EXPECT_NE(nullptr, handle);
   EXPECT_NE(SQLHDBC(conn), handle);
-  OdbcStatement stmt(conn);
+  const OdbcStatement stmt(conn);
   handle = SQLHSTMT(stmt);
   EXPECT_EQ(SQL_SUCCESS, SQLGetInfo(conn, SQL_DRIVER_HSTMT, &handle, sizeof handle, &length));
   EXPECT_NE(SQLHSTMT(stmt), handle);
@@ -196,7 +197,7 @@ TEST_F(Connecting, InformationOfTheDriverManagerItself) {
   // What the application does not want goes to cells of ours, with and without the cursor library.
   for (const SQLULEN cursors : {SQL_CUR_USE_DRIVER, SQL_CUR_USE_ODBC}) {
     script.info[SQL_DBMS_NAME] = std::string(3000, 'n');
-    OdbcConnection other(driver.connectionString(), cursors);
+    const OdbcConnection other(driver.connectionString(), cursors);
     for (const SQLUSMALLINT type : {SQL_DBMS_NAME, SQL_MAX_COLUMN_NAME_LEN, SQL_GETDATA_EXTENSIONS}) {
       EXPECT_SQL(SQL_SUCCESS, other, SQLGetInfo(other, type, nullptr, 0, nullptr)) << type;
       EXPECT_SQL(SQL_SUCCESS, other, SQLGetInfo(other, type, nullptr, 0, &length)) << type;
@@ -209,7 +210,7 @@ TEST_F(Connecting, InformationOfTheDriverManagerItself) {
   SQLUSMALLINT words[SQL_API_ODBC3_ALL_FUNCTIONS_SIZE], one = 99, old[100];
   ASSERT_EQ(SQL_SUCCESS, SQLGetFunctions(conn, SQL_API_ODBC3_ALL_FUNCTIONS, words));
   ASSERT_EQ(SQL_SUCCESS, SQLGetFunctions(conn, SQL_API_ALL_FUNCTIONS, old));
-  for (SQLUSMALLINT function :
+  for (const SQLUSMALLINT function :
        {SQL_API_SQLFETCH, SQL_API_SQLGETINFO, SQL_API_SQLSETPOS, SQL_API_SQLSETSTMTOPTION}) {
     ASSERT_EQ(SQL_SUCCESS, SQLGetFunctions(conn, function, &one));
     EXPECT_EQ(one, SQL_FUNC_EXISTS(words, function)) << function;

@@ -13,7 +13,7 @@ class Diagnostics : public ScriptedTest {
 std::string field(SQLSMALLINT type, SQLHANDLE handle, SQLSMALLINT which) {
   char text[128] = "?";
   SQLSMALLINT length = 0;
-  SQLRETURN rc = SQLGetDiagField(type, handle, 1, which, text, sizeof text, &length);
+  const SQLRETURN rc = SQLGetDiagField(type, handle, 1, which, text, sizeof text, &length);
   return rc == SQL_SUCCESS ? std::string(text, static_cast<size_t>(length)) : "code " + std::to_string(rc);
 }
 
@@ -120,7 +120,7 @@ TEST_F(Diagnostics, UnsettledRecordsFallUnlessTakenOver) {
 }
 
 TEST_F(Diagnostics, CatalogMessagesBearTheComponentAndThePlace) {
-  OdbcStatement stmt(conn);
+  const OdbcStatement stmt(conn);
   PostODBCError(kDmComponentCursorLibrary, SQLHSTMT(stmt), 464, -1);
   EXPECT_EQ("HY010: [zulib][ODBC Cursor Library] " + catalogText(464), stmt.why());
   tagODBCERROR error{sizeof error, SQLHSTMT(stmt), kDmComponentCursorLibrary, 332, -1, 4, 2};

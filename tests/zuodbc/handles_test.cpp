@@ -3,6 +3,7 @@
 #include <cstring>
 #include <functional>
 
+#include "gmock/gmock.h"
 #include "tests/support/fault_allocator.h"
 #include "tests/support/scripted_fixture.h"
 
@@ -19,7 +20,7 @@ class Handles : public ScriptedTest {
 
 // One function of each road and of each handle type, given a handle of the wrong sort.
 TEST_F(Handles, NullStaleAndWrongTypeAreInvalid) {
-  OdbcStatement other(conn);
+  const OdbcStatement other(conn);
   SQLHSTMT stale = SQL_NULL_HSTMT;
   ASSERT_EQ(SQL_SUCCESS, SQLAllocHandle(SQL_HANDLE_STMT, conn, &stale));
   ASSERT_EQ(SQL_SUCCESS, SQLFreeHandle(SQL_HANDLE_STMT, stale));
@@ -84,7 +85,7 @@ TEST_F(Handles, FreeingIsRefusedWhileSomethingStandsOnTheHandle) {
 }
 
 TEST_F(Handles, DisconnectTakesStatementsAndDescriptorsWithIt) {
-  for (SQLULEN cursors : {SQL_CUR_USE_DRIVER, SQL_CUR_USE_ODBC}) {
+  for (const SQLULEN cursors : {SQL_CUR_USE_DRIVER, SQL_CUR_USE_ODBC}) {
     conn.disconnect();
     SQLSetConnectAttr(conn, SQL_ATTR_ODBC_CURSORS, pointer(cursors), 0);
     reconnect();
@@ -110,7 +111,7 @@ TEST_F(Handles, StatementThatTheDriverKeepsStaysUsable) {
 
 TEST(HandlesOfOdbc2, OldFunctionsOnAnOldDriver) {
   DriverScript script;
-  ScriptedDriver driver(ScriptedVariant::Odbc2, script);
+  const ScriptedDriver driver(ScriptedVariant::Odbc2, script);
   SQLHENV env;
   SQLHDBC conn;
   SQLHSTMT stmt;
@@ -134,7 +135,8 @@ TEST(HandlesOfOdbc2, OldFunctionsOnAnOldDriver) {
 // Each allocation of a short life fails in turn: nothing leaks, and the cause is HY001 where there is a
 // handle to say it on.
 TEST_F(Handles, ExhaustedMemoryIsHY001AndLosesNothing) {
-  std::string target = driver.connectionString();
+  const std::string text = driver.connectionString();
+  SQLCHAR* const target = sqlText(text);
   conn.disconnect();
   sweepAllocations([&](FaultAllocator& faults) {
     SQLHENV env = nullptr;
@@ -148,13 +150,11 @@ TEST_F(Handles, ExhaustedMemoryIsHY001AndLosesNothing) {
     bool done = false;
     if (SQLAllocHandle(SQL_HANDLE_ENV, SQL_NULL_HANDLE, &env) != SQL_SUCCESS) return false;
     SQLSetEnvAttr(env, SQL_ATTR_ODBC_VERSION, SQLPOINTER(SQL_OV_ODBC3), 0);
-    auto* text = reinterpret_cast<SQLCHAR*>(target.data());
     if (SQLAllocHandle(SQL_HANDLE_DBC, env, &dbc) != SQL_SUCCESS) {
       expectMemory(SQL_HANDLE_ENV, env);
-    } else if (!SQL_SUCCEEDED(
-                   SQLDriverConnect(dbc, nullptr, text, SQL_NTS, nullptr, 0, nullptr, SQL_DRIVER_NOPROMPT))) {
-      expectMemory(SQL_HANDLE_DBC, dbc);
-    } else if (SQLAllocHandle(SQL_HANDLE_STMT, dbc, &stmt) != SQL_SUCCESS ||
+    } else if (!SQL_SUCCEEDED(SQLDriverConnect(dbc, nullptr, target, SQL_NTS, nullptr, 0, nullptr,
+                                               SQL_DRIVER_NOPROMPT)) ||
+               SQLAllocHandle(SQL_HANDLE_STMT, dbc, &stmt) != SQL_SUCCESS ||
                SQLAllocHandle(SQL_HANDLE_DESC, dbc, &desc) != SQL_SUCCESS) {
       expectMemory(SQL_HANDLE_DBC, dbc);
     } else {

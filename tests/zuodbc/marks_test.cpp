@@ -20,7 +20,7 @@ class Marks : public ScriptedTest {
 
 TEST_F(Marks, MarkedCallsSkipTheSequenceRulesOfThisThreadOnly) {
   EXPECT_EQ("HY010", refusal(statement, SQLFetch(stmt)));
-  int before = script.count("SQLFetch");
+  const int before = script.count("SQLFetch");
   stmt->CursorLibLockStmt(1);
   stmt->CursorLibLockStmt(1);
   stmt->CursorLibLockStmt(0);
@@ -46,7 +46,7 @@ TEST_F(Marks, MarkedCallsSkipTheSequenceRulesOfThisThreadOnly) {
 TEST_F(Marks, FreeUnderAMarkLeavesTheObjectToTheOuterCall) {
   SQLHSTMT inner;
   ASSERT_EQ(SQL_SUCCESS, SQLAllocHandle(SQL_HANDLE_STMT, conn, &inner));
-  int live = script.liveHandles;
+  const int live = script.liveHandles;
   auto* object = static_cast<DMStmt*>(inner);
   object->CursorLibLockStmt(1);
   EXPECT_EQ(SQL_SUCCESS, SQLFreeStmt(inner, 10)) << "nothing to do in the driver";

@@ -62,7 +62,7 @@ TEST_F(StmtArguments, AreCheckedBeforeTheDriverIsCalled) {
       {"HY100", [&] { return SQLStatistics(s, nullptr, 0, nullptr, 0, sqlText("t"), SQL_NTS, 2, 0); }},
       {"HY097", [&] { return SQLSpecialColumns(s, 3, nullptr, 0, nullptr, 0, sqlText("t"), SQL_NTS, 0, 0); }},
   };
-  int callsBefore = script.calls;
+  const int callsBefore = script.calls;
   for (const Case& c : cases) {
     EXPECT_EQ(c.sqlstate, refusal(stmt, c.call())) << "case " << (&c - cases);
   }
@@ -129,7 +129,7 @@ TEST_F(StmtArguments, DescriptorFieldsFollowTheStatementsAttributes) {
                              SQLGetDescRec(ard, -1, nullptr, 0, nullptr, nullptr, nullptr, nullptr, nullptr,
                                            nullptr, nullptr)));
 
-  OdbcStatement fresh(conn);
+  const OdbcStatement fresh(conn);
   SQLHDESC undescribed = descriptor(fresh, SQL_ATTR_IMP_ROW_DESC);
   EXPECT_EQ("HY007", refusal(SQL_HANDLE_DESC, ard, SQLCopyDesc(undescribed, ard)));
   EXPECT_EQ("HY016", refusal(SQL_HANDLE_DESC, ird, SQLCopyDesc(ard, ird)));

@@ -21,7 +21,7 @@ SQLRETURN setAttribute(const char* function, SQLHANDLE handle, SQLINTEGER attrib
   return answer<Object>(handle, function, [&](Object& object) {
     noteSetting(attribute, value);
     object.attributes[attribute] = value;
-    return OK;
+    return kOk;
   });
 }
 
@@ -33,7 +33,7 @@ SQLRETURN setConnAttribute(const char* function, SQLHDBC handle, SQLINTEGER attr
   return answer<Conn>(handle, function, [&](Conn& conn) {
     conn.texts[attribute] = textOf(static_cast<SQLCHAR*>(value), length);
     noteSetting(attribute, conn.texts[attribute]);
-    return OK;
+    return kOk;
   });
 }
 
@@ -43,7 +43,7 @@ SQLRETURN getConnAttribute(const char* function, SQLHDBC handle, SQLINTEGER attr
   return answer<Conn>(handle, function, [&](Conn& conn) {
     if (conn.texts.contains(attribute)) return copyText(conn, conn.texts[attribute], value, size, length);
     *static_cast<SQLUINTEGER*>(value) = static_cast<SQLUINTEGER>(conn.attributes[attribute]);
-    return OK;
+    return kOk;
   });
 }
 
@@ -51,7 +51,7 @@ template <class Object>
 SQLRETURN getAttribute(const char* function, SQLHANDLE handle, SQLINTEGER attribute, SQLPOINTER value) {
   return answer<Object>(handle, function, [&](Object& object) {
     *static_cast<SQLUINTEGER*>(value) = static_cast<SQLUINTEGER>(object.attributes[attribute]);
-    return OK;
+    return kOk;
   });
 }
 
@@ -67,7 +67,7 @@ SQLRETURN setStmtAttribute(Stmt& stmt, SQLINTEGER attribute, SQLPOINTER value) {
       auto* desc = static_cast<Desc*>(find(value, SQL_HANDLE_DESC));
       if (value && !desc) return stmt.post("HY024");
       (rows ? stmt.ard : stmt.apd) = desc ? desc : rows ? &stmt.ownArd : &stmt.ownApd;
-      return OK;
+      return kOk;
     }
     case SQL_ATTR_ROW_BIND_TYPE: return setDescHeader(*stmt.ard, SQL_DESC_BIND_TYPE, value);
     case SQL_ATTR_ROW_ARRAY_SIZE: return setDescHeader(*stmt.ard, SQL_DESC_ARRAY_SIZE, value);
@@ -82,7 +82,7 @@ SQLRETURN setStmtAttribute(Stmt& stmt, SQLINTEGER attribute, SQLPOINTER value) {
   stmt.attributes[attribute] = number(value);
   if (attribute == SQL_ROWSET_SIZE)
     stmt.attributes[attribute] = std::min(number(value), script->largestRowset);
-  return stmt.attributes[attribute] == number(value) ? OK : stmt.post("01S02", SQL_SUCCESS_WITH_INFO);
+  return stmt.attributes[attribute] == number(value) ? kOk : stmt.post("01S02", SQL_SUCCESS_WITH_INFO);
 }
 
 SQLULEN stmtAttribute(Stmt& stmt, SQLINTEGER attribute) {
@@ -103,15 +103,15 @@ SQLULEN stmtAttribute(Stmt& stmt, SQLINTEGER attribute) {
 SQLRETURN setRecord(Record& record, Desc& desc, SQLSMALLINT field, SQLPOINTER value) {
   switch (field) {
     case SQL_DESC_TYPE:
-    case SQL_DESC_CONCISE_TYPE: record.cType = static_cast<SQLSMALLINT>(number(value)); return OK;
-    case SQL_DESC_DATA_PTR: record.data = value; return OK;
-    case SQL_DESC_OCTET_LENGTH: record.length = static_cast<SQLLEN>(number(value)); return OK;
-    case SQL_DESC_OCTET_LENGTH_PTR: record.octetLengthPtr = static_cast<SQLLEN*>(value); return OK;
-    case SQL_DESC_INDICATOR_PTR: record.indicatorPtr = static_cast<SQLLEN*>(value); return OK;
+    case SQL_DESC_CONCISE_TYPE: record.cType = static_cast<SQLSMALLINT>(number(value)); return kOk;
+    case SQL_DESC_DATA_PTR: record.data = value; return kOk;
+    case SQL_DESC_OCTET_LENGTH: record.length = static_cast<SQLLEN>(number(value)); return kOk;
+    case SQL_DESC_OCTET_LENGTH_PTR: record.octetLengthPtr = static_cast<SQLLEN*>(value); return kOk;
+    case SQL_DESC_INDICATOR_PTR: record.indicatorPtr = static_cast<SQLLEN*>(value); return kOk;
     case SQL_DESC_DATETIME_INTERVAL_CODE:
     case SQL_DESC_PRECISION:
     case SQL_DESC_SCALE:
-    case SQL_DESC_LENGTH: return OK;
+    case SQL_DESC_LENGTH: return kOk;
     default: return desc.post("HY091");
   }
 }
@@ -121,15 +121,15 @@ SQLRETURN setRecord(Record& record, Desc& desc, SQLSMALLINT field, SQLPOINTER va
 SQLRETURN scripted::setDescHeader(Desc& desc, SQLSMALLINT field, SQLPOINTER value) {
   DescContents& contents = desc.contents;
   switch (field) {
-    case SQL_DESC_ARRAY_SIZE: contents.arraySize = number(value); return OK;
-    case SQL_DESC_BIND_TYPE: contents.bindType = number(value); return OK;
-    case SQL_DESC_BIND_OFFSET_PTR: contents.bindOffsetPtr = static_cast<SQLLEN*>(value); return OK;
-    case SQL_DESC_ROWS_PROCESSED_PTR: contents.rowsProcessedPtr = static_cast<SQLULEN*>(value); return OK;
-    case SQL_DESC_ARRAY_STATUS_PTR: contents.arrayStatusPtr = static_cast<SQLUSMALLINT*>(value); return OK;
+    case SQL_DESC_ARRAY_SIZE: contents.arraySize = number(value); return kOk;
+    case SQL_DESC_BIND_TYPE: contents.bindType = number(value); return kOk;
+    case SQL_DESC_BIND_OFFSET_PTR: contents.bindOffsetPtr = static_cast<SQLLEN*>(value); return kOk;
+    case SQL_DESC_ROWS_PROCESSED_PTR: contents.rowsProcessedPtr = static_cast<SQLULEN*>(value); return kOk;
+    case SQL_DESC_ARRAY_STATUS_PTR: contents.arrayStatusPtr = static_cast<SQLUSMALLINT*>(value); return kOk;
     case SQL_DESC_COUNT:
       contents.records.erase(contents.records.upper_bound(static_cast<SQLSMALLINT>(number(value))),
                              contents.records.end());
-      return OK;
+      return kOk;
     default: return desc.post("HY091");
   }
 }
@@ -155,7 +155,7 @@ SQLRETURN SQL_API SQLDisconnect(SQLHDBC handle) {
              (kept->type == SQL_HANDLE_DESC && static_cast<const Desc*>(kept)->conn == &conn);
     });
     script->liveHandles = static_cast<int>(handles.size());
-    return OK;
+    return kOk;
   });
 }
 
@@ -170,7 +170,7 @@ SQLRETURN SQL_API SQLGetInfo(SQLHDBC handle, SQLUSMALLINT type, SQLPOINTER value
       *static_cast<SQLUSMALLINT*>(value) = *small;
     if (const auto* big = std::get_if<SQLUINTEGER>(&found->second)) *static_cast<SQLUINTEGER*>(value) = *big;
     if (length) *length = std::holds_alternative<SQLUSMALLINT>(found->second) ? 2 : 4;
-    return OK;
+    return kOk;
   });
 }
 
@@ -210,13 +210,13 @@ SQLRETURN SQL_API SQLGetStmtAttr(SQLHSTMT handle, SQLINTEGER attribute, SQLPOINT
                                  SQLINTEGER*) {
   return answer<Stmt>(handle, "SQLGetStmtAttr", [&](Stmt& stmt) {
     *static_cast<SQLULEN*>(value) = stmtAttribute(stmt, attribute);
-    return OK;
+    return kOk;
   });
 }
 SQLRETURN SQL_API SQLGetStmtOption(SQLHSTMT handle, SQLUSMALLINT option, SQLPOINTER value) {
   return answer<Stmt>(handle, "SQLGetStmtOption", [&](Stmt& stmt) {
     *static_cast<SQLULEN*>(value) = stmtAttribute(stmt, option);
-    return OK;
+    return kOk;
   });
 }
 
@@ -236,7 +236,7 @@ SQLRETURN SQL_API SQLSetDescRec(SQLHDESC handle, SQLSMALLINT number, SQLSMALLINT
                                 SQLLEN* indicatorPtr) {
   return answer<Desc>(handle, "SQLSetDescRec", [&](Desc& desc) {
     desc.contents.records[number] = {type, 0, data, length, lengthPtr, indicatorPtr};
-    return OK;
+    return kOk;
   });
 }
 
@@ -248,12 +248,12 @@ SQLRETURN SQL_API SQLGetDescField(SQLHDESC handle, SQLSMALLINT number, SQLSMALLI
     switch (field) {
       case SQL_DESC_COUNT:
         *static_cast<SQLSMALLINT*>(value) = contents.records.empty() ? 0 : contents.records.rbegin()->first;
-        return OK;
-      case SQL_DESC_ARRAY_SIZE: *static_cast<SQLULEN*>(value) = contents.arraySize; return OK;
+        return kOk;
+      case SQL_DESC_ARRAY_SIZE: *static_cast<SQLULEN*>(value) = contents.arraySize; return kOk;
       case SQL_DESC_TYPE:
-      case SQL_DESC_CONCISE_TYPE: *static_cast<SQLSMALLINT*>(value) = record.cType; return OK;
-      case SQL_DESC_DATA_PTR: *static_cast<SQLPOINTER*>(value) = record.data; return OK;
-      case SQL_DESC_OCTET_LENGTH: *static_cast<SQLLEN*>(value) = record.length; return OK;
+      case SQL_DESC_CONCISE_TYPE: *static_cast<SQLSMALLINT*>(value) = record.cType; return kOk;
+      case SQL_DESC_DATA_PTR: *static_cast<SQLPOINTER*>(value) = record.data; return kOk;
+      case SQL_DESC_OCTET_LENGTH: *static_cast<SQLLEN*>(value) = record.length; return kOk;
       default: return desc.post("HY091");
     }
   });
@@ -262,9 +262,9 @@ SQLRETURN SQL_API SQLGetDescField(SQLHDESC handle, SQLSMALLINT number, SQLSMALLI
 SQLRETURN SQL_API SQLCopyDesc(SQLHDESC source, SQLHDESC target) {
   return answer<Desc>(target, "SQLCopyDesc", [&](Desc& desc) {
     const auto* from = static_cast<Desc*>(find(source, SQL_HANDLE_DESC));
-    if (!from) return INVALID_HANDLE;
+    if (!from) return kInvalidHandle;
     desc.contents = from->contents;
-    return OK;
+    return kOk;
   });
 }
 

@@ -14,10 +14,10 @@
 namespace scripted {
 
 // The return codes in their own type, which lambdas deduce.
-constexpr SQLRETURN OK = SQL_SUCCESS;
-constexpr SQLRETURN NO_DATA = SQL_NO_DATA;
-constexpr SQLRETURN NEED_DATA = SQL_NEED_DATA;
-constexpr SQLRETURN INVALID_HANDLE = SQL_INVALID_HANDLE;
+constexpr SQLRETURN kOk = SQL_SUCCESS;
+constexpr SQLRETURN kNoData = SQL_NO_DATA;
+constexpr SQLRETURN kNeedData = SQL_NEED_DATA;
+constexpr SQLRETURN kInvalidHandle = SQL_INVALID_HANDLE;
 
 struct Diagnostic {
   std::string state;

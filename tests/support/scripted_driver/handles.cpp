@@ -158,7 +158,7 @@ SQLRETURN allocate(const char* function, SQLSMALLINT type, SQLHANDLE input, SQLH
   if (type == SQL_HANDLE_DBC) *output = keep(std::make_unique<Conn>(static_cast<Env*>(parent)));
   if (type == SQL_HANDLE_STMT) *output = keep(std::make_unique<Stmt>(static_cast<Conn*>(parent)));
   if (type == SQL_HANDLE_DESC) *output = keep(std::make_unique<Desc>(static_cast<Conn*>(parent)));
-  return OK;
+  return kOk;
 }
 
 // A freed explicit descriptor gives its statements their own ones back.
@@ -176,7 +176,7 @@ SQLRETURN release(const char* function, SQLHANDLE handle) {
   return answer<Object>(handle, function, [](Object& object) {
     if constexpr (std::is_same_v<Object, Desc>) forget(object);
     drop(&object);
-    return OK;
+    return kOk;
   });
 }
 
@@ -238,17 +238,17 @@ SQLRETURN SQL_API SQLGetDiagField(SQLSMALLINT type, SQLHANDLE handle, SQLSMALLIN
   if (!found) return SQL_INVALID_HANDLE;
   if (field == SQL_DIAG_NUMBER) {
     *static_cast<SQLINTEGER*>(value) = static_cast<SQLINTEGER>(found->diagnostics.size());
-    return OK;
+    return kOk;
   }
   const Diagnostic* diagnostic = record(found, number);
-  if (!diagnostic) return NO_DATA;
+  if (!diagnostic) return kNoData;
   Handle scratch(type);
   switch (field) {
     case SQL_DIAG_SQLSTATE: return copyText(scratch, diagnostic->state, value, size, length);
     case SQL_DIAG_MESSAGE_TEXT: return copyText(scratch, diagnostic->text, value, size, length);
-    case SQL_DIAG_ROW_NUMBER: *static_cast<SQLLEN*>(value) = diagnostic->row; return OK;
-    case SQL_DIAG_COLUMN_NUMBER: *static_cast<SQLINTEGER*>(value) = SQL_NO_COLUMN_NUMBER; return OK;
-    case SQL_DIAG_NATIVE: *static_cast<SQLINTEGER*>(value) = 0; return OK;
+    case SQL_DIAG_ROW_NUMBER: *static_cast<SQLLEN*>(value) = diagnostic->row; return kOk;
+    case SQL_DIAG_COLUMN_NUMBER: *static_cast<SQLINTEGER*>(value) = SQL_NO_COLUMN_NUMBER; return kOk;
+    case SQL_DIAG_NATIVE: *static_cast<SQLINTEGER*>(value) = 0; return kOk;
     default: return SQL_ERROR;
   }
 }
@@ -263,7 +263,7 @@ SQLRETURN SQL_API SQLError(SQLHENV env, SQLHDBC conn, SQLHSTMT stmt, SQLCHAR* st
   if (!found) return SQL_INVALID_HANDLE;
   if (found->diagnostics.empty()) {
     std::strcpy(reinterpret_cast<char*>(state), "00000");
-    return NO_DATA;
+    return kNoData;
   }
   const Diagnostic first = found->diagnostics.front();
   found->diagnostics.erase(found->diagnostics.begin());

@@ -94,7 +94,7 @@ SQLRETURN fetch(Stmt& stmt, SQLULEN size, SQLULEN* fetched, SQLUSMALLINT* status
   if (fetched) *fetched = 0;
   if (!stmt.hasOpenRows()) {
     stmt.position = stmt.result->rows.size() + 1;
-    return NO_DATA;
+    return kNoData;
   }
   SQLRETURN rc = SQL_SUCCESS;
   for (SQLULEN i = 0; i < size; ++i) {
@@ -139,7 +139,7 @@ SQLRETURN columnAttribute(const char* function, SQLHSTMT handle, SQLUSMALLINT nu
     const ScriptColumn* column = columnOf(stmt, number);
     if (field == SQL_COLUMN_COUNT || field == SQL_DESC_COUNT) {
       out = stmt.result ? static_cast<SQLLEN>(stmt.result->columns.size()) : 0;
-      return OK;
+      return kOk;
     }
     if (!column) return stmt.post("07009");
     switch (field) {
@@ -147,15 +147,15 @@ SQLRETURN columnAttribute(const char* function, SQLHSTMT handle, SQLUSMALLINT nu
       case SQL_COLUMN_LABEL:
       case SQL_DESC_NAME:
       case SQL_DESC_BASE_COLUMN_NAME: return copyText(stmt, column->name, text, size, length);
-      case SQL_COLUMN_TYPE: out = column->sqlType; return OK;
-      case SQL_COLUMN_SEARCHABLE: out = column->searchable; return OK;
+      case SQL_COLUMN_TYPE: out = column->sqlType; return kOk;
+      case SQL_COLUMN_SEARCHABLE: out = column->searchable; return kOk;
       case SQL_COLUMN_LENGTH:
       case SQL_COLUMN_PRECISION:
       case SQL_DESC_OCTET_LENGTH:
       case SQL_DESC_LENGTH:
-      case SQL_COLUMN_DISPLAY_SIZE: out = static_cast<SQLLEN>(column->size); return OK;
-      case SQL_COLUMN_NULLABLE: out = SQL_NULLABLE; return OK;
-      default: out = 0; return OK;
+      case SQL_COLUMN_DISPLAY_SIZE: out = static_cast<SQLLEN>(column->size); return kOk;
+      case SQL_COLUMN_NULLABLE: out = SQL_NULLABLE; return kOk;
+      default: out = 0; return kOk;
     }
   });
 }
@@ -182,7 +182,7 @@ SQLRETURN scripted::convert(Stmt& stmt, const ScriptValue& value, const ScriptCo
   if (!value) {
     if (!indicatorPtr) return stmt.post("22002");
     *indicatorPtr = SQL_NULL_DATA;
-    return OK;
+    return kOk;
   }
   if (indicatorPtr && indicatorPtr != lengthPtr) *indicatorPtr = 0;
   if (cType == SQL_C_DEFAULT) cType = defaultType(column.sqlType);
@@ -193,7 +193,7 @@ SQLRETURN scripted::convert(Stmt& stmt, const ScriptValue& value, const ScriptCo
   }
   taken = value->size();
   if (lengthPtr) *lengthPtr = fixed;
-  return OK;
+  return kOk;
 }
 
 extern "C" {
@@ -202,7 +202,7 @@ SQLRETURN SQL_API SQLNumResultCols(SQLHSTMT handle, SQLSMALLINT* count) {
   return answer<Stmt>(handle, "SQLNumResultCols", [&](Stmt& stmt) {
     columnOf(stmt, 0);
     *count = stmt.result ? static_cast<SQLSMALLINT>(stmt.result->columns.size()) : 0;
-    return OK;
+    return kOk;
   });
 }
 
@@ -235,7 +235,7 @@ SQLRETURN SQL_API SQLBindCol(SQLHSTMT handle, SQLUSMALLINT number, SQLSMALLINT c
     auto& records = stmt.ard->contents.records;
     records.erase(static_cast<SQLSMALLINT>(number));
     if (data) records[static_cast<SQLSMALLINT>(number)] = {cType, 0, data, length, lengthPtr, lengthPtr};
-    return OK;
+    return kOk;
   });
 }
 
@@ -264,7 +264,7 @@ SQLRETURN SQL_API SQLGetData(SQLHSTMT handle, SQLUSMALLINT number, SQLSMALLINT c
     const ScriptValue& value = stmt.result->rows[stmt.position - 1].values[number - 1];
     const auto given = stmt.taken.find(number);
     const std::size_t from = given == stmt.taken.end() ? 0 : given->second;
-    if (given != stmt.taken.end() && (!value || from >= value->size())) return NO_DATA;
+    if (given != stmt.taken.end() && (!value || from >= value->size())) return kNoData;
     std::size_t taken = 0;
     const SQLRETURN rc =
         convert(stmt, value, *column, cType, target, size, lengthPtr, lengthPtr, from, taken);
@@ -274,10 +274,10 @@ SQLRETURN SQL_API SQLGetData(SQLHSTMT handle, SQLUSMALLINT number, SQLSMALLINT c
 }
 
 SQLRETURN SQL_API SQLSetPos(SQLHSTMT handle, SQLSETPOSIROW, SQLUSMALLINT, SQLUSMALLINT) {
-  return answer<Stmt>(handle, "SQLSetPos", [](Stmt&) { return OK; });
+  return answer<Stmt>(handle, "SQLSetPos", [](Stmt&) { return kOk; });
 }
 SQLRETURN SQL_API SQLSetScrollOptions(SQLHSTMT handle, SQLUSMALLINT, SQLLEN, SQLUSMALLINT) {
-  return answer<Stmt>(handle, "SQLSetScrollOptions", [](Stmt&) { return OK; });
+  return answer<Stmt>(handle, "SQLSetScrollOptions", [](Stmt&) { return kOk; });
 }
 
 }  // extern "C"

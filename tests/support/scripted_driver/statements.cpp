@@ -76,7 +76,7 @@ SQLRETURN finish(Stmt& stmt) {
   setResult(stmt, told ? *told : oneRowTouched);
   stmt.more = told ? told->more : std::vector<ScriptAnswer>();
   const bool nothingTouched = !stmt.result && stmt.rowCount == 0 && stateOf("HY000") == "HY000";
-  return nothingTouched ? NO_DATA : OK;
+  return nothingTouched ? kNoData : kOk;
 }
 
 SQLRETURN execute(Stmt& stmt) {
@@ -91,7 +91,7 @@ SQLRETURN execute(Stmt& stmt) {
   for (const auto& [number, record] : stmt.apd->contents.records) {
     if (isDataAtExecution(stmt, record)) stmt.awaited.push_back(number);
   }
-  return stmt.awaited.empty() ? finish(stmt) : NEED_DATA;
+  return stmt.awaited.empty() ? finish(stmt) : kNeedData;
 }
 
 SQLRETURN executeText(const char* function, SQLHSTMT handle, const SQLCHAR* text, SQLINTEGER length) {
@@ -111,7 +111,7 @@ SQLRETURN bind(const char* function, SQLHSTMT handle, SQLUSMALLINT number, const
   return answer<Stmt>(handle, function, [&](Stmt& stmt) {
     noteSetting(record.cType, record.sqlType);
     stmt.apd->contents.records[static_cast<SQLSMALLINT>(number)] = record;
-    return OK;
+    return kOk;
   });
 }
 
@@ -141,7 +141,7 @@ SQLRETURN SQL_API SQLPrepare(SQLHSTMT handle, SQLCHAR* sql, SQLINTEGER length) {
     stmt.close();
     stmt.text = textOf(sql, length);
     stmt.prepared = true;
-    return OK;
+    return kOk;
   });
 }
 
@@ -183,13 +183,13 @@ SQLRETURN SQL_API SQLParamOptions(SQLHSTMT handle, SQLULEN rows, SQLULEN*) {
   return answer<Stmt>(handle, "SQLParamOptions", [&](Stmt& stmt) {
     noteSetting(SQL_ATTR_PARAMSET_SIZE, rows);
     stmt.apd->contents.arraySize = rows;
-    return OK;
+    return kOk;
   });
 }
 SQLRETURN SQL_API SQLNumParams(SQLHSTMT handle, SQLSMALLINT* count) {
   return answer<Stmt>(handle, "SQLNumParams", [&](Stmt& stmt) {
     *count = static_cast<SQLSMALLINT>(std::count(stmt.text.begin(), stmt.text.end(), '?'));
-    return OK;
+    return kOk;
   });
 }
 
@@ -203,7 +203,7 @@ SQLRETURN SQL_API SQLParamData(SQLHSTMT handle, SQLPOINTER* value) {
     if (stmt.awaited.empty()) return finish(stmt);
     *value = stmt.apd->contents.records[stmt.awaited.front()].data;
     stmt.supplied[stmt.awaited.front()];
-    return NEED_DATA;
+    return kNeedData;
   });
 }
 
@@ -215,14 +215,14 @@ SQLRETURN SQL_API SQLPutData(SQLHSTMT handle, SQLPOINTER data, SQLLEN length) {
     value += length == SQL_NULL_DATA ? "NULL"
              : length == SQL_NTS     ? std::string(bytes)
                                      : std::string(bytes, length);
-    return OK;
+    return kOk;
   });
 }
 
 SQLRETURN SQL_API SQLRowCount(SQLHSTMT handle, SQLLEN* count) {
   return answer<Stmt>(handle, "SQLRowCount", [&](Stmt& stmt) {
     *count = stmt.rowCount;
-    return OK;
+    return kOk;
   });
 }
 
@@ -230,11 +230,11 @@ SQLRETURN SQL_API SQLMoreResults(SQLHSTMT handle) {
   return answer<Stmt>(handle, "SQLMoreResults", [](Stmt& stmt) {
     if (stmt.more.empty()) {
       stmt.close();
-      return NO_DATA;
+      return kNoData;
     }
     setResult(stmt, stmt.more.front());
     stmt.more.erase(stmt.more.begin());
-    return OK;
+    return kOk;
   });
 }
 
@@ -247,7 +247,7 @@ SQLRETURN SQL_API SQLNativeSql(SQLHDBC handle, SQLCHAR* sql, SQLINTEGER length, 
 SQLRETURN SQL_API SQLSetCursorName(SQLHSTMT handle, SQLCHAR* name, SQLSMALLINT length) {
   return answer<Stmt>(handle, "SQLSetCursorName", [&](Stmt& stmt) {
     stmt.cursorName = textOf(name, length);
-    return OK;
+    return kOk;
   });
 }
 SQLRETURN SQL_API SQLGetCursorName(SQLHSTMT handle, SQLCHAR* name, SQLSMALLINT size, SQLSMALLINT* length) {
@@ -261,7 +261,7 @@ SQLRETURN SQL_API SQLCancel(SQLHSTMT handle) {
     stmt.awaited.clear();
     stmt.supplied.clear();
     script->changed.notify_all();
-    return OK;
+    return kOk;
   });
 }
 
@@ -269,17 +269,17 @@ SQLRETURN SQL_API SQLCloseCursor(SQLHSTMT handle) {
   return answer<Stmt>(handle, "SQLCloseCursor", [](Stmt& stmt) {
     if (!stmt.result) return stmt.post("24000");
     stmt.close();
-    return OK;
+    return kOk;
   });
 }
 
 SQLRETURN SQL_API SQLFreeStmt(SQLHSTMT handle, SQLUSMALLINT option) {
   return answer<Stmt>(handle, "SQLFreeStmt", [&](Stmt& stmt) {
     switch (option) {
-      case SQL_CLOSE: stmt.close(); return OK;
-      case SQL_UNBIND: stmt.ard->contents.records.clear(); return OK;
-      case SQL_RESET_PARAMS: stmt.apd->contents.records.clear(); return OK;
-      case SQL_DROP: drop(&stmt); return OK;
+      case SQL_CLOSE: stmt.close(); return kOk;
+      case SQL_UNBIND: stmt.ard->contents.records.clear(); return kOk;
+      case SQL_RESET_PARAMS: stmt.apd->contents.records.clear(); return kOk;
+      case SQL_DROP: drop(&stmt); return kOk;
       default: return stmt.post("HY092");
     }
   });
@@ -289,12 +289,12 @@ SQLRETURN SQL_API SQLEndTran(SQLSMALLINT type, SQLHANDLE handle, SQLSMALLINT com
   if (type == SQL_HANDLE_DBC) {
     return answer<Conn>(handle, "SQLEndTran", [&](Conn& conn) {
       endTransaction(&conn, static_cast<SQLUSMALLINT>(completion));
-      return OK;
+      return kOk;
     });
   }
   return answer<Env>(handle, "SQLEndTran", [&](Env&) {
     endTransaction(nullptr, static_cast<SQLUSMALLINT>(completion));
-    return OK;
+    return kOk;
   });
 }
 
@@ -302,12 +302,12 @@ SQLRETURN SQL_API SQLTransact(SQLHENV env, SQLHDBC handle, SQLUSMALLINT completi
   if (handle) {
     return answer<Conn>(handle, "SQLTransact", [&](Conn& conn) {
       endTransaction(&conn, completion);
-      return OK;
+      return kOk;
     });
   }
   return answer<Env>(env, "SQLTransact", [&](Env&) {
     endTransaction(nullptr, completion);
-    return OK;
+    return kOk;
   });
 }
 

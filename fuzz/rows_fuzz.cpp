@@ -1,14 +1,15 @@
-// Both cursors and both fetch functions against a plain model, in random sequences: return code, row count,
-// status array and every byte of the application's memory, with null values, truncated text, rows in error,
-// warnings, SQL_STILL_EXECUTING, cancels, errors that end the result, lost connections, row-set sizes and
-// bind offsets that change.
+// Both cursors and both fetch functions as a small language: an input decides on a result, its faults and a
+// sequence of fetches over the scripted driver, whose effects are those of a plain model: return code, row
+// count, status array and every byte of the application's memory, with null values, truncated text, rows in
+// error, warnings, SQL_STILL_EXECUTING, cancels, errors that end the result, lost connections, row-set sizes
+// and bind offsets that change.
 
 #include <cstring>
-#include <random>
 
-#include "tests/support/scripted_fixture.h"
+#include "fuzz/input.h"
+#include "fuzz/scripted.h"
 
-namespace {
+namespace rowsfuzz {
 
 constexpr SQLLEN kMostRows = 6;  // in a row set
 constexpr SQLLEN kNameSize = 8;
@@ -272,12 +273,15 @@ class Model {
   bool cut = false, warned = false, bad = false;  // of this call
 };
 
-class RandomRows : public ScriptedTest, public testing::WithParamInterface<ScriptedVariant> {
- protected:
-  int pick(int below) { return static_cast<int>(random() % static_cast<unsigned>(below)); }
-  bool oneIn(int n) { return pick(n) == 0; }
+class Run : public ScriptedConnection {
+ public:
+  Run(Input& input, ScriptedVariant variant) : ScriptedConnection({.variant = variant}), input(input) {}
+  void run();
+
+ private:
+  int pick(int below) { return static_cast<int>(input(static_cast<unsigned long>(below))); }
+  bool oneIn(int n) { return pick(n) == n - 1; }  // never at the end of the input
   SQLLEN pickSize() { return oneIn(3) ? 1 : 1 + pick(kMostRows); }
-  RandomRows() : ScriptedTest({.variant = GetParam()}) {}
 
   void makeResult(DriverModel& driver) {
     ScriptAnswer& answer = driver.answer = scriptedRows(pick(14));
@@ -307,7 +311,8 @@ class RandomRows : public ScriptedTest, public testing::WithParamInterface<Scrip
     const SQLSMALLINT types[] = {SQL_C_VARBOOKMARK, SQL_C_SLONG, SQL_C_CHAR};
     const SQLLEN sizes[] = {8, 4, kNameSize};
     SQLLEN top = 0;
-    const SQLHDESC ard = descriptor(stmt, SQL_ATTR_APP_ROW_DESC);
+    SQLHDESC ard = SQL_NULL_HDESC;
+    EXPECT_EQ(SQL_SUCCESS, SQLGetStmtAttr(stmt, SQL_ATTR_APP_ROW_DESC, &ard, 0, nullptr));
     for (SQLUSMALLINT c = 0; c < 3; ++c) {
       const auto take = [&](SQLLEN size) {
         return std::exchange(top, top + (byRow ? 8 : size * (kMostRows + 2)));
@@ -331,11 +336,10 @@ class RandomRows : public ScriptedTest, public testing::WithParamInterface<Scrip
     return columns;
   }
 
-  void run();
-  std::mt19937 random;
+  Input& input;
 };
 
-void RandomRows::run() {
+void Run::run() {
   DriverModel driver;
   makeResult(driver);
   const bool scrolls = !oneIn(3), extended = oneIn(3), byRow = oneIn(2);
@@ -407,15 +411,11 @@ void RandomRows::run() {
   }
 }
 
-INSTANTIATE_TEST_SUITE_P(Drivers, RandomRows,
-                         testing::Values(ScriptedVariant::Odbc2, ScriptedVariant::Odbc3));
+}  // namespace rowsfuzz
 
-TEST_P(RandomRows, AgreeWithTheModel) {
-  for (unsigned seed = 1; seed <= 1000 && !HasFatalFailure(); ++seed) {
-    random.seed(seed);
-    SCOPED_TRACE("seed " + std::to_string(seed));
-    run();
-  }
+extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
+  Input input(data, size);
+  rowsfuzz::Run(input, input(2) ? ScriptedVariant::Odbc2 : ScriptedVariant::Odbc3).run();
+  endProgramOnFailure();
+  return 0;
 }
-
-}  // namespace

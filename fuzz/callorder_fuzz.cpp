@@ -1,14 +1,12 @@
-// The order of calls: random walks through the states of a statement, against a table of which function each
-// state admits and a model of how the states follow.
+// The order of calls as a small language: each byte calls a function on a statement over the scripted driver,
+// against a table of which function each state admits and a model of how the states follow.
 
 #include <functional>
-#include <map>
-#include <random>
 
-#include "tests/support/odbc_fixture.h"
-#include "tests/support/scripted_driver.h"
+#include "fuzz/input.h"
+#include "fuzz/scripted.h"
 
-namespace {
+namespace callorderfuzz {
 
 // The states: allocated, prepared, executed without a result, with an open cursor, fetched from, fetched from
 // by SQLExtendedFetch; waiting for SQLParamData, for SQLPutData, for either; still executing.
@@ -23,16 +21,18 @@ struct Function {
   std::function<SQLRETURN()> call;
 };
 
-class StmtSequence : public testing::TestWithParam<SQLUSMALLINT> {
- protected:
-  StmtSequence() {
+class Walk : public ScriptedConnection {
+ public:
+  Walk(Input& input, SQLUSMALLINT behaviour)
+      : ScriptedConnection({.cursors = SQL_CUR_USE_DRIVER, .behaviour = behaviour}),
+        input(input),
+        behaviour(behaviour) {
     script.answers["select"] = script.answers["SQLTables"] = scriptedRows(100);
-    for (const SQLUSMALLINT type : {SQL_CURSOR_COMMIT_BEHAVIOR, SQL_CURSOR_ROLLBACK_BEHAVIOR})
-      script.info[type] = GetParam();
-    EXPECT_SQL(SQL_SUCCESS, conn, conn.connect(driver.connectionString()));
   }
+  void run();
 
-  bool oneIn(unsigned n) { return random() % n == 0; }
+ private:
+  bool oneIn(unsigned n) { return input(n) == n - 1; }
   std::string sqlstate(char verdict) const {
     switch (verdict) {
       case 'q': return "HY010";
@@ -57,18 +57,15 @@ class StmtSequence : public testing::TestWithParam<SQLUSMALLINT> {
 
   std::vector<Function> functions();
   void moveOn(const Function& function, SQLRETURN rc);
-  void walk();
 
-  std::mt19937 random;
-  DriverScript script;
-  ScriptedDriver driver{ScriptedVariant::Odbc3, script};
-  OdbcConnection conn{SQL_CUR_USE_DRIVER};
+  Input& input;
+  SQLUSMALLINT behaviour;
   SQLHSTMT stmt = nullptr;
   SQLLEN length = SQL_NTS, left = 0;
   SQLULEN count = 0;
   SQLUSMALLINT status = 0;
   SQLSMALLINT number = 0;
-  SQLPOINTER pointer = nullptr;
+  SQLPOINTER token = nullptr;
   char buffer[32] = "";
 
   char state = 'A';
@@ -76,7 +73,7 @@ class StmtSequence : public testing::TestWithParam<SQLUSMALLINT> {
   bool cancelled = false;
 };
 
-std::vector<Function> StmtSequence::functions() {
+std::vector<Function> Walk::functions() {
   const auto start = [&](auto call) { return [this, call] { return call(pickText()); }; };
   return {
       {"prepare", "...cccqqqq", 'P', start([&](auto* sql) { return SQLPrepare(stmt, sql, SQL_NTS); })},
@@ -105,7 +102,7 @@ std::vector<Function> StmtSequence::functions() {
        [&] { return SQLGetData(stmt, 1, SQL_C_CHAR, buffer, sizeof buffer, &left); }},
       {"columns", "q.....qqqq", '=', [&] { return SQLNumResultCols(stmt, &number); }},
       {"row count", "qq....qqqq", '=', [&] { return SQLRowCount(stmt, &left); }},
-      {"param data", "qqqqqq.q.q", 'G', [&] { return SQLParamData(stmt, &pointer); }},
+      {"param data", "qqqqqq.q.q", 'G', [&] { return SQLParamData(stmt, &token); }},
       {"put data", "qqqqqqq..q", 'T', [&] { return SQLPutData(stmt, buffer, 1); }},
       {"close", "ccc...qqqq", 'C', [&] { return SQLCloseCursor(stmt); }},
       {"free by SQL_CLOSE", "......qqqq", 'C', [&] { return SQLFreeStmt(stmt, SQL_CLOSE); }},
@@ -117,7 +114,7 @@ std::vector<Function> StmtSequence::functions() {
   };
 }
 
-void StmtSequence::moveOn(const Function& function, SQLRETURN rc) {
+void Walk::moveOn(const Function& function, SQLRETURN rc) {
   const char closed = prepared.empty() ? 'A' : 'P';
   if (rc == SQL_STILL_EXECUTING) {
     state = 'S';
@@ -125,8 +122,8 @@ void StmtSequence::moveOn(const Function& function, SQLRETURN rc) {
     cancelled = state == 'S';
     if (state == 'D' || state == 'G' || state == 'T') state = closed;
   } else if (function.name == "commit") {
-    if (GetParam() == SQL_CB_DELETE) prepared.clear();
-    if (GetParam() != SQL_CB_PRESERVE) state = prepared.empty() ? 'A' : 'P';
+    if (behaviour == SQL_CB_DELETE) prepared.clear();
+    if (behaviour != SQL_CB_PRESERVE) state = prepared.empty() ? 'A' : 'P';
   } else if (function.next == 'R') {
     executing = function.name == "execute" ? prepared : sent;
     if (function.name != "execute") prepared.clear();
@@ -140,16 +137,14 @@ void StmtSequence::moveOn(const Function& function, SQLRETURN rc) {
   }
 }
 
-void StmtSequence::walk() {
+void Walk::run() {
   const OdbcStatement owner(conn);
   stmt = owner;
-  state = 'A';
-  prepared.clear();
   SQLBindParameter(stmt, 1, SQL_PARAM_INPUT, SQL_C_CHAR, SQL_VARCHAR, 9, 0, buffer, 0, &length);
   const std::vector<Function> all = functions();
   std::string history;
-  for (int step = 0; step < 60; ++step) {
-    const Function& function = all[random() % all.size()];
+  for (int step = 0; step < 200 && !input.atEnd(); ++step) {
+    const Function& function = all[input(all.size())];
     history += "\n" + function.name + " in " + state;
     std::string expected = sqlstate(function.refusals[kStates.find(state)]);
     if (state == 'S' && expected.empty() && function.next == 'R' && std::exchange(cancelled, false))
@@ -169,14 +164,13 @@ void StmtSequence::walk() {
   script.faults.clear();
 }
 
-TEST_P(StmtSequence, AgreesWithTheTable) {
-  for (unsigned seed = 1; seed <= 300 && !HasFatalFailure(); ++seed) {
-    random.seed(seed);
-    walk();
-  }
+}  // namespace callorderfuzz
+
+extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
+  Input input(data, size);
+  const SQLUSMALLINT behaviours[] = {SQL_CB_DELETE, SQL_CB_CLOSE, SQL_CB_PRESERVE};
+  const SQLUSMALLINT behaviour = behaviours[input(3)];
+  callorderfuzz::Walk(input, behaviour).run();
+  endProgramOnFailure();
+  return 0;
 }
-
-INSTANTIATE_TEST_SUITE_P(TransactionsLeave, StmtSequence,
-                         testing::Values(SQL_CB_DELETE, SQL_CB_CLOSE, SQL_CB_PRESERVE));
-
-}  // namespace
