@@ -45,7 +45,7 @@ TEST_F(ConfiguredTest, CursorsOfTheDataSourceAndTheConnectionString) {
   script.answers["select"] = scriptedRows(3);
   writeSources(source("Cursors=library\n"));
   {
-    OdbcConnection conn("DSN=s", SQL_CUR_USE_DRIVER);
+    const OdbcConnection conn("DSN=s", SQL_CUR_USE_DRIVER);
     EXPECT_EQ("3", last(conn));
     OdbcStatement forward(conn);  // of a program that binds nothing, and mixes the functions
     EXPECT_SQL(SQL_SUCCESS, forward, forward.execute("select"));
@@ -55,7 +55,7 @@ TEST_F(ConfiguredTest, CursorsOfTheDataSourceAndTheConnectionString) {
     EXPECT_EQ(SQL_ERROR, SQLFetchScroll(forward, SQL_FETCH_FIRST, 0));
   }
   for (const char* word : {"ifneeded", "Library"}) {
-    OdbcConnection conn(scripted.connectionString() + ";cursors=" + word, SQL_CUR_USE_DRIVER);
+    const OdbcConnection conn(scripted.connectionString() + ";cursors=" + word, SQL_CUR_USE_DRIVER);
     EXPECT_EQ("3", last(conn));
   }
   OdbcConnection conn(SQL_CUR_USE_ODBC);
@@ -74,7 +74,7 @@ TEST_F(ConfiguredTest, CursorsOfTheDataSourceAndTheConnectionString) {
 TEST_F(ConfiguredTest, ThreadsScrollOnConnectionsWithLocksOfTheirOwn) {
   script.answers["select"] = scriptedRows(3);
   writeSources(source("") + "[ODBC]\nCursorLibraryLock=connection\n");
-  OdbcConnection slow("DSN=s;Cursors=library"), quick("DSN=s;Cursors=library");
+  const OdbcConnection slow("DSN=s;Cursors=library"), quick("DSN=s;Cursors=library");
   OdbcStatement stmt(slow);
   SQLINTEGER number = 0;
   stmt.makeScrollable();

@@ -224,7 +224,7 @@ TEST_F(WideTest, BytesAndCharacters) {
   EXPECT_EQ(6, told);
   EXPECT_EQ(0xE4, buffer[2]);
 
-  OdbcStatement stmt(conn);
+  const OdbcStatement stmt(conn);
   script.answers["select"] = scriptedRows(1);
   script.answers["select"].columns[1].name = "n\xE4me";
   SQLWCHAR select[] = {'s', 'e', 'l', 'e', 'c', 't', 0}, name[] = {'C', 0xFC, 0};

@@ -37,11 +37,13 @@ struct Handle {
 };
 
 struct Env : Handle {
-  Env() : Handle(SQL_HANDLE_ENV) {}
+  static constexpr SQLSMALLINT kType = SQL_HANDLE_ENV;
+  Env() : Handle(kType) {}
 };
 
 struct Conn : Handle {
-  explicit Conn(Env* env) : Handle(SQL_HANDLE_DBC), env(env) {}
+  static constexpr SQLSMALLINT kType = SQL_HANDLE_DBC;
+  explicit Conn(Env* env) : Handle(kType), env(env) {}
   Env* env;
   bool connected = false;
   std::map<SQLINTEGER, std::string> texts;
@@ -66,12 +68,14 @@ struct DescContents {
 };
 
 struct Desc : Handle {
-  explicit Desc(Conn* conn) : Handle(SQL_HANDLE_DESC), conn(conn) {}
+  static constexpr SQLSMALLINT kType = SQL_HANDLE_DESC;
+  explicit Desc(Conn* conn) : Handle(kType), conn(conn) {}
   Conn* conn;
   DescContents contents;
 };
 
 struct Stmt : Handle {
+  static constexpr SQLSMALLINT kType = SQL_HANDLE_STMT;
   explicit Stmt(Conn* conn);
   void close();
   bool hasOpenRows() const { return result && position < result->rows.size(); }
@@ -131,23 +135,12 @@ class Call {
   int nth;
 };
 
-template <class Object>
-constexpr SQLSMALLINT typeOf = 0;
-template <>
-inline constexpr SQLSMALLINT typeOf<Env> = SQL_HANDLE_ENV;
-template <>
-inline constexpr SQLSMALLINT typeOf<Conn> = SQL_HANDLE_DBC;
-template <>
-inline constexpr SQLSMALLINT typeOf<Stmt> = SQL_HANDLE_STMT;
-template <>
-inline constexpr SQLSMALLINT typeOf<Desc> = SQL_HANDLE_DESC;
-
 // Answers a call on a handle: `work(object)` does what the function does.
 template <class Object, class Work>
 SQLRETURN answer(SQLHANDLE handle, const char* function, Work work) {
   if (!script) return SQL_INVALID_HANDLE;
   Call call(function);
-  Handle* found = find(handle, typeOf<Object>);
+  Handle* found = find(handle, Object::kType);
   if (!found) return SQL_INVALID_HANDLE;
   SQLRETURN rc = SQL_SUCCESS;
   if (call.fails(*found, rc)) return rc;

@@ -220,7 +220,7 @@ SQLRETURN SQL_API SQLFreeConnect(SQLHDBC conn) { return release<Conn>("SQLFreeCo
 SQLRETURN SQL_API SQLGetDiagRec(SQLSMALLINT type, SQLHANDLE handle, SQLSMALLINT number, SQLCHAR* state,
                                 SQLINTEGER* native, SQLCHAR* text, SQLSMALLINT size, SQLSMALLINT* length) {
   if (!script) return SQL_INVALID_HANDLE;
-  Call call("SQLGetDiagRec");
+  const Call call("SQLGetDiagRec");
   Handle* found = find(handle, type);
   const Diagnostic* diagnostic = record(found, number);
   if (!diagnostic) return found ? SQL_NO_DATA : SQL_INVALID_HANDLE;
@@ -233,7 +233,7 @@ SQLRETURN SQL_API SQLGetDiagRec(SQLSMALLINT type, SQLHANDLE handle, SQLSMALLINT 
 SQLRETURN SQL_API SQLGetDiagField(SQLSMALLINT type, SQLHANDLE handle, SQLSMALLINT number, SQLSMALLINT field,
                                   SQLPOINTER value, SQLSMALLINT size, SQLSMALLINT* length) {
   if (!script) return SQL_INVALID_HANDLE;
-  Call call("SQLGetDiagField");
+  const Call call("SQLGetDiagField");
   Handle* found = find(handle, type);
   if (!found) return SQL_INVALID_HANDLE;
   if (field == SQL_DIAG_NUMBER) {
@@ -256,7 +256,7 @@ SQLRETURN SQL_API SQLGetDiagField(SQLSMALLINT type, SQLHANDLE handle, SQLSMALLIN
 SQLRETURN SQL_API SQLError(SQLHENV env, SQLHDBC conn, SQLHSTMT stmt, SQLCHAR* state, SQLINTEGER* native,
                            SQLCHAR* text, SQLSMALLINT size, SQLSMALLINT* length) {
   if (!script) return SQL_INVALID_HANDLE;
-  Call call("SQLError");
+  const Call call("SQLError");
   Handle* found = stmt   ? find(stmt, SQL_HANDLE_STMT)
                   : conn ? find(conn, SQL_HANDLE_DBC)
                          : find(env, SQL_HANDLE_ENV);
