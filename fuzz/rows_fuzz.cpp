@@ -375,7 +375,8 @@ void Run::run() {
     } else {
       if (step && oneIn(5))
         stmt.set(sizeAttribute, static_cast<SQLULEN>(size = pickSize())), model.resize(size);
-      if (oneIn(6)) SQLCancel(stmt);  // with nothing to cancel
+      if (oneIn(6))
+        SQLCancel(stmt), driver.cancelled = driver.pending;  // of a call that was given up, if any
       offset = model.bindOffset = byRow ? pick(2) * kStride : pick(2) * 16;
       const SQLSMALLINT directions[] = {SQL_FETCH_NEXT,    SQL_FETCH_FIRST,    SQL_FETCH_LAST,
                                         SQL_FETCH_PRIOR,   SQL_FETCH_ABSOLUTE, SQL_FETCH_RELATIVE,
