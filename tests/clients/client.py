@@ -31,7 +31,7 @@ def connect(where, narrow):
 
 
 def create(conn):
-    binary = "bytea" if conn.getinfo(pyodbc.SQL_DBMS_NAME) == "PostgreSQL" else "longblob"
+    binary = {"PostgreSQL": "bytea", "MariaDB": "longblob"}.get(conn.getinfo(pyodbc.SQL_DBMS_NAME), "blob")
     conn.execute(f'create table {TABLE} (id integer primary key, n\u00e4me varchar(200), price decimal(12,3), '
                  f'day date, note text, data {binary})')
     conn.commit()
