@@ -66,10 +66,12 @@ class Walk : public ScriptedConnection {
   SQLUSMALLINT status = 0;
   SQLSMALLINT number = 0;
   SQLPOINTER token = nullptr;
+  char value[8] = "abc";  // of the parameter
   char buffer[32] = "";
 
   char state = 'A';
   std::string prepared, sent, executing;  // texts
+  std::string given;                      // by SQLPutData
   bool cancelled = false;
 };
 
@@ -103,7 +105,7 @@ std::vector<Function> Walk::functions() {
       {"columns", "q.....qqqq", '=', [&] { return SQLNumResultCols(stmt, &number); }},
       {"row count", "qq....qqqq", '=', [&] { return SQLRowCount(stmt, &left); }},
       {"param data", "qqqqqq.q.q", 'G', [&] { return SQLParamData(stmt, &token); }},
-      {"put data", "qqqqqqq..q", 'T', [&] { return SQLPutData(stmt, buffer, 1); }},
+      {"put data", "qqqqqqq..q", 'T', [&] { return SQLPutData(stmt, value, 3); }},
       {"close", "ccc...qqqq", 'C', [&] { return SQLCloseCursor(stmt); }},
       {"free by SQL_CLOSE", "......qqqq", 'C', [&] { return SQLFreeStmt(stmt, SQL_CLOSE); }},
       {"name", "..ccccqqqq", '=', [&] { return SQLSetCursorName(stmt, sqlText("c"), SQL_NTS); }},
@@ -128,11 +130,17 @@ void Walk::moveOn(const Function& function, SQLRETURN rc) {
     executing = function.name == "execute" ? prepared : sent;
     if (function.name != "execute") prepared.clear();
     state = rc == SQL_NEED_DATA ? 'D' : executing == "update t" ? 'N' : 'O';
+    if (rc != SQL_NEED_DATA) {
+      EXPECT_EQ(executing + " | " + value, lastExecution(script));
+    }
   } else if (function.name == "param data" && rc == SQL_SUCCESS) {
+    EXPECT_EQ(executing + " | " + given, lastExecution(script));
     state = executing == "update t" ? 'N' : 'O';
   } else if (function.next != '=') {
     if (state == 'A' || function.next == 'A') prepared.clear();
     if (function.next == 'P') prepared = sent;
+    if (function.next == 'T') given += value;
+    if (function.next == 'G') given.clear();
     state = function.next == 'C' ? closed : function.next;
   }
 }
@@ -140,7 +148,7 @@ void Walk::moveOn(const Function& function, SQLRETURN rc) {
 void Walk::run() {
   const OdbcStatement owner(conn);
   stmt = owner;
-  SQLBindParameter(stmt, 1, SQL_PARAM_INPUT, SQL_C_CHAR, SQL_VARCHAR, 9, 0, buffer, 0, &length);
+  SQLBindParameter(stmt, 1, SQL_PARAM_INPUT, SQL_C_CHAR, SQL_VARCHAR, 9, 0, value, 0, &length);
   const std::vector<Function> all = functions();
   std::string history;
   for (int step = 0; step < 200 && !input.atEnd(); ++step) {

@@ -1,7 +1,5 @@
 // The options, attributes and information types that the cursor library handles by itself.
 
-#include <set>
-
 #include "tests/support/scripted_fixture.h"
 
 namespace {
@@ -95,16 +93,6 @@ TEST_F(Options, InformationTypes) {
   EXPECT_STREQ("", text);
   EXPECT_EQ(0, length);
   EXPECT_EQ("01004", conn.states());
-}
-
-TEST(Messages, AllHaveATextOfTheirOwnAndAState) {
-  std::set<std::string> texts;
-  for (const int number : {4,   24,  28,  32,  36,  40,  60,  64,  68,  120, 124, 128, 132, 136, 140,
-                           162, 174, 238, 242, 252, 264, 272, 276, 284, 288, 292, 296, 300, 304, 308,
-                           316, 320, 324, 332, 376, 388, 392, 404, 408, 412, 416, 460, 464, 504}) {
-    EXPECT_TRUE(catalogText(number).ends_with('.') && texts.insert(catalogText(number)).second) << number;
-    EXPECT_EQ(5u, catalogText(number + 1).size()) << number;
-  }
 }
 
 }  // namespace

@@ -55,7 +55,7 @@ TEST(Reload, EachLoadStartsAfreshAndEachUnloadLeavesNothing) {
   for (int round = 1; round <= 10; ++round) {
     setenv("ZU_DEBUGGING", std::to_string(round % 10).c_str(), 1);
     {
-      Library library;
+      const Library library;
       ASSERT_TRUE(library.isLoaded()) << dlerror();
       auto* debug = library.get<ZuRunTimeDebug>("BOS_RUNTIME_DEBUG");
       EXPECT_EQ(debug->debugItem(~0UL), static_cast<unsigned long>(round % 10));

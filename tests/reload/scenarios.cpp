@@ -83,7 +83,7 @@ bool findsACodePage() {
   return found;
 }
 
-constexpr Scenario scenarios[] = {
+constexpr Scenario kScenarios[] = {
     {"case and search", changesCase}, {"token", takesAToken},           {"environment", readsTheEnvironment},
     {"library", looksForALibrary},    {"error record", reportsAnError}, {"profile file", changesAProfile},
     {"code page", findsACodePage},
@@ -92,6 +92,6 @@ constexpr Scenario scenarios[] = {
 }  // namespace
 
 const Scenario* scenarioTable(unsigned* count) {
-  *count = std::size(scenarios);
-  return scenarios;
+  *count = std::size(kScenarios);
+  return kScenarios;
 }
