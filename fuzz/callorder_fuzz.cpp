@@ -107,6 +107,7 @@ std::vector<Function> Walk::functions() {
       {"param data", "qqqqqq.q.q", 'G', [&] { return SQLParamData(stmt, &token); }},
       {"put data", "qqqqqqq..q", 'T', [&] { return SQLPutData(stmt, value, 3); }},
       {"close", "ccc...qqqq", 'C', [&] { return SQLCloseCursor(stmt); }},
+      {"more results", "......qqqq", 'C', [&] { return SQLMoreResults(stmt); }},
       {"free by SQL_CLOSE", "......qqqq", 'C', [&] { return SQLFreeStmt(stmt, SQL_CLOSE); }},
       {"name", "..ccccqqqq", '=', [&] { return SQLSetCursorName(stmt, sqlText("c"), SQL_NTS); }},
       {"cursor type", ".ttcccqqqq", '=',

@@ -89,7 +89,8 @@ TEST_F(Handles, DisconnectTakesStatementsAndDescriptorsWithIt) {
     conn.disconnect();
     SQLSetConnectAttr(conn, SQL_ATTR_ODBC_CURSORS, pointer(cursors), 0);
     reconnect();
-    const OdbcStatement stmt(conn);
+    OdbcStatement stmt(conn);
+    EXPECT_SQL(SQL_SUCCESS, stmt, stmt.execute("select"));
     const SQLHDESC desc = newDescriptor(), implicit = descriptor(stmt, SQL_ATTR_APP_ROW_DESC);
     EXPECT_EQ("HY017", refusal(SQL_HANDLE_DESC, implicit, SQLFreeHandle(SQL_HANDLE_DESC, implicit)));
     EXPECT_SQL(SQL_SUCCESS, conn, conn.disconnect());
