@@ -117,7 +117,8 @@ bool isYes(const char* value) {
 
 }  // namespace
 
-TraceLine::TraceLine(const char* name) noexcept : function(name), start(std::chrono::steady_clock::now()) {}
+TraceLine::TraceLine(const char* name, SQLHANDLE handle) noexcept
+    : function(name), handle(handle), start(std::chrono::steady_clock::now()) {}
 
 void TraceLine::separate() {
   if (arguments++ == 0) {
@@ -213,7 +214,7 @@ void TraceLine::showValue(const void* buffer, SQLLEN size, Form form, bool mayBe
 
 void TraceLine::showPointer(const void* pointer) { showResult(hexadecimal(pointer)); }
 
-void TraceLine::write(SQLHANDLE handle, SQLRETURN rc) {
+void TraceLine::write(SQLRETURN rc) {
   line += '\n';
   if (rc == SQL_ERROR || rc == SQL_SUCCESS_WITH_INFO) line += diagnosticsOf(handle);
   TraceFile& file = traceFile();

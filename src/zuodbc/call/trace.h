@@ -36,7 +36,8 @@ void startConfiguredTrace();
 
 class TraceLine {
  public:
-  explicit TraceLine(const char* function) noexcept;
+  // `handle` is that of the call, which may free it.
+  TraceLine(const char* function, SQLHANDLE handle) noexcept;
   TraceLine(const TraceLine&) = delete;
   TraceLine& operator=(const TraceLine&) = delete;
 
@@ -87,7 +88,7 @@ class TraceLine {
   }
 
   // Writes the line to the file.
-  void write(SQLHANDLE handle, SQLRETURN rc);
+  void write(SQLRETURN rc);
 
  private:
   void showResult(const std::string& result);
@@ -101,6 +102,7 @@ class TraceLine {
   void separate();
 
   const char* function;
+  SQLHANDLE handle;  // an address to look up
   std::string line;
   std::chrono::steady_clock::time_point start;
   int arguments = 0;
@@ -133,7 +135,7 @@ template <class Function, class... Arguments>
 [[gnu::cold, gnu::noinline]] SQLRETURN traceCall(const char* name, Function& function,
                                                  const Arguments&... arguments) noexcept(false) {
   if (isInLibrary()) return function(arguments...);
-  TraceLine line(name);
+  TraceLine line(name, firstHandle(arguments...));
   try {
     (line.add(arguments), ...);
   } catch (const std::bad_alloc&) {  // the line is the shorter
@@ -142,7 +144,7 @@ template <class Function, class... Arguments>
   try {
     line.end(rc);
     (line.addResult(arguments), ...);
-    line.write(firstHandle(arguments...), rc);
+    line.write(rc);
   } catch (const std::bad_alloc&) {  // this line is missing
   }
   return rc;
